@@ -1,0 +1,39 @@
+# What every target of this project is built with.
+
+add_library(tavo_settings INTERFACE)
+target_compile_options(tavo_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  # GCC notes on every use of a type whose ABI changed in GCC 7; nothing here is linked with older code.
+  target_compile_options(tavo_settings INTERFACE -Wno-psabi)
+endif()
+
+if(TAVO_SANITIZE)
+  target_compile_options(tavo_settings INTERFACE
+    -fsanitize=${TAVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tavo_settings INTERFACE -fsanitize=${TAVO_SANITIZE})
+endif()
+
+# tavo_shared_library(TARGET OUTPUT_NAME INCLUDE_DIR SOURCE_DIR...): a shared library of this
+# project from every .cpp below the source folders. Sources and the symbols that the library
+# binds to itself are the same for all of them, so they stand here once.
+function(tavo_shared_library target output_name include_dir)
+  set(sources "")
+  foreach(dir IN LISTS ARGN)
+    file(GLOB found CONFIGURE_DEPENDS ${dir}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  add_library(${target} SHARED ${sources})
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${output_name})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:tavo_settings>)
+  if(TAVO_SANITIZE)
+    # A sanitizer finds the vtables and typeinfo of all libraries in one place only when they may be shared.
+  else()
+    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
+  endif()
+  install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(DIRECTORY ${include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen FILES_MATCHING PATTERN "*.h")
+endfunction()

@@ -1,0 +1,37 @@
+#include "KQTime.h"
+
+#include <ctime>
+
+#include <atomic>
+
+namespace KQ {
+
+namespace {
+
+long readSystemClock() {
+  return static_cast<long>(time(nullptr));
+}
+
+std::atomic<KQTime::Source> activeSource{&readSystemClock};
+
+constexpr int firstYear = 1900;  // of the C library's calendar
+
+}  // namespace
+
+KQTime::KQTime(long secondsSinceEpoch) {
+  const time_t moment = secondsSinceEpoch != 0 ? secondsSinceEpoch : activeSource.load(std::memory_order_acquire)();
+  tm parts{};
+  localtime_r(&moment, &parts);
+  hours_ = parts.tm_hour;
+  minutes_ = parts.tm_min;
+  seconds_ = parts.tm_sec;
+  days_ = parts.tm_mday;
+  month_ = parts.tm_mon + 1;
+  year_ = parts.tm_year + firstYear;
+}
+
+void KQTime::setSource(Source source) {
+  activeSource.store(source != nullptr ? source : &readSystemClock, std::memory_order_release);
+}
+
+}  // namespace KQ
