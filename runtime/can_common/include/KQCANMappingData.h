@@ -1,0 +1,141 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "KQVariableStorageType.h"
+
+namespace KQ {
+
+class KQSignalListener;
+
+/// One mapped value: which bits of a frame's data bytes belong to which object. Everything that moving
+/// the bits needs is worked out when the record is made. A record never changes, so that any thread may
+/// read it; it belongs to its KQCANMappingObject.
+///
+/// Bit 0 is the least significant bit of byte 0, values are little-endian, and a record lies at the
+/// absolute bit 8 * byte position + bit position.
+class KQCANMappingData {
+public:
+  /// What only few records have.
+  struct Options {
+    float rawOffset{0.0F};                   ///< value = (raw value + rawOffset) * factor + valueOffset
+    float valueOffset{0.0F};                 ///< see rawOffset
+    float factor{1.0F};                      ///< see rawOffset; not 0
+    std::optional<std::string> lowestText;   ///< smallest text that checkRawValue accepts; none: no limit
+    std::optional<std::string> highestText;  ///< largest text that checkRawValue accepts; none: no limit
+    int tag{0};                              ///< handed to handleExtractedValue as its last argument
+    KQSignalListener* listener{nullptr};     ///< told of every received value; not owned
+    bool onlyAccepted{false};                ///< the listener is told only of values that handleExtractedValue accepted
+  };
+
+  /// How the bits of a record are moved.
+  enum class Layout : unsigned char {
+    NOWHERE,      ///< no bits, more than 64 bits, or bits beyond the eight bytes of a frame: never moved
+    ONE_BYTE,     ///< byte-aligned, 8 bits
+    TWO_BYTES,    ///< byte-aligned, 16 bits
+    FOUR_BYTES,   ///< byte-aligned, 32 bits
+    BITS,         ///< any other place of an integer
+    TEXT,         ///< whole bytes of a text
+    WITH_OPTIONS  ///< an integer with options
+  };
+
+  /// @param startBit         absolute position of the lowest bit.
+  /// @param bitLength        number of bits; 1 to 64 can be moved.
+  /// @param key              object key, index << 16 | sub-index.
+  /// @param storageType      a text is moved only when it covers whole bytes; anything else is an integer.
+  /// @param isSigned         true: the highest bit is the sign.
+  /// @param lowestRawValue   smallest value that checkRawValue accepts.
+  /// @param highestRawValue  largest value that checkRawValue accepts.
+  /// @param options          null when there are none.
+  KQCANMappingData(std::uint64_t startBit, unsigned int bitLength, unsigned int key, KQVariableStorageType storageType,
+                   bool isSigned, unsigned int lowestRawValue, unsigned int highestRawValue,
+                   std::unique_ptr<const Options> options);
+
+  unsigned int getKey() const { return key_; }
+  std::uint64_t getStartBit() const { return startBit_; }
+  unsigned int getBitLength() const { return bitLength_; }
+  KQVariableStorageType getStorageType() const { return storageType_; }
+  bool isSigned() const { return isSigned_; }
+  unsigned int getLowestRawValue() const { return lowestRawValue_; }
+  unsigned int getHighestRawValue() const { return highestRawValue_; }
+  /// Null when the record has none.
+  const Options* getOptions() const { return options_.get(); }
+  Layout getLayout() const { return layout_; }
+
+  /// Whether all bits of the record lie in the first `length` bytes; false for a record that is never moved.
+  bool fitsInto(unsigned int length) const { return lastByte_ < length; }
+
+  /// Whether the record is an integer without options that can be moved.
+  bool isPlain() const { return layout_ >= Layout::ONE_BYTE && layout_ <= Layout::BITS; }
+
+  /// The first of the bytes that the record touches, their number, and the bit behind the record. Of a
+  /// record that is never moved they mean nothing.
+  unsigned int getFirstByte() const { return firstByte_; }
+  unsigned int getByteSpan() const { return lastByte_ - firstByte_ + 1U; }
+  unsigned int getEndBit() const { return endBit_; }
+
+  /// Writes a value that fills one, two or four whole bytes.
+  /// @param data  long enough for the record, see fitsInto.
+  /// @return false, with the data untouched, when the record has another layout.
+  /// Spelt out byte by byte, which compilers turn into one access where the machine is little-endian.
+  bool storeWholeBytes(unsigned char* data, int value) const {
+    const auto bits = static_cast<std::uint32_t>(value);
+    unsigned char* first = data + firstByte_;
+    switch (layout_) {
+      case Layout::TWO_BYTES:
+        storeTwoBytes(first, bits);
+        return true;
+      case Layout::FOUR_BYTES:
+        storeTwoBytes(first, bits);
+        storeTwoBytes(first + 2, bits >> 16);
+        return true;
+      case Layout::ONE_BYTE:
+        *first = static_cast<unsigned char>(bits);
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  /// The record's bits out of a frame's eight bytes (byte 0 lowest), without sign extension.
+  std::uint64_t rawValueOf(std::uint64_t frame) const { return (frame >> startBit_) & mask_; }
+
+  /// The same, sign- or zero-extended; of more than 32 bits the low 32.
+  int valueOf(std::uint64_t frame) const {
+    return static_cast<int>(static_cast<std::uint32_t>(extend(rawValueOf(frame))));
+  }
+
+  /// A raw value with the sign, if it has one, carried to bit 63.
+  std::uint64_t extend(std::uint64_t rawValue) const { return (rawValue ^ signBit_) - signBit_; }
+
+  /// As many ones as the record has bits.
+  std::uint64_t getMask() const { return mask_; }
+
+private:
+  static void storeTwoBytes(unsigned char* first, std::uint32_t bits) {
+    first[0] = static_cast<unsigned char>(bits);
+    first[1] = static_cast<unsigned char>(bits >> 8);
+  }
+
+  Layout layoutOf() const;
+
+  const std::uint64_t startBit_;
+  const std::uint64_t mask_;
+  const std::uint64_t signBit_;  ///< 0 when unsigned, which makes the extension a no-op
+  const unsigned int key_;
+  const unsigned int bitLength_;
+  const KQVariableStorageType storageType_;
+  const unsigned int lowestRawValue_;
+  const unsigned int highestRawValue_;
+  const bool isSigned_;
+  const unsigned int endBit_;
+  const std::unique_ptr<const Options> options_;
+  const Layout layout_;
+  const unsigned char firstByte_;
+  const unsigned int lastByte_;  ///< the largest number when never moved, which no length exceeds
+};
+
+}  // namespace KQ

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "KQEndPoint.h"
+#include "KQFrameQueue.h"
+
+namespace KQ {
+
+/**
+ * An end point on a bus that another program serves on TCP ("socketcand:HOST:PORT/CHANNEL").
+ *
+ * The port is down while there is no connection; frames that were not sent yet are discarded then. A new
+ * connection is tried every RETRY_MS by service(), or by readMessage when no manager serves the end point.
+ * While its receive queue is full it does not read from the connection, so that nothing is lost here.
+ */
+class KQSocketcandEndPoint : public KQEndPoint {
+public:
+  static constexpr std::size_t RECEIVE_CAPACITY = 1024;
+  static constexpr std::size_t TRANSMIT_LIMIT =
+      std::size_t{1024} * 40;                     ///< bytes waiting: 1024 frames of the longest line
+  static constexpr unsigned RETRY_MS = 500;       ///< between two tries to connect
+  static constexpr unsigned HANDSHAKE_MS = 2000;  ///< longest time for a connection and its handshake
+
+  /**
+   * Connects and enters raw mode; waits for that, no longer than the time limit for each address.
+   * @param host name or address (IPv4 or IPv6, without brackets)
+   * @param port TCP port, 1..65535
+   * @param channel name of the bus, as the server calls it
+   * @param error receives one line about what went wrong when null is returned
+   * @param timeLimitMs for connecting and the handshake, in milliseconds
+   */
+  static std::unique_ptr<KQSocketcandEndPoint> open(const std::string& host, unsigned short port,
+                                                    const std::string& channel, std::string& error,
+                                                    unsigned timeLimitMs = HANDSHAKE_MS);
+  ~KQSocketcandEndPoint() override;
+
+  int getDescriptor() const override { return epoll_; }
+  int flush() override;
+  bool hasBufferedFrames() const override { return !received_.isEmpty(); }
+  bool prepareRead() override;
+  int getServiceDelay() const override;
+  void service() override;
+
+protected:
+  int doRead(KQCANMessage& message) override;
+  int doWrite(const KQCANMessage& message) override;
+
+private:
+  /// How far the connection is.
+  enum class Stage { IDLE, CONNECTING, AWAIT_HI, AWAIT_OPENED, AWAIT_RAW, RUNNING };
+
+  struct Addresses;
+
+  KQSocketcandEndPoint(std::string uri, std::string channel, std::unique_ptr<Addresses> addresses, int epoll);
+
+  bool openAny(unsigned timeLimitMs, std::string& error);
+  bool openNext(unsigned timeLimitMs);
+  void connectNext();
+  void finishConnecting();
+  void advance();
+  void readSocket();
+  void parseInput();
+  void handleLine(std::string_view line);
+  void handleRunningLine(std::string_view command, std::string_view arguments);
+  void handleHandshakeLine(std::string_view command, std::string_view line);
+  void enterRunning();
+  void fail(const std::string& reason);
+
+  void sendLine(std::string_view line);
+  int sendPending();
+  void watchSocket(bool alsoWritable);
+
+  const std::string channel_;
+  const std::unique_ptr<Addresses> addresses_;
+  const int epoll_;  ///< stays the same while the socket in it changes
+
+  // The manager's thread.
+  Stage stage_{Stage::IDLE};
+  unsigned stageTick_{0};
+  bool isOpening_{true};  ///< nothing is reported before open() has returned
+  std::string lastFailure_;
+  std::array<char, 16384> input_;
+  std::size_t inputCount_{0};
+  KQFrameQueue received_;
+
+  mutable std::mutex mutex_;  ///< guards the rest; the manager's thread alone opens and closes the socket
+  int socket_{-1};
+  bool isRunning_{false};  ///< frames may be written
+  bool isBroken_{false};   ///< a write found the connection gone
+  bool isWatchedForWriting_{false};
+  std::string output_;
+  std::size_t sent_{0};
+};
+
+}  // namespace KQ

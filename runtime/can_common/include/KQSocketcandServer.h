@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "KQTimedService.h"
+
+namespace KQ {
+
+class KQEndPointManager;
+class KQSocketcandClient;
+class KQVirtualBus;
+
+/**
+ * Serves a KQVirtualBus on TCP, in the raw mode of socketcand's line protocol, so that unmodified
+ * clients attach to it. Every client that entered raw mode is one more participant on the bus.
+ *
+ * Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
+ * belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
+ *
+ * What a client cannot do to the others: a client is not read from while a receive queue of the bus is nearly
+ * full, so a burst is slowed down and not lost; one that does not read what it is sent is dropped when OUTPUT_LIMIT
+ * bytes wait for it; one that sends no line of the protocol is answered with an error, or closed.
+ */
+class KQSocketcandServer : private KQTimedService {
+public:
+  static constexpr std::size_t OUTPUT_LIMIT = 1U << 20U;  ///< bytes waiting for one client
+  static constexpr unsigned SETTLING_MS =
+      20;  ///< frames wait this long behind an "< ok >", so as not to arrive with it
+  static constexpr unsigned PATIENCE_MS = 1000;  ///< how long clients wait for an end point that reads nothing
+
+  KQSocketcandServer();
+  KQSocketcandServer(const KQSocketcandServer&) = delete;
+  KQSocketcandServer& operator=(const KQSocketcandServer&) = delete;
+
+  /// Closes.
+  ~KQSocketcandServer() override;
+
+  /**
+   * Opens the server.
+   * @param host name or address (IPv4 or IPv6) to listen on, all addresses of the name; empty: the loopback addresses
+   * @param port TCP port; 0: any free one, see getPort
+   * @param busName the bus to serve, and the name that clients open
+   * @param manager serves it; must outlive it
+   * @param error receives one line about what went wrong when the result is not 0
+   * @return 0 listening; 10 the address cannot be had (port in use...); 20 unknown host; 25 it is listening already
+   */
+  int listen(const std::string& host, unsigned short port, const std::string& busName, KQEndPointManager& manager,
+             std::string& error);
+
+  /// Drops all clients and listens no longer. Not from inside a callback of one of its descriptors.
+  void close();
+
+  /// The port that is listened on; 0 when it is not open.
+  unsigned short getPort() const { return port_; }
+
+  /// Number of connected clients, in raw mode or on the way to it.
+  std::size_t getClientCount() const { return clients_.size(); }
+
+private:
+  int getServiceDelay() const override;
+  void service() override;
+
+  int openListeners(const std::string& host, unsigned short port, std::string& error);
+  void acceptClients(int listener);
+  void pauseAccepting();
+  void resumeAccepting();
+  void addClient(int descriptor);
+  void closeListeners();
+  void onWake();
+  void serveClients();
+  void removeFinishedClients();
+
+  KQEndPointManager* manager_{nullptr};
+  std::shared_ptr<KQVirtualBus> bus_;
+  std::vector<int> listeners_;
+  std::vector<std::unique_ptr<KQSocketcandClient>> clients_;
+  int wake_{-1};  ///< eventfd: a client has output, or the bus has room again
+  unsigned short port_{0};
+  bool acceptPaused_{false};
+  unsigned acceptTick_{0};
+};
+
+}  // namespace KQ

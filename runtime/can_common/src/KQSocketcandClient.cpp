@@ -1,0 +1,399 @@
+#include "KQSocketcandClient.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "KQEndPointManager.h"
+#include "KQErrorCodes.h"
+#include "KQNetwork.h"
+#include "KQSocketcandCodec.h"
+#include "KQSocketcandServer.h"
+#include "KQTickDelay.h"
+
+namespace KQ {
+
+namespace {
+
+constexpr unsigned GOODBYE_MS = 1000;
+constexpr unsigned GONE_EVENTS = static_cast<unsigned>(EPOLLHUP) | static_cast<unsigned>(EPOLLERR);
+constexpr std::size_t NEARLY_FULL = KQSocketcandServer::OUTPUT_LIMIT / 2;
+constexpr std::size_t ROOM_AGAIN = KQSocketcandServer::OUTPUT_LIMIT / 8 * 3;
+
+// Widely used clients read 1024 bytes at a time and lose a line that is cut by that. So a burst leaves
+// in blocks of whole lines, at the pace of a CAN bus: a client that keeps up reads block by block.
+constexpr std::size_t BLOCK_SIZE = 1024;
+constexpr unsigned BLOCK_MS = 2;
+
+}  // namespace
+
+KQSocketcandClient::KQSocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager,
+                                       int wakeDescriptor)
+    : descriptor_(descriptor), bus_(std::move(bus)), manager_(manager), wakeDescriptor_(wakeDescriptor) {
+  disableDelay(descriptor_);
+  reply("< hi >");
+}
+
+KQSocketcandClient::~KQSocketcandClient() {
+  finish();
+  close(descriptor_);
+}
+
+void KQSocketcandClient::watch(std::function<void(unsigned)> callback) {
+  if (stage_ == Stage::FINISHED) {
+    return;
+  }
+  isWatched_ = manager_.addDescriptor(descriptor_, EPOLLIN, std::move(callback)) == KQ_OK;
+  interest_ = EPOLLIN;
+  if (!isWatched_) {
+    finish();
+  }
+}
+
+void KQSocketcandClient::handleEvents(unsigned events) {
+  if ((events & static_cast<unsigned>(EPOLLOUT)) != 0) {
+    isSocketFull_ = false;
+  }
+  if ((events & GONE_EVENTS) != 0) {
+    hangUp();
+  } else if (mayRead()) {
+    readInput();
+  }
+  serve();
+}
+
+void KQSocketcandClient::serve() {
+  if (isHolding_ && remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS) == 0) {
+    isHolding_ = false;
+  }
+  processInput();
+  sendOutput();
+  if (hungUp_) {
+    readToTheEnd();
+  }
+  if (stage_ == Stage::CLOSING) {
+    finishClosing();
+  }
+  updateInterest();
+}
+
+int KQSocketcandClient::getServiceDelay() const {
+  int delay = -1;
+  if (isHolding_) {
+    delay = remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS);
+  }
+  if (isPaced_) {
+    delay = shorterDelay(delay, remainingDelay(blockTick_, BLOCK_MS));
+  }
+  if (stage_ == Stage::CLOSING) {
+    delay = shorterDelay(delay, remainingDelay(closeTick_, GOODBYE_MS));
+  }
+  if (waitsForRoom_) {
+    delay = shorterDelay(delay, remainingDelay(waitTick_, KQSocketcandServer::PATIENCE_MS));
+  }
+  return delay;
+}
+
+bool KQSocketcandClient::hasWaitedTooLong() const {
+  return waitsForRoom_ && remainingDelay(waitTick_, KQSocketcandServer::PATIENCE_MS) == 0;
+}
+
+// ---- Input
+
+bool KQSocketcandClient::mayProcess() const {
+  return stage_ == Stage::GREETED || stage_ == Stage::RAW || (stage_ == Stage::OPENED && !isHolding_);
+}
+
+bool KQSocketcandClient::mayRead() const {
+  const bool canUse = stage_ == Stage::CLOSING || (mayProcess() && !waitsForRoom_);
+  return canUse && inputCount_ < input_.size();
+}
+
+/// Reads what has arrived, up to one buffer. @return false: nothing has
+bool KQSocketcandClient::readInput() {
+  const ssize_t count = recv(descriptor_, input_.data() + inputCount_, input_.size() - inputCount_, MSG_DONTWAIT);
+  if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+    return false;
+  }
+  if (count <= 0) {
+    finish();
+    return false;
+  }
+  inputCount_ += static_cast<std::size_t>(count);
+  processInput();
+  return true;
+}
+
+/// Takes what a peer that is gone has sent before; done when the bus has taken all of it.
+void KQSocketcandClient::readToTheEnd() {
+  while (mayRead()) {
+    if (!readInput()) {
+      finish();
+    }
+  }
+}
+
+void KQSocketcandClient::processInput() {
+  std::size_t consumed = 0;
+  while (mayProcess()) {
+    std::string_view line;
+    std::size_t used = 0;
+    const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
+    const KQSocketcandCodec::Split split = KQSocketcandCodec::nextLine(rest, line, used);
+    if (split == KQSocketcandCodec::Split::ENDLESS) {
+      refuse("< error line too long >");
+    }
+    if (split != KQSocketcandCodec::Split::LINE || !handleLine(line)) {
+      break;
+    }
+    consumed += used;
+    if (stage_ == Stage::OPENED && consumed < inputCount_) {
+      // The peer did not wait for the answer and would get the next one together with it.
+      hold();
+    }
+  }
+  consumeInput(stage_ < Stage::CLOSING ? consumed : inputCount_);
+}
+
+void KQSocketcandClient::consumeInput(std::size_t number) {
+  if (number > 0) {
+    inputCount_ -= number;
+    std::memmove(input_.data(), input_.data() + number, inputCount_);
+  }
+}
+
+/// @return false: the bus has no room for it; the line is to be handled again later
+bool KQSocketcandClient::handleLine(std::string_view line) {
+  const std::string_view command = KQSocketcandCodec::nextWord(line);
+  if (stage_ == Stage::RAW && command == "send") {
+    return handleSend(line);
+  }
+  handleCommand(command, line);
+  return true;
+}
+
+void KQSocketcandClient::handleCommand(std::string_view command, std::string_view arguments) {
+  if (command == "open" && stage_ == Stage::GREETED) {
+    handleOpen(KQSocketcandCodec::nextWord(arguments));
+  } else if (command == "rawmode" && stage_ == Stage::OPENED) {
+    enterRawMode();
+  } else if (command == "echo") {
+    reply("< echo >");
+  } else if (command == "open" || command == "rawmode" || command == "send") {
+    reply("< error not now >");
+  } else if (command == "sendr") {
+    reply("< error remote frames are not carried >");
+  } else {
+    reply("< error unknown command >");
+  }
+}
+
+void KQSocketcandClient::handleOpen(std::string_view name) {
+  if (name != bus_->getName()) {
+    refuse("< error could not open bus >");
+    return;
+  }
+  stage_ = Stage::OPENED;
+  reply("< ok >");
+}
+
+void KQSocketcandClient::enterRawMode() {
+  reply("< ok >");
+  if (stage_ == Stage::FINISHED) {
+    return;
+  }
+  stage_ = Stage::RAW;
+  hold();
+  bus_->attach(this);
+}
+
+bool KQSocketcandClient::handleSend(std::string_view arguments) {
+  KQBusFrame frame;
+  if (!KQSocketcandCodec::parseSend(arguments, frame)) {
+    reply("< error not a frame >");
+    return true;
+  }
+  if (bus_->sendWhenRoom(this, frame, wakeDescriptor_) != KQVirtualBus::SEND_NO_ROOM) {
+    waitsForRoom_ = false;
+    return true;
+  }
+  if (!waitsForRoom_) {
+    waitsForRoom_ = true;
+    waitTick_ = KQTick::getTickCount();
+  }
+  return false;
+}
+
+// ---- Output
+
+/// Called by the bus, locked, on the thread that sends the frame.
+void KQSocketcandClient::takeFrame(const KQBusFrame& frame) {
+  if (hasOverflowed_ || isDeaf_) {
+    return;
+  }
+  hasOverflowed_ = pending_.size() + unsent_ >= KQSocketcandServer::OUTPUT_LIMIT;
+  if (!hasOverflowed_) {
+    KQSocketcandCodec::appendFrameLine(pending_, frame, KQSocketcandCodec::getWallClock());
+  }
+  if (hasOverflowed_ || !isWakeRequested_) {
+    isWakeRequested_ = true;
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(wakeDescriptor_, &one, sizeof one);
+  }
+}
+
+bool KQSocketcandClient::isNearlyFull() const {
+  return holdsUp_ && !hasOverflowed_ && !isDeaf_ && pending_.size() + unsent_ >= NEARLY_FULL;
+}
+
+void KQSocketcandClient::reply(std::string_view text) {
+  {
+    const std::lock_guard<std::mutex> lock(bus_->getMutex());
+    pending_ += text;
+    hasOverflowed_ = hasOverflowed_ || pending_.size() > KQSocketcandServer::OUTPUT_LIMIT;
+  }
+  sendOutput();
+}
+
+/// Answers with an error and ends the connection.
+void KQSocketcandClient::refuse(std::string_view text) {
+  bus_->detach(this);
+  stage_ = Stage::CLOSING;
+  closeTick_ = KQTick::getTickCount();
+  isHolding_ = false;
+  reply(text);
+}
+
+void KQSocketcandClient::hold() {
+  isHolding_ = true;
+  holdTick_ = KQTick::getTickCount();
+}
+
+void KQSocketcandClient::sendOutput() {
+  if (hasOverflowed()) {
+    std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus_->getName().c_str(),
+                 getPeerAddress(descriptor_).toString().c_str());
+    finish();
+  }
+  isPaced_ = false;
+  while (mayWrite() && (sent_ < sending_.size() || refillOutput())) {
+    if (!sendBlock()) {
+      hangUp();
+    }
+  }
+}
+
+bool KQSocketcandClient::mayWrite() const {
+  return stage_ != Stage::FINISHED && !hungUp_ && !isSocketFull_ && !isPaced_;
+}
+
+/// The number of bytes that may leave now: whole lines, as many as the block has room for.
+std::size_t KQSocketcandClient::nextBlock() {
+  if (blockSize_ == 0 || remainingDelay(blockTick_, BLOCK_MS) == 0) {
+    blockSize_ = 0;
+    blockTick_ = KQTick::getTickCount();
+  }
+  const std::string_view rest = std::string_view(sending_).substr(sent_);
+  const std::string_view fitting = rest.substr(0, BLOCK_SIZE - blockSize_);
+  return fitting.size() == rest.size() ? rest.size() : fitting.rfind('>') + 1;
+}
+
+/// @return false: nobody is there to read it
+bool KQSocketcandClient::sendBlock() {
+  const std::size_t size = nextBlock();
+  if (size == 0) {
+    isPaced_ = true;
+    return true;
+  }
+  const ssize_t count = send(descriptor_, sending_.data() + sent_, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+  if (count < 0) {
+    isSocketFull_ = errno == EAGAIN;
+    return isSocketFull_ || errno == EINTR;
+  }
+  sent_ += static_cast<std::size_t>(count);
+  blockSize_ += static_cast<std::size_t>(count);
+  const std::lock_guard<std::mutex> lock(bus_->getMutex());
+  unsent_ = sending_.size() - sent_;
+  noteRoom();
+  return true;
+}
+
+/// Takes over what the bus has put in, once everything before it is sent. @return true: there is something to send
+bool KQSocketcandClient::refillOutput() {
+  if (isHolding_) {
+    return false;
+  }
+  const std::lock_guard<std::mutex> lock(bus_->getMutex());
+  isWakeRequested_ = false;
+  sending_.clear();
+  sent_ = 0;
+  sending_.swap(pending_);
+  unsent_ = sending_.size();
+  return !sending_.empty();
+}
+
+/// With the bus locked.
+void KQSocketcandClient::noteRoom() {
+  if (pending_.size() + unsent_ < ROOM_AGAIN) {
+    holdsUp_ = true;
+    bus_->announceRoom();
+  }
+}
+
+bool KQSocketcandClient::hasOverflowed() const {
+  const std::lock_guard<std::mutex> lock(bus_->getMutex());
+  return hasOverflowed_ && stage_ != Stage::FINISHED;
+}
+
+// ---- The end of a connection
+
+/// The peer is gone. The descriptor would report that again and again, so it is watched no longer.
+void KQSocketcandClient::hangUp() {
+  hungUp_ = true;
+  const std::lock_guard<std::mutex> lock(bus_->getMutex());
+  isDeaf_ = true;
+  bus_->announceRoom();
+}
+
+void KQSocketcandClient::finishClosing() {
+  if (sent_ == sending_.size() && !isShutDown_) {
+    isShutDown_ = true;
+    shutdown(descriptor_, SHUT_WR);
+  }
+  if (remainingDelay(closeTick_, GOODBYE_MS) == 0) {
+    finish();
+  }
+}
+
+void KQSocketcandClient::finish() {
+  stage_ = Stage::FINISHED;
+  waitsForRoom_ = false;
+  isHolding_ = false;
+  bus_->detach(this);
+  updateInterest();
+}
+
+void KQSocketcandClient::updateInterest() {
+  if (!isWatched_) {
+    return;
+  }
+  if (stage_ == Stage::FINISHED || hungUp_) {
+    isWatched_ = false;
+    manager_.removeDescriptor(descriptor_);
+    return;
+  }
+  const unsigned readable = mayRead() ? static_cast<unsigned>(EPOLLIN) : 0U;
+  const unsigned writable = isSocketFull_ ? static_cast<unsigned>(EPOLLOUT) : 0U;
+  if (interest_ != (readable | writable)) {
+    interest_ = readable | writable;
+    manager_.modifyDescriptor(descriptor_, interest_);
+  }
+}
+
+}  // namespace KQ

@@ -1,0 +1,386 @@
+#include "KQSocketcandEndPoint.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "KQNetwork.h"
+#include "KQSocketcandCodec.h"
+#include "KQTickDelay.h"
+
+namespace KQ {
+
+/// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
+struct KQSocketcandEndPoint::Addresses {
+  std::vector<KQNetworkAddress> list;
+  std::size_t next{0};
+
+  const KQNetworkAddress& takeNext() {
+    next = (next + 1) % list.size();
+    return list[(next + list.size() - 1) % list.size()];
+  }
+};
+
+namespace {
+
+std::string makeURI(const std::string& host, unsigned short port, const std::string& channel) {
+  const bool isVersion6 = host.find(':') != std::string::npos;
+  const std::string name = isVersion6 ? "[" + host + "]" : host;
+  return "socketcand:" + name + ":" + std::to_string(port) + "/" + channel;
+}
+
+}  // namespace
+
+std::unique_ptr<KQSocketcandEndPoint> KQSocketcandEndPoint::open(const std::string& host, unsigned short port,
+                                                                 const std::string& channel, std::string& error,
+                                                                 unsigned timeLimitMs) {
+  error.clear();
+  const std::string uri = makeURI(host, port, channel);
+  auto addresses = std::make_unique<Addresses>();
+  addresses->list = resolveHost(host, port, error);
+  if (addresses->list.empty()) {
+    error = uri + ": " + error;
+    return nullptr;
+  }
+  const int epoll = epoll_create1(EPOLL_CLOEXEC);
+  if (epoll < 0) {
+    error = uri + ": " + std::strerror(errno);
+    return nullptr;
+  }
+  std::unique_ptr<KQSocketcandEndPoint> endPoint(new KQSocketcandEndPoint(uri, channel, std::move(addresses), epoll));
+  return endPoint->openAny(timeLimitMs, error) ? std::move(endPoint) : nullptr;
+}
+
+KQSocketcandEndPoint::KQSocketcandEndPoint(std::string uri, std::string channel, std::unique_ptr<Addresses> addresses,
+                                           int epoll)
+    : KQEndPoint(std::move(uri)),
+      channel_(std::move(channel)),
+      addresses_(std::move(addresses)),
+      epoll_(epoll),
+      received_(RECEIVE_CAPACITY) {}
+
+KQSocketcandEndPoint::~KQSocketcandEndPoint() {
+  if (socket_ >= 0) {
+    close(socket_);
+  }
+  close(epoll_);
+}
+
+/// Tries all addresses, until one leads to a server: what that one answers holds.
+bool KQSocketcandEndPoint::openAny(unsigned timeLimitMs, std::string& error) {
+  for (std::size_t i = 0; i < addresses_->list.size(); ++i) {
+    lastFailure_.clear();
+    const bool hasReachedServer = openNext(timeLimitMs);
+    if (stage_ == Stage::RUNNING) {
+      isOpening_ = false;
+      return true;
+    }
+    error = getURI() + ": " + lastFailure_;
+    if (hasReachedServer) {
+      break;
+    }
+  }
+  return false;
+}
+
+/// Connects to the next address and waits for the end of the handshake. @return true: somebody is there
+bool KQSocketcandEndPoint::openNext(unsigned timeLimitMs) {
+  using Clock = std::chrono::steady_clock;  // not the tick, which stands still under a test's clock
+  const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeLimitMs);
+  bool hasReachedServer = false;
+  connectNext();
+  while (stage_ != Stage::IDLE && stage_ != Stage::RUNNING) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    pollfd waiting{epoll_, POLLIN, 0};
+    if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) == 0) {
+      fail("no answer within " + std::to_string(timeLimitMs) + " ms");
+      break;
+    }
+    advance();
+    hasReachedServer = hasReachedServer || stage_ > Stage::CONNECTING;
+  }
+  return hasReachedServer;
+}
+
+// ---- The connection
+
+void KQSocketcandEndPoint::connectNext() {
+  const KQNetworkAddress& address = addresses_->takeNext();
+  stageTick_ = KQTick::getTickCount();
+  const int descriptor = ::socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) {
+    fail(std::strerror(errno));
+    return;
+  }
+  disableDelay(descriptor);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    socket_ = descriptor;
+    epoll_event event{};
+    event.events = EPOLLIN | EPOLLOUT;
+    epoll_ctl(epoll_, EPOLL_CTL_ADD, socket_, &event);
+    isWatchedForWriting_ = true;
+  }
+  stage_ = Stage::CONNECTING;
+  if (connect(descriptor, address.get(), address.size) != 0 && errno != EINPROGRESS) {
+    fail(std::strerror(errno));
+  }
+}
+
+void KQSocketcandEndPoint::finishConnecting() {
+  pollfd ready{socket_, POLLOUT, 0};
+  if (poll(&ready, 1, 0) <= 0) {
+    return;
+  }
+  int failure = 0;
+  socklen_t size = sizeof failure;
+  getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size);
+  if (failure != 0) {
+    fail(std::strerror(failure));
+    return;
+  }
+  stage_ = Stage::AWAIT_HI;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  watchSocket(false);
+}
+
+/// Goes as far as it goes without waiting.
+void KQSocketcandEndPoint::advance() {
+  if (stage_ == Stage::CONNECTING) {
+    finishConnecting();
+  }
+  if (stage_ > Stage::CONNECTING) {
+    flush();
+    parseInput();
+    readSocket();
+  }
+}
+
+void KQSocketcandEndPoint::enterRunning() {
+  stage_ = Stage::RUNNING;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isRunning_ = true;
+  }
+  setConnected(true, "connected again");
+}
+
+/// Ends the connection, or the attempt.
+void KQSocketcandEndPoint::fail(const std::string& reason) {
+  lastFailure_ = reason;
+  stage_ = Stage::IDLE;
+  stageTick_ = KQTick::getTickCount();
+  inputCount_ = 0;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (socket_ >= 0) {
+      close(socket_);  // which takes it out of the epoll set as well
+    }
+    socket_ = -1;
+    isRunning_ = false;
+    isBroken_ = false;
+    const auto lost = std::count(output_.begin() + static_cast<std::ptrdiff_t>(sent_), output_.end(), '>');
+    count(counters_.discarded, static_cast<unsigned>(lost));
+    output_.clear();
+    sent_ = 0;
+  }
+  if (!isOpening_) {
+    setConnected(false, reason.c_str());
+  }
+}
+
+int KQSocketcandEndPoint::getServiceDelay() const {
+  if (stage_ == Stage::IDLE) {
+    return remainingDelay(stageTick_, RETRY_MS);
+  }
+  if (stage_ != Stage::RUNNING) {
+    return remainingDelay(stageTick_, HANDSHAKE_MS);
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return isBroken_ ? 0 : -1;
+}
+
+void KQSocketcandEndPoint::service() {
+  if (getServiceDelay() != 0) {
+    return;
+  }
+  if (stage_ == Stage::IDLE) {
+    connectNext();
+  } else {
+    fail(stage_ == Stage::RUNNING ? "connection lost" : "no answer from the server");
+  }
+}
+
+// ---- Reading
+
+bool KQSocketcandEndPoint::prepareRead() {
+  advance();
+  return !received_.isEmpty();
+}
+
+int KQSocketcandEndPoint::doRead(KQCANMessage& message) {
+  if (received_.isEmpty()) {
+    service();
+    advance();
+  }
+  if (received_.isEmpty()) {
+    return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
+  }
+  received_.getFront().toMessage(message);
+  received_.pop();
+  if (received_.isEmpty()) {
+    parseInput();  // lines that there was no room for
+  }
+  return KQ_OK;
+}
+
+void KQSocketcandEndPoint::readSocket() {
+  // With the queue full nothing is read: what was sent before the connection ends would be lost with it.
+  while (stage_ > Stage::CONNECTING && received_.getRoom() > 0) {
+    const ssize_t number = recv(socket_, input_.data() + inputCount_, input_.size() - inputCount_, MSG_DONTWAIT);
+    if (number < 0 && errno == EINTR) {
+      continue;
+    }
+    if (number < 0 && errno == EAGAIN) {
+      return;
+    }
+    if (number <= 0) {
+      fail(number == 0 ? "the server closed the connection" : std::strerror(errno));
+      return;
+    }
+    inputCount_ += static_cast<std::size_t>(number);
+    parseInput();
+  }
+}
+
+void KQSocketcandEndPoint::parseInput() {
+  std::size_t consumed = 0;
+  while (stage_ > Stage::CONNECTING && received_.getRoom() > 0) {
+    std::string_view line;
+    std::size_t used = 0;
+    const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
+    const KQSocketcandCodec::Split split = KQSocketcandCodec::nextLine(rest, line, used);
+    if (split == KQSocketcandCodec::Split::ENDLESS) {
+      fail("the server does not speak this protocol");
+    }
+    if (split != KQSocketcandCodec::Split::LINE) {
+      break;
+    }
+    consumed += used;
+    handleLine(line);
+  }
+  if (consumed > 0 && inputCount_ > 0) {
+    inputCount_ -= consumed;
+    std::memmove(input_.data(), input_.data() + consumed, inputCount_);
+  }
+}
+
+void KQSocketcandEndPoint::handleLine(std::string_view line) {
+  std::string_view arguments = line;
+  const std::string_view command = KQSocketcandCodec::nextWord(arguments);
+  if (stage_ == Stage::RUNNING) {
+    handleRunningLine(command, arguments);
+  } else {
+    handleHandshakeLine(command, line);
+  }
+}
+
+void KQSocketcandEndPoint::handleRunningLine(std::string_view command, std::string_view arguments) {
+  KQBusFrame frame;
+  if (command != "frame") {
+    return;
+  }
+  if (KQSocketcandCodec::parseFrame(arguments, frame) && !frame.extended) {
+    received_.push(frame);
+  } else {
+    count(counters_.dropped);
+  }
+}
+
+void KQSocketcandEndPoint::handleHandshakeLine(std::string_view command, std::string_view line) {
+  if (command == "error") {
+    fail("the server refuses channel '" + channel_ + "': " + std::string(line));
+  } else if (stage_ == Stage::AWAIT_HI && command == "hi") {
+    stage_ = Stage::AWAIT_OPENED;
+    sendLine("< open " + channel_ + " >");
+  } else if (stage_ == Stage::AWAIT_OPENED && command == "ok") {
+    stage_ = Stage::AWAIT_RAW;
+    sendLine("< rawmode >");
+  } else if (stage_ == Stage::AWAIT_RAW && command == "ok") {
+    enterRunning();
+  }
+}
+
+// ---- Writing
+
+int KQSocketcandEndPoint::doWrite(const KQCANMessage& message) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!isRunning_) {
+    return KQ_NOT_AVAILABLE;
+  }
+  if (output_.size() - sent_ >= TRANSMIT_LIMIT) {
+    return KQ_DEFERRED;
+  }
+  const bool mustWait = !output_.empty();
+  KQSocketcandCodec::appendSendLine(output_, KQBusFrame::fromMessage(message));
+  if (!mustWait) {
+    sendPending();
+  }
+  return isBroken_ ? KQ_NOT_AVAILABLE : KQ_OK;
+}
+
+void KQSocketcandEndPoint::sendLine(std::string_view line) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  output_ += line;
+  sendPending();
+}
+
+int KQSocketcandEndPoint::flush() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return socket_ < 0 || isBroken_ ? static_cast<int>(KQ_NOT_AVAILABLE) : sendPending();
+}
+
+/// With the lock held. A broken connection is closed later, by the one thread that may.
+int KQSocketcandEndPoint::sendPending() {
+  while (sent_ < output_.size()) {
+    const ssize_t number = send(socket_, output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (number >= 0) {
+      sent_ += static_cast<std::size_t>(number);
+    } else if (errno == EAGAIN) {
+      output_.erase(0, sent_);
+      sent_ = 0;
+      watchSocket(true);
+      return KQ_NO_DATA;
+    } else if (errno != EINTR) {
+      isBroken_ = true;
+      isRunning_ = false;
+      wakeManager();
+      return KQ_NOT_AVAILABLE;
+    }
+  }
+  output_.clear();
+  sent_ = 0;
+  watchSocket(false);
+  return KQ_OK;
+}
+
+/// With the lock held. Writing is watched for inside the own descriptor, which becomes readable by it.
+void KQSocketcandEndPoint::watchSocket(bool alsoWritable) {
+  if (isWatchedForWriting_ == alsoWritable) {
+    return;
+  }
+  isWatchedForWriting_ = alsoWritable;
+  epoll_event event{};
+  event.events = alsoWritable ? EPOLLIN | EPOLLOUT : EPOLLIN;
+  epoll_ctl(epoll_, EPOLL_CTL_MOD, socket_, &event);
+}
+
+}  // namespace KQ
