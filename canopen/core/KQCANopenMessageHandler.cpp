@@ -1,0 +1,42 @@
+#include "KQCANopenMessageHandler.h"
+
+#include <iostream>
+
+#include "KQCANopen.h"
+#include "KQErrorCodes.h"
+
+namespace KQ {
+
+namespace {
+
+constexpr int SEND_ATTEMPTS = 26;
+
+/// What is left to do for a frame that the port refused at the first attempt.
+[[gnu::noinline]] int sendAgain(KQEndPoint* endPoint, const KQCANMessage& message) {
+  int result = KQ_NOT_AVAILABLE;
+  for (int attempt = 1; attempt < SEND_ATTEMPTS && endPoint != nullptr; ++attempt) {
+    result = endPoint->writeMessage(message);
+    if (result == KQ_OK) {
+      return KQ_OK;
+    }
+  }
+  std::cerr << "CANopen: Error sending CAN message" << std::endl;
+  return result;
+}
+
+}  // namespace
+
+KQCANopenMessageHandler::KQCANopenMessageHandler() = default;
+
+KQCANopenMessageHandler::KQCANopenMessageHandler(const KQCANopenMessageHandler& other)
+    : objectDictionary(other.objectDictionary), emergencyHandler(other.emergencyHandler), instance(other.instance) {}
+
+KQCANopenMessageHandler& KQCANopenMessageHandler::operator=(const KQCANopenMessageHandler& other) = default;
+
+int KQCANopenMessageHandler::sendCANMessage() {
+  KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
+  const bool isSent = endPoint != nullptr && endPoint->writeMessage(outgoingMessage) == KQ_OK;
+  return isSent ? static_cast<int>(KQ_OK) : sendAgain(endPoint, outgoingMessage);
+}
+
+}  // namespace KQ

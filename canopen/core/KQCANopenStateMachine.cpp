@@ -1,0 +1,266 @@
+#include "KQCANopenStateMachine.h"
+
+#include <ios>
+#include <iostream>
+#include <mutex>
+
+#include "KQCANopen.h"
+#include "KQCANopenObjectDictionary.h"
+#include "KQCANopenSignal.h"
+#include "KQEmergencyHandler.h"
+#include "KQErrorCodes.h"
+#include "KQMutex.h"
+#include "KQNMTHandler.h"
+#include "KQPDOHandler.h"
+#include "KQSDOHandler.h"
+#include "KQSignal.h"
+#include "KQSignalListener.h"
+#include "KQSyncHandler.h"
+#include "KQTick.h"
+
+namespace KQ {
+
+namespace {
+
+/// Milliseconds that the runtime may wait when no handler knows of anything earlier.
+constexpr int INITIAL_SEND_STATUS = 5;
+constexpr unsigned int COB_ID_NMT = 0x000;
+/// Whatever of these a consumer heartbeat time names is watched.
+constexpr unsigned int FIRST_COB_ID_HEARTBEAT = 0x700;
+constexpr unsigned int LAST_COB_ID_HEARTBEAT = 0x7FF;
+/// Milliseconds that a send pass may take.
+constexpr unsigned int SEND_BUDGET = 50;
+
+}  // namespace
+
+KQCANopenStateMachine::KQCANopenStateMachine(KQCANopen* canopen) : instance(canopen), sendStatus(INITIAL_SEND_STATUS) {}
+
+KQCANopenStateMachine::KQCANopenStateMachine(const KQCANopenStateMachine& other)
+    : KQCANopenStateMachine(other.instance) {}
+
+// Assigned to itself, too, it starts anew.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+KQCANopenStateMachine& KQCANopenStateMachine::operator=(const KQCANopenStateMachine& other) {
+  instance = other.instance;
+  setMessageHandlers(nullptr, nullptr, nullptr, nullptr, nullptr);
+  objectDictionary = nullptr;
+  dei = nullptr;
+  stateListener = nullptr;
+  sendStatus = INITIAL_SEND_STATUS;
+  state = CANOPEN_STATE_INIT;
+  resetKind = CANOPEN_STATE_RESET_APPLICATION;
+  paused = false;
+  return *this;
+}
+
+void KQCANopenStateMachine::setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* pdo, KQSyncHandler* sync,
+                                               KQNMTHandler* nmt, KQEmergencyHandler* emergency) {
+  sdoHandler = sdo;
+  pdoHandler = pdo;
+  syncHandler = sync;
+  nmtHandler = nmt;
+  emergencyHandler = emergency;
+  offersServedFramesOnly = false;
+}
+
+void KQCANopenStateMachine::offerServedFramesOnly() {
+  offersServedFramesOnly = true;
+  addServedCOBID(COB_ID_NMT, KQCOBIDFilter::NMT);
+  for (unsigned int cobID = FIRST_COB_ID_HEARTBEAT; cobID <= LAST_COB_ID_HEARTBEAT; ++cobID) {
+    addServedCOBID(cobID, KQCOBIDFilter::NMT);
+  }
+}
+
+unsigned int KQCANopenStateMachine::handlersOfMessage() const {
+  if (!offersServedFramesOnly) {
+    return KQCOBIDFilter::ALL;
+  }
+  const unsigned int servers = servedCOBIDs.handlersOf(receivedMessage.identifier);
+  // In STOPPED the SDO handler takes every frame, which shows in the result.
+  return getState() != CANOPEN_STATE_STOPPED ? servers : servers | KQCOBIDFilter::SDO;
+}
+
+bool KQCANopenStateMachine::isComplete() const {
+  return nmtHandler != nullptr && sdoHandler != nullptr && pdoHandler != nullptr && syncHandler != nullptr &&
+         objectDictionary != nullptr && emergencyHandler != nullptr;
+}
+
+int KQCANopenStateMachine::initHandlers() {
+  if (!isComplete()) {
+    return KQ_NOT_AVAILABLE;
+  }
+  nmtHandler->setStateMachine(this);
+  nmtHandler->setObjectDictionary(objectDictionary);
+  nmtHandler->setHeartbeatProducerTime(objectDictionary);
+  nmtHandler->updateHeartbeatConsumerSettings();
+
+  sdoHandler->setObjectDictionary(objectDictionary);
+  sdoHandler->setStateMachine(this);
+  sdoHandler->init();
+
+  // The SYNC handler forgets its PDOs before the PDO handler deletes them and hands it the new ones.
+  syncHandler->reset();
+  pdoHandler->setObjectDictionary(objectDictionary);
+  pdoHandler->setStateMachine(this);
+  pdoHandler->setSyncHandler(syncHandler);
+  pdoHandler->init();
+
+  syncHandler->setObjectDictionary(objectDictionary);
+  syncHandler->setStateMachine(this);
+  syncHandler->setPDOHandler(pdoHandler);
+  syncHandler->init();
+
+  objectDictionary->setSDOHandler(sdoHandler);
+  objectDictionary->setNMTHandler(nmtHandler);
+  objectDictionary->setPDOHandler(pdoHandler);
+
+  emergencyHandler->setObjectDictionary(objectDictionary);
+  emergencyHandler->init();
+  return KQ_OK;
+}
+
+int KQCANopenStateMachine::handleInitState(unsigned int /*deadline*/) {
+  return initHandlers();
+}
+
+void KQCANopenStateMachine::storeState(int newState) {
+  if (pdoHandler == nullptr) {
+    state = newState;
+    return;
+  }
+  // Application threads send PDOs with this mutex held, and only while the node is OPERATIONAL.
+  const std::lock_guard<KQMutex> lock(pdoHandler->getSendMutex());
+  state = newState;
+}
+
+void KQCANopenStateMachine::setState(int newState) {
+  storeState(newState);
+  if (stateListener != nullptr) {
+    KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_STATE_CHANGED, instance != nullptr ? instance->getNodeID() : 0U,
+                    static_cast<unsigned int>(newState));
+    stateListener->signalOccurred(signal);
+  }
+  std::cout << "CANOPEN: State set to 0x" << std::hex << newState << std::dec << std::endl;
+}
+
+int KQCANopenStateMachine::run(unsigned int deadline) {
+  if (paused) {
+    return KQ_OK;
+  }
+  const unsigned int now = KQTick::getTickCount();
+  switch (state) {
+    case CANOPEN_STATE_INIT:
+      return runInitState(deadline);
+    case CANOPEN_STATE_RESET_APPLICATION:
+    case CANOPEN_STATE_RESET_COMMUNICATION:
+      resetKind = state;
+      setState(CANOPEN_STATE_INIT);
+      return KQ_OK;
+    case CANOPEN_STATE_PRE_OPERATIONAL:
+    case CANOPEN_STATE_OPERATIONAL:
+    case CANOPEN_STATE_STOPPED:
+      return sendCANMessages(now + SEND_BUDGET);
+    case CANOPEN_STATE_FATAL_ERROR:
+      recoverFromFatalError();
+      return KQ_OK;
+    default:
+      std::cout << "KQCANopenStateMachine: UNKNOWN STATE!!!!!" << std::endl;
+      return KQ_OK;
+  }
+}
+
+int KQCANopenStateMachine::runInitState(unsigned int deadline) {
+  const int result = handleInitState(deadline);
+  if (result != KQ_OK) {
+    std::cout << "KQCANopenStateMachine: INIT FAILED!" << std::endl;
+    setState(CANOPEN_STATE_FATAL_ERROR);
+    return result;
+  }
+  if (nmtHandler != nullptr) {
+    nmtHandler->sendHeartbeatMessage(CANOPEN_STATE_INIT);
+  } else {
+    std::cout << "KQCANopenStateMachine: INIT MNT ERROR!" << std::endl;
+  }
+  setState(CANOPEN_STATE_PRE_OPERATIONAL);
+  return KQ_OK;
+}
+
+void KQCANopenStateMachine::recoverFromFatalError() {
+  std::cout << "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!" << std::endl;
+  std::cout << "Trying to do a reset...!" << std::endl;
+  setState(CANOPEN_STATE_RESET_COMMUNICATION);
+}
+
+int KQCANopenStateMachine::offerMessage() {
+  const unsigned int servers = handlersOfMessage();
+  int result = KQ_NOT_HANDLED;
+  if ((servers & KQCOBIDFilter::NMT) != 0) {
+    result = nmtHandler->handleMessage(&receivedMessage);
+  }
+  // The SYNC handler is asked for the identifier itself, since it reads the live value.
+  if (result == KQ_NOT_HANDLED && (servers == KQCOBIDFilter::ALL || syncHandler->isSync(receivedMessage))) {
+    result = syncHandler->handleMessage(&receivedMessage);
+  }
+  if (result == KQ_NOT_HANDLED && (servers & KQCOBIDFilter::PDO) != 0) {
+    result = pdoHandler->handleMessage(&receivedMessage);
+  }
+  if (result == KQ_NOT_HANDLED && (servers & KQCOBIDFilter::SDO) != 0) {
+    result = sdoHandler->handleMessage(&receivedMessage);
+  }
+  if (result == KQ_NOT_HANDLED && servers == KQCOBIDFilter::ALL && emergencyHandler != nullptr) {
+    result = emergencyHandler->handleMessage(&receivedMessage);
+  }
+  return result;
+}
+
+int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
+  if (paused) {
+    return KQ_OK;
+  }
+  const unsigned int start = KQTick::getTickCount();
+  if (instance == nullptr || instance->getEndPoint() == nullptr || nmtHandler == nullptr || sdoHandler == nullptr ||
+      pdoHandler == nullptr || syncHandler == nullptr) {
+    return KQ_NOT_AVAILABLE;
+  }
+  for (;;) {
+    // Asked for again for each frame: what a frame sets off may close or reopen the port.
+    KQEndPoint* const endPoint = instance->getEndPoint();
+    if (endPoint == nullptr || endPoint->readMessage(receivedMessage) != KQ_OK) {
+      return KQ_NO_DATA;
+    }
+    const int result = offerMessage();
+    receivedMessage.clear();
+    if (start + budget <= KQTick::getTickCount()) {
+      return result;
+    }
+  }
+}
+
+int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
+  if (paused) {
+    return KQ_OK;
+  }
+  // In most cycles nothing is due: that is found out here, by a look at each handler.
+  const unsigned int now = KQTick::getTickCount();
+  if (nmtHandler != nullptr && nmtHandler->isWorkDue(now)) {
+    nmtHandler->sendHeartbeatMessage(state);
+    nmtHandler->checkHeartbeatTimeouts();
+  }
+  unsigned int waitHint = INITIAL_SEND_STATUS;
+  if (pdoHandler != nullptr && pdoHandler->isWorkDue(now, getState(), waitHint)) {
+    pdoHandler->sendPDOs(deadline, &waitHint);
+    pdoHandler->checkRxTimeouts();
+  }
+  if (sdoHandler != nullptr && sdoHandler->isWorkDue()) {
+    sdoHandler->checkSDOTimeouts(&waitHint);
+    sdoHandler->sendQueuedDownloadRequests();
+    sdoHandler->sendNextQueuedUploadRequest();
+  }
+  sendStatus = static_cast<int>(waitHint);
+  if (instance != nullptr) {
+    instance->setProtocolStatus(sendStatus);
+  }
+  return KQ_OK;
+}
+
+}  // namespace KQ

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "KQCANMessage.h"
+
+namespace KQ {
+
+class KQCANopen;
+class KQCANopenObjectDictionary;
+class KQEmergencyHandler;
+
+/// The base of the five protocol handlers: one outgoing frame that the handler fills in place and sends, and the
+/// one contract by which received frames are offered. Every operation belongs to the protocol thread, unless a
+/// handler says otherwise.
+class KQCANopenMessageHandler {
+public:
+  KQCANopenMessageHandler();
+
+  /// A copy shares dictionary, emergency handler and instance, and starts with a fresh outgoing frame.
+  KQCANopenMessageHandler(const KQCANopenMessageHandler& other);
+  /// Assignment takes over everything, the outgoing frame included.
+  KQCANopenMessageHandler& operator=(const KQCANopenMessageHandler& other);
+
+  virtual ~KQCANopenMessageHandler() = default;
+
+  /// Offers a received frame.
+  /// @return 11 when the handler does not serve the frame: the next handler is asked; any other code when it took
+  ///   the frame (0: handled well)
+  virtual int handleMessage(KQCANMessage* message) = 0;
+
+  /// Stores a back pointer; nothing is owned.
+  void setObjectDictionary(KQCANopenObjectDictionary* dictionary) { objectDictionary = dictionary; }
+  void setEmergency(KQEmergencyHandler* handler) { emergencyHandler = handler; }
+  void setCANopenInstance(KQCANopen* canopen) { instance = canopen; }
+
+  /// Sends the outgoing frame through the instance's CAN port, trying up to 26 times without waiting; the frame
+  /// itself stays as it is. A final failure is reported on standard error.
+  /// @return 0; 10 without a port; else the code with which the port refused the last attempt
+  int sendCANMessage();
+
+protected:
+  KQCANMessage outgoingMessage;
+  KQCANopenObjectDictionary* objectDictionary = nullptr;
+  KQEmergencyHandler* emergencyHandler = nullptr;
+  KQCANopen* instance = nullptr;
+};
+
+}  // namespace KQ

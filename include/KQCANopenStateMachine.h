@@ -1,0 +1,109 @@
+#pragma once
+
+#include <atomic>
+
+#include "KQCANMessage.h"
+#include "KQCANopenState.h"
+#include "KQCOBIDFilter.h"
+
+namespace KQ {
+
+class KQCANopen;
+class KQCANopenMessageHandler;
+class KQCANopenObjectDictionary;
+class KQDEI;
+class KQEmergencyHandler;
+class KQNMTHandler;
+class KQPDOHandler;
+class KQSDOHandler;
+class KQSignalListener;
+class KQSyncHandler;
+
+/// The node's communication state (CiA 301 NMT state machine) and the one place where its work is scheduled: each
+/// cycle runs the state's action, each readable port is drained and every frame offered to the handlers in a fixed
+/// order. Every operation belongs to the protocol thread, except getState(), which any thread may call. Nothing it
+/// points to is owned.
+class KQCANopenStateMachine {
+public:
+  explicit KQCANopenStateMachine(KQCANopen* canopen);
+
+  /// A copy takes only the instance from @p other; everything else gets its initial value.
+  KQCANopenStateMachine(const KQCANopenStateMachine& other);
+  /// Assignment takes only the instance and resets everything else, except for the receive buffer.
+  KQCANopenStateMachine& operator=(const KQCANopenStateMachine& other);
+
+  virtual ~KQCANopenStateMachine() = default;
+
+  void setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* pdo, KQSyncHandler* sync, KQNMTHandler* nmt,
+                          KQEmergencyHandler* emergency);
+  /// Spares the handlers the frames that they do not serve. Only for handlers of the very classes of the stack, since
+  /// a class that derives from them may serve more.
+  void offerServedFramesOnly();
+
+  /// Handlers serve frames with this identifier from now on.
+  /// @param servers a set of KQCOBIDFilter
+  void addServedCOBID(unsigned int cobID, unsigned int servers) { servedCOBIDs.add(cobID, servers); }
+
+  void setObjectDictionary(KQCANopenObjectDictionary* dictionary) { objectDictionary = dictionary; }
+  void setDEI(KQDEI* store) { dei = store; }
+
+  /// Wires the handlers to each other and to the dictionary and lets them read their settings.
+  /// @return 0; 10 when a handler or the dictionary is missing (then nothing is wired)
+  int initHandlers();
+
+  /// First step of the INIT state. @param deadline not used. @return as initHandlers()
+  int handleInitState(unsigned int deadline);
+
+  /// Enters a state, without a check of the transition, signals it to the state listener (type 6, code 1700,
+  /// node ID, state) and logs it. When it returns, no PDO of the previous state is on its way any more.
+  void setState(int newState);
+  int getState() const { return state.load(std::memory_order_acquire); }
+
+  /// One cycle: the action of the current state. In the communicating states that is one send pass with a budget
+  /// of 50 ms. @param deadline not used. @return 0; the code of a failed initialisation
+  int run(unsigned int deadline);
+
+  /// Drains the port and offers each frame to NMT, SYNC, PDO, SDO and emergency handler, in this order.
+  /// @param budget ms after which to stop between two frames, counted from the start of the call
+  /// @return 5 when the port is empty; 0 when paused; 10 without port or handler; else, with the budget used up,
+  ///   the result of the last handler asked
+  int receiveCANMessages(unsigned int budget);
+
+  /// One send pass: heartbeat and heartbeat time-outs, PDOs and their time-outs, SDO time-outs and requests.
+  /// @param deadline tick (ms) by which the PDO pass should end. @return 0
+  int sendCANMessages(unsigned int deadline);
+
+  /// A paused machine neither runs, receives nor sends; frames stay in the port.
+  void pauseMachine(bool pause) { paused = pause; }
+  bool isPaused() const { return paused; }
+
+  /// Sets the single state listener, replacing an earlier one; null removes it. Not owned.
+  void addStateListener(KQSignalListener* listener) { stateListener = listener; }
+
+private:
+  bool isComplete() const;
+  void storeState(int newState);
+  int runInitState(unsigned int deadline);
+  void recoverFromFatalError();
+  unsigned int handlersOfMessage() const;
+  int offerMessage();
+
+  KQSyncHandler* syncHandler = nullptr;
+  KQNMTHandler* nmtHandler = nullptr;
+  KQSDOHandler* sdoHandler = nullptr;
+  KQPDOHandler* pdoHandler = nullptr;
+  KQEmergencyHandler* emergencyHandler = nullptr;
+  KQCANopenObjectDictionary* objectDictionary = nullptr;
+  KQCANopen* instance;
+  KQDEI* dei = nullptr;
+  KQCANMessage receivedMessage;
+  KQSignalListener* stateListener = nullptr;
+  int sendStatus;  ///< ms until the stack next has work; every send pass starts from the initial value
+  std::atomic<int> state{CANOPEN_STATE_INIT};       ///< application threads read it before they send a PDO
+  int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
+  bool paused = false;
+  bool offersServedFramesOnly = false;
+  KQCOBIDFilter servedCOBIDs;
+};
+
+}  // namespace KQ

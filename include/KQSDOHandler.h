@@ -1,0 +1,246 @@
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <string>
+
+#include "KQCANopenDataType.h"
+#include "KQCANopenMessageHandler.h"
+#include "SDODownloadRequestParameter.h"
+#include "SDODownloadResponseStorage.h"
+
+namespace KQ {
+
+class KQCANopenStateMachine;
+class KQDEI;
+class KQMutex;
+class KQSignalListener;
+struct ObjectDictionarySubEntry;
+
+/// Guard the client's write queue and read queue. Process-wide, shared by all instances, created when the library is
+/// loaded.
+extern KQMutex* const sdoDownloadResponseLocker;
+extern KQMutex* const sdoUploadRequestLocker;
+
+/// SDO server and SDO client of the node (CiA 301 SDO protocol, expedited and segmented; no block transfer).
+///
+/// As server it answers on the channels of 0x1200 to 0x127F, as client it talks to the servers of 0x1280 to 0x12FF.
+/// Both roles together have one upload slot and one download slot: a second segmented transfer of the same direction
+/// takes the slot over. Every operation belongs to the protocol thread, except the application's requests
+/// (handleUpdateRequest, handleGetValueRequest), which may come from any thread.
+class KQSDOHandler : public KQCANopenMessageHandler {
+public:
+  KQSDOHandler() = default;
+  KQSDOHandler(const KQSDOHandler&) = delete;
+  KQSDOHandler& operator=(const KQSDOHandler&) = delete;
+
+  void setStateMachine(KQCANopenStateMachine* machine) { stateMachine = machine; }
+  /// Receives SDO events (type 6, code 1103); null removes it. Not owned.
+  void setSDOEventListener(KQSignalListener* listener) { sdoEventListener = listener; }
+
+  /// Reads the channels from the dictionary. A channel once read stays until it is overwritten.
+  /// @return 0; 10 without dictionary
+  int init();
+
+  /// @return 20 for null, without state machine and in STOPPED; 11 when the COB-ID is no enabled channel; 0 when a
+  ///   server channel took the frame; for a client channel the result of the client's step
+  int handleMessage(KQCANMessage* message) override;
+
+  // ---- server
+
+  /// Expedited download: checks size and range, writes the object and answers.
+  /// @param sizeIndicated,n the s bit and the number of unused data bytes (0 to 3)
+  /// @return the dictionary's result (0 and 25 are successes); 23 unknown object; 1 wrong size; 0x06090030; 10 without
+  ///   dictionary (no answer)
+  int handleExpeditedSDODownloadRequest(unsigned short index, unsigned char subIndex, bool sizeIndicated,
+                                        unsigned char n, unsigned int responseCOBID, unsigned char d0, unsigned char d1,
+                                        unsigned char d2, unsigned char d3);
+
+  /// Opens a segmented download. @return 1; 0x08000000 without dictionary, 0x06090011 for an unknown object (both
+  ///   without an answer); for an indicated size below 5 as the expedited download
+  int handleSegmentedSDODownloadRequest(unsigned short index, unsigned char subIndex, bool sizeIndicated,
+                                        unsigned char n, unsigned int responseCOBID, unsigned int requestCOBID,
+                                        unsigned char d0, unsigned char d1, unsigned char d2, unsigned char d3);
+
+  /// Takes one segment of a download; the last one writes the object.
+  /// @param command the frame's command byte; d1 to d7 its data bytes
+  /// @return 0; the code of the failed transmission or write
+  int handleSegmentedSDODownloadSegment(unsigned int responseCOBID, unsigned int requestCOBID, unsigned char command,
+                                        unsigned char d1, unsigned char d2, unsigned char d3, unsigned char d4,
+                                        unsigned char d5, unsigned char d6, unsigned char d7);
+
+  /// Answers an upload request, expedited or by opening a segmented upload.
+  /// @return the code of the transmission; 10 without dictionary (no answer)
+  int sendUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
+                         unsigned int requestCOBID);
+
+  /// Opens a segmented upload of @p data. @return 0; the code of the failed transmission (then nothing is opened)
+  int sendInitiateSegmentedUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
+                                          unsigned int requestCOBID, const std::string& data);
+
+  /// Sends the next segment of the upload. @param toggle 0 or 1. @return the code of the transmission
+  int handleSDOUploadSegmentRequest(unsigned int responseCOBID, unsigned short requestCOBID, int toggle);
+
+  /// Fits a received value to the entry's type. @param value in: zero-extended; out: sign-extended when the type is
+  ///   signed. @return 0; 24 when it does not fit; 10 without dictionary
+  int updateValueAccordingToDataType(unsigned short index, unsigned char subIndex, int& value);
+
+  /// Sends an abort. @param abortCode CiA 301 SDO abort code. @return 10 without port; else the code of the
+  ///   transmission
+  int sendSDOAbort(unsigned short index, unsigned char subIndex, unsigned int cobID, unsigned int abortCode);
+
+  /// Whether a transfer is under way or requested: only then a cycle has something to do here.
+  bool isWorkDue() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
+
+  /// Aborts transfers that have been silent for longer than the instance's SDO timeout.
+  /// @param nextDue lowered to the ms until the next pending confirmation is due; may be null
+  void checkSDOTimeouts(unsigned int* nextDue);
+
+  // ---- client
+
+  /// Binds a local variable to the remote server with that request COB-ID. @return 0
+  int addVariableSDOServerMapping(unsigned short index, unsigned char subIndex, unsigned int requestCOBID);
+
+  /// Queues the write of a remote variable; a newer write replaces a queued one. Any thread.
+  /// @return 0; 23 without server or channel; 7 when the channel is disabled
+  int handleUpdateRequest(unsigned int key, int value);
+  int handleUpdateRequest(unsigned int key, const std::string& value);
+
+  /// Queues the read of a remote variable. Any thread. @return as handleUpdateRequest()
+  int handleGetValueRequest(unsigned int key);
+
+  /// Sends every queued write, in the order of the keys, without waiting for confirmations.
+  void sendQueuedDownloadRequests();
+
+  /// Sends the next queued read when none is in flight.
+  void sendNextQueuedUploadRequest();
+
+  /// Sends one write to the server of a remote variable; the local entry changes with the confirmation.
+  /// @param dataType KQCANopenDataType of the local entry, which says how much of @p value or @p stringValue goes out
+  /// @return 0; 10 without port or dictionary and for every segmented transfer, begun or not; 23 for no data type;
+  ///   6 for a bound variable without a remote key; 0x06070010 for a type without a size; the code of the failed
+  ///   transmission
+  int sendSDODownloadRequest(unsigned int key, unsigned int responseCOBID, unsigned int requestCOBID, int value,
+                             const std::string& stringValue, int dataType);
+
+  /// Sends one read. @return 3 without port or dictionary; else the code of the transmission
+  int sendSDOUploadRequest(unsigned int key, unsigned int responseCOBID, unsigned int requestCOBID);
+
+  /// Requests the next segment of the upload. @return the code of the transmission
+  int sendUploadSDOSegmentRequest(unsigned int cobID);
+
+  // Steps of the client, each for one frame of a server. responseCOBID is the frame's COB-ID, requestCOBID the one on
+  // which this node sends. A frame that is not expected now gives 8.
+
+  /// Opens a segmented upload or takes an expedited one. @return 8; the code of the next step
+  int handleSDOUploadResponse(const KQCANMessage& message, unsigned int responseCOBID, unsigned int requestCOBID);
+
+  /// Stores an expedited upload. @return 10 before init(); 24 too many bytes; 15 wrong size; 30 not this node's
+  /// variable (the upload
+  ///   then ends by its time-out); 0x06090030 does not fit; the result of the write
+  int handleExpeditedSDOUploadResponse(const KQCANMessage& message);
+
+  /// Takes a segment of an upload; the last one is stored.
+  /// @return 0; 8; 7 when the next segment could not be requested; 30; the result of the write
+  int handleSegmentedSDOUploadSegment(const KQCANMessage& message, unsigned int responseCOBID,
+                                      unsigned int requestCOBID);
+
+  /// A download is confirmed: only now the local entry takes the value.
+  /// @return 23 nothing pending; 15 another channel; 29 the local entry has no type; the result of the write
+  int handleSDODownloadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID);
+
+  /// Sends the next segment of a download, or ends it.
+  /// @return 8; 0x08000000 when no variable belongs to the object; the code of the transmission or of the write
+  int handleSegmentedSDODownloadSegmentResponse(const KQCANMessage& message, unsigned int responseCOBID,
+                                                unsigned int requestCOBID);
+
+  /// The server aborts: what runs on its channel ends. @return 0
+  int handleSDOAbortMessage(unsigned short index, unsigned char subIndex, unsigned int cobID);
+
+private:
+  bool isTransferPending() const {
+    return uploadInProgress || downloadInProgress || uploadResponseCOBID != 0 || !downloadResponses.empty();
+  }
+  int handleServerMessage(const KQCANMessage& message, unsigned int requestCOBID);
+  void dispatchServerRequest(const KQCANMessage& message, unsigned int requestCOBID, unsigned int responseCOBID);
+  int handleClientMessage(const KQCANMessage& message, unsigned int responseCOBID, unsigned int requestCOBID);
+  void readChannels(unsigned short first, unsigned short last, std::map<unsigned int, int>& byRequest,
+                    std::map<unsigned int, int>* byResponse);
+
+  void prepareFrame(unsigned int cobID, unsigned char command, unsigned short index, unsigned char subIndex);
+  int sendDownloadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID);
+  int sendExpeditedUploadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID,
+                                  const unsigned char* data, unsigned int length);
+  int answerDownload(unsigned short index, unsigned char subIndex, unsigned int responseCOBID, int writeResult);
+  int sendStringUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
+                               unsigned int requestCOBID);
+  int sendNumberUploadResponse(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID);
+  int sendNextUploadSegment();
+  int abortUpload(unsigned int cobID, unsigned int abortCode);
+  void endUpload();
+  int finishDownload();
+
+  void signalSDOEvent(unsigned int key, bool clientTransfer);
+  bool isTimedOut(unsigned int now, unsigned int lastStep) const;
+  void checkConfirmationTimeouts(unsigned int now, unsigned int* nextDue);
+  void checkDownloadTimeout(unsigned int now);
+  void checkUploadTimeout(unsigned int now);
+  void resetUpload();
+
+  int findChannel(unsigned int key, SDODownloadRequestParameter& request) const;
+  int queueDownloadRequest(unsigned int key, int value, const std::string& text, unsigned int dataType);
+  KQCANopenDataType localDataTypeOf(unsigned int key) const;
+  unsigned int remoteKeyOf(unsigned int localKey) const;
+  int sendSegmentedDownloadRequest(unsigned int remoteKey, unsigned int responseCOBID, unsigned int requestCOBID,
+                                   const std::string& data, unsigned int size);
+  int sendExpeditedDownloadRequest(unsigned int remoteKey, const SDODownloadResponseStorage& confirmation,
+                                   unsigned int size, bool isText);
+  int sendNextDownloadSegment();
+  int finishClientDownload(unsigned int responseCOBID);
+  int finishClientUpload();
+  int writeLocalEntry(unsigned int key, int value, const std::string& text);
+  bool isUploadedVariableOwned() const;
+  int storeUploadedNumber(int value);
+  int storeUploadedText();
+
+  std::map<unsigned int, int> serverChannels;         ///< request COB-ID -> response COB-ID, negative = disabled
+  std::map<unsigned int, int> clientRequestChannels;  ///< request COB-ID towards a server -> its response COB-ID
+  std::map<unsigned int, int> clientChannels;         ///< response COB-ID of a server -> request COB-ID towards it
+  std::map<unsigned int, unsigned int> variableSDOServerMappings;        ///< local key -> request COB-ID
+  std::map<unsigned int, SDODownloadResponseStorage> downloadResponses;  ///< by remote key
+  std::map<unsigned int, SDODownloadRequestParameter> downloadRequests;  ///< queued writes, by local key
+  std::deque<SDODownloadRequestParameter> uploadQueue;                   ///< queued reads, oldest first
+  std::atomic<bool> hasDownloadRequests{false};  ///< whether writes are queued, known without their lock
+  std::atomic<bool> hasUploadRequests{false};
+  KQCANopenStateMachine* stateMachine = nullptr;
+  bool uploadInProgress = false;
+  bool downloadInProgress = false;
+  KQDEI* dei = nullptr;
+  KQSignalListener* sdoEventListener = nullptr;
+
+  unsigned int uploadRequestCOBID = 0;
+  unsigned int uploadResponseCOBID = 0;  ///< non-zero also marks a pending upload of the client
+  std::string uploadData;
+  std::string uploadText;  ///< the text that was read last for an upload
+  int uploadOffset = 0;
+  int uploadLength = 0;
+  unsigned int uploadToggle = 0;
+  unsigned short uploadIndex = 0;
+  unsigned char uploadSubIndex = 0;
+  unsigned int uploadTick = 0;
+
+  unsigned int downloadRequestCOBID = 0;
+  unsigned int downloadResponseCOBID = 0;
+  std::string downloadData;
+  int downloadOffset = 0;
+  unsigned int downloadSize = 0;
+  unsigned int downloadToggle = 0;
+  unsigned short downloadIndex = 0;
+  unsigned char downloadSubIndex = 0;
+  bool downloadConfirmed = false;
+  unsigned int downloadTick = 0;
+  bool downloadIsClient = false;
+};
+
+}  // namespace KQ

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <vector>
+
+#include "KQCANopenMessageHandler.h"
+#include "KQPDOSet.h"
+
+namespace KQ {
+
+class KQCANopenStateMachine;
+class KQPDOHandler;
+
+/// Consumer of the SYNC message (CiA 301 SYNC): on each one the data of synchronous RPDOs is applied and the
+/// synchronous TPDOs whose turn has come are sent. The node never produces SYNC. Owns no PDO.
+///
+/// Belongs to the protocol thread, except addTxPDO(), which comes from whichever thread changed a mapped value; the
+/// sets of TPDOs are therefore touched only by the holder of the PDO handler's send mutex.
+class KQSyncHandler : public KQCANopenMessageHandler {
+public:
+  explicit KQSyncHandler(KQCANopen* canopen);
+  KQSyncHandler(const KQSyncHandler&) = delete;
+  KQSyncHandler& operator=(const KQSyncHandler&) = delete;
+
+  void setStateMachine(KQCANopenStateMachine* machine) { stateMachine = machine; }
+  void setPDOHandler(KQPDOHandler* handler) { pdoHandler = handler; }
+
+  /// Takes the live value of the COB-ID SYNC (0x1005). @return 0; 3 without dictionary or 0x1005
+  int init();
+
+  /// Whether a frame has the identifier of the SYNC message as it stands in 0x1005 now.
+  bool isSync(const KQCANMessage& message) const {
+    return cobIDSync != nullptr && static_cast<unsigned int>(*cobIDSync) == message.identifier;
+  }
+
+  /// Carries out a SYNC. @return 0; 11 for null, for any other frame and outside OPERATIONAL
+  int handleMessage(KQCANMessage* message) override;
+
+  /// Keeps the frame of a synchronous RPDO until the next SYNC; only the last one before it counts.
+  /// @return 0; 20 when either is null
+  int addReceivePDO(KQPDO* pdo, KQCANMessage* message);
+
+  /// Applies the kept frames and empties the buffer.
+  void passPDOValuesToApplication();
+
+  /// Queues a TPDO for the next SYNC; one of type 1 to 251 is also sent cyclically from then on.
+  /// @return 0; 20 for null
+  int addTxPDO(KQPDO* pdo);
+
+  /// Ends the cyclic transmission of the TPDO with that communication index. A transmission queued for the next SYNC
+  /// stays.
+  void removeTxPDO(unsigned short communicationIndex);
+
+  /// A PDO is about to be deleted: nothing here refers to it any more.
+  void forgetPDO(const KQPDO* pdo);
+
+  /// Forgets everything that waits for the next SYNC and all cyclic transmissions. The SYNC counter goes on.
+  void reset();
+
+private:
+  struct ReceivedFrame {
+    KQPDO* pdo;
+    KQCANMessage message;
+  };
+
+  void forgetTransmissions();
+  void sendPDOs();
+  void sendQueuedPDOs();
+  void sendCyclicPDOs();
+  void advanceCounter();
+
+  std::vector<ReceivedFrame> receivedFrames;  ///< by the order of PDOs
+  KQPDOSet cyclicPDOs;                        ///< types 1 to 251
+  KQPDOSet nextSyncPDOs;
+  KQPDOSet pdosOfThisSync;  ///< what was queued when the SYNC came
+  KQPDOHandler* pdoHandler = nullptr;
+  KQCANopenStateMachine* stateMachine = nullptr;
+  const int* cobIDSync = nullptr;  ///< live value of 0x1005 sub-index 0 inside the dictionary
+  unsigned char syncCounter = 1;   ///< 1 to 251
+};
+
+}  // namespace KQ

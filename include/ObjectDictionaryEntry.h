@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <unordered_map>
+
+#include "KQCANopenObjectType.h"
+#include "ObjectDictionarySubEntry.h"
+
+namespace KQ {
+
+/// One index of the object dictionary. It owns its sub-entries.
+struct ObjectDictionaryEntry {
+  ObjectDictionaryEntry(unsigned short entryIndex, KQCANopenObjectType type, const std::string& entryName)
+      : index(entryIndex), objectType(type), name(entryName) {}
+  ~ObjectDictionaryEntry() {
+    for (const auto& item : subEntries) {
+      delete item.second;
+    }
+  }
+  ObjectDictionaryEntry(const ObjectDictionaryEntry&) = delete;
+  ObjectDictionaryEntry& operator=(const ObjectDictionaryEntry&) = delete;
+
+  unsigned short index;
+  std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;  ///< by sub-index, owned
+  KQCANopenObjectType objectType;
+  std::string name;
+};
+
+}  // namespace KQ
