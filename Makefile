@@ -1,0 +1,95 @@
+# Everything that is done with this project, from a fresh checkout on Debian on.
+# "make help" lists the targets.
+
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+ARGS ?=
+
+FOLDERS := $(wildcard bench canopen include panel runtime tests)
+SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
+
+# $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
+timed = @start=$$SECONDS; ( $(2) ) || exit; echo "== $(1): $$((SECONDS - start)) s"
+
+# $(call build,PRESET,TARGET,OPTIONS) configures a preset when that was not done yet, and builds with it.
+build = { [ -f build/$(1)/build.ninja ] || cmake --preset $(1) $(3); } && cmake --build build/$(1) -j $(JOBS) --target $(2)
+
+.PHONY: help run test test-armhf test-target bench bench-target format format-check tidy sanitize thread-sanitize clean
+
+help:
+	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
+	@echo "make test                      build everything and run all tests"
+	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
+	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
+	@echo "make bench                     count what a node costs: instructions, allocations, memory"
+	@echo "make bench-target              times and processor shares measured on that machine"
+	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
+	@echo "make tidy                      run clang-tidy over the sources"
+	@echo "make sanitize                  all tests under the address and undefined behaviour sanitizers"
+	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
+	@echo "make clean                     remove everything that was built"
+
+# The panel is started here, so that files named in ARGS are found, and leaves the DCFs of its node here. Only its own
+# lines are on standard output. exec: its exit status is that of the recipe.
+run:
+	@scripts/setup.sh run >&2
+	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@exec build/release/bin/tavo-panel $(ARGS)
+
+test:
+	@scripts/setup.sh test
+	$(call timed,build,$(call build,debug,all))
+	@ctest --preset debug -j $(JOBS)
+
+# The table is all that goes to standard output.
+bench:
+	@scripts/setup.sh bench >&2
+	@( $(call build,bench,all) ) >&2
+	@bench/run build/bench
+
+# ARMHF=armhf-clang and so on: another preset of the same kind.
+ARMHF ?= armhf
+
+test-armhf:
+	@scripts/setup.sh armhf $(if $(findstring clang,$(ARMHF)),check)
+	$(call timed,build for $(ARMHF),$(call build,$(ARMHF),all))
+	@ctest --preset $(ARMHF) -j $(JOBS)
+
+test-target:
+	$(call timed,packages,scripts/setup.sh target)
+	$(call timed,build for armhf,$(call build,armhf,canlink target_tests tavo-panel))
+	$(call timed,emulated machine,tests/target/run test)
+
+bench-target:
+	@scripts/setup.sh target
+	$(call timed,build for armhf,$(call build,armhf,canlink target-bench tavo-panel))
+	@tests/target/run bench
+
+format:
+	@scripts/setup.sh check
+	@$(SOURCES) | xargs -0 clang-format -i
+
+format-check:
+	@scripts/setup.sh check
+	$(call timed,format-check,$(SOURCES) | xargs -0 clang-format --dry-run --Werror)
+
+# In a configuration for clang++, all of whose flags clang-tidy understands, and without the tests, which would take
+# several times as long as all that is shipped.
+tidy:
+	@scripts/setup.sh run check
+	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
+	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
+	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
+
+sanitize:
+	@scripts/setup.sh test
+	$(call timed,build for sanitize,$(call build,sanitize,all))
+	@ctest --preset sanitize -j $(JOBS)
+
+thread-sanitize:
+	@scripts/setup.sh test
+	$(call timed,build for thread-sanitize,$(call build,thread-sanitize,node_tests))
+	@ctest --preset thread-sanitize -L node -j $(JOBS)
+
+clean:
+	@rm -rf build

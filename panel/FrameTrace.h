@@ -1,0 +1,40 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "KQFrameObserver.h"
+
+namespace panel {
+
+/// Writes every frame that passes a CAN port to a file, as lines of a candump log: "(1700000000.123456) bus0 705#00".
+/// A line is written whole and at once, so that another program can follow the file while it grows.
+class FrameTrace : public KQ::KQFrameObserver {
+public:
+  /// Opens the file and empties it.
+  /// @param interfaceName stands in every line, see getInterfaceName()
+  /// @throws PanelError when the file cannot be opened for writing
+  FrameTrace(std::string fileName, const std::string& interfaceName);
+  ~FrameTrace() override;
+  FrameTrace(const FrameTrace&) = delete;
+  FrameTrace& operator=(const FrameTrace&) = delete;
+
+  /// Writes the frame's line. Any thread. A file that cannot be written to any more is reported once on standard
+  /// error; the node goes on.
+  void frameTransferred(const KQ::KQCANMessage& message, bool sent) override;
+
+  /// The line of a frame, with its line end. @param microseconds wall clock since 1970
+  static std::string getLine(long long microseconds, const std::string& interfaceName, const KQ::KQCANMessage& message);
+
+  /// The name in a port's URI by which a log calls the bus: "can0" of "socketcan:can0", "bus0" of
+  /// "socketcand:localhost:29536/bus0". It is one word, however the bus is called.
+  static std::string getInterfaceName(const std::string& uri);
+
+private:
+  const std::string fileName;
+  const std::string interfaceName;
+  const int descriptor;
+  std::atomic<bool> failed{false};
+};
+
+}  // namespace panel

@@ -1,0 +1,149 @@
+#include "Panel.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+#include "DemoApplication.h"
+#include "EdsApplication.h"
+#include "KQCANPortRegistry.h"
+#include "KQCANopenInstanceManager.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "KQTick.h"
+#include "KQVariableEventDispatcher.h"
+#include "PanelError.h"
+
+namespace panel {
+
+namespace {
+
+// The number by which the node knows its CAN port; what is behind it is up to the command line.
+constexpr unsigned int PORT = 0;
+
+// The time that all nodes of the process together may use in one cycle.
+constexpr unsigned int CYCLE_BUDGET_MS = 50;
+
+// The node describes itself in this file whenever it is initialised, and does not say when it could not.
+constexpr const char* DESCRIPTION_FILE = "tavo_default.dcf";
+
+void requireWritableWorkingDirectory() {
+  const int descriptor = open(DESCRIPTION_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  if (descriptor < 0) {
+    throw PanelError(std::string("cannot write ") + DESCRIPTION_FILE +
+                     " in the working directory: " + std::strerror(errno));
+  }
+  close(descriptor);
+}
+
+void require(int result, const std::string& what) {
+  if (result != KQ::KQ_OK) {
+    throw PanelError(what + ": " + KQ::kqGetErrorString(result));
+  }
+}
+
+std::string getBusName(const std::string& uri) {
+  return uri.substr(uri.find(':') + 1);
+}
+
+}  // namespace
+
+Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {
+  endPoints.addDescriptor(signals.getDescriptor(), EPOLLIN, [this](unsigned int) { running = false; });
+}
+
+Panel::~Panel() {
+  // The node first: it uses everything else.
+  KQ::KQCANopenInstanceManager::instance()->deleteAllInstances();
+  endPoints.removeDescriptor(signals.getDescriptor());
+}
+
+void Panel::prepare() {
+  if (options.app) {
+    application = std::make_unique<EdsApplication>(*options.app, options.nodeID);
+  } else {
+    application = std::make_unique<DemoApplication>(*KQ::KQDEI::instance(), std::cout, options.peer);
+  }
+  require(KQ::KQCANPortRegistry::instance()->bindPort(PORT, options.can), options.can);
+}
+
+void Panel::startNode() {
+  auto created = std::make_unique<KQ::KQCANopen>("tavo-panel");
+  connect(*created);
+  initialise(*created);
+  bind(*created);
+  // From here on the manager drives the node, and deletes it in the end.
+  node = created.release();
+  KQ::KQCANopenInstanceManager::instance()->addCANopenInstance(node);
+}
+
+// create(): the node is given the variable store, who reports its changes, and its CAN port. Nothing is sent yet.
+void Panel::connect(KQ::KQCANopen& created) {
+  const int result = created.create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr);
+  if (result != KQ::KQ_OK) {
+    throw PanelError(created.getPortError());
+  }
+  require(created.subscribeToEndpointManager(&endPoints), options.can);
+  if (options.listen) {
+    serveBus();
+  }
+  if (options.trace) {
+    trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can));
+    created.getEndPoint()->setFrameObserver(trace.get());
+  }
+}
+
+// What the standard objects depend on comes before init(), which builds them.
+void Panel::initialise(KQ::KQCANopen& created) {
+  created.setNodeID(options.nodeID);
+  created.setOption(KQ::KQCANopen::OPTION_ALLOW_STATE_CHANGE, options.autostart);
+  created.setHeartbeatProducerTime(options.heartbeat);
+  created.setSDOTimeout(static_cast<unsigned int>(options.sdoTimeout));
+  requireWritableWorkingDirectory();
+  require(created.init(), "the node cannot be initialised");
+}
+
+// Listeners, communication and variables need the object dictionary, and are to be there before the first cycle.
+void Panel::bind(KQ::KQCANopen& created) {
+  created.addStateListener(&stateReporter);
+  created.addHeartbeatListener(&heartbeatReporter);
+  application->bind(created);
+}
+
+void Panel::serveBus() {
+  std::string error;
+  if (server.listen(options.listen->host, options.listen->port, getBusName(options.can), endPoints, error) !=
+      KQ::KQ_OK) {
+    throw PanelError(error);
+  }
+  std::cout << "serving " << options.can << " on port " << server.getPort() << std::endl;
+}
+
+void Panel::run() {
+  while (running) {
+    application->update();
+    cycle();
+    // Frames are handed to the node in here, by its onEndPointReadable().
+    endPoints.wait(getWaitTime(node->getProtocolStatus(), options.cycle));
+  }
+}
+
+void Panel::cycle() {
+  const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
+  KQ::KQCANopenInstanceManager::instance()->updateAllData(KQ::KQTick::getTickCount() + CYCLE_BUDGET_MS);
+  const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
+  if (options.autostart && hasBooted) {
+    node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
+  }
+}
+
+int Panel::getWaitTime(int status, int longest) {
+  return std::clamp(status, 1, longest);
+}
+
+}  // namespace panel

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace panel {
+
+/// Where the embedded bus is served on TCP.
+struct ListenAddress {
+  std::string host;         ///< name or address; an IPv6 address without its brackets
+  unsigned short port = 0;  ///< 0: any free one
+};
+
+/// What the command line asks for.
+struct PanelOptions {
+  std::string can = "virtual:bus0";     ///< URI of the CAN port
+  std::optional<ListenAddress> listen;  ///< nothing when the port is not the embedded bus
+  unsigned char nodeID = 5;             ///< 1 to 127
+  int heartbeat = 1000;                 ///< producer heartbeat time in ms, 0 to 65535; 0: none
+  bool autostart = false;               ///< enter OPERATIONAL after every boot-up
+  std::optional<unsigned char> peer;    ///< node-ID of another panel, 1 to 127, not the own; only without an EDS
+  int sdoTimeout = 100;                 ///< silence that ends an SDO transfer in ms, 1 to 65535
+  std::optional<std::string> app;       ///< EDS whose objects take the demo application's place
+  std::optional<std::string> trace;     ///< file for a trace of all frames
+  int cycle = 1000;                     ///< longest wait between two cycles in ms, 1 to 1000
+  bool quiet = false;                   ///< print nothing but errors
+  std::string information;              ///< the answer to --help or --version: to be printed instead of running
+
+  /// Reads a command line. @throws PanelError for one that is wrong
+  static PanelOptions parse(int argumentCount, const char* const* arguments);
+};
+
+}  // namespace panel
