@@ -1,0 +1,125 @@
+// That a node in operation takes nothing from the heap and gives nothing back.
+//
+// | what                                     | test                                          | kind       |
+// |------------------------------------------|-----------------------------------------------|------------|
+// | every scenario of the benchmarks         | SteadyState.AllocatesNothing                  | functional |
+// | timers, time-outs and their resolution   | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing | functional |
+// | requests that are answered with an abort | SteadyStateOfNode.AbortsAllocateNothing | robustness |
+// | reset of the communication               | Restart.GivesBackWhatItTook                   | functional |
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "AllocationCounter.h"
+#include "BenchEnvironment.h"
+#include "BenchNode.h"
+#include "Frame.h"
+#include "Scenario.h"
+
+namespace {
+
+using bench::AllocationCounter;
+
+constexpr std::size_t OPERATIONS = 600;
+
+std::vector<bench::ScenarioEntry> steadyScenarios() {
+  std::vector<bench::ScenarioEntry> steady;
+  for (const bench::ScenarioEntry& entry : bench::scenarios()) {
+    if (entry.isSteady) {
+      steady.push_back(entry);
+    }
+  }
+  return steady;
+}
+
+std::string nameOf(const testing::TestParamInfo<bench::ScenarioEntry>& info) {
+  std::string name = info.param.name;
+  for (char& character : name) {
+    character = character == '-' ? '_' : character;
+  }
+  return name;
+}
+
+class SteadyState : public testing::TestWithParam<bench::ScenarioEntry> {};
+
+TEST_P(SteadyState, AllocatesNothing) {
+  const std::unique_ptr<bench::Scenario> scenario = GetParam().create();
+  scenario->prepare();
+  const std::size_t before = AllocationCounter::allocations();
+  scenario->run(OPERATIONS);
+  const std::size_t allocations = AllocationCounter::allocations() - before;
+  scenario->check();
+  EXPECT_EQ(allocations, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, SteadyState, testing::ValuesIn(steadyScenarios()), nameOf);
+
+class SteadyStateOfNode : public testing::TestWithParam<bench::Configuration> {
+protected:
+  /// Lets the clock run, with one cycle a millisecond.
+  void run(unsigned int milliseconds) {
+    for (unsigned int i = 0; i < milliseconds; ++i) {
+      bench::BenchEnvironment::advance(1);
+      node.cycle();
+    }
+  }
+
+  void hearWatchedNodes() {
+    for (unsigned int consumer = 0; consumer < GetParam().consumers; ++consumer) {
+      node.receive(bench::frame(0x700 + bench::watchedNode(consumer), {0x05}));
+    }
+  }
+
+  bench::BenchEnvironment environment;
+  bench::BenchApplication application{GetParam()};
+  bench::BenchNode node{GetParam()};
+};
+
+std::string nameOfConfiguration(const testing::TestParamInfo<bench::Configuration>& info) {
+  return std::to_string(info.param.pdos) + "PDOs" + std::to_string(info.param.consumers) + "Consumers";
+}
+
+INSTANTIATE_TEST_SUITE_P(Configurations, SteadyStateOfNode,
+                         testing::Values(bench::CONFIGURATION_A, bench::CONFIGURATION_B), nameOfConfiguration);
+
+TEST_P(SteadyStateOfNode, TimersAndTimeoutsAllocateNothing) {
+  run(10);
+  const std::size_t before = AllocationCounter::allocations();
+  const std::size_t sentBefore = node.sent().getCount();
+  run(4500);  // the watched nodes fall silent meanwhile
+  hearWatchedNodes();
+  run(10);
+  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  // Heartbeats at 1, 2, 3 and 4 s, all TPDOs at 2 and 4 s.
+  EXPECT_EQ(node.sent().getCount() - sentBefore, 4U + 2U * GetParam().pdos);
+}
+
+TEST_P(SteadyStateOfNode, AbortsAllocateNothing) {
+  const KQ::KQCANMessage requests[] = {
+      bench::frame(0x605, {0x40, 0x00, 0x50, 0x00, 0, 0, 0, 0}),  // no such object
+      bench::frame(0x605, {0x2F, 0x05, 0x22, 0x05, 1, 0, 0, 0}),  // no such sub-index
+      bench::frame(0x605, {0x2F, 0x00, 0x22, 0x05, 1, 0, 0, 0}),  // one byte for two
+      bench::frame(0x605, {0x23, 0x18, 0x10, 0x01, 1, 0, 0, 0}),  // read only
+      bench::frame(0x605, {0xE0, 0x00, 0x00, 0x00, 0, 0, 0, 0}),  // no such command
+  };
+  const std::size_t before = AllocationCounter::allocations();
+  for (const KQ::KQCANMessage& request : requests) {
+    node.receive(request);
+    EXPECT_EQ(node.sent()[node.sent().getCount() - 1].data[0], 0x80);
+  }
+  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+}
+
+TEST(Restart, GivesBackWhatItTook) {
+  const std::unique_ptr<bench::Scenario> scenario = bench::findScenario("reset")->create();
+  scenario->prepare();
+  AllocationCounter::countBytes();
+  const std::size_t before = AllocationCounter::bytes();
+  scenario->run(OPERATIONS);
+  EXPECT_EQ(AllocationCounter::bytes(), before);
+  scenario->check();
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "CapturedOutput.h"
+#include "Frames.h"
+#include "KQCANPortRegistry.h"
+#include "KQCANopen.h"
+#include "KQCANopenInstanceManager.h"
+#include "KQDEI.h"
+#include "KQEndPoint.h"
+#include "KQErrorCodes.h"
+#include "KQVariableEventDispatcher.h"
+#include "TemporaryDirectory.h"
+#include "TestClock.h"
+
+namespace test {
+
+/// Two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager, and a master that sees every
+/// frame of both.
+class TwoNodesFixture : public testing::Test {
+protected:
+  static constexpr unsigned int PORT = 80;
+
+  TwoNodesFixture() {
+    KQ::KQDEI::instance()->clear();
+    manager.deleteAllInstances();
+    ports.bindPort(PORT, "virtual:two-nodes-test");
+    std::string error;
+    master = ports.openPort(PORT, error);
+    five = add(5);
+    six = add(6);
+  }
+
+  ~TwoNodesFixture() override {
+    manager.deleteAllInstances();
+    ports.unbindPort(PORT);
+    KQ::KQDEI::instance()->clear();
+  }
+
+  KQ::KQCANopen* add(unsigned char nodeID) {
+    auto* const node = new KQ::KQCANopen("node" + std::to_string(nodeID));
+    EXPECT_EQ(node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr), 0);
+    node->setNodeID(nodeID);
+    EXPECT_EQ(node->init(), 0);
+    manager.addCANopenInstance(node);
+    return node;
+  }
+
+  /// One cycle of both nodes, each of which then takes what arrived. @return what the master sees
+  Frames cycle() {
+    manager.updateAllData(clock.now() + 10);
+    for (KQ::KQCANopen* const node : {five, six}) {
+      node->onEndPointReadable(node->getEndPoint(), nullptr);
+    }
+    Frames frames;
+    KQ::KQCANMessage message;
+    while (master->readMessage(message) == KQ::KQ_OK) {
+      frames.push_back(test::toText(message));
+    }
+    return frames;
+  }
+
+  Frames send(const std::string& text) {
+    EXPECT_EQ(master->writeMessage(test::frame(text)), 0);
+    return cycle();
+  }
+
+  void boot() {
+    cycle();
+    output.takeOutput();
+  }
+
+  void expectStates(int ofFive, int ofSix) {
+    EXPECT_EQ(five->getCANopenState(), ofFive);
+    EXPECT_EQ(six->getCANopenState(), ofSix);
+  }
+
+  test::TemporaryDirectory directory;
+  test::TestClock clock;
+  test::CapturedOutput output;
+  KQ::KQCANPortRegistry& ports = *KQ::KQCANPortRegistry::instance();
+  KQ::KQCANopenInstanceManager& manager = *KQ::KQCANopenInstanceManager::instance();
+  std::unique_ptr<KQ::KQEndPoint> master;
+  KQ::KQCANopen* five = nullptr;
+  KQ::KQCANopen* six = nullptr;
+};
+
+}  // namespace test

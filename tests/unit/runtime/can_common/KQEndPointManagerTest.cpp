@@ -1,0 +1,376 @@
+// KQEndPointManager
+//
+// | what                  | cases                                                                                |
+// |-----------------------|--------------------------------------------------------------------------------------|
+// | arguments             | null, twice, unknown, a bad descriptor, no callback                                    |
+// | end points            | level-triggered; several at once; frames taken in a batch; a listener that reads nothing |
+// | removal (robustness)  | itself or another one from inside a callback; deleted while added; the manager first   |
+// | descriptors           | events, modify, remove                                                                 |
+// | services              | called when due and not before; shorten the wait; removed from inside                   |
+// | transitions           | told once each way and in order; down when added                                       |
+// | wake                  | from another thread                                                                    |
+
+#include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+
+#include <functional>
+#include <thread>
+
+#include "CANTestSupport.h"
+#include "KQTimedService.h"
+#include "KQVirtualEndPoint.h"
+
+namespace KQ::test {
+namespace {
+
+std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name) {
+  std::string error;
+  return KQVirtualEndPoint::open(name, error);
+}
+
+/// An end point whose every answer the test gives.
+class ScriptedEndPoint : public KQEndPoint {
+public:
+  ScriptedEndPoint() : KQEndPoint("test:scripted"), descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+  ~ScriptedEndPoint() override { close(descriptor); }
+  using KQEndPoint::setConnected;
+  using KQEndPoint::wakeManager;
+
+  int getDescriptor() const override { return descriptor; }
+  bool wantsWritable() const override { return wishesWritable; }
+  int flush() override {
+    ++flushes;
+    wishesWritable = false;
+    return KQ_OK;
+  }
+  bool hasBufferedFrames() const override { return buffered > 0; }
+  int getServiceDelay() const override { return delay; }
+  void service() override {
+    ++services;
+    delay = -1;
+  }
+
+  int descriptor;
+  bool wishesWritable{false};
+  unsigned buffered{0};
+  int delay{-1};
+  unsigned flushes{0};
+  unsigned services{0};
+
+protected:
+  int doRead(KQCANMessage& message) override {
+    if (buffered == 0) {
+      return KQ_NO_DATA;
+    }
+    message = makeMessage(buffered--);
+    return KQ_OK;
+  }
+  int doWrite(const KQCANMessage&) override { return KQ_OK; }
+};
+
+/// Does in onEndPointReadable what the test says.
+class ActingListener : public KQEndPointListener {
+public:
+  explicit ActingListener(std::function<void(KQEndPoint*)> action) : action_(std::move(action)) {}
+  void onEndPointReadable(KQEndPoint* endPoint, KQEndPointManager*) override {
+    ++calls;
+    action_(endPoint);
+  }
+  void onEndPointReconnected(KQEndPoint*) override {}
+  void onEndPointDisconnected(KQEndPoint*) override {}
+  unsigned calls{0};
+
+private:
+  std::function<void(KQEndPoint*)> action_;
+};
+
+class TestService : public KQTimedService {
+public:
+  int getServiceDelay() const override { return delay; }
+  void service() override {
+    ++calls;
+    if (action) {
+      action();
+    }
+  }
+  int delay{-1};
+  unsigned calls{0};
+  std::function<void()> action;
+};
+
+TEST(EndPointManager, RefusesWrongArguments) {
+  KQEndPointManager manager;
+  auto endPoint = openVirtual("manager");
+  RecordingListener listener;
+  TestService service;
+  EXPECT_EQ(manager.addEndPoint(nullptr, &listener), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(manager.removeEndPoint(nullptr), KQ_NOT_FOUND);
+  EXPECT_EQ(manager.removeEndPoint(endPoint.get()), KQ_NOT_FOUND);
+  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_OK);
+  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(manager.removeEndPoint(endPoint.get()), KQ_OK);
+  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_OK);
+  EXPECT_EQ(manager.addDescriptor(-1, EPOLLIN, [](unsigned) {}), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(manager.addDescriptor(100000, EPOLLIN, [](unsigned) {}), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(manager.addDescriptor(endPoint->getDescriptor(), EPOLLIN, nullptr), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(manager.modifyDescriptor(5, EPOLLIN), KQ_NOT_FOUND);
+  EXPECT_EQ(manager.removeDescriptor(5), KQ_NOT_FOUND);
+  EXPECT_EQ(manager.addService(nullptr), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(manager.removeService(nullptr), KQ_NOT_FOUND);
+  EXPECT_EQ(manager.addService(&service), KQ_OK);
+  EXPECT_EQ(manager.addService(&service), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(manager.removeService(&service), KQ_OK);
+  EXPECT_EQ(manager.removeService(&service), KQ_NOT_FOUND);
+}
+
+TEST(EndPointManager, OneEndPointHasOneManager) {
+  KQEndPointManager first;
+  KQEndPointManager second;
+  auto endPoint = openVirtual("manager");
+  EXPECT_EQ(first.addEndPoint(endPoint.get(), nullptr), KQ_OK);
+  EXPECT_EQ(second.addEndPoint(endPoint.get(), nullptr), KQ_ALREADY_EXISTS);
+}
+
+TEST(EndPointManager, WithNothingReadyServesNothing) {
+  KQEndPointManager manager;
+  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(manager.wait(1), 0);
+}
+
+TEST(EndPointManager, AnnouncesFramesUntilTheyAreRead) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  auto receiver = openVirtual("manager");
+  RecordingListener listener;
+  listener.framesPerCall = 1;
+  manager.addEndPoint(receiver.get(), &listener);
+  for (unsigned i = 1; i <= 3; ++i) {
+    sender->writeMessage(makeMessage(i));
+  }
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(listener.frames, (std::vector<std::string>{"001#", "002#", "003#"}));
+}
+
+TEST(EndPointManager, ServesAllThatIsReadyInOneWait) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  auto first = openVirtual("manager");
+  auto second = openVirtual("manager");
+  RecordingListener listener;
+  manager.addEndPoint(first.get(), &listener);
+  manager.addEndPoint(second.get(), &listener);
+  sender->writeMessage(makeMessage(7));
+  EXPECT_EQ(manager.wait(100), 2);
+  EXPECT_EQ(listener.frames, (std::vector<std::string>{"007#", "007#"}));
+}
+
+TEST(EndPointManager, AnnouncesFramesThatWereTakenInABatch) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  RecordingListener listener;
+  listener.framesPerCall = 1;
+  manager.addEndPoint(&endPoint, &listener);
+  endPoint.buffered = 2;
+  EXPECT_EQ(manager.wait(-1), 1);
+  EXPECT_EQ(manager.wait(-1), 1);
+  EXPECT_EQ(manager.wait(0), 0);
+}
+
+TEST(EndPointManager, DoesNotSpinOnAListenerThatReadsNothing) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  auto receiver = openVirtual("manager");
+  ActingListener listener([](KQEndPoint*) {});
+  manager.addEndPoint(receiver.get(), &listener);
+  sender->writeMessage(makeMessage(1));
+  EXPECT_EQ(manager.wait(50), 1);
+  EXPECT_EQ(manager.wait(50), 0);  // a pause instead of the next announcement
+  EXPECT_EQ(manager.wait(50), 1);
+  EXPECT_EQ(manager.wait(0), 1);  // polled: level-triggered as ever
+  EXPECT_EQ(manager.wait(0), 1);
+}
+
+TEST(EndPointManager, WithoutListenerLeavesTheFramesAlone) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  auto receiver = openVirtual("manager");
+  manager.addEndPoint(receiver.get(), nullptr);
+  sender->writeMessage(makeMessage(1));
+  EXPECT_EQ(manager.wait(1), 0);
+  EXPECT_EQ(manager.wait(1), 0);
+  EXPECT_EQ(readAll(*receiver), std::vector<std::string>{"001#"});
+}
+
+TEST(EndPointManager, FlushesWhenTheDescriptorIsWritable) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  RecordingListener listener;
+  manager.addEndPoint(&endPoint, &listener);
+  endPoint.wishesWritable = true;
+  manager.wait(100);
+  EXPECT_EQ(endPoint.flushes, 1U);
+  manager.wait(0);
+  EXPECT_EQ(endPoint.flushes, 1U);
+  EXPECT_EQ(listener.announcements, 0U);
+}
+
+TEST(EndPointManager, EndPointMayRemoveItselfInItsCallback) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  auto receiver = openVirtual("manager");
+  ActingListener listener([&](KQEndPoint* endPoint) {
+    manager.removeEndPoint(endPoint);
+    receiver.reset();
+  });
+  manager.addEndPoint(receiver.get(), &listener);
+  sender->writeMessage(makeMessage(1));
+  EXPECT_EQ(manager.wait(100), 1);
+  sender->writeMessage(makeMessage(2));
+  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(listener.calls, 1U);
+}
+
+TEST(EndPointManager, EndPointRemovedByAnothersCallbackIsNotCalled) {
+  KQEndPointManager manager;
+  auto sender = openVirtual("manager");
+  std::unique_ptr<KQVirtualEndPoint> receivers[2] = {openVirtual("manager"), openVirtual("manager")};
+  ActingListener listener([&](KQEndPoint* endPoint) {
+    receivers[endPoint == receivers[0].get() ? 1 : 0].reset();  // deleted without a removal before
+    readAll(*endPoint);
+  });
+  manager.addEndPoint(receivers[0].get(), &listener);
+  manager.addEndPoint(receivers[1].get(), &listener);
+  sender->writeMessage(makeMessage(1));
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(listener.calls, 1U);
+}
+
+TEST(EndPointManager, MayGoBeforeItsEndPoints) {
+  auto sender = openVirtual("manager");
+  auto receiver = openVirtual("manager");
+  {
+    KQEndPointManager manager;
+    manager.addEndPoint(receiver.get(), nullptr);
+  }
+  KQEndPointManager next;
+  EXPECT_EQ(next.addEndPoint(receiver.get(), nullptr), KQ_OK);
+}
+
+TEST(EndPointManager, DescriptorIsCalledWithItsEvents) {
+  KQEndPointManager manager;
+  const int descriptor = eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC);
+  unsigned seen = 0;
+  EXPECT_EQ(manager.addDescriptor(descriptor, EPOLLIN, [&seen](unsigned events) { seen = events; }), KQ_OK);
+  EXPECT_EQ(manager.addDescriptor(descriptor, EPOLLIN, [](unsigned) {}), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(seen, static_cast<unsigned>(EPOLLIN));
+  EXPECT_EQ(manager.modifyDescriptor(descriptor, EPOLLOUT), KQ_OK);
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(seen, static_cast<unsigned>(EPOLLOUT));
+  EXPECT_EQ(manager.modifyDescriptor(descriptor, 0), KQ_OK);
+  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(manager.removeDescriptor(descriptor), KQ_OK);
+  EXPECT_EQ(manager.wait(0), 0);
+  close(descriptor);
+}
+
+TEST(EndPointManager, DescriptorMayReplaceItselfInItsCallback) {
+  KQEndPointManager manager;
+  const int descriptor = eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC);
+  std::vector<std::string> calls;
+  const std::string captured = "a capture that must outlive its own removal";
+  manager.addDescriptor(descriptor, EPOLLIN, [&, captured](unsigned) {
+    manager.removeDescriptor(descriptor);
+    manager.addDescriptor(descriptor, EPOLLIN, [&](unsigned) { calls.push_back("second"); });
+    calls.push_back(captured);
+  });
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(calls, (std::vector<std::string>{captured, "second"}));
+  manager.removeDescriptor(descriptor);
+  close(descriptor);
+}
+
+TEST(EndPointManager, ServiceIsCalledWhenItIsDueAndNotBefore) {
+  KQEndPointManager manager;
+  TestService service;
+  manager.addService(&service);
+  manager.wait(0);
+  service.delay = 3;
+  EXPECT_EQ(manager.wait(-1), 0);  // the delay ends it
+  EXPECT_EQ(service.calls, 0U);
+  service.delay = 0;
+  EXPECT_EQ(manager.wait(-1), 0);
+  EXPECT_EQ(service.calls, 1U);
+}
+
+TEST(EndPointManager, ServiceMayRemoveAnotherOne) {
+  KQEndPointManager manager;
+  TestService first;
+  TestService second;
+  first.delay = second.delay = 0;
+  first.action = [&] { manager.removeService(&second); };
+  manager.addService(&first);
+  manager.addService(&second);
+  manager.wait(0);
+  EXPECT_EQ(first.calls, 1U);
+  EXPECT_EQ(second.calls, 0U);
+}
+
+TEST(EndPointManager, EndPointIsServicedWhenItIsDue) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  manager.addEndPoint(&endPoint, nullptr);
+  endPoint.delay = 0;
+  manager.wait(-1);
+  EXPECT_EQ(endPoint.services, 1U);
+}
+
+TEST(EndPointManager, TellsEveryTransitionOnceAndInOrder) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  RecordingListener listener;
+  manager.addEndPoint(&endPoint, &listener);
+  testing::internal::CaptureStderr();
+  endPoint.setConnected(false, "gone");
+  endPoint.setConnected(true, "back");
+  endPoint.setConnected(false, "gone");
+  manager.wait(-1);
+  manager.wait(0);
+  EXPECT_EQ(listener.events, (std::vector<std::string>{"disconnected", "reconnected", "disconnected"}));
+  endPoint.setConnected(true, "back");
+  manager.wait(-1);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(listener.events.size(), 4U);
+  EXPECT_EQ(listener.events.back(), "reconnected");
+}
+
+TEST(EndPointManager, TellsThatAnEndPointIsDownWhenItIsAdded) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  RecordingListener listener;
+  testing::internal::CaptureStderr();
+  endPoint.setConnected(false, "gone");
+  endPoint.setConnected(true, "back");
+  endPoint.setConnected(false, "gone");
+  testing::internal::GetCapturedStderr();
+  manager.addEndPoint(&endPoint, &listener);
+  manager.wait(-1);
+  EXPECT_EQ(listener.events, std::vector<std::string>{"disconnected"});
+}
+
+TEST(EndPointManager, IsWokenFromAnotherThread) {
+  KQEndPointManager manager;
+  std::thread other([&manager] { manager.wake(); });
+  EXPECT_EQ(manager.wait(-1), 0);
+  other.join();
+  EXPECT_EQ(manager.wait(0), 0);
+}
+
+}  // namespace
+}  // namespace KQ::test

@@ -1,0 +1,558 @@
+// KQSocketCANEndPoint on a kernel that the test plays
+//
+// | what                     | cases |
+// |--------------------------|-------------------------------------------------------------------------------------------|
+// | opening                  | no CAN in the kernel, no interface, not a CAN interface, other errors; interface down |
+// | reading                  | in batches one by one; extended, remote, FD, over-long frames dropped; errors never read
+// | | writing                  | straight; ENOBUFS and EAGAIN queue in order; full queue 17; retry after 1 ms; writable
+// event  | | interface down and up    | seen by read, by write; once each way; bound again; another index; queue
+// discarded            | | controller               | bus-off and its three ways back, error-passive, overruns, lost in
+// the socket buffer           | | without a manager        | comes back by reading | | threads (robustness)     |
+// writers and the manager                                                                       |
+
+#include <gtest/gtest.h>
+#include <linux/can/error.h>
+#include <net/if.h>
+#include <sys/eventfd.h>
+
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "CANTestSupport.h"
+#include "KQSocketCANEndPoint.h"
+
+namespace KQ::test {
+namespace {
+
+using Frames = std::vector<std::string>;
+
+/// The system calls of a kernel with one interface, "can0". An eventfd stands for the socket.
+class FakeKernel : public KQCANSocketCalls {
+public:
+  int openSocket() override {
+    if (openError != 0) {
+      return openError;
+    }
+    socket = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    return socket;
+  }
+  void closeSocket(int descriptor) override {
+    close(descriptor);
+    socket = -1;
+  }
+  int findInterface(int, const std::string& name) override { return name == "can0" && exists ? index : -ENODEV; }
+  int getInterfaceFlags(int, const std::string&) override { return exists ? flags : -ENODEV; }
+  int bindSocket(int, int interfaceIndex) override {
+    ++binds;
+    boundIndex = interfaceIndex;
+    return bindError;
+  }
+  void clearError(int) override { receiveError = 0; }
+  int receive(int, Received* frames, unsigned capacity) override {
+    ++receives;
+    if (receiveError != 0) {
+      const int error = receiveError;
+      receiveError = 0;
+      return error;
+    }
+    unsigned number = 0;
+    for (; number < capacity && !waiting.empty(); ++number) {
+      frames[number] = waiting.front();
+      waiting.pop_front();
+    }
+    return number == 0 ? -EAGAIN : static_cast<int>(number);
+  }
+  int send(int, const can_frame& frame) override {
+    const std::lock_guard<std::mutex> lock(mutex);
+    ++sends;
+    if (sendError != 0) {
+      return sendError;
+    }
+    if (room == 0) {
+      return fullError;
+    }
+    --room;
+    KQCANMessage message = makeMessage(frame.can_id);
+    message.length = frame.can_dlc;
+    std::memcpy(message.data, frame.data, sizeof message.data);
+    sent.push_back(toText(message));
+    return 0;
+  }
+
+  void give(unsigned identifier, std::initializer_list<unsigned char> bytes = {}, unsigned lost = 0) {
+    Received received{};
+    received.size = CAN_MTU;
+    received.lost = lost;
+    received.frame.can_id = identifier;
+    received.frame.len = static_cast<unsigned char>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), received.frame.data);
+    waiting.push_back(received);
+  }
+  void giveError(unsigned classes, unsigned char controller = 0) {
+    give(CAN_ERR_FLAG | classes, {0, controller, 0, 0, 0, 0, 0, 0});
+  }
+
+  int openError{0};
+  int bindError{0};
+  int receiveError{0};
+  int sendError{0};
+  int fullError{-ENOBUFS};
+  unsigned room{100000};
+  bool exists{true};
+  int index{3};
+  int flags{IFF_UP | IFF_RUNNING};
+  int socket{-1};
+  int boundIndex{0};
+  unsigned binds{0};
+  unsigned receives{0};
+  unsigned sends{0};
+  std::deque<Received> waiting;
+  Frames sent;
+  std::mutex mutex;
+};
+
+/// An open port that a manager serves, and a clock that stands still.
+class SocketCAN : public testing::Test {
+protected:
+  SocketCAN() {
+    std::string error;
+    port = KQSocketCANEndPoint::open("can0", error, &kernel);
+    EXPECT_NE(port, nullptr) << error;
+    manager.addEndPoint(port.get(), &listener);
+    testing::internal::CaptureStderr();
+  }
+  ~SocketCAN() override {
+    if (!stderrTaken_) {
+      testing::internal::GetCapturedStderr();
+    }
+  }
+
+  std::string takeStderr() {
+    stderrTaken_ = true;
+    return testing::internal::GetCapturedStderr();
+  }
+
+  void pass(unsigned milliseconds) {
+    TestClock::advance(milliseconds);
+    manager.wait(0);
+  }
+
+  /// Lets the kernel report on the socket and the manager look.
+  void announce() {
+    const std::uint64_t one = 1;
+    ASSERT_EQ(write(kernel.socket, &one, sizeof one), static_cast<ssize_t>(sizeof one));
+    manager.wait(0);
+    std::uint64_t ignored = 0;
+    ASSERT_EQ(read(kernel.socket, &ignored, sizeof ignored), static_cast<ssize_t>(sizeof ignored));
+    manager.wait(0);
+  }
+
+  TestClock clock;
+  FakeKernel kernel;
+  KQEndPointManager manager;
+  RecordingListener listener;
+  std::unique_ptr<KQSocketCANEndPoint> port;
+
+private:
+  bool stderrTaken_{false};
+};
+
+// ---- Opening
+
+struct OpenFailure {
+  int openError;
+  int bindError;
+  bool exists;
+  const char* text;
+};
+
+class SocketCANOpen : public testing::TestWithParam<OpenFailure> {};
+
+TEST_P(SocketCANOpen, SaysInOneLineWhatIsWrong) {
+  FakeKernel kernel;
+  kernel.openError = GetParam().openError;
+  kernel.bindError = GetParam().bindError;
+  kernel.exists = GetParam().exists;
+  std::string error;
+  EXPECT_EQ(KQSocketCANEndPoint::open("can0", error, &kernel), nullptr);
+  EXPECT_EQ(error, GetParam().text);
+  EXPECT_EQ(kernel.socket, -1) << "the socket must not stay open";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failures, SocketCANOpen,
+    testing::Values(OpenFailure{-EAFNOSUPPORT, 0, true, "socketcan:can0: this kernel has no CAN support"},
+                    OpenFailure{-EPROTONOSUPPORT, 0, true, "socketcan:can0: this kernel has no CAN support"},
+                    OpenFailure{-EMFILE, 0, true, "socketcan:can0: Too many open files"},
+                    OpenFailure{0, 0, false, "socketcan:can0: no such interface"},
+                    OpenFailure{0, -ENODEV, true, "socketcan:can0: not a CAN interface"},
+                    OpenFailure{0, -EPERM, true, "socketcan:can0: Operation not permitted"}));
+
+TEST(SocketCANOpenOnThisKernel, GivesAPortOrAClearText) {
+  std::string error;
+  EXPECT_EQ(KQSocketCANEndPoint::open("nosuchcan0", error), nullptr);
+  EXPECT_TRUE(error == "socketcan:nosuchcan0: this kernel has no CAN support" ||
+              error == "socketcan:nosuchcan0: no such interface")
+      << error;
+}
+
+TEST(SocketCANOpenInterfaceDown, OpensAndReturnsWhenItIsUp) {
+  const TestClock clock;
+  FakeKernel kernel;
+  kernel.flags = 0;
+  std::string error;
+  testing::internal::CaptureStderr();
+  auto port = KQSocketCANEndPoint::open("can0", error, &kernel);
+  ASSERT_NE(port, nullptr);
+  EXPECT_FALSE(port->isConnected());
+  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  KQEndPointManager manager;
+  RecordingListener listener;
+  manager.addEndPoint(port.get(), &listener);
+  kernel.flags = IFF_UP;
+  TestClock::advance(100);
+  manager.wait(0);
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n");
+}
+
+// ---- Reading
+
+TEST_F(SocketCAN, BatchIsHandedOutOneByOne) {
+  for (unsigned i = 0; i < 70; ++i) {
+    kernel.give(i, {static_cast<unsigned char>(i)});
+  }
+  KQCANMessage message;
+  for (unsigned i = 0; i < 70; ++i) {
+    ASSERT_EQ(port->readMessage(message), KQ_OK);
+    EXPECT_EQ(message.identifier, i);
+    EXPECT_EQ(message.length, 1U);
+    EXPECT_EQ(message.flags, 0U);
+  }
+  EXPECT_EQ(kernel.receives, 3U);
+  EXPECT_EQ(port->readMessage(message), KQ_NO_DATA);
+}
+
+TEST_F(SocketCAN, RestOfABatchIsAnnouncedWithoutTheKernel) {
+  listener.framesPerCall = 1;
+  kernel.give(1);
+  kernel.give(2);
+  kernel.give(3);
+  announce();
+  EXPECT_EQ(manager.wait(-1), 1);
+  EXPECT_EQ(listener.frames, (Frames{"001#", "002#", "003#"}));
+}
+
+TEST_F(SocketCAN, FramesThatAreNotClassicDataFramesAreDroppedAndCounted) {
+  kernel.give(CAN_EFF_FLAG | 0x181, {1});
+  kernel.give(CAN_RTR_FLAG | 0x705);
+  kernel.give(CAN_EFF_FLAG | CAN_RTR_FLAG | 0x1ABCDEF);
+  kernel.give(0x182, {1});
+  kernel.waiting.back().size = CANFD_MTU;
+  kernel.give(0x183);
+  kernel.waiting.back().frame.len = 9;
+  kernel.give(0x184);
+  kernel.waiting.back().size = 4;
+  kernel.give(0x7FF, {1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_EQ(readAll(*port), Frames{"7FF#0102030405060708"});
+  EXPECT_EQ(port->getStatistics().dropped, 6U);
+  EXPECT_EQ(port->getStatistics().received, 1U);
+}
+
+TEST_F(SocketCAN, ErrorFramesAreCountedAndNeverRead) {
+  kernel.giveError(CAN_ERR_PROT | CAN_ERR_BUSERROR);
+  kernel.giveError(CAN_ERR_ACK);
+  kernel.give(5);
+  EXPECT_EQ(readAll(*port), Frames{"005#"});
+  EXPECT_EQ(port->getStatistics().errorFrames, 2U);
+  EXPECT_EQ(port->getStatistics().dropped, 0U);
+  EXPECT_EQ(takeStderr(), "");
+}
+
+// ---- Writing
+
+TEST_F(SocketCAN, FrameGoesStraightToTheKernel) {
+  EXPECT_EQ(port->writeMessage(makeMessage(0x185, {1, 2, 3})), KQ_OK);
+  EXPECT_EQ(kernel.sent, Frames{"185#010203"});
+  EXPECT_EQ(port->getServiceDelay(), -1);
+}
+
+TEST_F(SocketCAN, FullInterfaceQueueKeepsFramesInOrderAndRetriesAfterAMillisecond) {
+  kernel.room = 1;
+  for (unsigned i = 1; i <= 4; ++i) {
+    EXPECT_EQ(port->writeMessage(makeMessage(i)), KQ_OK);
+  }
+  EXPECT_EQ(kernel.sent, Frames{"001#"});
+  EXPECT_EQ(kernel.sends, 2U) << "behind a waiting frame the kernel is not asked";
+  EXPECT_FALSE(port->wantsWritable()) << "the socket is writable all the time: that would spin";
+  EXPECT_EQ(port->getServiceDelay(), 1);
+  manager.wait(0);
+  EXPECT_EQ(kernel.sends, 2U);
+  kernel.room = 2;
+  pass(1);
+  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#", "003#"}));
+  EXPECT_EQ(port->getServiceDelay(), 1);
+  kernel.room = 100;
+  pass(1);
+  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#", "003#", "004#"}));
+  EXPECT_EQ(port->getServiceDelay(), -1);
+}
+
+TEST_F(SocketCAN, FullSocketIsWaitedForByItsEvent) {
+  kernel.room = 0;
+  kernel.fullError = -EAGAIN;
+  port->writeMessage(makeMessage(1));
+  port->writeMessage(makeMessage(2));
+  EXPECT_TRUE(port->wantsWritable());
+  EXPECT_EQ(port->getServiceDelay(), -1);
+  kernel.room = 100;
+  manager.wait(0);
+  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#"}));
+  EXPECT_FALSE(port->wantsWritable());
+}
+
+TEST_F(SocketCAN, FullTransmitQueueRefuses) {
+  kernel.room = 0;
+  for (unsigned i = 0; i < KQSocketCANEndPoint::TRANSMIT_CAPACITY; ++i) {
+    ASSERT_EQ(port->writeMessage(makeMessage(i)), KQ_OK);
+  }
+  EXPECT_EQ(port->writeMessage(makeMessage(0x7FF)), KQ_DEFERRED);
+  kernel.room = 1;
+  EXPECT_EQ(port->writeMessage(makeMessage(0x7FE)), KQ_OK);
+  EXPECT_EQ(port->writeMessage(makeMessage(0x7FD)), KQ_DEFERRED);
+  EXPECT_EQ(port->flush(), KQ_NO_DATA);
+  kernel.room = 100000;
+  EXPECT_EQ(port->flush(), KQ_OK);
+  EXPECT_EQ(kernel.sent.size(), KQSocketCANEndPoint::TRANSMIT_CAPACITY + 1);
+  EXPECT_EQ(kernel.sent.back(), "7FE#");
+  EXPECT_EQ(port->getStatistics().refused, 2U);
+}
+
+TEST_F(SocketCAN, FrameThatTheKernelRejectsDoesNotHoldUpTheNext) {
+  kernel.sendError = -EINVAL;
+  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  kernel.sendError = 0;
+  kernel.room = 0;
+  port->writeMessage(makeMessage(2));
+  kernel.sendError = -EINVAL;
+  pass(1);
+  kernel.sendError = 0;
+  kernel.room = 10;
+  EXPECT_EQ(port->writeMessage(makeMessage(3)), KQ_OK);
+  EXPECT_EQ(kernel.sent, Frames{"003#"});
+  EXPECT_EQ(port->getStatistics().discarded, 1U);
+}
+
+// ---- Interface down and up
+
+TEST_F(SocketCAN, InterfaceDownSeenByReadingIsToldOnceEachWay) {
+  kernel.receiveError = -ENETDOWN;
+  kernel.flags = 0;
+  announce();
+  EXPECT_FALSE(port->isConnected());
+  EXPECT_EQ(listener.events, Frames{"disconnected"});
+  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  KQCANMessage message;
+  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
+  pass(100);
+  pass(100);
+  EXPECT_EQ(listener.events.size(), 1U);
+  kernel.flags = IFF_UP;
+  pass(99);
+  EXPECT_FALSE(port->isConnected());
+  pass(1);
+  EXPECT_TRUE(port->isConnected());
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ(port->writeMessage(makeMessage(2)), KQ_OK);
+  EXPECT_EQ(kernel.sent, Frames{"002#"});
+  EXPECT_EQ(takeStderr(), "socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n");
+  EXPECT_EQ(port->getStatistics().disconnects, 1U);
+  EXPECT_EQ(port->getStatistics().reconnects, 1U);
+}
+
+TEST_F(SocketCAN, InterfaceDownSeenByWritingDiscardsWhatWaits) {
+  kernel.room = 0;
+  port->writeMessage(makeMessage(1));
+  port->writeMessage(makeMessage(2));
+  kernel.sendError = -ENETDOWN;
+  kernel.flags = 0;
+  pass(1);
+  EXPECT_EQ(listener.events, Frames{"disconnected"});
+  EXPECT_EQ(port->getStatistics().discarded, 2U);
+  EXPECT_EQ(port->flush(), KQ_NOT_AVAILABLE);
+  kernel.sendError = 0;
+  kernel.room = 100;
+  kernel.flags = IFF_UP;
+  kernel.receiveError = -ENETDOWN;  // still pending from the outage
+  pass(100);
+  announce();
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_TRUE(kernel.sent.empty()) << "values of the past";
+}
+
+TEST_F(SocketCAN, UnpluggedInterfaceIsBoundAgainUnderItsNewIndex) {
+  kernel.receiveError = -ENODEV;
+  kernel.exists = false;
+  announce();
+  pass(100);
+  EXPECT_EQ(kernel.binds, 1U);
+  kernel.exists = true;
+  kernel.index = 9;
+  pass(100);
+  EXPECT_EQ(kernel.boundIndex, 9);
+  EXPECT_TRUE(port->isConnected());
+}
+
+TEST_F(SocketCAN, WriteFindsTheInterfaceDown) {
+  kernel.sendError = -ENXIO;
+  kernel.flags = 0;
+  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(manager.wait(-1), 0) << "the write has woken the manager";
+  EXPECT_EQ(listener.events, Frames{"disconnected"});
+}
+
+TEST_F(SocketCAN, WithoutManagerReadingBringsItBack) {
+  manager.removeEndPoint(port.get());
+  kernel.receiveError = -ENETDOWN;
+  KQCANMessage message;
+  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
+  TestClock::advance(100);
+  kernel.give(4);
+  EXPECT_EQ(port->readMessage(message), KQ_OK);
+  EXPECT_TRUE(port->isConnected());
+}
+
+// ---- The controller
+
+TEST_F(SocketCAN, BusOffIsAnOutageUntilTheControllerIsRestarted) {
+  kernel.room = 0;
+  port->writeMessage(makeMessage(1));
+  kernel.giveError(CAN_ERR_BUSOFF);
+  announce();
+  EXPECT_EQ(port->writeMessage(makeMessage(2)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(port->getStatistics().busOff, 1U);
+  EXPECT_EQ(port->getStatistics().discarded, 1U);
+  kernel.giveError(CAN_ERR_RESTARTED);
+  announce();
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ(takeStderr(),
+            "socketcan:can0: the controller is bus-off\n"
+            "socketcan:can0: the controller was restarted after bus-off\n");
+}
+
+TEST_F(SocketCAN, ReceivedFrameEndsBusOff) {
+  kernel.giveError(CAN_ERR_BUSOFF);
+  kernel.give(7);
+  announce();
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ(listener.frames, Frames{"007#"});
+}
+
+TEST_F(SocketCAN, RunningInterfaceEndsBusOffAfterTwoSeconds) {
+  kernel.giveError(CAN_ERR_BUSOFF);
+  announce();
+  pass(1999);
+  EXPECT_FALSE(port->isConnected());
+  pass(100);
+  EXPECT_TRUE(port->isConnected());
+}
+
+TEST_F(SocketCAN, BusOffLastsWhileTheInterfaceDoesNotRun) {
+  kernel.giveError(CAN_ERR_BUSOFF);
+  kernel.flags = IFF_UP;
+  announce();
+  pass(5000);
+  EXPECT_FALSE(port->isConnected());
+  kernel.flags = IFF_UP | IFF_RUNNING;
+  pass(100);
+  EXPECT_TRUE(port->isConnected());
+}
+
+TEST_F(SocketCAN, InterfaceDownDuringBusOffIsOneOutage) {
+  kernel.giveError(CAN_ERR_BUSOFF);
+  kernel.flags = 0;
+  announce();
+  pass(100);
+  kernel.flags = IFF_UP;
+  pass(100);
+  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+}
+
+TEST_F(SocketCAN, ErrorPassiveIsSaidOnceEachWayAndTransfersGoOn) {
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_PASSIVE);
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_PASSIVE);
+  announce();
+  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_OK);
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_WARNING);
+  kernel.giveError(CAN_ERR_CRTL, 0x40);
+  announce();
+  EXPECT_TRUE(listener.events.empty());
+  EXPECT_EQ(port->getStatistics().errorPassive, 1U);
+  EXPECT_EQ(takeStderr(),
+            "socketcan:can0: the controller is error-passive\n"
+            "socketcan:can0: the controller is error-active again\n");
+}
+
+TEST_F(SocketCAN, OverrunsAreCountedAndSaidOnceUntilQuiet) {
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
+  announce();
+  pass(999);
+  EXPECT_EQ(port->getStatistics().overruns, 2U);
+  pass(1);
+  EXPECT_EQ(takeStderr(),
+            "socketcan:can0: frames are being lost: overrun\n"
+            "socketcan:can0: no frames are being lost any more\n");
+}
+
+TEST_F(SocketCAN, FramesLostInTheSocketBufferAreOverruns) {
+  kernel.give(1, {}, 0);
+  kernel.give(2, {}, 5);
+  kernel.give(3, {}, 5);
+  kernel.give(4, {}, 7);
+  EXPECT_EQ(readAll(*port).size(), 4U);
+  EXPECT_EQ(port->getStatistics().overruns, 7U);
+}
+
+// ---- Threads
+
+TEST_F(SocketCAN, WritersOfSeveralThreadsLoseNothing) {
+  kernel.room = 10;
+  constexpr unsigned FRAMES = 200;
+  std::vector<std::thread> writers;
+  for (unsigned i = 0; i < 3; ++i) {
+    writers.emplace_back([this, i] {
+      for (unsigned frame = 0; frame < FRAMES; ++frame) {
+        EXPECT_EQ(port->writeMessage(makeMessage(0x100 + i, {static_cast<unsigned char>(frame)})), KQ_OK);
+      }
+    });
+  }
+  for (unsigned i = 0; i < 100; ++i) {
+    {
+      const std::lock_guard<std::mutex> lock(kernel.mutex);
+      kernel.room = 10;
+    }
+    pass(1);
+  }
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  kernel.room = 100000;
+  EXPECT_EQ(port->flush(), KQ_OK);
+  ASSERT_EQ(kernel.sent.size(), std::size_t{3} * FRAMES);
+  for (unsigned i = 0; i < 3; ++i) {
+    unsigned next = 0;
+    for (const std::string& frame : kernel.sent) {
+      if (frame.substr(0, 3) == toText(makeMessage(0x100 + i)).substr(0, 3)) {
+        EXPECT_EQ(frame, toText(makeMessage(0x100 + i, {static_cast<unsigned char>(next++)})));
+      }
+    }
+    EXPECT_EQ(next, FRAMES);
+  }
+}
+
+}  // namespace
+}  // namespace KQ::test

@@ -1,0 +1,584 @@
+// KQSocketcandServer over real loopback connections
+//
+// | what                    | cases |
+// |-------------------------|-------------------------------------------------------------------------------------------|
+// | listening               | any port; port in use; unknown host; twice; name with several addresses; IPv6; close | |
+// handshake               | exact bytes, each answer alone; wrong bus; commands at the wrong time; commands sent ahead
+// | | settling                | frames wait behind "< ok >", none is lost | | frames                  | node to client,
+// client to node, client to client, never back; extended; kept boot-up             | | rubbish (robustness)    |
+// unknown commands, no brackets, bad frames, endless line, cut line and gone                        | | load
+// (robustness)       | a thousand frames in one segment; one that never reads; an end point that never reads; bursts |
+// | resources (robustness)  | many connections leave no descriptor; application threads write meanwhile |
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "CANTestSupport.h"
+#include "KQSocketcandCodec.h"
+#include "KQSocketcandServer.h"
+#include "KQVirtualBus.h"
+#include "KQVirtualEndPoint.h"
+
+namespace KQ::test {
+namespace {
+
+using Frames = std::vector<std::string>;
+
+unsigned countDescriptors() {
+  unsigned number = 0;
+  DIR* directory = opendir("/proc/self/fd");
+  while (readdir(directory) != nullptr) {
+    ++number;
+  }
+  closedir(directory);
+  return number;
+}
+
+/// The frames in what a client has received, without the time; other lines as they are.
+Frames linesOf(const std::string& received) {
+  Frames lines;
+  std::string_view rest = received;
+  std::string_view line;
+  std::size_t used = 0;
+  while (KQSocketcandCodec::nextLine(rest, line, used) == KQSocketcandCodec::Split::LINE) {
+    const std::string_view whole = rest.substr(0, used);
+    rest.remove_prefix(used);
+    std::string_view arguments = line;
+    if (KQSocketcandCodec::nextWord(arguments) != "frame") {
+      lines.emplace_back(whole);
+      continue;
+    }
+    std::string text(KQSocketcandCodec::nextWord(arguments));
+    KQSocketcandCodec::nextWord(arguments);
+    lines.push_back(text + "#" + std::string(KQSocketcandCodec::nextWord(arguments)));
+  }
+  return lines;
+}
+
+class SocketcandServer : public testing::Test {
+protected:
+  SocketcandServer() {
+    std::string error;
+    node = KQVirtualEndPoint::open("bus0", error);
+    EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK) << error;
+    manager.addEndPoint(node.get(), &listener);
+  }
+
+  /// What the next read of the peer gives, once something has arrived.
+  std::string nextRead(TcpPeer& peer) {
+    std::string text;
+    waitUntil(manager, [&] {
+      text = peer.read();
+      return !text.empty() || !peer.isOpen();
+    });
+    return text;
+  }
+
+  std::unique_ptr<TcpPeer> connectRaw(int receiveBuffer = 0) {
+    auto peer = std::make_unique<TcpPeer>(server.getPort(), receiveBuffer);
+    EXPECT_EQ(nextRead(*peer), "< hi >");
+    peer->send("< open bus0 >");
+    EXPECT_EQ(nextRead(*peer), "< ok >");
+    peer->send("< rawmode >");
+    EXPECT_EQ(nextRead(*peer), "< ok >");
+    return peer;
+  }
+
+  bool waitForLines(TcpPeer& peer, std::size_t number) {
+    return waitUntil(manager, [&] {
+      peer.collect();
+      return linesOf(peer.received).size() >= number;
+    });
+  }
+
+  KQEndPointManager manager;
+  RecordingListener listener;
+  std::unique_ptr<KQVirtualEndPoint> node;
+  KQSocketcandServer server;
+};
+
+// ---- Listening
+
+TEST_F(SocketcandServer, ChoosesAPortWhenAskedForAny) {
+  EXPECT_GT(server.getPort(), 0U);
+  EXPECT_EQ(server.getClientCount(), 0U);
+}
+
+TEST_F(SocketcandServer, SaysThatThePortIsInUse) {
+  KQSocketcandServer second;
+  std::string error;
+  EXPECT_EQ(second.listen("127.0.0.1", server.getPort(), "bus0", manager, error), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(error, "cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use");
+  EXPECT_EQ(second.getPort(), 0U);
+}
+
+TEST_F(SocketcandServer, SaysThatTheHostIsUnknown) {
+  KQSocketcandServer second;
+  std::string error;
+  EXPECT_EQ(second.listen("no such host", 0, "bus0", manager, error), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(error.substr(0, 29), "unknown host 'no such host': ");
+}
+
+TEST_F(SocketcandServer, ListensOnceAtATime) {
+  std::string error;
+  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_ALREADY_EXISTS);
+  server.close();
+  EXPECT_EQ(server.getPort(), 0U);
+  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK);
+  connectRaw();
+}
+
+TEST_F(SocketcandServer, WithoutHostListensOnTheLoopbackAddressesUnderOnePort) {
+  server.close();
+  std::string error;
+  ASSERT_EQ(server.listen("", 0, "bus0", manager, error), KQ_OK) << error;
+  connectRaw();  // over IPv4
+  const int socket6 = socket(AF_INET6, SOCK_STREAM, 0);
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_port = htons(server.getPort());
+  address.sin6_addr = in6addr_loopback;
+  sockaddr_in6 any = address;
+  any.sin6_port = 0;
+  const bool hasVersion6 = bind(socket6, reinterpret_cast<sockaddr*>(&any), sizeof any) == 0;
+  if (hasVersion6) {
+    ASSERT_EQ(connect(socket6, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    TcpPeer peer(socket6);
+    EXPECT_EQ(nextRead(peer), "< hi >");
+  } else {
+    close(socket6);
+  }
+}
+
+TEST_F(SocketcandServer, CloseEndsTheConnections) {
+  auto peer = connectRaw();
+  server.close();
+  nextRead(*peer);
+  EXPECT_FALSE(peer->isOpen());
+  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+}
+
+// ---- Handshake
+
+TEST_F(SocketcandServer, OpeningAnotherBusIsRefusedAndEnds) {
+  TcpPeer peer(server.getPort());
+  EXPECT_EQ(nextRead(peer), "< hi >");
+  peer.send("< open bus1 >");
+  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  nextRead(peer);
+  EXPECT_FALSE(peer.isOpen());
+  peer.close();
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
+}
+
+TEST_F(SocketcandServer, ClientIsOnTheBusOnlyInRawMode) {
+  auto bus = KQVirtualBus::get("bus0");
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  peer.send("< open bus0 >");
+  nextRead(peer);
+  EXPECT_EQ(bus->getParticipantCount(), 1U);
+  peer.send("< rawmode >");
+  nextRead(peer);
+  EXPECT_EQ(bus->getParticipantCount(), 2U);
+  peer.close();
+  EXPECT_TRUE(waitUntil(manager, [&] { return bus->getParticipantCount() == 1; }));
+}
+
+TEST_F(SocketcandServer, CommandsAtTheWrongTimeAreErrors) {
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  for (const char* command : {"< rawmode >", "< send 1 0 >"}) {
+    peer.send(command);
+    EXPECT_EQ(nextRead(peer), "< error not now >");
+  }
+  peer.send("< open bus0 >");
+  EXPECT_EQ(nextRead(peer), "< ok >");
+  peer.send("< open bus0 >");
+  EXPECT_EQ(nextRead(peer), "< error not now >");
+}
+
+TEST_F(SocketcandServer, CommandsSentAheadAreAnsweredOneByOne) {
+  const TestClock clock;
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  peer.send("< open bus0 >< rawmode >< send 123 0 >");
+  EXPECT_EQ(nextRead(peer), "< ok >");
+  settle(manager);
+  EXPECT_EQ(peer.read(), "");
+  TestClock::advance(20);
+  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#"}; }));
+}
+
+TEST_F(SocketcandServer, LinesMayArriveInPieces) {
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  for (const char* part : {"<", " op", "en bus0", " ", ">"}) {
+    peer.send(part);
+    settle(manager);
+  }
+  EXPECT_EQ(nextRead(peer), "< ok >");
+}
+
+TEST_F(SocketcandServer, EchoIsAnsweredAtAnyTime) {
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  peer.send("< echo >");
+  EXPECT_EQ(nextRead(peer), "< echo >");
+  auto raw = connectRaw();
+  raw->send("< echo >");
+  EXPECT_EQ(nextRead(*raw), "< echo >");
+}
+
+// ---- Settling
+
+TEST_F(SocketcandServer, FramesWaitTwentyMillisecondsBehindTheAnswerToRawmode) {
+  const TestClock clock;
+  auto peer = connectRaw();
+  node->writeMessage(makeMessage(0x705, {0x7F}));
+  node->writeMessage(makeMessage(0x705, {5}));
+  settle(manager);
+  EXPECT_EQ(peer->read(), "");
+  TestClock::advance(19);
+  settle(manager);
+  EXPECT_EQ(peer->read(), "");
+  TestClock::advance(1);
+  EXPECT_TRUE(waitForLines(*peer, 2));
+  EXPECT_EQ(linesOf(peer->received), (Frames{"705#7F", "705#05"}));
+}
+
+TEST_F(SocketcandServer, FramesOfTheClientDoNotWait) {
+  const TestClock clock;
+  auto peer = connectRaw();
+  peer->send("< send 0 2 1 0 >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"000#0100"}; }));
+}
+
+// ---- Frames
+
+TEST_F(SocketcandServer, FrameOfTheNodeHasTheExactBytes) {
+  auto peer = connectRaw();
+  const long long before = KQSocketcandCodec::getWallClock();
+  node->writeMessage(makeMessage(0x581, {0x43, 0, 0x20, 0, 1, 0, 0, 0xAB}));
+  ASSERT_TRUE(waitForLines(*peer, 1));
+  const std::string& text = peer->received;
+  ASSERT_EQ(text.size(), std::string("< frame 581 1700000000.123456 43002000010000AB >").size());
+  EXPECT_EQ(text.substr(0, 12), "< frame 581 ");
+  EXPECT_EQ(text.substr(29), " 43002000010000AB >");
+  const long long time = std::stoll(text.substr(12, 10)) * 1000000 + std::stoll(text.substr(23, 6));
+  EXPECT_GE(time, before);
+  EXPECT_LE(time, KQSocketcandCodec::getWallClock());
+}
+
+TEST_F(SocketcandServer, FrameWithoutDataHasTwoBlanks) {
+  auto peer = connectRaw();
+  node->writeMessage(makeMessage(0x80));
+  ASSERT_TRUE(waitForLines(*peer, 1));
+  EXPECT_EQ(peer->received.substr(peer->received.size() - 3), "  >");
+}
+
+TEST_F(SocketcandServer, FrameOfTheClientReachesTheNode) {
+  auto peer = connectRaw();
+  peer->send("< send 601 8 40 0 20 0 0 0 0 f >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"601#400020000000000F"}; }));
+}
+
+TEST_F(SocketcandServer, BootUpSentBeforeTheFirstClientReachesIt) {
+  node->writeMessage(makeMessage(0x705, {0}));
+  node->writeMessage(makeMessage(0x705, {0x7F}));
+  auto peer = connectRaw();
+  ASSERT_TRUE(waitForLines(*peer, 1));
+  EXPECT_EQ(linesOf(peer->received), Frames{"705#00"});
+}
+
+TEST_F(SocketcandServer, EveryClientSeesTheOthersAndTheNodeButNotItself) {
+  auto first = connectRaw();
+  node->writeMessage(makeMessage(0x185, {1}));
+  ASSERT_TRUE(waitForLines(*first, 1));
+  auto second = connectRaw();  // while traffic flows
+  node->writeMessage(makeMessage(0x185, {2}));
+  first->send("< send 605 1 a >");
+  ASSERT_TRUE(waitForLines(*second, 2));
+  second->send("< send 605 1 b >");
+  ASSERT_TRUE(waitForLines(*first, 3));
+  settle(manager);
+  first->collect();
+  second->collect();
+  EXPECT_EQ(linesOf(first->received), (Frames{"185#01", "185#02", "605#0B"}));
+  EXPECT_EQ(linesOf(second->received), (Frames{"185#02", "605#0A"}));
+  EXPECT_EQ(listener.frames, (Frames{"605#0A", "605#0B"}));
+}
+
+TEST_F(SocketcandServer, ExtendedFrameGoesToTheOtherClientsOnly) {
+  auto first = connectRaw();
+  auto second = connectRaw();
+  first->send("< send 00000123 1 1 >< send 1ABCDEF 0 >< send 123 1 2 >");
+  ASSERT_TRUE(waitForLines(*second, 3));
+  EXPECT_EQ(linesOf(second->received), (Frames{"00000123#01", "01ABCDEF#", "123#02"}));
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#02"}; }));
+  EXPECT_EQ(node->getStatistics().dropped, 2U);
+}
+
+// ---- Rubbish
+
+struct RubbishCase {
+  const char* text;
+  const char* answer;
+};
+
+class SocketcandServerRubbish : public SocketcandServer, public testing::WithParamInterface<RubbishCase> {};
+
+TEST_P(SocketcandServerRubbish, IsAnsweredAndTheConnectionGoesOn) {
+  auto peer = connectRaw();
+  peer->send(GetParam().text);
+  EXPECT_EQ(nextRead(*peer), GetParam().answer);
+  peer->send("< send 1 1 1 >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"001#01"}; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, SocketcandServerRubbish,
+                         testing::Values(RubbishCase{"< make coffee >", "< error unknown command >"},
+                                         RubbishCase{"no bracket at all >", "< error unknown command >"},
+                                         RubbishCase{"<>", "< error unknown command >"},
+                                         RubbishCase{"\xff\xfe\x01<\x80>", "< error unknown command >"},
+                                         RubbishCase{"< sendr 123 0 >", "< error remote frames are not carried >"},
+                                         RubbishCase{"< send 800 0 >", "< error not a frame >"},
+                                         RubbishCase{"< send 1 9 1 2 3 4 5 6 7 8 9 >", "< error not a frame >"},
+                                         RubbishCase{"< send 1 2 1 >", "< error not a frame >"},
+                                         RubbishCase{"< send >", "< error not a frame >"},
+                                         RubbishCase{"< rawmode >", "< error not now >"}));
+
+TEST_F(SocketcandServer, RubbishBeforeALineIsSkipped) {
+  auto peer = connectRaw();
+  peer->send("rubbish\n\n< half a li< send 1 0 >\n< send 2 0 >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"001#", "002#"}; }));
+}
+
+TEST_F(SocketcandServer, EndlessLineIsClosedWithAnError) {
+  auto peer = connectRaw();
+  auto other = connectRaw();
+  bool isTaken = true;
+  for (int i = 0; i < 100 && isTaken; ++i) {
+    isTaken = peer->send("< send 601 8 " + std::string(2000, 'A'));
+    manager.wait(0);
+    peer->collect();
+  }
+  EXPECT_TRUE(waitUntil(manager, [&] {
+    peer->collect();
+    return !peer->isOpen();
+  }));
+  EXPECT_EQ(peer->received, "< error line too long >");
+  peer->close();
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
+  other->send("< send 1 0 >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"001#"}; }));
+}
+
+TEST_F(SocketcandServer, RefusedClientThatStaysIsClosedAfterASecond) {
+  const TestClock clock;
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  peer.send("< open bus1 >");
+  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  TestClock::advance(999);
+  settle(manager);
+  EXPECT_EQ(server.getClientCount(), 1U);
+  TestClock::advance(1);
+  settle(manager);
+  EXPECT_EQ(server.getClientCount(), 0U);
+}
+
+TEST_F(SocketcandServer, ClientGoneInTheMiddleOfALineLeavesNothingBehind) {
+  auto peer = connectRaw();
+  auto other = connectRaw();
+  peer->send("< send 1 0 >< send 2 1");
+  peer.reset();
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
+  other->send("< send 3 0 >");
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 2; }));
+  EXPECT_EQ(listener.frames, (Frames{"001#", "003#"}));
+  node->writeMessage(makeMessage(0x705, {5}));
+  EXPECT_TRUE(waitUntil(manager, [&] {
+    other->collect();
+    return !linesOf(other->received).empty() && linesOf(other->received).back() == "705#05";
+  }));
+}
+
+// ---- Load
+
+std::string manyLines(unsigned number) {
+  std::string text;
+  for (unsigned i = 0; i < number; ++i) {
+    KQBusFrame frame;
+    frame.identifier = i & 0x7FFU;
+    frame.length = 2;
+    frame.data[0] = static_cast<unsigned char>(i);
+    frame.data[1] = static_cast<unsigned char>(i >> 8U);
+    KQSocketcandCodec::appendSendLine(text, frame);
+  }
+  return text;
+}
+
+bool isInOrder(const Frames& frames) {
+  for (unsigned i = 0; i < frames.size(); ++i) {
+    if (frames[i] !=
+        toText(makeMessage(i & 0x7FFU, {static_cast<unsigned char>(i), static_cast<unsigned char>(i >> 8U)}))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+TEST_F(SocketcandServer, ThousandFramesInOneSegmentAllArrive) {
+  auto peer = connectRaw();
+  ASSERT_TRUE(peer->send(manyLines(1000)));
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 1000; }));
+  EXPECT_TRUE(isInOrder(listener.frames));
+}
+
+TEST_F(SocketcandServer, BurstBeyondTheReceiveQueueOfASlowReaderIsHeldBackAndNotLost) {
+  auto peer = connectRaw();
+  listener.framesPerCall = 7;
+  ASSERT_TRUE(peer->send(manyLines(4000)));
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 4000; }));
+  EXPECT_TRUE(isInOrder(listener.frames));
+  EXPECT_EQ(node->getStatistics().overruns, 0U);
+}
+
+TEST_F(SocketcandServer, BurstOfAClientThatLeavesAtOnceIsNotLost) {
+  auto peer = connectRaw();
+  listener.framesPerCall = 7;
+  ASSERT_TRUE(peer->send(manyLines(3000)));
+  peer.reset();
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 3000; }));
+  EXPECT_TRUE(isInOrder(listener.frames));
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
+}
+
+TEST_F(SocketcandServer, EndPointThatReadsNothingDoesNotStopTheOthers) {
+  const TestClock clock;
+  manager.removeEndPoint(node.get());
+  auto first = connectRaw();
+  auto second = connectRaw();
+  TestClock::advance(20);
+  ASSERT_TRUE(first->send(manyLines(2000)));
+  for (int i = 0; i < 3000 && linesOf(second->received).size() < 2000; ++i) {
+    manager.wait(0);
+    TestClock::advance(2);
+    second->collect();
+  }
+  EXPECT_EQ(linesOf(second->received).size(), 2000U);
+  EXPECT_GT(node->getStatistics().overruns, 0U);
+}
+
+TEST_F(SocketcandServer, ClientThatNeverReadsIsDroppedWithOneLine) {
+  const TestClock clock;
+  auto deaf = connectRaw(4096);
+  auto reader = connectRaw();
+  TestClock::advance(20);
+  testing::internal::CaptureStderr();
+  unsigned sent = 0;
+  for (; server.getClientCount() == 2 && sent < 500000; ++sent) {
+    node->writeMessage(makeMessage(sent & 0x7FFU, {1, 2, 3, 4, 5, 6, 7, 8}));
+    if (sent % 16 == 0) {
+      TestClock::advance(2);
+      manager.wait(0);
+      reader->collect();
+    }
+  }
+  const std::string text = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(server.getClientCount(), 1U);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+  EXPECT_NE(text.find("dropped: it does not read what it is sent"), std::string::npos) << text;
+  for (int i = 0; i < 3000 && linesOf(reader->received).size() < sent; ++i) {
+    TestClock::advance(2);
+    manager.wait(0);
+    reader->collect();
+  }
+  EXPECT_EQ(linesOf(reader->received).size(), sent) << "the other one loses nothing";
+}
+
+TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
+  const TestClock clock;
+  auto peer = connectRaw();
+  TestClock::advance(20);
+  manager.wait(0);
+  for (unsigned i = 0; i < 64; ++i) {
+    node->writeMessage(makeMessage(0x180 + i, {1, 2, 3, 4, 5, 6, 7, 8}));
+  }
+  unsigned blocks = 0;
+  while (linesOf(peer->received).size() < 64 && blocks < 64) {
+    const std::string block = nextRead(*peer);
+    EXPECT_LE(block.size(), 1024U);
+    EXPECT_EQ(block.back(), '>');
+    peer->received += block;
+    ++blocks;
+    settle(manager);
+    EXPECT_EQ(peer->read(), "") << "the next block waits";
+    TestClock::advance(2);
+  }
+  EXPECT_EQ(blocks, 4U);
+}
+
+// ---- Resources and threads
+
+TEST_F(SocketcandServer, ManyConnectionsLeaveNoDescriptorOpen) {
+  connectRaw().reset();
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
+  const unsigned before = countDescriptors();
+  for (int i = 0; i < 200; ++i) {
+    std::vector<std::unique_ptr<TcpPeer>> peers;
+    for (int each = 0; each < 3; ++each) {
+      peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
+      peers.back()->send(each == 0 ? "< open bus0 >< rawmo" : "< open bus0 >");
+    }
+    manager.wait(0);
+  }
+  EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
+  EXPECT_EQ(countDescriptors(), before);
+  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+}
+
+TEST_F(SocketcandServer, OutOfDescriptorsItWaitsAndGoesOn) {
+  const TestClock clock;
+  TcpPeer peer(server.getPort());
+  std::vector<int> hoard;
+  for (int descriptor = dup(0); descriptor >= 0; descriptor = dup(0)) {
+    hoard.push_back(descriptor);
+  }
+  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(manager.wait(1), 0) << "the connection is not reported without end";
+  for (const int descriptor : hoard) {
+    close(descriptor);
+  }
+  TestClock::advance(100);
+  EXPECT_EQ(nextRead(peer), "< hi >");
+}
+
+TEST_F(SocketcandServer, ApplicationThreadsMayWriteMeanwhile) {
+  constexpr unsigned FRAMES = 300;
+  auto first = connectRaw();
+  auto second = connectRaw();
+  std::vector<std::thread> writers;
+  for (unsigned i = 0; i < 2; ++i) {
+    writers.emplace_back([this, i] {
+      for (unsigned frame = 0; frame < FRAMES; ++frame) {
+        node->writeMessage(makeMessage(0x180 + i, {static_cast<unsigned char>(frame)}));
+      }
+    });
+  }
+  EXPECT_TRUE(waitForLines(*first, std::size_t{2} * FRAMES));
+  EXPECT_TRUE(waitForLines(*second, std::size_t{2} * FRAMES));
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  EXPECT_EQ(linesOf(first->received), linesOf(second->received));
+}
+
+}  // namespace
+}  // namespace KQ::test

@@ -1,0 +1,290 @@
+// KQVirtualBus, KQVirtualEndPoint
+//
+// | what                     | cases                                                                                |
+// |--------------------------|--------------------------------------------------------------------------------------|
+// | delivery                 | to all others, in order, not to the sender; not to other buses                         |
+// | descriptor               | readable exactly while frames wait                                                     |
+// | receive queue            | full: the newest is lost and counted; usable again; extended frames never enter | | lone
+// sender              | first frame kept for the first to attach, later ones lost; not again; not after company | |
+// backpressure             | nearly full refuses and announces room; ignored end point; detached end point           |
+// | threads (robustness)     | several writers, one order for all |
+
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+
+#include <thread>
+
+#include "CANTestSupport.h"
+#include "KQVirtualEndPoint.h"
+
+namespace KQ::test {
+namespace {
+
+using Frames = std::vector<std::string>;
+
+std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name, std::size_t capacity = 1024) {
+  std::string error;
+  auto endPoint = KQVirtualEndPoint::open(name, error, capacity);
+  EXPECT_NE(endPoint, nullptr) << error;
+  return endPoint;
+}
+
+/// A participant that keeps what it is given.
+class Witness : public KQBusParticipant {
+public:
+  void takeFrame(const KQBusFrame& frame) override { frames.push_back(frame); }
+  std::vector<KQBusFrame> frames;
+};
+
+KQBusFrame makeFrame(unsigned identifier, bool extended = false) {
+  KQBusFrame frame;
+  frame.identifier = identifier;
+  frame.extended = extended;
+  return frame;
+}
+
+TEST(VirtualBus, EverybodySeesTheFramesOfTheOthersInOrder) {
+  auto first = openVirtual("order");
+  auto second = openVirtual("order");
+  auto third = openVirtual("order");
+  first->writeMessage(makeMessage(0x181, {1, 2}));
+  second->writeMessage(makeMessage(0x182));
+  first->writeMessage(makeMessage(0x183, {1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(readAll(*first), Frames{"182#"});
+  EXPECT_EQ(readAll(*second), (Frames{"181#0102", "183#0102030405060708"}));
+  EXPECT_EQ(readAll(*third), (Frames{"181#0102", "182#", "183#0102030405060708"}));
+}
+
+TEST(VirtualBus, BusesOfOtherNamesAreSeparate) {
+  auto first = openVirtual("one");
+  auto second = openVirtual("two");
+  auto peer = openVirtual("one");
+  first->writeMessage(makeMessage(1));
+  EXPECT_TRUE(readAll(*second).empty());
+  EXPECT_EQ(first->getURI(), "virtual:one");
+}
+
+TEST(VirtualBus, EndsWithItsLastHolder) {
+  auto first = openVirtual("short");
+  first->writeMessage(makeMessage(1));
+  first.reset();
+  auto second = openVirtual("short");
+  EXPECT_TRUE(readAll(*second).empty());
+}
+
+TEST(VirtualBus, ReadMessageHasNoFlagsAndNoRemains) {
+  auto sender = openVirtual("remains");
+  auto receiver = openVirtual("remains");
+  KQCANMessage sent = makeMessage(0x701, {5});
+  sent.data[1] = 0xEE;
+  sent.flags = 9;
+  sender->writeMessage(sent);
+  KQCANMessage message;
+  message.flags = 7;
+  message.data[1] = 0x11;
+  ASSERT_EQ(receiver->readMessage(message), KQ_OK);
+  EXPECT_EQ(message.flags, 0U);
+  EXPECT_EQ(message.data[1], 0U);
+}
+
+TEST(VirtualEndPoint, DescriptorIsReadableExactlyWhileFramesWait) {
+  auto sender = openVirtual("descriptor");
+  auto receiver = openVirtual("descriptor");
+  KQCANMessage message;
+  EXPECT_FALSE(isReadable(receiver->getDescriptor()));
+  sender->writeMessage(makeMessage(1));
+  sender->writeMessage(makeMessage(2));
+  EXPECT_TRUE(isReadable(receiver->getDescriptor()));
+  receiver->readMessage(message);
+  EXPECT_TRUE(isReadable(receiver->getDescriptor()));
+  receiver->readMessage(message);
+  EXPECT_FALSE(isReadable(receiver->getDescriptor()));
+  EXPECT_EQ(receiver->readMessage(message), KQ_NO_DATA);
+  sender->writeMessage(makeMessage(3));
+  EXPECT_TRUE(isReadable(receiver->getDescriptor()));
+}
+
+TEST(VirtualEndPoint, FullQueueLosesTheNewestAndCounts) {
+  auto sender = openVirtual("full");
+  auto receiver = openVirtual("full", 2);
+  for (unsigned i = 1; i <= 3; ++i) {
+    EXPECT_EQ(sender->writeMessage(makeMessage(i)), KQ_OK);
+  }
+  EXPECT_EQ(receiver->getStatistics().overruns, 1U);
+  EXPECT_EQ(readAll(*receiver), (Frames{"001#", "002#"}));
+  sender->writeMessage(makeMessage(4));
+  EXPECT_EQ(readAll(*receiver), Frames{"004#"});
+}
+
+TEST(VirtualEndPoint, NeverSeesAnExtendedFrame) {
+  auto bus = KQVirtualBus::get("extended");
+  Witness sender;
+  Witness other;
+  bus->attach(&sender);
+  bus->attach(&other);
+  auto endPoint = openVirtual("extended");
+  bus->send(&sender, makeFrame(0x181, true));
+  EXPECT_TRUE(readAll(*endPoint).empty());
+  EXPECT_FALSE(isReadable(endPoint->getDescriptor()));
+  EXPECT_EQ(endPoint->getStatistics().dropped, 1U);
+  ASSERT_EQ(other.frames.size(), 1U);
+  EXPECT_TRUE(other.frames[0].extended);
+  bus->detach(&sender);
+  bus->detach(&other);
+}
+
+TEST(LoneSender, FirstFrameReachesTheFirstToAttach) {
+  auto node = openVirtual("lone");
+  EXPECT_EQ(node->writeMessage(makeMessage(0x705, {0})), KQ_OK);
+  auto first = openVirtual("lone");
+  auto second = openVirtual("lone");
+  EXPECT_EQ(readAll(*first), Frames{"705#00"});
+  EXPECT_TRUE(isReadable(first->getDescriptor()) == false);
+  EXPECT_TRUE(readAll(*second).empty());
+  EXPECT_EQ(node->getStatistics().unacknowledged, 0U);
+}
+
+TEST(LoneSender, FurtherFramesAreAcceptedCountedAndLost) {
+  auto node = openVirtual("lone");
+  for (unsigned char i = 0; i < 4; ++i) {
+    EXPECT_EQ(node->writeMessage(makeMessage(0x705, {i})), KQ_OK);
+  }
+  EXPECT_EQ(node->getStatistics().sent, 4U);
+  EXPECT_EQ(node->getStatistics().unacknowledged, 3U);
+  auto client = openVirtual("lone");
+  EXPECT_EQ(readAll(*client), Frames{"705#00"});
+}
+
+TEST(LoneSender, KeptFrameComesBeforeLaterOnes) {
+  auto node = openVirtual("lone");
+  node->writeMessage(makeMessage(0x705, {0}));
+  auto client = openVirtual("lone");
+  node->writeMessage(makeMessage(0x705, {0x7F}));
+  EXPECT_EQ(readAll(*client), (Frames{"705#00", "705#7F"}));
+}
+
+TEST(LoneSender, IsNotGivenItsOwnFrameBack) {
+  auto node = openVirtual("lone");
+  node->writeMessage(makeMessage(0x705, {0}));
+  auto client = openVirtual("lone");
+  EXPECT_TRUE(readAll(*node).empty());
+}
+
+TEST(LoneSender, KeepsNothingOnceItHadCompany) {
+  auto node = openVirtual("lone");
+  auto client = openVirtual("lone");
+  node->writeMessage(makeMessage(0x705, {0}));
+  client.reset();
+  node->writeMessage(makeMessage(0x185, {1}));
+  EXPECT_EQ(node->getStatistics().unacknowledged, 1U);
+  auto later = openVirtual("lone");
+  EXPECT_TRUE(readAll(*later).empty());
+}
+
+TEST(LoneSender, KeptFrameGoesWithItsSender) {
+  auto bus = KQVirtualBus::get("lone");
+  auto node = openVirtual("lone");
+  node->writeMessage(makeMessage(0x705, {0}));
+  node.reset();
+  auto client = openVirtual("lone");
+  EXPECT_TRUE(readAll(*client).empty());
+}
+
+class Backpressure : public testing::Test {
+protected:
+  Backpressure() : room_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), bus_(KQVirtualBus::get("pressure")) {
+    bus_->attach(&sender_);
+    endPoint_ = openVirtual("pressure", 16);  // of which 4 are left for those that cannot wait
+  }
+  ~Backpressure() override {
+    bus_->removeRoomDescriptor(room_);
+    bus_->detach(&sender_);
+    close(room_);
+  }
+
+  KQVirtualBus::SendResult sendWhenRoom() { return bus_->sendWhenRoom(&sender_, makeFrame(1), room_); }
+
+  unsigned fill() {
+    unsigned number = 0;
+    while (sendWhenRoom() == KQVirtualBus::SEND_DELIVERED) {
+      ++number;
+    }
+    return number;
+  }
+
+  void readSome(unsigned number) {
+    KQCANMessage message;
+    for (unsigned i = 0; i < number; ++i) {
+      EXPECT_EQ(endPoint_->readMessage(message), KQ_OK);
+    }
+  }
+
+  const int room_;
+  std::shared_ptr<KQVirtualBus> bus_;
+  Witness sender_;
+  std::unique_ptr<KQVirtualEndPoint> endPoint_;
+};
+
+TEST_F(Backpressure, RefusesWhileAnEndPointIsNearlyFull) {
+  EXPECT_EQ(fill(), 12U);
+  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
+  EXPECT_EQ(bus_->send(&sender_, makeFrame(2)), KQVirtualBus::SEND_DELIVERED);
+  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
+}
+
+TEST_F(Backpressure, AnnouncesRoomWhenHalfOfTheQueueIsFree) {
+  fill();
+  readSome(3);
+  EXPECT_FALSE(isReadable(room_));
+  readSome(1);
+  EXPECT_TRUE(isReadable(room_));
+  EXPECT_EQ(sendWhenRoom(), KQVirtualBus::SEND_DELIVERED);
+}
+
+TEST_F(Backpressure, AnnouncesRoomWhenTheEndPointLeaves) {
+  fill();
+  endPoint_.reset();
+  EXPECT_TRUE(isReadable(room_));
+}
+
+TEST_F(Backpressure, EndPointThatReadsNothingIsIgnoredUntilItReads) {
+  fill();
+  bus_->stopWaitingForRoom();
+  EXPECT_TRUE(isReadable(room_));
+  for (unsigned i = 0; i < 10; ++i) {
+    EXPECT_EQ(sendWhenRoom(), KQVirtualBus::SEND_DELIVERED);
+  }
+  EXPECT_EQ(endPoint_->getStatistics().overruns, 6U);
+  readSome(16);
+  EXPECT_EQ(fill(), 12U);
+}
+
+TEST(VirtualBus, WritersOfSeveralThreadsGiveOneOrderToAll) {
+  constexpr unsigned FRAMES = 400;
+  auto first = openVirtual("threads", 4096);
+  auto second = openVirtual("threads", 4096);
+  std::vector<std::thread> writers;
+  std::vector<std::unique_ptr<KQVirtualEndPoint>> endPoints;
+  for (unsigned i = 0; i < 3; ++i) {
+    endPoints.push_back(openVirtual("threads", 4096));
+  }
+  for (unsigned i = 0; i < 3; ++i) {
+    writers.emplace_back([&endPoints, i] {
+      for (unsigned frame = 0; frame < FRAMES; ++frame) {
+        endPoints[i]->writeMessage(makeMessage(0x100 + i, {static_cast<unsigned char>(frame)}));
+      }
+    });
+  }
+  Frames seen;
+  while (seen.size() < std::size_t{3} * FRAMES) {
+    const Frames part = readAll(*first);
+    seen.insert(seen.end(), part.begin(), part.end());
+  }
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  EXPECT_EQ(readAll(*second), seen);
+}
+
+}  // namespace
+}  // namespace KQ::test

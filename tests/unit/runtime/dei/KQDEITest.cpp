@@ -1,0 +1,544 @@
+// What this file covers:
+//   addVariable        | null, new, initial value and validity, taken key, taking over, many variables | functional,
+//   robustness getVariableValue   | integer, text, null, other storage type, unknown, invalid                    |
+//   functional, robustness setVariableValue   | storing, validity, report or none, forwarding to the owner |
+//   functional, robustness forceSet...        | name of the owner by address and by text, another name, no owner |
+//   functional owners             | pointer, name, an owner that goes                                            |
+//   functional descriptions       | length, sign, copy of the map                                                |
+//   functional
+#include "KQDEI.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "KQExternalVariable.h"
+#include "KQSignal.h"
+#include "KQSignalListener.h"
+#include "KQVariableEventDispatcher.h"
+#include "KQVariableOwner.h"
+
+namespace KQ {
+namespace {
+
+/// Keeps the last request and answers with a code of its own.
+class RecordingOwner : public KQVariableOwner {
+public:
+  explicit RecordingOwner(const std::string& name) : KQVariableOwner(name) {}
+
+  int updateRequest(unsigned short group, unsigned short id, int value) override {
+    note(group, id, std::to_string(value));
+    return answer_;
+  }
+  int updateRequest(unsigned short group, unsigned short id, const std::string& value) override {
+    note(group, id, value);
+    return answer_;
+  }
+  int getValueRequest(unsigned short, unsigned short) override { return 0; }
+
+  void answerWith(int code) { answer_ = code; }
+  const std::vector<std::string>& requests() const { return requests_; }
+
+private:
+  void note(unsigned short group, unsigned short id, const std::string& value) {
+    requests_.push_back(std::to_string(group) + "/" + std::to_string(id) + "=" + value);
+  }
+
+  int answer_{0};
+  std::vector<std::string> requests_;
+};
+
+class RecordingListener : public KQSignalListener {
+public:
+  int signalOccurred(KQSignal& signal) override {
+    signals_.push_back(signal);
+    return 0;
+  }
+  const std::vector<KQSignal>& signals() const { return signals_; }
+
+private:
+  std::vector<KQSignal> signals_;
+};
+
+constexpr unsigned short index = 0x2001;
+constexpr unsigned short integerSub = 3;
+constexpr unsigned short textSub = 4;
+constexpr unsigned short ownedSub = 5;
+constexpr unsigned short ownedTextSub = 6;
+constexpr unsigned short unknownSub = 9;
+
+class VariableStore : public testing::Test {
+protected:
+  VariableStore() {
+    dei_->clear();
+    dispatcher_->clear();
+    add(integerSub, STORAGE_TYPE_INTEGER, nullptr);
+    add(textSub, STORAGE_TYPE_STRING, nullptr);
+    add(ownedSub, STORAGE_TYPE_INTEGER, &owner_);
+    add(ownedTextSub, STORAGE_TYPE_STRING, &owner_);
+    for (const unsigned short sub : {integerSub, textSub, ownedSub, ownedTextSub}) {
+      dispatcher_->addMapping(index, sub, &listener_);
+    }
+  }
+
+  ~VariableStore() override {
+    dispatcher_->clear();
+    dei_->clear();
+  }
+
+  int add(unsigned short sub, KQVariableStorageType type, KQVariableOwner* owner, int value = 42) {
+    const KQExternalVariable variable(index, sub, "variable", type, 0, 1000, value, "text", 16, false, owner);
+    return dei_->addVariable(&variable);
+  }
+
+  int integer(unsigned short sub) const {
+    int value = -1;
+    dei_->getVariableValue(index, sub, &value);
+    return value;
+  }
+
+  std::string text(unsigned short sub) const {
+    std::string value;
+    dei_->getVariableValue(index, sub, &value);
+    return value;
+  }
+
+  void expectOneReport(int code, unsigned short sub, unsigned int value) const {
+    ASSERT_EQ(1U, listener_.signals().size());
+    const KQSignal& signal = listener_.signals().front();
+    EXPECT_EQ(KQ_SIGNAL_TYPE_VARIABLE, signal.getType());
+    EXPECT_EQ(code, signal.getCode());
+    EXPECT_EQ(static_cast<unsigned int>(index) << 16 | sub, signal.getFirstValue());
+    EXPECT_EQ(value, signal.getSecondValue());
+  }
+
+  KQDEI* const dei_{KQDEI::instance()};
+  KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
+  RecordingOwner owner_{"node5"};
+  RecordingListener listener_;
+};
+
+TEST_F(VariableStore, IsOneForTheProcess) {
+  EXPECT_EQ(dei_, KQDEI::instance());
+}
+
+TEST_F(VariableStore, AddingNullIsRefused) {
+  EXPECT_EQ(20, dei_->addVariable(nullptr));
+}
+
+TEST_F(VariableStore, NewVariableHasItsInitialValue) {
+  int value = 0;
+  EXPECT_EQ(0, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(42, value);
+  std::string text;
+  EXPECT_EQ(0, dei_->getVariableValue(index, textSub, &text));
+  EXPECT_EQ("text", text);
+}
+
+TEST_F(VariableStore, VariableAddedAsInvalidIsInvalidUntilItIsWritten) {
+  KQVariable variable(index, 20, "invalid");
+  variable.setValid(false);
+  ASSERT_EQ(0, dei_->addVariable(&variable));
+  int value = -1;
+  EXPECT_EQ(12, dei_->getVariableValue(index, 20, &value));
+  EXPECT_EQ(0, value);
+  EXPECT_FALSE(dei_->isValid(index, 20));
+  EXPECT_EQ(0, dei_->setVariableValue(index, 20, 0, true, false));
+  EXPECT_EQ(0, dei_->getVariableValue(index, 20, &value));
+  EXPECT_TRUE(dei_->isValid(index, 20));
+}
+
+TEST_F(VariableStore, KeyIsBothAddressParts) {
+  const KQVariable first(0, 0, "first");
+  const KQVariable last(0xFFFF, 0xFFFF, "last");
+  EXPECT_EQ(0, dei_->addVariable(&first));
+  EXPECT_EQ(0, dei_->addVariable(&last));
+  EXPECT_EQ(0, dei_->setVariableValue(0, 0, 1, true, false));
+  EXPECT_EQ(0, dei_->setVariableValue(0xFFFF, 0xFFFF, 2, true, false));
+  int value = 0;
+  dei_->getVariableValue(0, 0, &value);
+  EXPECT_EQ(1, value);
+  dei_->getVariableValue(0xFFFF, 0xFFFF, &value);
+  EXPECT_EQ(2, value);
+  EXPECT_EQ(23, dei_->getVariableValue(0, 0xFFFF, &value));
+}
+
+TEST_F(VariableStore, FindsEveryOneOfManyVariables) {
+  constexpr unsigned short objects = 500;
+  constexpr unsigned short subs = 20;
+  for (unsigned short object = 0; object < objects; ++object) {
+    for (unsigned short sub = 0; sub < subs; ++sub) {
+      KQVariable variable(static_cast<unsigned short>(0x3000 + object), sub, "many");
+      variable.setInitialValue(object * subs + sub);
+      ASSERT_EQ(0, dei_->addVariable(&variable));
+    }
+  }
+  for (unsigned short object = 0; object < objects; ++object) {
+    for (unsigned short sub = 0; sub < subs; ++sub) {
+      int value = -1;
+      ASSERT_EQ(0, dei_->getVariableValue(static_cast<unsigned short>(0x3000 + object), sub, &value));
+      ASSERT_EQ(object * subs + sub, value);
+    }
+  }
+  EXPECT_EQ(objects * subs + 4U, dei_->getCopyOfVariableMap()->size());
+}
+
+TEST_F(VariableStore, KeyOfAnotherOwnerIsTaken) {
+  RecordingOwner other("node6");
+  EXPECT_EQ(25, add(ownedSub, STORAGE_TYPE_INTEGER, &other));
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+}
+
+TEST_F(VariableStore, KeyOfAnOwnerIsTakenForAVariableWithoutOne) {
+  EXPECT_EQ(25, add(ownedSub, STORAGE_TYPE_INTEGER, nullptr));
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+}
+
+TEST_F(VariableStore, VariableWithoutOwnerIsTakenOverWithItsValue) {
+  dei_->setVariableValue(index, integerSub, 77, true, false);
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &owner_));
+  EXPECT_EQ(77, integer(integerSub));
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, integerSub));
+}
+
+TEST_F(VariableStore, OwnerOfTheSameNameTakesOver) {
+  dei_->setVariableValue(index, ownedSub, 77, true, false);
+  RecordingOwner successor("node5");
+  EXPECT_EQ(0, add(ownedSub, STORAGE_TYPE_INTEGER, &successor));
+  EXPECT_EQ(77, integer(ownedSub));
+  EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, ownedSub));
+}
+
+TEST_F(VariableStore, TakingOverKeepsTheMarkOfAnInvalidValue) {
+  dei_->markValueAsInvalid(index, integerSub, true);
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &owner_));
+  EXPECT_FALSE(dei_->isValid(index, integerSub));
+}
+
+TEST_F(VariableStore, TakingOverReplacesTheAttributes) {
+  const KQVariable variable(index, integerSub, "renamed", STORAGE_TYPE_INTEGER, 8, true);
+  EXPECT_EQ(0, dei_->addVariable(&variable));
+  EXPECT_EQ(8, dei_->getVariableLength(0x20010003U));
+  EXPECT_TRUE(dei_->isVariableSigned(0x20010003U));
+}
+
+TEST_F(VariableStore, TakingOverWithAnotherStorageTypeStartsAfresh) {
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_STRING, nullptr));
+  EXPECT_EQ("text", text(integerSub));
+  int value = 0;
+  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, &value));
+}
+
+TEST_F(VariableStore, ReadingRefusesNull) {
+  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, static_cast<int*>(nullptr)));
+  EXPECT_EQ(20, dei_->getVariableValue(index, textSub, static_cast<std::string*>(nullptr)));
+}
+
+TEST_F(VariableStore, ReadingRefusesTheOtherStorageType) {
+  int value = -1;
+  EXPECT_EQ(20, dei_->getVariableValue(index, textSub, &value));
+  EXPECT_EQ(-1, value);
+  std::string text = "untouched";
+  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, &text));
+  EXPECT_EQ("untouched", text);
+}
+
+TEST_F(VariableStore, UndefinedStorageTypeHasNoValue) {
+  add(20, STORAGE_TYPE_UNDEFINED, nullptr);
+  int value = -1;
+  std::string text;
+  EXPECT_EQ(20, dei_->getVariableValue(index, 20, &value));
+  EXPECT_EQ(20, dei_->getVariableValue(index, 20, &text));
+  EXPECT_EQ(20, dei_->setVariableValue(index, 20, 1, true, false));
+  EXPECT_EQ(20, dei_->setVariableValue(index, 20, std::string("a"), true, false));
+}
+
+TEST_F(VariableStore, UnknownVariableIsNotFound) {
+  int value = -1;
+  std::string text;
+  EXPECT_EQ(23, dei_->getVariableValue(index, unknownSub, &value));
+  EXPECT_EQ(23, dei_->getVariableValue(index, unknownSub, &text));
+  EXPECT_EQ(23, dei_->setVariableValue(index, unknownSub, 1, true, true));
+  EXPECT_EQ(23, dei_->setVariableValue(index, unknownSub, std::string("a"), true, true));
+  EXPECT_EQ(23, dei_->forceSetVariableValue(index, unknownSub, 1, "node5", true, false));
+  EXPECT_EQ(23, dei_->forceSetVariableValue(index, unknownSub, std::string("a"), "node5", true, false));
+  EXPECT_EQ(23, dei_->markValueAsInvalid(index, unknownSub, true));
+  EXPECT_FALSE(dei_->isValid(index, unknownSub));
+  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, unknownSub));
+  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, unknownSub));
+  EXPECT_EQ(0, dei_->getVariableLength(0x20010009U));
+  EXPECT_FALSE(dei_->isVariableSigned(0x20010009U));
+}
+
+TEST_F(VariableStore, InvalidValueIsDeliveredWithCode12) {
+  EXPECT_EQ(0, dei_->markValueAsInvalid(index, integerSub, true));
+  EXPECT_EQ(0, dei_->markValueAsInvalid(index, textSub, true));
+  int value = 0;
+  EXPECT_EQ(12, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(42, value);
+  std::string text;
+  EXPECT_EQ(12, dei_->getVariableValue(index, textSub, &text));
+  EXPECT_EQ("text", text);
+}
+
+TEST_F(VariableStore, ValueCanBeMarkedValidAgain) {
+  dei_->markValueAsInvalid(index, integerSub, true);
+  EXPECT_EQ(0, dei_->markValueAsInvalid(index, integerSub, false));
+  EXPECT_TRUE(dei_->isValid(index, integerSub));
+}
+
+TEST_F(VariableStore, MarkingAValueIsNotReported) {
+  dei_->markValueAsInvalid(index, integerSub, true);
+  dei_->markValueAsInvalid(index, integerSub, false);
+  EXPECT_TRUE(listener_.signals().empty());
+}
+
+TEST_F(VariableStore, WritingMarksTheValueValid) {
+  dei_->markValueAsInvalid(index, integerSub, true);
+  dei_->markValueAsInvalid(index, textSub, true);
+  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 42, true, false));
+  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("text"), true, false));
+  EXPECT_TRUE(dei_->isValid(index, integerSub));
+  EXPECT_TRUE(dei_->isValid(index, textSub));
+}
+
+class IntegerValue : public VariableStore, public testing::WithParamInterface<int> {};
+
+TEST_P(IntegerValue, IsStoredAndReported) {
+  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, GetParam(), true, false));
+  EXPECT_EQ(GetParam(), integer(integerSub));
+  expectOneReport(1100, integerSub, static_cast<unsigned int>(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, IntegerValue,
+                         testing::Values(0, 41, 43, -1, std::numeric_limits<int>::max(),
+                                         std::numeric_limits<int>::min()));
+
+TEST_F(VariableStore, ChangeOfATextIsReported) {
+  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("other"), true, false));
+  EXPECT_EQ("other", text(textSub));
+  expectOneReport(1101, textSub, 0);
+}
+
+TEST_F(VariableStore, TextMayHoldZeroBytes) {
+  const std::string bytes("a\0b", 3);
+  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, bytes, true, false));
+  EXPECT_EQ(bytes, text(textSub));
+}
+
+TEST_F(VariableStore, SameValueIsNotReported) {
+  dei_->setVariableValue(index, integerSub, 42, true, false);
+  dei_->setVariableValue(index, textSub, std::string("text"), true, false);
+  EXPECT_TRUE(listener_.signals().empty());
+}
+
+TEST_F(VariableStore, ChangeIsNotReportedWhenNotAskedFor) {
+  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, false, false));
+  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("other"), false, false));
+  EXPECT_EQ(43, integer(integerSub));
+  EXPECT_EQ("other", text(textSub));
+  EXPECT_TRUE(listener_.signals().empty());
+}
+
+TEST_F(VariableStore, WritingRefusesTheOtherStorageType) {
+  EXPECT_EQ(20, dei_->setVariableValue(index, textSub, 1, true, false));
+  EXPECT_EQ(20, dei_->setVariableValue(index, integerSub, std::string("a"), true, false));
+  EXPECT_EQ(42, integer(integerSub));
+  EXPECT_TRUE(listener_.signals().empty());
+}
+
+TEST_F(VariableStore, ForwardedWriteGoesToTheOwnerInstead) {
+  owner_.answerWith(17);
+  EXPECT_EQ(17, dei_->setVariableValue(index, ownedSub, -7, true, true));
+  EXPECT_EQ(17, dei_->setVariableValue(index, ownedTextSub, std::string("other"), true, true));
+  EXPECT_EQ((std::vector<std::string>{"8193/5=-7", "8193/6=other"}), owner_.requests());
+  EXPECT_EQ(42, integer(ownedSub));
+  EXPECT_EQ("text", text(ownedTextSub));
+  EXPECT_TRUE(listener_.signals().empty());
+}
+
+TEST_F(VariableStore, ForwardedWriteIsStoredWhenThereIsNoOwner) {
+  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, true, true));
+  EXPECT_EQ(43, integer(integerSub));
+}
+
+TEST_F(VariableStore, WriteThatIsNotForwardedLeavesTheOwnerAlone) {
+  EXPECT_EQ(0, dei_->setVariableValue(index, ownedSub, 43, true, false));
+  EXPECT_TRUE(owner_.requests().empty());
+  EXPECT_EQ(43, integer(ownedSub));
+}
+
+TEST_F(VariableStore, OwnerMayWriteUnderItsName) {
+  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedSub, 43, owner_.getOwnerName(), true, false));
+  EXPECT_EQ(43, integer(ownedSub));
+  expectOneReport(1100, ownedSub, 43);
+}
+
+TEST_F(VariableStore, OwnerMayWriteUnderACopyOfItsName) {
+  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedTextSub, std::string("other"), "node5", true, false));
+  EXPECT_EQ("other", text(ownedTextSub));
+  expectOneReport(1101, ownedTextSub, 0);
+}
+
+TEST_F(VariableStore, WritingUnderAnotherNameIsNotPermitted) {
+  EXPECT_EQ(30, dei_->forceSetVariableValue(index, ownedSub, 43, "node6", true, false));
+  EXPECT_EQ(30, dei_->forceSetVariableValue(index, ownedTextSub, std::string("other"), "", true, false));
+  EXPECT_EQ(42, integer(ownedSub));
+  EXPECT_EQ("text", text(ownedTextSub));
+}
+
+TEST_F(VariableStore, WritingAsOwnerOfAVariableWithoutOneIsNotPermitted) {
+  EXPECT_EQ(30, dei_->forceSetVariableValue(index, integerSub, 43, "", true, false));
+  EXPECT_EQ(30, dei_->forceSetVariableValue(index, integerSub, 43, "node5", true, false));
+}
+
+TEST_F(VariableStore, WritingAsOwnerRefusesTheOtherStorageType) {
+  EXPECT_EQ(20, dei_->forceSetVariableValue(index, ownedTextSub, 1, "node5", true, false));
+  EXPECT_EQ(20, dei_->forceSetVariableValue(index, ownedSub, std::string("a"), "node5", true, false));
+}
+
+TEST_F(VariableStore, WritingAsOwnerCanBeForwarded) {
+  owner_.answerWith(0);
+  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedSub, 43, "node5", true, true));
+  EXPECT_EQ(1U, owner_.requests().size());
+  EXPECT_EQ(42, integer(ownedSub));
+}
+
+TEST_F(VariableStore, KnowsTheOwner) {
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+  ASSERT_NE(nullptr, dei_->getVariableOwner(index, ownedSub));
+  EXPECT_EQ("node5", *dei_->getVariableOwner(index, ownedSub));
+  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, integerSub));
+  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, integerSub));
+}
+
+TEST_F(VariableStore, VariablesOfAnOwnerThatGoesStayWithoutOne) {
+  auto leaving = std::make_unique<RecordingOwner>("leaving");
+  add(20, STORAGE_TYPE_INTEGER, leaving.get());
+  dei_->setVariableValue(index, 20, 77, true, false);
+  leaving.reset();
+  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, 20));
+  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, 20));
+  EXPECT_EQ(77, integer(20));
+  EXPECT_EQ(30, dei_->forceSetVariableValue(index, 20, 78, "leaving", true, false));
+  EXPECT_EQ(nullptr, dei_->getCopyOfVariableMap()->at(0x20010014U).getOwner());
+}
+
+TEST_F(VariableStore, OwnerThatGoesLeavesTheVariablesOfOthersAlone) {
+  { const RecordingOwner leaving("node5"); }
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+}
+
+TEST_F(VariableStore, OwnerThatWasReplacedGoesWithoutATrace) {
+  RecordingOwner successor("leaving");
+  {
+    RecordingOwner leaving("leaving");
+    add(20, STORAGE_TYPE_INTEGER, &leaving);
+    add(20, STORAGE_TYPE_INTEGER, &successor);
+  }
+  EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, 20));
+}
+
+TEST_F(VariableStore, RemovingNullOwnerChangesNothing) {
+  dei_->removeOwner(nullptr);
+  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+}
+
+TEST_F(VariableStore, KnowsLengthAndSign) {
+  const KQVariable variable(index, 20, "signed", STORAGE_TYPE_INTEGER, 12, true);
+  dei_->addVariable(&variable);
+  EXPECT_EQ(12, dei_->getVariableLength(0x20010014U));
+  EXPECT_TRUE(dei_->isVariableSigned(0x20010014U));
+  EXPECT_EQ(16, dei_->getVariableLength(0x20010003U));
+  EXPECT_FALSE(dei_->isVariableSigned(0x20010003U));
+}
+
+TEST_F(VariableStore, MapIsACopyOfTheDescriptions) {
+  dei_->setVariableValue(index, integerSub, 77, true, false);
+  auto copy = dei_->getCopyOfVariableMap();
+  ASSERT_NE(nullptr, copy);
+  EXPECT_EQ(4U, copy->size());
+  EXPECT_EQ(42, copy->at(0x20010003U).getInitialValue());
+  EXPECT_EQ(&owner_, copy->at(0x20010005U).getOwner());
+  copy->at(0x20010003U).setBitLength(1);
+  copy->clear();
+  EXPECT_EQ(16, dei_->getVariableLength(0x20010003U));
+}
+
+class NamedByItself : public KQVariable {
+public:
+  using KQVariable::KQVariable;
+  std::string getName() const override { return "itself"; }
+};
+
+TEST_F(VariableStore, KeepsTheNameThatAVariableGivesItself) {
+  const NamedByItself variable(index, 20, "ignored");
+  dei_->addVariable(&variable);
+  EXPECT_EQ("itself", dei_->getCopyOfVariableMap()->at(0x20010014U).getName());
+}
+
+TEST_F(VariableStore, MapOfAnEmptyStoreIsNull) {
+  dei_->clear();
+  EXPECT_EQ(nullptr, dei_->getCopyOfVariableMap());
+  int value = 0;
+  EXPECT_EQ(23, dei_->getVariableValue(index, integerSub, &value));
+}
+
+/// Reads, writes and adds while it is told, which deadlocks when a lock is held.
+/// An owner as a protocol is one: it listens, too.
+class ListeningOwner : public RecordingOwner, public RecordingListener {
+public:
+  using RecordingOwner::RecordingOwner;
+};
+
+TEST_F(VariableStore, OwnerThatListensHearsOfItsVariablesFromWhoeverWrites) {
+  ListeningOwner owner("protocol");
+  add(20, STORAGE_TYPE_INTEGER, &owner);
+  dei_->setVariableValue(index, 20, 43, true, false);
+  dei_->forceSetVariableValue(index, 20, 44, "protocol", true, false);
+  dei_->setVariableValue(index, integerSub, 1, true, false);
+  ASSERT_EQ(2U, owner.signals().size());
+  EXPECT_EQ(0x20010014U, owner.signals()[0].getFirstValue());
+  EXPECT_EQ(43U, owner.signals()[0].getSecondValue());
+  EXPECT_EQ(44U, owner.signals()[1].getSecondValue());
+}
+
+TEST_F(VariableStore, OwnerThatListensAndRegistersItselfIsToldOnce) {
+  ListeningOwner owner("protocol");
+  add(20, STORAGE_TYPE_INTEGER, &owner);
+  add(20, STORAGE_TYPE_INTEGER, &owner);
+  dispatcher_->addMapping(index, 20, &owner);
+  dei_->setVariableValue(index, 20, 43, true, false);
+  EXPECT_EQ(1U, owner.signals().size());
+}
+
+class BusyListener : public KQSignalListener {
+public:
+  int signalOccurred(KQSignal&) override {
+    KQDEI* dei = KQDEI::instance();
+    const KQVariable variable(index, 30, "added");
+    dei->addVariable(&variable);
+    dei->getVariableValue(index, integerSub, &seen_);
+    dei->setVariableValue(index, textSub, std::string("from listener"), true, false);
+    return 99;
+  }
+  int seen() const { return seen_; }
+
+private:
+  int seen_{0};
+};
+
+TEST_F(VariableStore, ListenerMayUseTheStore) {
+  BusyListener busy;
+  dispatcher_->addMapping(index, integerSub, &busy);
+  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, true, false));
+  EXPECT_EQ(43, busy.seen());
+  EXPECT_EQ("from listener", text(textSub));
+  EXPECT_TRUE(dei_->isValid(index, 30));
+}
+
+}  // namespace
+}  // namespace KQ

@@ -1,0 +1,80 @@
+// What this file covers:
+//   KQMutex   | create, lock, unlock, tryLock, taken again by its holder, exclusion of threads | functional
+#include "KQMutex.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace KQ {
+namespace {
+
+class Mutex : public testing::Test {
+protected:
+  bool isFreeForOthers() {
+    bool taken = false;
+    std::thread other([&] {
+      taken = mutex_->tryLock();
+      if (taken) {
+        mutex_->unlock();
+      }
+    });
+    other.join();
+    return taken;
+  }
+
+  std::unique_ptr<KQMutex> mutex_{KQMutex::create()};
+};
+
+TEST_F(Mutex, IsFreeWhenCreated) {
+  EXPECT_TRUE(isFreeForOthers());
+}
+
+TEST_F(Mutex, KeepsOthersOutWhileItIsHeld) {
+  mutex_->lock();
+  EXPECT_FALSE(isFreeForOthers());
+  mutex_->unlock();
+  EXPECT_TRUE(isFreeForOthers());
+}
+
+TEST_F(Mutex, IsGivenBackAsOftenAsItsHolderTookIt) {
+  mutex_->lock();
+  EXPECT_TRUE(mutex_->tryLock());
+  mutex_->unlock();
+  EXPECT_FALSE(isFreeForOthers());
+  mutex_->unlock();
+  EXPECT_TRUE(isFreeForOthers());
+}
+
+TEST_F(Mutex, WorksWithLockGuard) {
+  {
+    const std::lock_guard<KQMutex> guard(*mutex_);
+    EXPECT_FALSE(isFreeForOthers());
+  }
+  EXPECT_TRUE(isFreeForOthers());
+}
+
+TEST_F(Mutex, WorksWithUniqueLock) {
+  std::unique_lock<KQMutex> lock(*mutex_, std::try_to_lock);
+  EXPECT_TRUE(lock.owns_lock());
+}
+
+TEST_F(Mutex, LetsOneThreadInAtATime) {
+  constexpr int rounds = 10000;
+  int count = 0;
+  const auto increment = [&] {
+    for (int round = 0; round < rounds; ++round) {
+      const std::lock_guard<KQMutex> guard(*mutex_);
+      ++count;
+    }
+  };
+  std::thread other(increment);
+  increment();
+  other.join();
+  EXPECT_EQ(2 * rounds, count);
+}
+
+}  // namespace
+}  // namespace KQ
