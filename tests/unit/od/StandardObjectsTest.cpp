@@ -1,0 +1,311 @@
+// The objects that a fresh node has.
+//
+// | covered                                                               | kind       |
+// |-----------------------------------------------------------------------|------------|
+// | every sub-entry of data type and profile area: all of its properties  | functional |
+// | exactly these entries and sub-entries                                 | functional |
+// | values that depend on the node ID, lowest and highest                 | functional |
+// | product code, serial number text in every base and length             | functional |
+// | software version from the application                                 | functional |
+// | created twice: values back, names and highest sub-indexes as before   | functional |
+// | default description file                                              | functional |
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "FreshNodeFixture.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "KQExternalVariable.h"
+#include "StandardObjectsTable.h"
+
+using namespace KQ;
+using test::ExpectedObject;
+using test::stored;
+
+namespace {
+
+std::string objectName(const testing::TestParamInfo<ExpectedObject>& info) {
+  std::ostringstream name;
+  name << "x" << std::hex << info.param.index << "sub" << static_cast<unsigned int>(info.param.subIndex);
+  return name.str();
+}
+
+class StandardObject : public test::FreshNodeFixture, public testing::WithParamInterface<ExpectedObject> {
+protected:
+  void SetUp() override {
+    ASSERT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK);
+    entry = dictionary.getEntry(GetParam().index);
+    ASSERT_NE(entry, nullptr);
+    sub = dictionary.getSubentry(GetParam().index, GetParam().subIndex);
+    ASSERT_NE(sub, nullptr);
+  }
+
+  const ObjectDictionaryEntry* entry = nullptr;
+  const ObjectDictionarySubEntry* sub = nullptr;
+};
+
+TEST_P(StandardObject, EntryHasNameAndObjectType) {
+  EXPECT_EQ(entry->index, GetParam().index);
+  EXPECT_EQ(entry->name, GetParam().entryName);
+  EXPECT_EQ(entry->objectType, GetParam().objectType);
+}
+
+TEST_P(StandardObject, SubEntryHasNameAccessAndType) {
+  EXPECT_EQ(sub->subIndex, GetParam().subIndex);
+  EXPECT_EQ(sub->name, GetParam().subName);
+  EXPECT_EQ(KQCANopenObjectDictionary::getAccessTypeString(sub->accessType), GetParam().access);
+  EXPECT_EQ(sub->dataType, GetParam().dataType);
+}
+
+TEST_P(StandardObject, StartsWithItsDefault) {
+  EXPECT_EQ(sub->defaultValue, stored(GetParam().defaultValue));
+  EXPECT_EQ(sub->value, stored(GetParam().defaultValue));
+}
+
+TEST_P(StandardObject, StartsWithItsDefaultText) {
+  EXPECT_EQ(sub->defaultValueString, GetParam().defaultText);
+  EXPECT_EQ(sub->valueString, GetParam().defaultText);
+}
+
+TEST_P(StandardObject, HasItsLimits) {
+  EXPECT_EQ(sub->lowLimit, stored(GetParam().lowLimit));
+  EXPECT_EQ(sub->highLimit, stored(GetParam().highLimit));
+}
+
+TEST_P(StandardObject, HasItsMappingAndNoServer) {
+  EXPECT_EQ(sub->pdoMappable, GetParam().pdoMappable);
+  EXPECT_EQ(sub->sdoServerID, 0U);
+  EXPECT_FALSE(sub->isVariable);
+}
+
+INSTANTIATE_TEST_SUITE_P(DataTypes, StandardObject, testing::ValuesIn(test::dataTypeObjects()), objectName);
+INSTANTIATE_TEST_SUITE_P(Profile, StandardObject, testing::ValuesIn(test::profileObjects({})), objectName);
+
+class StandardObjects : public test::FreshNodeFixture {
+protected:
+  void create() { ASSERT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK); }
+
+  int valueOf(unsigned short index, unsigned char subIndex) {
+    int value = 0;
+    EXPECT_EQ(dictionary.getValue(index, subIndex, value), KQ_OK);
+    return value;
+  }
+
+  std::string textOf(unsigned short index) {
+    std::string text;
+    EXPECT_EQ(dictionary.getValue(index, 0, text), KQ_OK);
+    return text;
+  }
+};
+
+TEST_F(StandardObjects, AreAllThereIs) {
+  create();
+  std::map<unsigned short, std::size_t> expected;
+  for (const ExpectedObject& object : test::standardObjects({})) {
+    ++expected[object.index];
+  }
+  for (unsigned int i = 0; i <= 0xFFFF; ++i) {
+    const auto index = static_cast<unsigned short>(i);
+    const ObjectDictionaryEntry* const entry = dictionary.getEntry(index);
+    const std::size_t count = entry == nullptr ? 0 : entry->subEntries.size();
+    EXPECT_EQ(count, expected.count(index) == 0 ? 0 : expected[index]) << std::hex << index;
+  }
+}
+
+TEST_F(StandardObjects, DataTypeAreaAloneHasNoProfileObjects) {
+  EXPECT_EQ(dictionary.createDataTypeEntries(), KQ_OK);
+  EXPECT_TRUE(dictionary.objectExists(0x0001));
+  EXPECT_TRUE(dictionary.objectExists(0x001B));
+  EXPECT_FALSE(dictionary.objectExists(0x1000));
+  EXPECT_FALSE(std::filesystem::exists("tavo_default.dcf"));
+}
+
+TEST_F(StandardObjects, ArePrintedNowhere) {
+  create();
+  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(output.takeErrors(), "");
+}
+
+class NodeIDValues : public StandardObjects, public testing::WithParamInterface<int> {};
+
+TEST_P(NodeIDValues, FollowTheNodeID) {
+  node.setNodeID(static_cast<unsigned char>(GetParam()));
+  create();
+  EXPECT_EQ(valueOf(0x1014, 0), 0x80 + GetParam());
+  EXPECT_EQ(valueOf(0x1200, 1), 0x600 + GetParam());
+  EXPECT_EQ(valueOf(0x1200, 2), 0x580 + GetParam());
+}
+
+TEST_P(NodeIDValues, KeepTheTextOfTheExpression) {
+  node.setNodeID(static_cast<unsigned char>(GetParam()));
+  create();
+  EXPECT_EQ(dictionary.getSubentry(0x1014, 0)->defaultValueString, "$NODEID+0x80");
+  EXPECT_EQ(dictionary.getSubentry(0x1200, 1)->defaultValueString, "$NODEID+0x600");
+  EXPECT_EQ(dictionary.getSubentry(0x1200, 2)->defaultValueString, "$NODEID+0x580");
+}
+
+INSTANTIATE_TEST_SUITE_P(NodeIDs, NodeIDValues, testing::Values(0, 1, 5, 127, 255));
+
+// ---- identity
+
+TEST_F(StandardObjects, ProductCodeIsTheProductType) {
+  environment.set("KQ_PRODUCT_TYPE", "4294967295");
+  create();
+  EXPECT_EQ(valueOf(0x1018, 2), -1);
+}
+
+struct SerialRow {
+  const char* name;
+  const char* text;
+  int serialNumber;
+  int revisionNumber;
+};
+
+class SerialNumber : public StandardObjects, public testing::WithParamInterface<SerialRow> {};
+
+TEST_P(SerialNumber, IsTakenApart) {
+  environment.set("KQ_SERIAL_NUMBER", GetParam().text);
+  create();
+  EXPECT_EQ(valueOf(0x1018, 4), GetParam().serialNumber);
+  EXPECT_EQ(valueOf(0x1018, 3), GetParam().revisionNumber);
+}
+
+const SerialRow SERIAL_NUMBERS[] = {
+    {"Decimal", "123456702", 1234567, 2},
+    {"TwoDigitRevision", "123456710", 1234567, 10},
+    {"LargestDecimal", "999999999", 9999999, 99},
+    {"EightCharacters", "12345670", 0, 0},
+    {"OneCharacter", "1", 0, 0},
+    {"TenCharacters", "1234567234", 1234567, 23},
+    {"OctalSerial", "012345610", 0123456, 10},
+    {"OctalRevision", "123456707", 1234567, 7},
+    {"OctalRevisionEndsAtEight", "123456708", 1234567, 0},
+    {"OctalRevisionEndsAtNine", "123456709", 1234567, 0},
+    {"OctalSerialEndsAtEight", "012845610", 012, 10},
+    {"HexadecimalSerial", "0x1ABcD10", 0x1ABCD, 10},
+    {"UpperCasePrefix", "0X1ABCD10", 0x1ABCD, 10},
+    {"HexadecimalEndsAtOtherLetters", "0x12G4510", 0x12, 10},
+    {"PrefixAloneIsZero", "0xGHIJK10", 0, 10},
+    {"RevisionOfPrefixAloneIsZero", "12345670x1", 1234567, 0},
+    {"EndsAtTheFirstLetter", "12a456710", 12, 10},
+    {"NoNumbers", "abcdefghi", 0, 0},
+    {"Zeros", "000000000", 0, 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(Texts, SerialNumber, testing::ValuesIn(SERIAL_NUMBERS), test::rowName());
+
+// ---- software version
+
+class SoftwareVersion : public StandardObjects {
+protected:
+  void SetUp() override { KQDEI::instance()->clear(); }
+  void TearDown() override { KQDEI::instance()->clear(); }
+
+  void addVersion(unsigned char subIndex, const std::string& text) {
+    const KQExternalVariable variable(0x2400, subIndex, "Version", STORAGE_TYPE_STRING, 0, 0, 0, text, 32, false,
+                                      nullptr);
+    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+    addText(0x2400, subIndex, "");
+    dictionary.setDEI(KQDEI::instance());
+  }
+};
+
+TEST_F(SoftwareVersion, IsTakenFromTheApplication) {
+  addVersion(0x0F, "2.7.1");
+  create();
+  EXPECT_EQ(textOf(0x100A), "2.7.1");
+  EXPECT_EQ(dictionary.getSubentry(0x100A, 0)->defaultValueString, "2.7.1");
+}
+
+TEST_F(SoftwareVersion, OfAnotherSubIndexDoesNotCount) {
+  addVersion(0x0E, "2.7.1");
+  create();
+  EXPECT_EQ(textOf(0x100A), "undefined");
+}
+
+TEST_F(SoftwareVersion, IsUndefinedWithoutItsVariable) {
+  addText(0x2400, 0x0F, "");
+  dictionary.setDEI(KQDEI::instance());
+  create();
+  EXPECT_EQ(textOf(0x100A), "undefined");
+}
+
+TEST_F(SoftwareVersion, IsTakenWhenCreatedAgain) {
+  create();
+  EXPECT_EQ(textOf(0x100A), "undefined");
+  addVersion(0x0F, "2.7.1");
+  create();
+  EXPECT_EQ(textOf(0x100A), "2.7.1");
+}
+
+// ---- created twice
+
+TEST_F(StandardObjects, CreatedAgainHaveTheirDefaultsBack) {
+  create();
+  dictionary.setValue(0x1017, 0, 1000, true);
+  dictionary.setValue(0x1008, 0, std::string("changed"), true);
+  create();
+  EXPECT_EQ(valueOf(0x1017, 0), 0);
+  EXPECT_EQ(textOf(0x1008), "TAVO");
+}
+
+TEST_F(StandardObjects, CreatedAgainHaveTheirHighestSubIndexes) {
+  create();
+  create();
+  EXPECT_EQ(valueOf(0x1003, 0), 1);
+  EXPECT_EQ(valueOf(0x1010, 0), 3);
+  EXPECT_EQ(valueOf(0x1011, 0), 3);
+  EXPECT_EQ(valueOf(0x1016, 0), 1);
+  EXPECT_EQ(valueOf(0x1018, 0), 4);
+  EXPECT_EQ(valueOf(0x1200, 0), 2);
+}
+
+TEST_F(StandardObjects, CreatedAgainHaveTheirLimitsBack) {
+  create();
+  dictionary.setLimits(0x1017, 0, 5, 6);
+  create();
+  EXPECT_EQ(dictionary.getSubentry(0x1017, 0)->lowLimit, 0);
+  EXPECT_EQ(dictionary.getSubentry(0x1017, 0)->highLimit, 65535);
+}
+
+TEST_F(StandardObjects, ExistingEntryKeepsNameAndType) {
+  dictionary.addEntry(0x1000, OBJECT_TYPE_RECORD, "Mine");
+  create();
+  EXPECT_EQ(dictionary.getEntry(0x1000)->name, "Mine");
+  EXPECT_EQ(dictionary.getEntry(0x1000)->objectType, OBJECT_TYPE_RECORD);
+  EXPECT_TRUE(dictionary.subObjectExists(0x1000, 0));
+}
+
+TEST_F(StandardObjects, FollowANodeIDChangedInBetween) {
+  create();
+  node.setNodeID(9);
+  create();
+  EXPECT_EQ(valueOf(0x1014, 0), 0x89);
+}
+
+// ---- default description file
+
+TEST_F(StandardObjects, AreWrittenToTheDefaultFile) {
+  create();
+  EXPECT_EQ(directory.read("tavo_default.dcf").substr(0, 30), "[FileInfo]\nFileName=tavo.dcf\nF");
+  EXPECT_FALSE(std::filesystem::exists("tavo.dcf"));
+}
+
+TEST_F(StandardObjects, DefaultFileHoldsTheLastObject) {
+  create();
+  EXPECT_NE(directory.read("tavo_default.dcf").find("[1200sub2]\n"), std::string::npos);
+}
+
+TEST_F(StandardObjects, AreThereAlsoWhenTheDefaultFileCannotBeWritten) {
+  std::filesystem::create_directory("tavo_default.dcf");
+  EXPECT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK);
+  EXPECT_EQ(valueOf(0x1200, 0), 2);
+}
+
+}  // namespace
