@@ -1,0 +1,272 @@
+// The registry of stack instances.
+//
+//  subject             | functional                                 | robustness
+//  --------------------+--------------------------------------------+----------------------------------------
+//  addCANopenInstance  | ports, insertion order                     | null, the same one twice, no context
+//  getCANopenInstance  | a row for each kind of look-up             | low 16 bits of the port, unknown ones
+//  updateAllData       | slices, key order, tick of each turn       | none registered, deadline passed, failing cycle
+//  deleteAllInstances  | every instance once                        | empty registry, used again afterwards
+
+#include <vector>
+
+#include "KQCANopenInstanceManager.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "TestNode.h"
+
+namespace {
+
+using KQ::KQCANopenInstanceManager;
+
+struct Turn {
+  int node;
+  unsigned int deadline;
+  bool operator==(const Turn& other) const { return node == other.node && deadline == other.deadline; }
+};
+
+void PrintTo(const Turn& turn, std::ostream* stream) {
+  *stream << "node " << turn.node << " until " << turn.deadline;
+}
+
+using Turns = std::vector<Turn>;
+
+/// A node that notes its cycles and its end.
+class ObservedNode : public KQ::KQCANopen {
+public:
+  ObservedNode(int nodeNumber, Turns& sharedTurns, std::vector<int>& sharedDeletions)
+      : KQCANopen("node"), number(nodeNumber), turns(sharedTurns), deletions(sharedDeletions) {}
+  ~ObservedNode() override { deletions.push_back(number); }
+
+  int process(unsigned int deadline) override {
+    turns.push_back({number, deadline});
+    return KQ::KQ_NOT_AVAILABLE;
+  }
+
+private:
+  int number;
+  Turns& turns;
+  std::vector<int>& deletions;
+};
+
+class InstanceManager : public testing::Test {
+protected:
+  InstanceManager() { manager.deleteAllInstances(); }
+  ~InstanceManager() override { manager.deleteAllInstances(); }
+
+  /// Registers a new node; its number is the position of its registration.
+  KQ::KQCANopen* add(unsigned int port, unsigned char nodeID) {
+    auto* const node = new ObservedNode(++number, turns, deletions);
+    node->create(KQ::KQDEI::instance(), nullptr, port, nullptr);  // the context is kept without a port, too
+    node->setNodeID(nodeID);
+    manager.addCANopenInstance(node);
+    return node;
+  }
+
+  KQCANopenInstanceManager& manager = *KQCANopenInstanceManager::instance();
+  test::TestClock clock{10000};
+  int number = 0;
+  Turns turns;
+  std::vector<int> deletions;
+};
+
+TEST_F(InstanceManager, IsOneForTheProcess) {
+  EXPECT_EQ(KQCANopenInstanceManager::instance(), &manager);
+}
+
+// ---- look-up
+
+TEST_F(InstanceManager, EmptyRegistryFindsNothing) {
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), nullptr);
+}
+
+TEST_F(InstanceManager, NodeID0FindsTheFirstOfThePort) {
+  KQ::KQCANopen* const first = add(1, 9);
+  add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), first);
+}
+
+TEST_F(InstanceManager, NodeIDPicksTheNodeOfThePort) {
+  KQ::KQCANopen* const first = add(1, 5);
+  KQ::KQCANopen* const second = add(1, 6);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), first);
+  EXPECT_EQ(manager.getCANopenInstance(1, 6), second);
+}
+
+TEST_F(InstanceManager, EqualNodeIDsFindTheFirstInOrderOfRegistration) {
+  KQ::KQCANopen* const first = add(1, 5);
+  add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), first);
+}
+
+TEST_F(InstanceManager, UnknownNodeIDFindsNothing) {
+  add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(1, 6), nullptr);
+}
+
+TEST_F(InstanceManager, OtherPortFindsNothing) {
+  add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(2, 5), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(2, 0), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(0, 5), nullptr);
+}
+
+TEST_F(InstanceManager, SameNodeIDOnTwoPortsAreTwoNodes) {
+  KQ::KQCANopen* const onSecondPort = add(2, 5);
+  KQ::KQCANopen* const onFirstPort = add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), onFirstPort);
+  EXPECT_EQ(manager.getCANopenInstance(2, 5), onSecondPort);
+}
+
+TEST_F(InstanceManager, OnlyTheLow16BitsOfTheAskedPortCount) {
+  KQ::KQCANopen* const node = add(1, 5);
+  EXPECT_EQ(manager.getCANopenInstance(0x10001, 5), node);
+  EXPECT_EQ(manager.getCANopenInstance(0xFFFF0001, 0), node);
+}
+
+TEST_F(InstanceManager, OnlyTheLow16BitsOfTheRegisteredPortCount) {
+  KQ::KQCANopen* const node = add(0x2FFFF, 5);
+  EXPECT_EQ(manager.getCANopenInstance(0xFFFF, 5), node);
+  EXPECT_EQ(manager.getCANopenInstance(0x2FFFF, 5), node);
+}
+
+TEST_F(InstanceManager, NodeIDIsThatOfTheMomentOfTheLookUp) {
+  KQ::KQCANopen* const node = add(1, 5);
+  node->setNodeID(6);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(1, 6), node);
+}
+
+TEST_F(InstanceManager, NullIsIgnored) {
+  manager.addCANopenInstance(nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(0, 0), nullptr);
+  manager.updateAllData(clock.now() + 10);
+}
+
+TEST_F(InstanceManager, InstanceWithoutContextIsFoundOnPort0) {
+  auto* const node = new ObservedNode(1, turns, deletions);
+  manager.addCANopenInstance(node);
+  EXPECT_EQ(manager.getCANopenInstance(0, 0), node);
+}
+
+// ---- cycle
+
+TEST_F(InstanceManager, CycleWithoutInstancesReadsNoTick) {
+  manager.updateAllData(10100);
+  EXPECT_EQ(clock.readings(), 0U);
+}
+
+TEST_F(InstanceManager, OneNodeGetsTheWholeTime) {
+  add(1, 5);
+  manager.updateAllData(10100);
+  EXPECT_EQ(turns, (Turns{{1, 10100}}));
+}
+
+TEST_F(InstanceManager, EveryNodeGetsAnEqualSlice) {
+  add(1, 5);
+  add(1, 6);
+  add(1, 7);
+  manager.updateAllData(10100);  // 100 / 3, rounded down
+  EXPECT_EQ(turns, (Turns{{1, 10033}, {2, 10033}, {3, 10033}}));
+}
+
+TEST_F(InstanceManager, SliceCountsFromTheTurnOfTheNode) {
+  add(1, 5);
+  add(1, 6);
+  clock.advanceOnEveryReading(7);
+  manager.updateAllData(10100);
+  EXPECT_EQ(turns, (Turns{{1, 10007 + 50}, {2, 10014 + 50}}));
+}
+
+TEST_F(InstanceManager, PortsAreServedInAscendingOrder) {
+  add(3, 5);
+  add(1, 6);
+  add(2, 7);
+  manager.updateAllData(10000);
+  EXPECT_EQ(turns, (Turns{{2, 10000}, {3, 10000}, {1, 10000}}));
+}
+
+TEST_F(InstanceManager, NodesOfOnePortAreServedInOrderOfRegistration) {
+  add(2, 9);
+  add(1, 8);
+  add(2, 7);
+  add(1, 6);
+  manager.updateAllData(10000);
+  EXPECT_EQ(turns, (Turns{{2, 10000}, {4, 10000}, {1, 10000}, {3, 10000}}));
+}
+
+TEST_F(InstanceManager, DeadlinePassedWrapsIntoALargeSlice) {
+  add(1, 5);
+  add(1, 6);
+  manager.updateAllData(9998);  // (2^32 - 2) / 2
+  EXPECT_EQ(turns, (Turns{{1, 10000U + 0x7FFFFFFF}, {2, 10000U + 0x7FFFFFFF}}));
+}
+
+TEST_F(InstanceManager, DeadlineBeyondTheWrapOfTheTickCountsOn) {
+  clock.set(0xFFFFFFF0);
+  add(1, 5);
+  add(1, 6);
+  manager.updateAllData(0x10);
+  EXPECT_EQ(turns, (Turns{{1, 0}, {2, 0}}));
+}
+
+TEST_F(InstanceManager, FailedCycleDoesNotKeepTheOthersFromTheirs) {
+  add(1, 5);
+  add(1, 6);
+  manager.updateAllData(10000);
+  manager.updateAllData(10000);
+  EXPECT_EQ(turns.size(), 4U);
+}
+
+TEST_F(InstanceManager, InstanceAddedTwiceHasTwoTurns) {
+  KQ::KQCANopen* const node = add(1, 5);
+  manager.addCANopenInstance(node);
+  manager.updateAllData(10100);
+  EXPECT_EQ(turns, (Turns{{1, 10050}, {1, 10050}}));
+}
+
+// ---- end
+
+TEST_F(InstanceManager, DeletesEveryInstanceInKeyOrder) {
+  add(2, 5);
+  add(1, 6);
+  add(1, 7);
+  manager.deleteAllInstances();
+  EXPECT_EQ(deletions, (std::vector<int>{2, 3, 1}));
+}
+
+TEST_F(InstanceManager, InstanceAddedTwiceIsDeletedOnce) {
+  KQ::KQCANopen* const node = add(1, 5);
+  manager.addCANopenInstance(node);
+  manager.deleteAllInstances();
+  EXPECT_EQ(deletions, (std::vector<int>{1}));
+}
+
+TEST_F(InstanceManager, FindsNothingAfterDeletion) {
+  add(1, 5);
+  add(2, 6);
+  manager.deleteAllInstances();
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(2, 0), nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(2, 6), nullptr);
+}
+
+TEST_F(InstanceManager, CycleAfterDeletionReadsNoTick) {
+  add(1, 5);
+  manager.deleteAllInstances();
+  manager.updateAllData(10100);
+  EXPECT_EQ(clock.readings(), 0U);
+  EXPECT_EQ(turns, Turns{});
+}
+
+TEST_F(InstanceManager, IsUsableAfterDeletion) {
+  add(1, 5);
+  manager.deleteAllInstances();
+  KQ::KQCANopen* const node = add(1, 6);
+  manager.updateAllData(10100);
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), node);
+  EXPECT_EQ(turns, (Turns{{2, 10100}}));  // the count began anew as well
+}
+
+}  // namespace

@@ -1,0 +1,231 @@
+// The communication state machine: draining the port.
+//
+//  subject                 | functional                               | robustness
+//  ------------------------+------------------------------------------+-----------------------------------------
+//  handler order           | up to the one that takes the frame       | nobody takes it, any result, no EMCY handler
+//  result                  | 5, 0 while paused, the kept one          | no port, each handler missing
+//  receive buffer          | cleared after every frame                |
+//  budget                  | boundary in both directions              | 0, sum wraps
+//  budget of the instance  | boundaries of the tick where it wraps    |
+
+#include "ReadableName.h"
+#include "StateMachineFixture.h"
+
+namespace {
+
+using test::Frames;
+using test::Offers;
+
+class Reception : public test::StateMachineFixture {
+protected:
+  void inject(unsigned int count) {
+    for (unsigned int i = 0; i < count; ++i) {
+      node.port().inject("123#01");
+    }
+  }
+};
+
+TEST_F(Reception, EmptyPortGives5) {
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(offers, Offers{});
+}
+
+// ---- order
+
+struct Taker {
+  const char* name;
+  unsigned int position;  // of the handler that takes the frame
+};
+
+class HandlerOrder : public Reception, public testing::WithParamInterface<Taker> {
+protected:
+  void answer(unsigned int position, int result) {
+    int* const answers[] = {&nmt.answer, &sync.answer, &pdo.answer, &sdo.answer, &emergency.answer};
+    *answers[position] = result;
+  }
+};
+
+const Offers IN_ORDER = {"NMT 123#01", "SYNC 123#01", "PDO 123#01", "SDO 123#01", "EMCY 123#01"};
+
+TEST_P(HandlerOrder, OfferingEndsWithTheHandlerThatTakesTheFrame) {
+  inject(1);
+  answer(GetParam().position, KQ::KQ_OK);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(offers, Offers(IN_ORDER.begin(), IN_ORDER.begin() + GetParam().position + 1));
+}
+
+TEST_P(HandlerOrder, AnyResultBut11TakesTheFrame) {
+  inject(1);
+  answer(GetParam().position, KQ::KQ_UNKNOWN_COMMAND);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(offers.size(), GetParam().position + 1);
+}
+
+TEST_P(HandlerOrder, ResultOfTheLastHandlerAskedIsKept) {
+  inject(1);
+  answer(GetParam().position, 42);
+  EXPECT_EQ(machine.receiveCANMessages(0), 42);
+}
+
+INSTANTIATE_TEST_SUITE_P(Handlers, HandlerOrder,
+                         testing::Values(Taker{"NMT", 0}, Taker{"SYNC", 1}, Taker{"PDO", 2}, Taker{"SDO", 3},
+                                         Taker{"EMCY", 4}),
+                         [](const testing::TestParamInfo<Taker>& testInfo) { return testInfo.param.name; });
+
+TEST_F(Reception, FrameThatNobodyTakesIsDroppedAndTheNextOneOffered) {
+  node.port().inject("123#01");
+  node.port().inject("124#02 03");
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(offers, (Offers{"NMT 123#01", "SYNC 123#01", "PDO 123#01", "SDO 123#01", "EMCY 123#01", "NMT 124#02 03",
+                            "SYNC 124#02 03", "PDO 124#02 03", "SDO 124#02 03", "EMCY 124#02 03"}));
+}
+
+TEST_F(Reception, FailureOfAHandlerDoesNotEndTheLoop) {
+  nmt.answer = KQ::KQ_INVALID_ARGUMENT;
+  inject(3);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(offers.size(), 3U);
+}
+
+TEST_F(Reception, WorksWithoutTheEmergencyHandler) {
+  machine.setMessageHandlers(&sdo, &pdo, &sync, &nmt, nullptr);
+  inject(1);
+  EXPECT_EQ(machine.receiveCANMessages(0), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(offers.size(), 4U);
+}
+
+TEST_F(Reception, BufferIsClearedAfterEveryFrame) {
+  node.port().inject("123#01 02 03 04 05 06 07 08");
+  machine.receiveCANMessages(10);
+  ASSERT_NE(nmt.lastMessage, nullptr);
+  EXPECT_EQ(nmt.lastMessage->identifier, 0U);
+  EXPECT_EQ(nmt.lastMessage->length, 0U);
+  EXPECT_EQ(nmt.lastMessage->flags, 0U);
+  for (const unsigned char byte : nmt.lastMessage->data) {
+    EXPECT_EQ(byte, 0);
+  }
+}
+
+TEST_F(Reception, DoesNotDependOnTheState) {
+  for (const int state : {0, 1, 2, 3, 4, 5, 6, 9}) {
+    enter(state);
+    offers.clear();
+    inject(1);
+    EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA) << state;
+    EXPECT_EQ(offers.size(), 5U) << state;
+  }
+}
+
+// ---- results without reception
+
+TEST_F(Reception, PausedMachineGives0AndReadsNothing) {
+  inject(1);
+  machine.pauseMachine(true);
+  EXPECT_EQ(machine.receiveCANMessages(10), 0);
+  EXPECT_EQ(node.port().waitingFrames(), 1U);
+}
+
+TEST_F(Reception, PausedComesBeforeAnythingMissing) {
+  KQ::KQCANopenStateMachine bare(&node.canopen());
+  bare.pauseMachine(true);
+  EXPECT_EQ(bare.receiveCANMessages(10), 0);
+}
+
+TEST_F(Reception, WithoutPortGives10) {
+  KQ::KQCANopen portless("portless");
+  KQ::KQCANopenStateMachine other(&portless);
+  connect(other);
+  EXPECT_EQ(other.receiveCANMessages(10), KQ::KQ_NOT_AVAILABLE);
+}
+
+class ReceptionWithoutHandler : public Reception, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ReceptionWithoutHandler, Gives10AndLeavesTheFrameInThePort) {
+  const std::string missing = GetParam();
+  machine.setMessageHandlers(missing == "SDO" ? nullptr : &sdo, missing == "PDO" ? nullptr : &pdo,
+                             missing == "SYNC" ? nullptr : &sync, missing == "NMT" ? nullptr : &nmt, &emergency);
+  inject(1);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.port().waitingFrames(), 1U);
+  EXPECT_EQ(offers, Offers{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Missing, ReceptionWithoutHandler, testing::Values("NMT", "SDO", "PDO", "SYNC"),
+                         test::ReadableName());
+
+// ---- budget
+
+TEST_F(Reception, ZeroBudgetEndsAfterOneFrame) {
+  inject(3);
+  EXPECT_EQ(machine.receiveCANMessages(0), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(node.port().waitingFrames(), 2U);
+}
+
+TEST_F(Reception, StandingClockDrainsThePort) {
+  inject(100);
+  EXPECT_EQ(machine.receiveCANMessages(1), KQ::KQ_NO_DATA);
+  EXPECT_EQ(node.port().waitingFrames(), 0U);
+}
+
+TEST_F(Reception, EndsWhenTheBudgetIsReached) {
+  inject(12);
+  node.clock.advanceOnEveryReading(1);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(node.port().waitingFrames(), 2U);  // the tenth frame ended at start + 10
+}
+
+TEST_F(Reception, GoesOnOneMillisecondBeforeTheBudgetIsReached) {
+  inject(9);
+  node.clock.advanceOnEveryReading(1);
+  EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
+}
+
+struct WrapRow {
+  const char* name;
+  unsigned int start;
+  unsigned int budget;
+  std::size_t left;  // of three frames
+};
+
+class BudgetWrap : public Reception, public testing::WithParamInterface<WrapRow> {};
+
+TEST_P(BudgetWrap, SumIsUnsigned32Bit) {
+  node.clock.set(GetParam().start);
+  inject(3);
+  EXPECT_EQ(machine.receiveCANMessages(GetParam().budget), GetParam().left == 0 ? KQ::KQ_NO_DATA : KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(node.port().waitingFrames(), GetParam().left);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sums, BudgetWrap,
+                         testing::Values(WrapRow{"LastSumBeforeTheWrap", 0xFFFFFFF5, 10, 0},
+                                         WrapRow{"FirstSumThatWraps", 0xFFFFFFF6, 10, 2},
+                                         WrapRow{"LastTick", 0xFFFFFFFF, 10, 2}, WrapRow{"AfterTheWrap", 0, 10, 0},
+                                         WrapRow{"LargestBudget", 1, 0xFFFFFFFF, 2},
+                                         WrapRow{"LargestBudgetAtTick0", 0, 0xFFFFFFFF, 0}),
+                         [](const testing::TestParamInfo<WrapRow>& testInfo) { return testInfo.param.name; });
+
+/// The instance passes tick + 10 as the budget, which is added to the tick once more: the loop ends early only where
+/// that sum wraps to or below the tick.
+class InstanceBudget : public testing::TestWithParam<WrapRow> {};
+
+TEST_P(InstanceBudget, TickPlusTenIsAddedToTheTick) {
+  test::TestNode node;
+  node.boot();
+  node.clock.set(GetParam().start);
+  for (int i = 0; i < 3; ++i) {
+    node.port().inject("123#01");
+  }
+  node.canopen().onEndPointReadable(&node.port(), nullptr);
+  EXPECT_EQ(node.port().waitingFrames(), GetParam().left);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ticks, InstanceBudget,
+    testing::Values(WrapRow{"Tick0", 0, 0, 0}, WrapRow{"LastBelowTheWrap", 0x7FFFFFFA, 0, 0},
+                    WrapRow{"FirstThatWraps", 0x7FFFFFFB, 0, 2}, WrapRow{"SignBit", 0x80000000, 0, 2},
+                    WrapRow{"LastThatWrapsOnce", 0xFFFFFFF6, 0, 2}, WrapRow{"SumJustAboveTheTick", 0xFFFFFFF7, 0, 0},
+                    WrapRow{"LastSumAboveTheTick", 0xFFFFFFFA, 0, 0}, WrapRow{"FirstThatWrapsTwice", 0xFFFFFFFB, 0, 2},
+                    WrapRow{"LastTick", 0xFFFFFFFF, 0, 2}),
+    [](const testing::TestParamInfo<WrapRow>& testInfo) { return testInfo.param.name; });
+
+}  // namespace

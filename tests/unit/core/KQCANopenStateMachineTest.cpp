@@ -1,0 +1,484 @@
+// The communication state machine: states, cycle and send pass. (Reception: KQCANopenStateMachineReceptionTest.cpp)
+//
+//  subject                      | functional                          | robustness
+//  -----------------------------+-------------------------------------+-------------------------------------
+//  initHandlers                 | every handler wired                 | each part missing, objects missing
+//  setState                     | signal, log line, order             | any value, stream left in hexadecimal
+//  run, a row for each state    | result, next state, frames, log     | unknown states, paused, failing INIT
+//  sendCANMessages              | status word, heartbeat              | paused, without handlers
+//  copy and assignment          | what is taken, what is reset        | onto itself
+
+#include <iostream>
+#include <limits>
+
+#include "KQSignal.h"
+#include "SignalRecorder.h"
+#include "StateMachineFixture.h"
+
+namespace {
+
+using test::Frames;
+
+constexpr int SEND_STATUS_AFTER_A_QUIET_PASS = 5;
+constexpr int UNTOUCHED_STATUS = 77;
+
+class StateMachine : public test::StateMachineFixture {};
+
+// ---- setState
+
+class SetState : public StateMachine, public testing::WithParamInterface<std::pair<int, const char*>> {};
+
+TEST_P(SetState, StoresAnyValueAndLogsItInHexadecimal) {
+  machine.setState(GetParam().first);
+  EXPECT_EQ(machine.getState(), GetParam().first);
+  EXPECT_EQ(node.output.takeOutput(), std::string("CANOPEN: State set to 0x") + GetParam().second + "\n");
+}
+
+TEST_P(SetState, SignalsNodeIDAndState) {
+  test::SignalRecorder listener;
+  machine.addStateListener(&listener);
+  machine.setState(GetParam().first);
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getType(), 6);
+  EXPECT_EQ(listener.signals[0].getCode(), 1700);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 5U);
+  EXPECT_EQ(listener.signals[0].getSecondValue(), static_cast<unsigned int>(GetParam().first));
+  EXPECT_FALSE(listener.signals[0].getFlag());
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, SetState,
+                         testing::Values(std::make_pair(0, "0"), std::make_pair(1, "1"), std::make_pair(2, "2"),
+                                         std::make_pair(3, "3"), std::make_pair(4, "4"), std::make_pair(5, "5"),
+                                         std::make_pair(6, "6"), std::make_pair(7, "7"), std::make_pair(26, "1a"),
+                                         std::make_pair(-1, "ffffffff")),
+                         [](const testing::TestParamInfo<std::pair<int, const char*>>& testInfo) {
+                           return std::string("State0x") + testInfo.param.second;
+                         });
+
+TEST_F(StateMachine, LeavesTheStreamInDecimalMode) {
+  std::cout << std::hex;
+  machine.setState(3);
+  EXPECT_EQ(std::cout.flags() & std::ios_base::basefield, std::ios_base::dec);
+}
+
+/// Notes what it sees of the machine while it is called.
+class CuriousListener : public KQ::KQSignalListener {
+public:
+  CuriousListener(const KQ::KQCANopenStateMachine& observed, test::CapturedOutput& capturedOutput)
+      : machine(observed), output(capturedOutput) {}
+  int signalOccurred(KQ::KQSignal& /*signal*/) override {
+    stateDuringCall = machine.getState();
+    outputBeforeCall = output.takeOutput();
+    return 0;
+  }
+
+  int stateDuringCall = -1;
+  std::string outputBeforeCall = "not called";
+
+private:
+  const KQ::KQCANopenStateMachine& machine;
+  test::CapturedOutput& output;
+};
+
+TEST_F(StateMachine, StoresThenSignalsThenLogs) {
+  CuriousListener listener(machine, node.output);
+  machine.addStateListener(&listener);
+  machine.setState(4);
+  EXPECT_EQ(listener.stateDuringCall, 4);
+  EXPECT_EQ(listener.outputBeforeCall, "");
+  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x4\n");
+}
+
+TEST_F(StateMachine, SignalsTheNodeIDOfTheInstanceAsItIsNow) {
+  test::SignalRecorder listener;
+  machine.addStateListener(&listener);
+  node.canopen().setNodeID(127);
+  machine.setState(4);
+  EXPECT_EQ(listener.signals.at(0).getFirstValue(), 127U);
+}
+
+TEST_F(StateMachine, SecondStateListenerReplacesTheFirst) {
+  test::SignalRecorder first;
+  test::SignalRecorder second;
+  machine.addStateListener(&first);
+  machine.addStateListener(&second);
+  machine.setState(4);
+  EXPECT_TRUE(first.signals.empty());
+  EXPECT_EQ(second.signals.size(), 1U);
+}
+
+TEST_F(StateMachine, NullStateListenerRemovesTheListener) {
+  test::SignalRecorder listener;
+  machine.addStateListener(&listener);
+  machine.addStateListener(nullptr);
+  machine.setState(4);
+  EXPECT_TRUE(listener.signals.empty());
+}
+
+TEST_F(StateMachine, SignalsTheSameStateAgain) {
+  test::SignalRecorder listener;
+  machine.addStateListener(&listener);
+  machine.setState(4);
+  machine.setState(4);
+  EXPECT_EQ(listener.signals.size(), 2U);
+}
+
+// ---- run: a row for each state
+
+struct StateRow {
+  const char* name;
+  int state;
+  int nextState;
+  Frames frames;
+  const char* log;
+  int status;
+};
+
+class Cycle : public StateMachine, public testing::WithParamInterface<StateRow> {
+protected:
+  Cycle() {
+    machine.initHandlers();
+    dictionary.setValue(0x1017, 0, 100, true);
+    node.canopen().setProtocolStatus(UNTOUCHED_STATUS);
+    enter(GetParam().state);
+  }
+};
+
+TEST_P(Cycle, RunsTheActionOfTheState) {
+  EXPECT_EQ(machine.run(0), 0);
+  EXPECT_EQ(machine.getState(), GetParam().nextState);
+  EXPECT_EQ(node.port().takeSent(), GetParam().frames);
+  EXPECT_EQ(node.output.takeOutput(), GetParam().log);
+  EXPECT_EQ(node.canopen().getProtocolStatus(), GetParam().status);
+}
+
+TEST_P(Cycle, DoesNotDependOnTheDeadline) {
+  EXPECT_EQ(machine.run(0xFFFFFFFF), 0);
+  EXPECT_EQ(machine.getState(), GetParam().nextState);
+  EXPECT_EQ(node.port().takeSent(), GetParam().frames);
+  EXPECT_EQ(node.canopen().getProtocolStatus(), GetParam().status);
+}
+
+TEST_P(Cycle, DoesNothingWhilePaused) {
+  machine.pauseMachine(true);
+  EXPECT_EQ(machine.run(0), 0);
+  EXPECT_EQ(machine.getState(), GetParam().state);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(node.canopen().getProtocolStatus(), UNTOUCHED_STATUS);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, Cycle,
+    testing::Values(StateRow{"Init", 0, 3, {"705#00"}, "CANOPEN: State set to 0x3\n", UNTOUCHED_STATUS},
+                    StateRow{"ResetApplication", 1, 0, {}, "CANOPEN: State set to 0x0\n", UNTOUCHED_STATUS},
+                    StateRow{"ResetCommunication", 2, 0, {}, "CANOPEN: State set to 0x0\n", UNTOUCHED_STATUS},
+                    StateRow{"PreOperational", 3, 3, {"705#7F"}, "", SEND_STATUS_AFTER_A_QUIET_PASS},
+                    StateRow{"Operational", 4, 4, {"705#05"}, "", SEND_STATUS_AFTER_A_QUIET_PASS},
+                    StateRow{"Stopped", 5, 5, {"705#04"}, "", SEND_STATUS_AFTER_A_QUIET_PASS},
+                    StateRow{"FatalError",
+                             6,
+                             2,
+                             {},
+                             "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!\nTrying to do a reset...!\n"
+                             "CANOPEN: State set to 0x2\n",
+                             UNTOUCHED_STATUS},
+                    StateRow{"Unknown7", 7, 7, {}, "KQCANopenStateMachine: UNKNOWN STATE!!!!!\n", UNTOUCHED_STATUS},
+                    StateRow{"Unknown9", 9, 9, {}, "KQCANopenStateMachine: UNKNOWN STATE!!!!!\n", UNTOUCHED_STATUS},
+                    StateRow{
+                        "UnknownMinus1", -1, -1, {}, "KQCANopenStateMachine: UNKNOWN STATE!!!!!\n", UNTOUCHED_STATUS}),
+    [](const testing::TestParamInfo<StateRow>& testInfo) { return testInfo.param.name; });
+
+TEST_F(StateMachine, StartsInINITUnpaused) {
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_FALSE(machine.isPaused());
+}
+
+TEST_F(StateMachine, INITSignalsOnlyPreOperational) {
+  test::SignalRecorder listener;
+  machine.addStateListener(&listener);
+  machine.run(0);
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
+}
+
+TEST_F(StateMachine, INITSucceedsAlsoWhenTheBootUpIsRefused) {
+  node.port().refuse(26, KQ::KQ_DEFERRED);
+  EXPECT_EQ(machine.run(0), 0);
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+}
+
+TEST_F(StateMachine, UnknownStateIsReportedEveryCycle) {
+  enter(9);
+  machine.run(0);
+  machine.run(0);
+  EXPECT_EQ(node.output.takeOutput(),
+            "KQCANopenStateMachine: UNKNOWN STATE!!!!!\nKQCANopenStateMachine: UNKNOWN STATE!!!!!\n");
+}
+
+TEST_F(StateMachine, PausedMachineDoesNotReadTheClock) {
+  machine.pauseMachine(true);
+  const unsigned int readings = node.clock.readings();
+  machine.run(0);
+  machine.sendCANMessages(0);
+  machine.receiveCANMessages(10);
+  EXPECT_EQ(node.clock.readings(), readings);
+}
+
+TEST_F(StateMachine, ResumedMachineGoesOnWhereItStopped) {
+  enter(4);
+  machine.pauseMachine(true);
+  machine.run(0);
+  EXPECT_TRUE(machine.isPaused());
+  machine.pauseMachine(false);
+  EXPECT_FALSE(machine.isPaused());
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
+}
+
+TEST_F(StateMachine, FailingINITRetriesEveryThirdCycle) {
+  machine.setMessageHandlers(nullptr, &pdo, &sync, &nmt, &emergency);
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    EXPECT_EQ(machine.run(0), KQ::KQ_NOT_AVAILABLE);
+    EXPECT_EQ(node.output.takeOutput(), "KQCANopenStateMachine: INIT FAILED!\nCANOPEN: State set to 0x6\n");
+    EXPECT_EQ(machine.run(0), 0);
+    EXPECT_EQ(node.output.takeOutput(),
+              "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!\nTrying to do a reset...!\n"
+              "CANOPEN: State set to 0x2\n");
+    EXPECT_EQ(machine.run(0), 0);
+    EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x0\n");
+  }
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+}
+
+TEST_F(StateMachine, RecoversWhenTheMissingHandlerIsThere) {
+  machine.setMessageHandlers(nullptr, &pdo, &sync, &nmt, &emergency);
+  machine.run(0);
+  machine.setMessageHandlers(&sdo, &pdo, &sync, &nmt, &emergency);
+  machine.run(0);
+  machine.run(0);
+  EXPECT_EQ(machine.run(0), 0);
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
+}
+
+// ---- initHandlers
+
+enum Part { NMT, SDO, PDO, SYNC, DICTIONARY, EMCY };
+
+class MissingPart : public StateMachine, public testing::WithParamInterface<std::pair<Part, const char*>> {
+protected:
+  MissingPart() {
+    const Part missing = GetParam().first;
+    machine.setMessageHandlers(missing == SDO ? nullptr : &sdo, missing == PDO ? nullptr : &pdo,
+                               missing == SYNC ? nullptr : &sync, missing == NMT ? nullptr : &nmt,
+                               missing == EMCY ? nullptr : &emergency);
+    machine.setObjectDictionary(missing == DICTIONARY ? nullptr : &dictionary);
+    answerAsReal();
+  }
+};
+
+TEST_P(MissingPart, InitGives10AndWiresNothing) {
+  EXPECT_EQ(machine.initHandlers(), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(machine.handleInitState(0), KQ::KQ_NOT_AVAILABLE);
+  KQ::KQCANMessage command = test::frame("000#80 05");
+  EXPECT_EQ(nmt.handleMessage(&command), KQ::KQ_NOT_HANDLED);  // as long as it knows no state machine
+  KQ::KQCANMessage request = test::frame("605#40 00 10 00 00 00 00 00");
+  EXPECT_EQ(sdo.handleMessage(&request), KQ::KQ_INVALID_ARGUMENT);
+}
+
+TEST_P(MissingPart, CycleInINITFails) {
+  EXPECT_EQ(machine.run(0), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_FATAL_ERROR);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, MissingPart,
+                         testing::Values(std::make_pair(NMT, "NMT"), std::make_pair(SDO, "SDO"),
+                                         std::make_pair(PDO, "PDO"), std::make_pair(SYNC, "SYNC"),
+                                         std::make_pair(DICTIONARY, "Dictionary"), std::make_pair(EMCY, "EMCY")),
+                         [](const testing::TestParamInfo<std::pair<Part, const char*>>& testInfo) {
+                           return testInfo.param.second;
+                         });
+
+class Wiring : public StateMachine {
+protected:
+  Wiring() {
+    answerAsReal();
+    EXPECT_EQ(machine.handleInitState(0), 0);
+  }
+
+  Frames receive(const std::string& text) {
+    node.port().inject(text);
+    machine.receiveCANMessages(10);
+    return node.port().takeSent();
+  }
+};
+
+TEST_F(Wiring, StaysInTheStateAndSendsNothing) {
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(node.output.takeOutput(), "");
+}
+
+TEST_F(Wiring, NMTHandlerCommandsThisMachine) {
+  receive("000#02 05");
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_STOPPED);
+}
+
+TEST_F(Wiring, NMTHandlerReadsTheLiveProducerTime) {
+  enter(3);
+  dictionary.setValue(0x1017, 0, 100, true);
+  machine.run(0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"705#7F"});
+}
+
+TEST_F(Wiring, SDOHandlerServesTheDictionary) {
+  enter(3);
+  EXPECT_EQ(receive("605#40 00 12 01 00 00 00 00"), Frames{"585#43 00 12 01 05 06 00 00"});
+}
+
+TEST_F(Wiring, DictionaryTellsTheNMTHandlerOfNewConsumers) {
+  test::SignalRecorder listener;
+  nmt.addHeartbeatListener(&listener);
+  enter(3);
+  dictionary.setValue(0x1016, 1, 0x00070064, true);
+  receive("707#05");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 7U);
+}
+
+TEST_F(Wiring, DictionaryTellsTheSDOHandlerOfNewChannels) {
+  enter(3);
+  dictionary.addEntry(0x1201, KQ::OBJECT_TYPE_RECORD, "second server channel");
+  dictionary.addSubentry(0x1201, 1, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false, 0x641, "", 0);
+  dictionary.addSubentry(0x1201, 2, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false, 0x5C1, "", 0);
+  EXPECT_EQ(receive("641#40 00 12 01 00 00 00 00"), Frames{});
+  dictionary.setValue(0x1201, 2, 0x5C1, true);
+  EXPECT_EQ(receive("641#40 00 12 01 00 00 00 00"), Frames{"5C1#43 00 12 01 05 06 00 00"});
+}
+
+TEST_F(Wiring, EmergencyHandlerKnowsTheErrorRegisterAndItsCOBID) {
+  emergency.enabled = true;
+  EXPECT_EQ(emergency.sendEmergencyMessage(0x8130), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"085#30 81 10 00 00 00 00 00"});
+  EXPECT_EQ(dictionary.read(0x1001, 0), 0x10);
+}
+
+TEST_F(StateMachine, InitSucceedsWithoutAnyStandardObject) {
+  KQ::KQCANopenObjectDictionary empty;
+  machine.setObjectDictionary(&empty);
+  EXPECT_EQ(machine.initHandlers(), 0);
+}
+
+// ---- sendCANMessages
+
+TEST_F(StateMachine, SendPassWithoutHandlersSetsTheStatusWord) {
+  KQ::KQCANopenStateMachine bare(&node.canopen());
+  node.canopen().setProtocolStatus(UNTOUCHED_STATUS);
+  EXPECT_EQ(bare.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.canopen().getProtocolStatus(), SEND_STATUS_AFTER_A_QUIET_PASS);
+}
+
+TEST_F(StateMachine, SendPassHeartbeatsForTheCurrentState) {
+  machine.initHandlers();
+  dictionary.setValue(0x1017, 0, 100, true);
+  enter(5);
+  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"705#04"});
+}
+
+TEST_F(StateMachine, SendPassSendsTheHeartbeatBeforeItChecksTheConsumers) {
+  machine.initHandlers();
+  dictionary.setValue(0x1017, 0, 100, true);
+  enter(4);
+  dictionary.setValue(0x1016, 1, 0x00070064, true);
+  KQ::KQCANMessage heartbeat = test::frame("707#05");
+  nmt.answer = nmt.REAL;
+  nmt.handleMessage(&heartbeat);
+  struct PortWatcher : KQ::KQSignalListener {
+    explicit PortWatcher(test::MemoryEndPoint& watchedPort) : port(watchedPort) {}
+    int signalOccurred(KQ::KQSignal& /*signal*/) override {
+      sentBefore = port.takeSent();
+      return 0;
+    }
+    test::MemoryEndPoint& port;
+    Frames sentBefore;
+  } listener(node.port());
+  nmt.addHeartbeatListener(&listener);
+  node.clock.advance(101);
+  machine.sendCANMessages(node.clock.now() + 50);
+  EXPECT_EQ(listener.sentBefore, Frames{"705#05"});
+}
+
+TEST_F(StateMachine, SendPassDoesNothingWhilePaused) {
+  machine.initHandlers();
+  dictionary.setValue(0x1017, 0, 100, true);
+  enter(4);
+  node.canopen().setProtocolStatus(UNTOUCHED_STATUS);
+  machine.pauseMachine(true);
+  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(node.canopen().getProtocolStatus(), UNTOUCHED_STATUS);
+}
+
+// ---- copy and assignment
+
+class CopiedMachine : public StateMachine {
+protected:
+  CopiedMachine() {
+    machine.addStateListener(&listener);
+    machine.pauseMachine(true);
+    machine.setState(4);
+    listener.signals.clear();
+    node.output.takeOutput();
+  }
+
+  void expectOnlyTheInstance(KQ::KQCANopenStateMachine& copy) {
+    EXPECT_EQ(copy.getState(), KQ::CANOPEN_STATE_INIT);
+    EXPECT_FALSE(copy.isPaused());
+    EXPECT_EQ(copy.receiveCANMessages(10), KQ::KQ_NOT_AVAILABLE);
+    EXPECT_EQ(copy.initHandlers(), KQ::KQ_NOT_AVAILABLE);
+    copy.setMessageHandlers(&sdo, &pdo, &sync, &nmt, &emergency);
+    EXPECT_EQ(copy.initHandlers(), KQ::KQ_NOT_AVAILABLE);  // the dictionary is not taken either
+    copy.setState(4);
+    EXPECT_TRUE(listener.signals.empty());
+    copy.addStateListener(&listener);
+    copy.setState(4);
+    ASSERT_EQ(listener.signals.size(), 1U);
+    EXPECT_EQ(listener.signals[0].getFirstValue(), 5U);
+    EXPECT_EQ(copy.sendCANMessages(0), 0);
+    EXPECT_EQ(node.canopen().getProtocolStatus(), SEND_STATUS_AFTER_A_QUIET_PASS);
+  }
+
+  test::SignalRecorder listener;
+};
+
+TEST_F(CopiedMachine, ConstructionTakesOnlyTheInstance) {
+  KQ::KQCANopenStateMachine copy(machine);
+  expectOnlyTheInstance(copy);
+}
+
+TEST_F(CopiedMachine, AssignmentTakesOnlyTheInstanceAndResetsTheRest) {
+  KQ::KQCANopen otherNode("other");
+  otherNode.setNodeID(9);
+  KQ::KQCANopenStateMachine target(&otherNode);
+  test::SignalRecorder otherListener;
+  connect(target);
+  target.addStateListener(&otherListener);
+  target.pauseMachine(true);
+  target.setState(5);
+  otherListener.signals.clear();
+  target = machine;
+  expectOnlyTheInstance(target);
+  EXPECT_TRUE(otherListener.signals.empty());
+}
+
+TEST_F(CopiedMachine, TheSourceIsLeftAsItWas) {
+  const KQ::KQCANopenStateMachine copy(machine);
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_TRUE(machine.isPaused());
+  EXPECT_EQ(machine.initHandlers(), 0);
+  EXPECT_EQ(copy.getState(), KQ::CANOPEN_STATE_INIT);
+}
+
+}  // namespace
