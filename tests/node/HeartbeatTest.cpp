@@ -1,0 +1,170 @@
+// Heartbeats of a whole node and of the nodes that it watches.
+//
+//  scenario                                    | functional | robustness
+//  --------------------------------------------+------------+----------------------------------------
+//  heartbeat byte by state                     | x          | paused, resetting
+//  period at the cycle of the node             | x          | cycle slower than the period
+//  producer time over SDO                      | x          | 0, above the range
+//  consumer entry over SDO                     | x          | STOPPED
+//  bus gone                                    |            | x
+
+#include "KQCANopenObjectDictionary.h"
+#include "KQErrorCodes.h"
+#include "KQNMTHandler.h"
+#include "SignalRecorder.h"
+#include "TestNode.h"
+
+namespace {
+
+using test::Frames;
+using test::TestNode;
+
+class NodeHeartbeat : public testing::Test {
+protected:
+  NodeHeartbeat() {
+    node.canopen().setHeartbeatProducerTime(1000);
+    node.boot();
+  }
+
+  TestNode node;
+};
+
+TEST_F(NodeHeartbeat, FollowsTheBootUpByOnePeriod) {
+  EXPECT_EQ(node.run(999), Frames{});
+  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+}
+
+TEST_F(NodeHeartbeat, TellsTheStateAtEveryPeriod) {
+  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+  node.receive("000#01 05");
+  EXPECT_EQ(node.run(1000), Frames{"705#05"});
+  node.receive("000#02 05");
+  EXPECT_EQ(node.run(1000), Frames{"705#04"});
+  node.receive("000#80 05");
+  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+  EXPECT_EQ(node.run(3000), (Frames{"705#7F", "705#7F", "705#7F"}));
+}
+
+TEST_F(NodeHeartbeat, PeriodIsRoundedUpToTheCycle) {
+  node.clock.advance(700);
+  EXPECT_EQ(node.cycle(), Frames{});
+  node.clock.advance(700);
+  EXPECT_EQ(node.cycle(), Frames{"705#7F"});
+  node.clock.advance(700);
+  EXPECT_EQ(node.cycle(), Frames{});
+  node.clock.advance(700);
+  EXPECT_EQ(node.cycle(), Frames{"705#7F"});
+}
+
+TEST_F(NodeHeartbeat, ResetStartsThePeriodAnewWithTheBootUp) {
+  node.run(900);
+  node.receive("000#82 05");
+  EXPECT_EQ(node.run(2), Frames{"705#00"});
+  EXPECT_EQ(node.run(999), Frames{});
+  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+}
+
+TEST_F(NodeHeartbeat, PausedNodeIsSilentAndCatchesUpWithOne) {
+  node.canopen().setPaused(true);
+  EXPECT_EQ(node.run(5000), Frames{});
+  node.canopen().setPaused(false);
+  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+  EXPECT_EQ(node.run(999), Frames{});
+}
+
+TEST_F(NodeHeartbeat, MasterSwitchesItOff) {
+  EXPECT_EQ(node.receive("605#2B 17 10 00 00 00 00 00"), Frames{"585#60 17 10 00 00 00 00 00"});
+  EXPECT_EQ(node.run(5000), Frames{});
+}
+
+TEST_F(NodeHeartbeat, MasterChangesThePeriod) {
+  EXPECT_EQ(node.receive("605#2B 17 10 00 F4 01 00 00"), Frames{"585#60 17 10 00 00 00 00 00"});
+  EXPECT_EQ(node.run(499), Frames{});
+  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+  EXPECT_EQ(node.run(500), Frames{"705#7F"});
+}
+
+TEST_F(NodeHeartbeat, ApplicationChangesThePeriod) {
+  node.canopen().setHeartbeatProducerTime(100);
+  EXPECT_EQ(node.run(300), (Frames{"705#7F", "705#7F", "705#7F"}));
+  EXPECT_EQ(node.canopen().getHeartbeatTime(), 100);
+}
+
+TEST_F(NodeHeartbeat, GoesOnWhenThePortReturns) {
+  node.port().refuse(26, KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.run(1000), Frames{});
+  EXPECT_EQ(node.output.takeErrors(), "CANopen: Error sending CAN message\n");
+  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+}
+
+TEST(NodeWithoutHeartbeat, IsSilentAfterTheBootUp) {
+  TestNode node;
+  node.start();
+  EXPECT_EQ(node.run(5000), Frames{});
+}
+
+// ---- consumer
+
+class NodeWatch : public testing::Test {
+protected:
+  NodeWatch() {
+    node.start();
+    node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
+    // node 0x1A, 100 ms
+    EXPECT_EQ(node.receive("605#23 16 10 01 64 00 1A 00"), Frames{"585#60 16 10 01 00 00 00 00"});
+  }
+
+  TestNode node;
+  test::SignalRecorder listener;
+};
+
+TEST_F(NodeWatch, NodeThatComesAndGoesIsReported) {
+  node.run(1000);
+  EXPECT_TRUE(listener.signals.empty());
+  node.receive("71A#00");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getCode(), 0x518);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 0x1AU);
+  node.run(100);
+  EXPECT_EQ(listener.signals.size(), 1U);
+  node.run(1);
+  ASSERT_EQ(listener.signals.size(), 2U);
+  EXPECT_EQ(listener.signals[1].getCode(), 0x517);
+  EXPECT_EQ(listener.signals[1].getFirstValue(), 0x1AU);
+  EXPECT_EQ(listener.signals[1].getSecondValue(), 17U);
+  node.run(1000);
+  EXPECT_EQ(listener.signals.size(), 2U);
+}
+
+TEST_F(NodeWatch, PeriodicHeartbeatsKeepTheNodePresent) {
+  for (int i = 0; i < 20; ++i) {
+    node.receive("71A#05");
+    node.run(50);
+  }
+  EXPECT_EQ(listener.signals.size(), 1U);
+}
+
+TEST_F(NodeWatch, GoesOnInStopped) {
+  node.receive("71A#05");
+  node.receive("000#02 05");
+  node.run(101);
+  ASSERT_EQ(listener.signals.size(), 2U);
+  EXPECT_EQ(listener.signals[1].getCode(), 0x517);
+}
+
+TEST_F(NodeWatch, ResetMakesTheNodeMissingInSilence) {
+  node.receive("71A#05");
+  listener.signals.clear();
+  node.receive("000#82 05");
+  node.run(200);
+  EXPECT_TRUE(listener.signals.empty());
+  node.receive("71A#05");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getCode(), 0x518);
+}
+
+TEST_F(NodeWatch, HeartbeatIsNotAnswered) {
+  EXPECT_EQ(node.receive("71A#05"), Frames{});
+}
+
+}  // namespace
