@@ -1,0 +1,430 @@
+// Covers: what the runtime configures of the node's communication, without PDOs.
+//
+// | parameter               | functional                                  | robustness                           |
+// |-------------------------|---------------------------------------------|--------------------------------------|
+// | addSDOChannel           | both kinds, every sub-entry                 | 129th, gap, other types, before init |
+// | setSDOServerID          | stored, sub-index & 0xFF                    | missing object, before init          |
+// | SDO listener, time-out  | reach the handler                           | before init                          |
+// | heartbeat producer time | read back, before and after init            | too long, before init                |
+// | addHeartbeatConsumer    | first free place, update, 127               | 128th, node 0, before init           |
+// | listeners               | heartbeat of all, of one node, state; texts | before init                          |
+
+#include "KQCANopenObjectDictionary.h"
+#include "KQErrorCodes.h"
+#include "KQNMTHandler.h"
+#include "KQSDOHandler.h"
+#include "NamedCase.h"
+#include "ReadableName.h"
+#include "SignalRecorder.h"
+#include "TestNode.h"
+
+namespace {
+
+using test::Frames;
+
+class Configuration : public testing::Test {
+protected:
+  Configuration() {
+    node.init();
+    node.output.takeOutput();
+  }
+
+  KQ::KQCANopen& canopen() { return node.canopen(); }
+  int addServer() { return canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, ""); }
+  int addClient() { return canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_CLIENT, "remote"); }
+  std::string nameOf(unsigned short index) {
+    const KQ::ObjectDictionaryEntry* const entry = node.dictionary().getEntry(index);
+    return entry != nullptr ? entry->name : "no entry";
+  }
+  int valueOf(unsigned short index, unsigned char subIndex) {
+    int value = -1;
+    EXPECT_EQ(node.dictionary().getValue(index, subIndex, value), KQ::KQ_OK);
+    return value;
+  }
+
+  test::TestNode node;
+};
+
+/// A node before init().
+class EarlyConfiguration : public testing::Test {
+protected:
+  KQ::KQCANopen& canopen() { return node.canopen(); }
+
+  test::TestNode node;
+};
+
+// ---- addSDOChannel
+
+TEST_F(EarlyConfiguration, SDOChannelGives10) {
+  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, ""), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_CLIENT, "remote"), KQ::KQ_NOT_AVAILABLE);
+}
+
+TEST_F(Configuration, FirstServerChannelFollowsTheDefaultOne) {
+  EXPECT_EQ(addServer(), KQ::KQ_OK);
+  EXPECT_EQ(nameOf(0x1201), "Server SDO parameter");
+  EXPECT_EQ(node.dictionary().getEntry(0x1201)->objectType, KQ::OBJECT_TYPE_RECORD);
+  EXPECT_EQ(nameOf(0x1200), "Server SDO Parameter");
+}
+
+TEST_F(Configuration, FirstClientChannelIs1280) {
+  EXPECT_EQ(addClient(), KQ::KQ_OK);
+  EXPECT_EQ(nameOf(0x1280), "Client SDO parameter");
+  EXPECT_EQ(node.dictionary().getEntry(0x1280)->objectType, KQ::OBJECT_TYPE_RECORD);
+}
+
+class OtherChannelType : public Configuration, public testing::WithParamInterface<int> {};
+
+TEST_P(OtherChannelType, CountsAsClient) {
+  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, static_cast<KQ::KQCANopenSDOChannelType>(GetParam()), "remote"),
+            KQ::KQ_OK);
+  EXPECT_EQ(nameOf(0x1280), "Client SDO parameter");
+  EXPECT_FALSE(node.dictionary().objectExists(0x1201));
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, OtherChannelType, testing::Values(-1, 2, 255), test::ReadableName());
+
+struct ChannelSubEntryRow : test::NamedCase {
+  unsigned char subIndex;
+  const char* title;
+  KQ::KQCANopenAccessType access;
+  KQ::KQCANopenDataType dataType;
+  int value;
+};
+
+class SDOChannelSubEntry : public Configuration, public testing::WithParamInterface<ChannelSubEntryRow> {
+protected:
+  void expectSubEntry(unsigned short index) {
+    const KQ::ObjectDictionarySubEntry* const entry = node.dictionary().getSubentry(index, GetParam().subIndex);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->name, GetParam().title);
+    EXPECT_EQ(entry->accessType, GetParam().access);
+    EXPECT_EQ(entry->dataType, GetParam().dataType);
+    EXPECT_EQ(entry->value, GetParam().value);
+    EXPECT_EQ(entry->defaultValue, GetParam().value);
+    EXPECT_EQ(entry->defaultValueString, "");
+    EXPECT_FALSE(entry->pdoMappable);
+    EXPECT_EQ(entry->sdoServerID, 0U);
+    EXPECT_EQ(node.dictionary().getEntry(index)->subEntries.size(), 4U);
+  }
+};
+
+TEST_P(SDOChannelSubEntry, OfAServerChannel) {
+  addServer();
+  expectSubEntry(0x1201);
+}
+
+TEST_P(SDOChannelSubEntry, OfAClientChannel) {
+  addClient();
+  expectSubEntry(0x1280);
+}
+
+// Sub-index 0 of a record follows the highest sub-index.
+const ChannelSubEntryRow CHANNEL_SUB_ENTRY_ROWS[] = {
+    {{"Count"}, 0, "number of entries", KQ::ACCESS_RO, KQ::DATA_TYPE_UNSIGNED8, 3},
+    {{"Request"}, 1, "COB-ID Client -> Server", KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, 0x612},
+    {{"Response"}, 2, "COB-ID Server -> Client", KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, 0x592},
+    {{"NodeID"}, 3, "Node-ID", KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED8, 9},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, SDOChannelSubEntry, testing::ValuesIn(CHANNEL_SUB_ENTRY_ROWS),
+                         test::caseName<ChannelSubEntryRow>);
+
+TEST_F(Configuration, DisabledSDOChannelKeepsBit31) {
+  canopen().addSDOChannel(0x80000612, 0x80000592, 9, KQ::SDO_CHANNEL_CLIENT, "remote");
+  EXPECT_EQ(valueOf(0x1280, 1), static_cast<int>(0x80000612));
+  EXPECT_EQ(valueOf(0x1280, 2), static_cast<int>(0x80000592));
+}
+
+TEST_F(Configuration, ServerChannelsEndAt127F) {
+  for (int i = 0; i < 127; ++i) {
+    ASSERT_EQ(addServer(), KQ::KQ_OK);  // with the default channel they are 128
+  }
+  EXPECT_TRUE(node.dictionary().objectExists(0x127F));
+  EXPECT_EQ(addServer(), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_FALSE(node.dictionary().objectExists(0x1280));
+}
+
+TEST_F(Configuration, ClientChannelsEndAt12FF) {
+  for (int i = 0; i < 128; ++i) {
+    ASSERT_EQ(addClient(), KQ::KQ_OK);
+  }
+  EXPECT_TRUE(node.dictionary().objectExists(0x12FF));
+  EXPECT_EQ(addClient(), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_FALSE(node.dictionary().objectExists(0x1300));
+}
+
+TEST_F(Configuration, ServerAndClientChannelsAreCountedApart) {
+  for (int i = 0; i < 128; ++i) {
+    addClient();
+  }
+  EXPECT_EQ(addServer(), KQ::KQ_OK);
+  for (int i = 0; i < 126; ++i) {
+    EXPECT_EQ(addServer(), KQ::KQ_OK);
+  }
+  EXPECT_EQ(addServer(), KQ::KQ_NO_FREE_INDEX);
+}
+
+TEST_F(Configuration, SDOChannelFillsTheFirstGap) {
+  node.dictionary().addEntry(0x1280, KQ::OBJECT_TYPE_RECORD, "taken");
+  node.dictionary().addEntry(0x1282, KQ::OBJECT_TYPE_RECORD, "taken");
+  addClient();
+  addClient();
+  EXPECT_EQ(nameOf(0x1281), "Client SDO parameter");
+  EXPECT_EQ(nameOf(0x1282), "taken");
+  EXPECT_EQ(nameOf(0x1283), "Client SDO parameter");
+}
+
+TEST_F(Configuration, AddedServerChannelIsServedFromTheFirstCycleOn) {
+  addServer();
+  EXPECT_EQ(node.receive("612#40 18 10 01 00 00 00 00"), Frames{});
+  node.cycle();
+  EXPECT_EQ(node.receive("612#40 18 10 01 00 00 00 00"), Frames{"592#43 18 10 01 C7 03 00 00"});
+}
+
+// ---- SDO server IDs, time-out and listener
+
+TEST_F(EarlyConfiguration, SDOServerIDGives10) {
+  EXPECT_EQ(canopen().setSDOServerID(0x2001, 1, 0x606), KQ::KQ_NOT_AVAILABLE);
+}
+
+TEST_F(Configuration, SDOServerIDOfAMissingObjectGives10) {
+  EXPECT_EQ(canopen().setSDOServerID(0x2001, 1, 0x606), KQ::KQ_NOT_AVAILABLE);
+}
+
+class SDOServerID : public Configuration, public testing::WithParamInterface<unsigned short> {};
+
+TEST_P(SDOServerID, IsThatOfTheLowByteOfTheSubIndex) {
+  node.dictionary().addEntry(0x2001, KQ::OBJECT_TYPE_RECORD, "record");
+  node.dictionary().addSubentry(0x2001, 3, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
+  EXPECT_EQ(canopen().setSDOServerID(0x2001, GetParam(), 0x606), KQ::KQ_OK);
+  EXPECT_EQ(node.dictionary().getSubentry(0x2001, 3)->sdoServerID, 0x606U);
+}
+
+INSTANTIATE_TEST_SUITE_P(SubIndexes, SDOServerID, testing::Values(3, 0x103, 0xFF03), test::ReadableName());
+
+TEST_F(EarlyConfiguration, SDOEventListenerGives10) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().setSDOEventListener(&listener), KQ::KQ_NOT_AVAILABLE);
+}
+
+TEST_F(Configuration, SDOEventListenerIsTold) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().setSDOEventListener(&listener), KQ::KQ_OK);
+  node.cycle();
+  node.receive("605#80 18 10 01 00 00 00 08");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getCode(), 1103);
+}
+
+TEST_F(Configuration, LaterSDOEventListenerReplacesTheEarlier) {
+  test::SignalRecorder earlier;
+  test::SignalRecorder later;
+  canopen().setSDOEventListener(&earlier);
+  canopen().setSDOEventListener(&later);
+  node.cycle();
+  node.receive("605#80 18 10 01 00 00 00 08");
+  EXPECT_EQ(earlier.signals.size(), 0U);
+  EXPECT_EQ(later.signals.size(), 1U);
+}
+
+TEST_F(EarlyConfiguration, SDOTimeoutIs100AndCanBeSet) {
+  EXPECT_EQ(canopen().getSDOTimeout(), 100U);
+  canopen().setSDOTimeout(2500);
+  node.init();
+  EXPECT_EQ(canopen().getSDOTimeout(), 2500U);
+}
+
+// ---- heartbeat producer
+
+TEST_F(EarlyConfiguration, HeartbeatTimeIs0) {
+  canopen().setHeartbeatProducerTime(500);
+  EXPECT_EQ(canopen().getHeartbeatTime(), 0);
+}
+
+TEST_F(EarlyConfiguration, HeartbeatProducerTimeReachesTheObjectInInit) {
+  canopen().setHeartbeatProducerTime(500);
+  node.init();
+  EXPECT_EQ(canopen().getHeartbeatTime(), 500);
+}
+
+class HeartbeatProducerTime : public Configuration, public testing::WithParamInterface<int> {};
+
+TEST_P(HeartbeatProducerTime, IsWrittenIntoItsObject) {
+  canopen().setHeartbeatProducerTime(GetParam());
+  EXPECT_EQ(valueOf(0x1017, 0), GetParam());
+  EXPECT_EQ(canopen().getHeartbeatTime(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Times, HeartbeatProducerTime, testing::Values(0, 1, 1000, 65535), test::ReadableName());
+
+TEST_F(Configuration, TooLongHeartbeatProducerTimeLeavesTheObject) {
+  canopen().setHeartbeatProducerTime(500);
+  canopen().setHeartbeatProducerTime(65536);
+  EXPECT_EQ(canopen().getHeartbeatTime(), 500);
+}
+
+TEST_F(Configuration, HeartbeatTimeIsThatOfTheObject) {
+  node.dictionary().setValue(0x1017, 0, 321, true);
+  EXPECT_EQ(canopen().getHeartbeatTime(), 321);
+}
+
+TEST_F(Configuration, UnreadableHeartbeatTimeIs0) {
+  canopen().setHeartbeatProducerTime(500);
+  node.dictionary().getSubentry(0x1017, 0)->accessType = KQ::ACCESS_WO;
+  EXPECT_EQ(canopen().getHeartbeatTime(), 0);
+}
+
+// ---- heartbeat consumers
+
+TEST_F(EarlyConfiguration, HeartbeatConsumerGives10AndIsLogged) {
+  EXPECT_EQ(canopen().addHeartbeatConsumer(5, 1000), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.output.takeOutput(), "Can't add heartbeat consumer! Object dictionary not available!\n");
+}
+
+TEST_F(Configuration, FirstHeartbeatConsumerTakesTheFreeSubIndex1) {
+  EXPECT_EQ(canopen().addHeartbeatConsumer(5, 1000), KQ::KQ_OK);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x000503E8);
+  EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 2));
+  EXPECT_EQ(node.output.takeOutput(), "");
+}
+
+TEST_F(Configuration, NextHeartbeatConsumerIsAppended) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 2000);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x000503E8);
+  EXPECT_EQ(valueOf(0x1016, 2), 0x000607D0);
+  EXPECT_EQ(valueOf(0x1016, 0), 2);
+}
+
+TEST_F(Configuration, AppendedHeartbeatConsumerHasItsAttributes) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 2000);
+  const KQ::ObjectDictionarySubEntry* const entry = node.dictionary().getSubentry(0x1016, 2);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->name, "Consumer Heartbeat Time");
+  EXPECT_EQ(entry->accessType, KQ::ACCESS_RW);
+  EXPECT_EQ(entry->dataType, KQ::DATA_TYPE_UNSIGNED32);
+  EXPECT_FALSE(entry->pdoMappable);
+  EXPECT_EQ(entry->defaultValue, 0x000607D0);
+}
+
+TEST_F(Configuration, HeartbeatConsumerOfAListedNodeIsUpdatedInPlace) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 2000);
+  canopen().addHeartbeatConsumer(5, 500);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x000501F4);
+  EXPECT_EQ(valueOf(0x1016, 2), 0x000607D0);
+  EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 3));
+}
+
+TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsUpper16Bits) {
+  node.dictionary().setLimits(0x1016, 1, 0, -1);
+  node.dictionary().getSubentry(0x1016, 1)->value = 0x12050001;
+  canopen().addHeartbeatConsumer(5, 0xFFFF);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x1205FFFF);
+}
+
+TEST_F(Configuration, HeartbeatConsumerTakesTheFirstSubIndexWithoutNode) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 1000);
+  canopen().addHeartbeatConsumer(7, 1000);
+  node.dictionary().setValue(0x1016, 2, 0, true);
+  canopen().addHeartbeatConsumer(8, 100);
+  EXPECT_EQ(valueOf(0x1016, 2), 0x00080064);
+}
+
+TEST_F(Configuration, FreeSubIndexInFrontHidesALaterOneOfTheNode) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 1000);
+  node.dictionary().setValue(0x1016, 1, 0, true);
+  canopen().addHeartbeatConsumer(6, 100);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x00060064);
+  EXPECT_EQ(valueOf(0x1016, 2), 0x000603E8);
+}
+
+TEST_F(Configuration, HeartbeatConsumerOfNode0FillsTheTimeOfAFreeSubIndex) {
+  canopen().addHeartbeatConsumer(0, 100);
+  EXPECT_EQ(valueOf(0x1016, 1), 100);
+  canopen().addHeartbeatConsumer(5, 200);
+  EXPECT_EQ(valueOf(0x1016, 1), 0x000500C8);
+}
+
+TEST_F(Configuration, ThereIsRoomFor127HeartbeatConsumers) {
+  for (unsigned char id = 1; id <= 127; ++id) {
+    ASSERT_EQ(canopen().addHeartbeatConsumer(id, 1000), KQ::KQ_OK);
+  }
+  EXPECT_EQ(valueOf(0x1016, 127), 0x007F03E8);
+  EXPECT_EQ(valueOf(0x1016, 0), 127);
+  EXPECT_EQ(canopen().addHeartbeatConsumer(200, 1000), KQ::KQ_OK);
+  EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 128));
+  EXPECT_EQ(canopen().addHeartbeatConsumer(127, 500), KQ::KQ_OK);
+  EXPECT_EQ(valueOf(0x1016, 127), 0x007F01F4);
+}
+
+// ---- listeners
+
+TEST_F(EarlyConfiguration, HeartbeatListenerGives10AndIsLogged) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().addHeartbeatListener(&listener), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.output.takeOutput(), "Could not add heartbeat listener! NMT handler not available\n");
+}
+
+TEST_F(EarlyConfiguration, HeartbeatListenerOfANodeIsIgnoredSilently) {
+  test::SignalRecorder listener;
+  canopen().addHeartbeatListener(&listener, 6);
+  EXPECT_EQ(node.output.takeOutput(), "");
+}
+
+TEST_F(EarlyConfiguration, StateListenerGives10AndIsLogged) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().addStateListener(&listener), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.output.takeOutput(), "Could not add state listener! State machine not available\n");
+}
+
+TEST_F(Configuration, HeartbeatListenerIsLoggedAndTold) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().addHeartbeatListener(&listener), KQ::KQ_OK);
+  EXPECT_EQ(node.output.takeOutput(), "Adding heartbeat listener\n");
+  canopen().addHeartbeatConsumer(6, 100);
+  node.cycle();
+  node.receive("706#05");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
+}
+
+TEST_F(Configuration, HeartbeatListenerOfANodeIsToldOfThatOneAndNotLogged) {
+  test::SignalRecorder listener;
+  canopen().addHeartbeatListener(&listener, 6);
+  EXPECT_EQ(node.output.takeOutput(), "");
+  canopen().addHeartbeatConsumer(6, 100);
+  canopen().addHeartbeatConsumer(7, 100);
+  node.cycle();
+  node.receive("707#05");
+  EXPECT_EQ(listener.signals.size(), 0U);
+  node.receive("706#05");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
+}
+
+TEST_F(Configuration, StateListenerIsLoggedAndTold) {
+  test::SignalRecorder listener;
+  EXPECT_EQ(canopen().addStateListener(&listener), KQ::KQ_OK);
+  EXPECT_EQ(node.output.takeOutput(), "Adding state listener\n");
+  node.cycle();
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getCode(), 1700);
+  EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
+}
+
+TEST_F(Configuration, LaterStateListenerReplacesTheEarlier) {
+  test::SignalRecorder earlier;
+  test::SignalRecorder later;
+  canopen().addStateListener(&earlier);
+  canopen().addStateListener(&later);
+  node.cycle();
+  EXPECT_EQ(earlier.signals.size(), 0U);
+  EXPECT_EQ(later.signals.size(), 1U);
+}
+
+}  // namespace

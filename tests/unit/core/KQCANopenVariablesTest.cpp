@@ -1,0 +1,441 @@
+// Covers: the binding of the application's variables to objects of the node.
+//
+// | parameter                   | functional                            | robustness                          |
+// |-----------------------------|---------------------------------------|-------------------------------------|
+// | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init |
+// | data type                   | every row of both signs               | odd lengths                         |
+// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel  |
+// | requests of the application | write and read, number and text       | before init                         |
+// | change signals              | 1100, 1101                            | other codes, before init            |
+// | resetValue                  | number                                | text, missing object, before init   |
+
+#include <map>
+
+#include "KQAction.h"
+#include "KQCANopenObjectDictionary.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "KQSignal.h"
+#include "KQVariable.h"
+#include "NamedCase.h"
+#include "ReadableName.h"
+#include "TestNode.h"
+
+namespace {
+
+using KQ::KQVariable;
+
+constexpr unsigned short INDEX = 0x2001;
+
+class NoAction : public KQ::KQAction {
+public:
+  int execute() override { return 0; }
+};
+
+class ApplicationVariable : public testing::Test {
+protected:
+  ApplicationVariable() { node.boot(); }
+
+  KQ::KQCANopen& canopen() { return node.canopen(); }
+
+  const KQ::ObjectDictionarySubEntry& subEntry(unsigned short index, unsigned char subIndex) {
+    static const KQ::ObjectDictionarySubEntry missing;
+    const KQ::ObjectDictionarySubEntry* const found = node.dictionary().getSubentry(index, subIndex);
+    EXPECT_NE(found, nullptr) << std::hex << index << "/" << int{subIndex};
+    return found != nullptr ? *found : missing;
+  }
+
+  /// The variable as the store describes it.
+  static KQVariable described(unsigned int key) { return KQ::KQDEI::instance()->getCopyOfVariableMap()->at(key); }
+
+  test::TestNode node;
+};
+
+// ---- addVariable
+
+TEST(ApplicationVariableAlone, NullGives20) {
+  test::TestNode node;
+  EXPECT_EQ(node.canopen().addVariable(nullptr), KQ::KQ_INVALID_ARGUMENT);
+}
+
+TEST(ApplicationVariableAlone, BeforeInitGives10) {
+  test::TestNode node;
+  KQVariable variable(INDEX, 1, "number");
+  EXPECT_EQ(node.canopen().addVariable(&variable), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.canopen().getVariable(0x20010001), nullptr);
+}
+
+TEST_F(ApplicationVariable, IsBoundAsACopyOfItsOwn) {
+  KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, 16, true);
+  variable.setVariableID(4711);
+  variable.setGroupName("group");
+  variable.setChannelName("channel");
+  variable.setExternalIdentifier(0x60000001);
+  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
+  const KQVariable* const copy = canopen().getVariable(4711);
+  ASSERT_NE(copy, nullptr);
+  EXPECT_NE(copy, &variable);
+  EXPECT_EQ(copy->getOwner(), &canopen());
+  EXPECT_EQ(copy->getBindingMode(), 2);
+  EXPECT_EQ(copy->getGroupName(), "group");
+  EXPECT_EQ(copy->getChannelName(), "channel");
+  EXPECT_EQ(copy->getExternalIdentifier(), 0x60000001U);
+  EXPECT_EQ(copy->getName(), "number");
+}
+
+TEST_F(ApplicationVariable, HandedInStaysAsItWas) {
+  KQVariable variable(INDEX, 1, "number");
+  canopen().addVariable(&variable);
+  EXPECT_EQ(variable.getOwner(), nullptr);
+  EXPECT_EQ(variable.getBindingMode(), 0);
+}
+
+TEST_F(ApplicationVariable, IsFoundByItsVariableIDOnly) {
+  KQVariable variable(INDEX, 1, "number");
+  variable.setVariableID(4711);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(canopen().getVariable(0x20010001), nullptr);
+  EXPECT_EQ(canopen().getVariable(4712), nullptr);
+}
+
+TEST_F(ApplicationVariable, SecondOfTheSameIDGives25AndAddsNothing) {
+  KQVariable first(INDEX, 1, "first");
+  KQVariable second(0x2002, 1, "second");
+  second.setVariableID(first.getVariableID());
+  EXPECT_EQ(canopen().addVariable(&first), KQ::KQ_OK);
+  EXPECT_EQ(canopen().addVariable(&second), KQ::KQ_ALREADY_EXISTS);
+  EXPECT_FALSE(node.dictionary().objectExists(0x2002));
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20020001), 0);
+  EXPECT_EQ(canopen().getVariable(first.getVariableID())->getName(), "first");
+}
+
+TEST_F(ApplicationVariable, AtASubIndexMakesARecord) {
+  KQVariable variable(INDEX, 1, "number");
+  canopen().addVariable(&variable);
+  ASSERT_TRUE(node.dictionary().objectExists(INDEX));
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_RECORD);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "Auto-Generated Record Object");
+  EXPECT_FALSE(node.dictionary().subObjectExists(INDEX, 0));
+}
+
+TEST_F(ApplicationVariable, AtSubIndex0MakesAVAROfItsName) {
+  KQVariable variable(INDEX, 0, "number");
+  canopen().addVariable(&variable);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_VAR);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "number");
+  EXPECT_EQ(subEntry(INDEX, 0).name, "number");
+}
+
+class VariableInAnEntry : public ApplicationVariable, public testing::WithParamInterface<unsigned short> {};
+
+TEST_P(VariableInAnEntry, LeavesTheEntryAsItIs) {
+  node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_ARRAY, "array");
+  KQVariable variable(INDEX, GetParam(), "number");
+  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_ARRAY);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "array");
+  EXPECT_TRUE(node.dictionary().subObjectExists(INDEX, static_cast<unsigned char>(GetParam())));
+}
+
+INSTANTIATE_TEST_SUITE_P(SubIndexes, VariableInAnEntry, testing::Values(0, 1, 255), test::ReadableName());
+
+TEST_F(ApplicationVariable, BecomesASubEntryWithItsAttributes) {
+  KQVariable variable(INDEX, 3, "number", KQ::STORAGE_TYPE_INTEGER, 16, false);
+  variable.setInitialValue(17);
+  variable.setInitialText("seventeen");
+  canopen().addVariable(&variable);
+  const KQ::ObjectDictionarySubEntry& entry = subEntry(INDEX, 3);
+  EXPECT_EQ(entry.name, "number");
+  EXPECT_TRUE(entry.pdoMappable);
+  EXPECT_EQ(entry.defaultValue, 17);
+  EXPECT_EQ(entry.defaultValueString, "seventeen");
+  EXPECT_EQ(entry.sdoServerID, 0U);
+  EXPECT_TRUE(entry.isVariable);
+}
+
+struct AccessRow : test::NamedCase {
+  int mode;
+  KQ::KQCANopenAccessType access;
+};
+
+class VariableAccessMode : public ApplicationVariable, public testing::WithParamInterface<AccessRow> {};
+
+TEST_P(VariableAccessMode, IsTheAccessRight) {
+  KQVariable variable(INDEX, 1, "number");
+  variable.setAccessMode(GetParam().mode);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(subEntry(INDEX, 1).accessType, GetParam().access);
+}
+
+const AccessRow ACCESS_ROWS[] = {
+    {{"ReadWrite"}, 0, KQ::ACCESS_RW},   {{"WriteOnly"}, 1, KQ::ACCESS_WO},         {{"ReadOnly"}, 2, KQ::ACCESS_RO},
+    {{"Constant"}, 3, KQ::ACCESS_CONST}, {{"BelowTheTable"}, -1, KQ::ACCESS_CONST}, {{"Other"}, 77, KQ::ACCESS_CONST},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, VariableAccessMode, testing::ValuesIn(ACCESS_ROWS), test::caseName<AccessRow>);
+
+TEST_F(ApplicationVariable, OfTextIsAVisibleStringWhateverItsLength) {
+  KQVariable variable(INDEX, 1, "text", KQ::STORAGE_TYPE_STRING, 16, true);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(subEntry(INDEX, 1).dataType, KQ::DATA_TYPE_VISIBLE_STRING);
+}
+
+TEST_F(ApplicationVariable, WithoutStorageTypeGives20AndKeepsEntryAndCopy) {
+  KQVariable variable(INDEX, 1, "nothing", KQ::STORAGE_TYPE_UNDEFINED);
+  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_TRUE(node.dictionary().objectExists(INDEX));
+  EXPECT_FALSE(node.dictionary().subObjectExists(INDEX, 1));
+  EXPECT_NE(canopen().getVariable(0x20010001), nullptr);
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20010001), 0);
+}
+
+TEST_F(ApplicationVariable, LimitsAreItsOwn) {
+  KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, 8, true);
+  variable.setMinimum(-7);
+  variable.setMaximum(3000);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(subEntry(INDEX, 1).lowLimit, -7);
+  EXPECT_EQ(subEntry(INDEX, 1).highLimit, 3000);
+}
+
+TEST_F(ApplicationVariable, EntersTheStoreUnderTheNameOfTheNode) {
+  KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, 12, true);
+  variable.setInitialValue(17);
+  variable.setVariableID(4711);
+  canopen().addVariable(&variable);
+  const std::string* const owner = KQ::KQDEI::instance()->getVariableOwner(INDEX, 1);
+  ASSERT_NE(owner, nullptr);
+  EXPECT_EQ(*owner, canopen().getOwnerName());
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 1), &canopen());
+  int value = 0;
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &value), KQ::KQ_OK);
+  EXPECT_EQ(value, 17);
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20010001), 12);
+  EXPECT_TRUE(KQ::KQDEI::instance()->isVariableSigned(0x20010001));
+}
+
+TEST_F(ApplicationVariable, EntersTheStoreWithItsAttributes) {
+  NoAction action;
+  const std::map<int, KQ::KQAction*> actions{{1301, &action}};
+  KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, 8, true);
+  variable.setMinimum(-7);
+  variable.setMaximum(7);
+  variable.setGroupName("group");
+  variable.setChannelName("channel");
+  variable.setForceWriting(true);
+  variable.setEventActions(actions);
+  canopen().addVariable(&variable);
+  const KQVariable inStore = described(0x20010001);
+  EXPECT_EQ(inStore.getName(), "number");
+  EXPECT_EQ(inStore.getMinimum(), -7);
+  EXPECT_EQ(inStore.getMaximum(), 7);
+  EXPECT_EQ(inStore.getGroupName(), "group");
+  EXPECT_EQ(inStore.getChannelName(), "channel");
+  EXPECT_TRUE(inStore.isForceWriting());
+  EXPECT_EQ(inStore.getEventActions(), actions);
+}
+
+class VariableValidity : public ApplicationVariable, public testing::WithParamInterface<bool> {};
+
+TEST_P(VariableValidity, EntersTheStore) {
+  KQVariable variable(INDEX, 1, "number");
+  variable.setValid(GetParam());
+  canopen().addVariable(&variable);
+  EXPECT_EQ(KQ::KQDEI::instance()->isValid(INDEX, 1), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, VariableValidity, testing::Bool(), test::ReadableName());
+
+TEST_F(ApplicationVariable, TextEntersTheStore) {
+  KQVariable variable(INDEX, 1, "text", KQ::STORAGE_TYPE_STRING);
+  variable.setInitialText("initial");
+  canopen().addVariable(&variable);
+  std::string text;
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &text), KQ::KQ_OK);
+  EXPECT_EQ(text, "initial");
+}
+
+// ---- data types
+
+struct DataTypeRow : test::NamedCase {
+  int bits;
+  int ofUnsigned;
+  int ofSigned;
+};
+
+class VariableDataType : public ApplicationVariable, public testing::WithParamInterface<DataTypeRow> {};
+
+TEST_P(VariableDataType, FollowsFromLengthWithoutSign) {
+  EXPECT_EQ(canopen().calculateDataType(GetParam().bits, false), GetParam().ofUnsigned);
+}
+
+TEST_P(VariableDataType, FollowsFromLengthWithSign) {
+  EXPECT_EQ(canopen().calculateDataType(GetParam().bits, true), GetParam().ofSigned);
+}
+
+TEST_P(VariableDataType, IsThatOfTheSubEntry) {
+  KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, GetParam().bits, true);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(subEntry(INDEX, 1).dataType, GetParam().ofSigned);
+}
+
+const DataTypeRow DATA_TYPE_ROWS[] = {
+    {{"Bits1"}, 1, 0x01, 0x40},   {{"Bits2"}, 2, 0x40, 0x40},   {{"Bits7"}, 7, 0x40, 0x40},
+    {{"Bits8"}, 8, 0x05, 0x02},   {{"Bits9"}, 9, 0x40, 0x40},   {{"Bits12"}, 12, 0x40, 0x40},
+    {{"Bits15"}, 15, 0x40, 0x40}, {{"Bits16"}, 16, 0x06, 0x03}, {{"Bits17"}, 17, 0x40, 0x40},
+    {{"Bits23"}, 23, 0x40, 0x40}, {{"Bits24"}, 24, 0x16, 0x10}, {{"Bits25"}, 25, 0x40, 0x40},
+    {{"Bits31"}, 31, 0x40, 0x40}, {{"Bits32"}, 32, 0x07, 0x04}, {{"Bits33"}, 33, 0x40, 0x40},
+    {{"Bits40"}, 40, 0x40, 0x40}, {{"Bits64"}, 64, 0x40, 0x40},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, VariableDataType, testing::ValuesIn(DATA_TYPE_ROWS), test::caseName<DataTypeRow>);
+
+// ---- external identifier
+
+class ExternalIdentifier : public ApplicationVariable {
+protected:
+  ExternalIdentifier() {
+    canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "remote");
+    canopen().addSDOChannel(0x607, 0x587, 7, KQ::SDO_CHANNEL_CLIENT, "other");
+    KQVariable variable(INDEX, 1, "number");
+    variable.setChannelName("remote");
+    variable.setExternalIdentifier(0x60000012);
+    canopen().addVariable(&variable);
+    bound = canopen().getVariable(0x20010001);
+  }
+
+  KQVariable* bound = nullptr;
+};
+
+TEST_F(ExternalIdentifier, FindsTheVariableOnItsChannel) {
+  ASSERT_NE(bound, nullptr);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
+}
+
+TEST_F(ExternalIdentifier, VariableIDFindsItToo) {
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(INDEX, 1, 0x586), bound);
+}
+
+TEST_F(ExternalIdentifier, OfAnotherObjectFindsNothing) {
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x13, 0x586), nullptr);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6001, 0x12, 0x586), nullptr);
+}
+
+TEST_F(ExternalIdentifier, FindsNothingOnAnotherChannel) {
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), nullptr);
+}
+
+TEST_F(ExternalIdentifier, FindsNothingByTheRequestCobID) {
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x606), nullptr);
+}
+
+TEST_F(ExternalIdentifier, ServerChannelHasNoName) {
+  KQVariable variable(INDEX, 2, "number");
+  variable.setChannelName("server");
+  canopen().addVariable(&variable);
+  canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, "server");
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(INDEX, 2, 0x592), nullptr);
+}
+
+TEST_F(ExternalIdentifier, LaterChannelOfTheSameCobIDGivesTheName) {
+  canopen().addSDOChannel(0x608, 0x587, 7, KQ::SDO_CHANNEL_CLIENT, "remote");
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), bound);
+}
+
+TEST_F(ExternalIdentifier, ZeroFindsNothing) {
+  KQVariable variable(INDEX, 2, "number");
+  variable.setChannelName("remote");
+  variable.setVariableID(0);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0, 0, 0x586), nullptr);
+}
+
+TEST_F(ExternalIdentifier, TellsVariablesOfDifferentChannelsApart) {
+  KQVariable variable(INDEX, 2, "number");
+  variable.setChannelName("other");
+  variable.setExternalIdentifier(0x60000012);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), canopen().getVariable(0x20010002));
+}
+
+// ---- requests of the application
+
+TEST(VariableRequestAlone, BeforeInitGives10) {
+  test::TestNode node;
+  EXPECT_EQ(node.canopen().updateRequest(0x20010001U, 5), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.canopen().updateRequest(0x20010001U, std::string("text")), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.canopen().getValueRequest(0x20010001U), KQ::KQ_NOT_AVAILABLE);
+}
+
+TEST_F(ApplicationVariable, RequestsReturnTheCodeOfTheSDOClient) {
+  EXPECT_EQ(canopen().updateRequest(0x20010001U, 5), KQ::KQ_NOT_FOUND);
+  EXPECT_EQ(canopen().updateRequest(0x20010001U, std::string("text")), KQ::KQ_NOT_FOUND);
+  EXPECT_EQ(canopen().getValueRequest(0x20010001U), KQ::KQ_NOT_FOUND);
+}
+
+// ---- change signals
+
+TEST(VariableSignalAlone, BeforeInitGives10) {
+  test::TestNode node;
+  KQ::KQSignal number(KQ::KQ_SIGNAL_TYPE_VARIABLE, 1100, 0x20010001, 1);
+  KQ::KQSignal text(KQ::KQ_SIGNAL_TYPE_VARIABLE, 1101, 0x20010001, 1);
+  EXPECT_EQ(node.canopen().signalOccurred(number), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(node.canopen().signalOccurred(text), KQ::KQ_NOT_AVAILABLE);
+}
+
+struct SignalRow : test::NamedCase {
+  int code;
+  int result;
+};
+
+class VariableSignal : public ApplicationVariable, public testing::WithParamInterface<SignalRow> {};
+
+TEST_P(VariableSignal, GoesToThePDOsByItsCode) {
+  node.receive("000#01 05");
+  KQ::KQSignal signal(KQ::KQ_SIGNAL_TYPE_VARIABLE, GetParam().code, 0x20010001, 1);
+  EXPECT_EQ(canopen().signalOccurred(signal), GetParam().result);
+}
+
+// 23 is the PDO handler's result for an object that no PDO maps.
+const SignalRow SIGNAL_ROWS[] = {
+    {{"Number"}, 1100, KQ::KQ_NOT_FOUND},     {{"Text"}, 1101, KQ::KQ_NOT_FOUND},
+    {{"OneBelow"}, 1099, KQ::KQ_NOT_HANDLED}, {{"OneAbove"}, 1102, KQ::KQ_NOT_HANDLED},
+    {{"Zero"}, 0, KQ::KQ_NOT_HANDLED},        {{"StateChange"}, 1700, KQ::KQ_NOT_HANDLED},
+};
+
+INSTANTIATE_TEST_SUITE_P(Codes, VariableSignal, testing::ValuesIn(SIGNAL_ROWS), test::caseName<SignalRow>);
+
+// ---- resetValue
+
+TEST(VariableResetAlone, BeforeInitGives0) {
+  test::TestNode node;
+  EXPECT_EQ(node.canopen().resetValue(0x20010001), KQ::KQ_OK);
+}
+
+TEST_F(ApplicationVariable, ResetGetsItsInitialValueBack) {
+  KQVariable variable(INDEX, 1, "number");
+  variable.setInitialValue(17);
+  canopen().addVariable(&variable);
+  node.dictionary().setValue(INDEX, 1, 5, true);
+  EXPECT_EQ(canopen().resetValue(0x20010001), KQ::KQ_OK);
+  int value = 0;
+  KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &value);
+  EXPECT_EQ(value, 17);
+}
+
+TEST_F(ApplicationVariable, ResetOfATextIsRefusedAndLeavesIt) {
+  KQVariable variable(INDEX, 1, "text", KQ::STORAGE_TYPE_STRING);
+  canopen().addVariable(&variable);
+  node.dictionary().setValue(INDEX, 1, "changed", true);
+  EXPECT_NE(canopen().resetValue(0x20010001), KQ::KQ_OK);
+  std::string text;
+  KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &text);
+  EXPECT_EQ(text, "changed");
+}
+
+TEST_F(ApplicationVariable, ResetOfNothingGives0) {
+  EXPECT_EQ(canopen().resetValue(0x20010001), KQ::KQ_OK);
+}
+
+}  // namespace
