@@ -1,0 +1,110 @@
+// | covered                                                          | kind       |
+// |------------------------------------------------------------------|------------|
+// | lines of frames: identifier, data of 0 to 8 bytes, time           | functional |
+// | interface name of each kind of port                               | functional |
+// | a frame is in the file when it has passed; an old trace is emptied | functional |
+// | a file that cannot be opened, one that cannot be written any more  | robustness |
+#include "FrameTrace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <fstream>
+
+#include "CapturedOutput.h"
+#include "Frames.h"
+#include "MemoryEndPoint.h"
+#include "PanelError.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using panel::FrameTrace;
+
+struct LineCase {
+  const char* name;
+  long long microseconds;
+  const char* frame;
+  const char* line;
+};
+
+class FrameTraceLine : public testing::TestWithParam<LineCase> {};
+
+TEST_P(FrameTraceLine, IsThatOfACandumpLog) {
+  EXPECT_EQ(FrameTrace::getLine(GetParam().microseconds, "bus0", test::frame(GetParam().frame)), GetParam().line);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, FrameTraceLine,
+    testing::Values(LineCase{"OneByte", 1700000000123456, "705#00", "(1700000000.123456) bus0 705#00\n"},
+                    LineCase{"NoData", 1700000000000000, "080#", "(1700000000.000000) bus0 080#\n"},
+                    LineCase{"LowestIdentifier", 1700000000000001, "000#01 05", "(1700000000.000001) bus0 000#0105\n"},
+                    LineCase{"HighestIdentifier", 1700000000999999, "7FF#FF", "(1700000000.999999) bus0 7FF#FF\n"},
+                    LineCase{"EightBytes", 1700000001000000, "585#43 18 10 01 C7 03 00 0A",
+                             "(1700000001.000000) bus0 585#43181001C703000A\n"}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+struct NameCase {
+  const char* name;
+  const char* uri;
+  const char* interfaceName;
+};
+
+class FrameTraceInterface : public testing::TestWithParam<NameCase> {};
+
+TEST_P(FrameTraceInterface, IsTakenFromTheURI) {
+  EXPECT_EQ(FrameTrace::getInterfaceName(GetParam().uri), GetParam().interfaceName);
+}
+
+INSTANTIATE_TEST_SUITE_P(URIs, FrameTraceInterface,
+                         testing::Values(NameCase{"Virtual", "virtual:bus0", "bus0"},
+                                         NameCase{"Kernel", "socketcan:can1", "can1"},
+                                         NameCase{"Remote", "socketcand:localhost:29536/vcan0", "vcan0"},
+                                         NameCase{"RemoteIPv6", "socketcand:[::1]:29536/vcan0", "vcan0"},
+                                         NameCase{"BlanksInside", "virtual:my bus", "my_bus"}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(FrameTrace, FrameIsInTheFileWhenItHasPassed) {
+  const test::TemporaryDirectory directory;
+  FrameTrace trace("trace.log", "bus0");
+  trace.frameTransferred(test::frame("705#00"), true);
+  EXPECT_THAT(directory.read("trace.log"), testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) bus0 705#00\n"));
+}
+
+TEST(FrameTrace, BothDirectionsOfAPortAreWritten) {
+  const test::TemporaryDirectory directory;
+  FrameTrace trace("trace.log", "bus0");
+  test::MemoryEndPoint port;
+  port.setFrameObserver(&trace);
+  port.writeMessage(test::frame("705#00"));
+  port.inject("000#01 00");
+  KQ::KQCANMessage message;
+  port.readMessage(message);
+  EXPECT_THAT(directory.read("trace.log"), testing::MatchesRegex(".* bus0 705#00\n.* bus0 000#0100\n"));
+}
+
+TEST(FrameTrace, OldTraceIsEmptied) {
+  const test::TemporaryDirectory directory;
+  std::ofstream("trace.log") << "(1.000000) old 001#\n";
+  const FrameTrace trace("trace.log", "bus0");
+  EXPECT_EQ(directory.read("trace.log"), "");
+}
+
+TEST(FrameTrace, FileThatCannotBeOpenedIsNamed) {
+  const test::TemporaryDirectory directory;
+  try {
+    const FrameTrace trace("nowhere/trace.log", "bus0");
+    FAIL() << "opened";
+  } catch (const panel::PanelError& error) {
+    EXPECT_STREQ(error.what(), "--trace: cannot write 'nowhere/trace.log': No such file or directory");
+  }
+}
+
+TEST(FrameTrace, FullDiskIsReportedOnce) {
+  test::CapturedOutput output;
+  FrameTrace trace("/dev/full", "bus0");
+  trace.frameTransferred(test::frame("705#00"), true);
+  trace.frameTransferred(test::frame("705#05"), true);
+  EXPECT_EQ(output.takeErrors(), "tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n");
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+// | covered                                                   | kind       |
+// |-----------------------------------------------------------|------------|
+// | defaults; every option with its lowest and highest value   | functional |
+// | --listen: forms of an address; not used with other ports   | functional |
+// | --help and --version                                       | functional |
+// | each wrong argument: one line that names the option        | robustness |
+#include "PanelOptions.h"
+
+#include <gtest/gtest.h>
+
+#include "PanelError.h"
+
+namespace {
+
+using panel::PanelError;
+using panel::PanelOptions;
+
+PanelOptions parse(std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "tavo-panel");
+  return PanelOptions::parse(static_cast<int>(arguments.size()), arguments.data());
+}
+
+std::string getError(const std::vector<const char*>& arguments) {
+  try {
+    parse(arguments);
+  } catch (const PanelError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(PanelOptions, DefaultsAreTheEmbeddedBusOnTheLoopbackAddress) {
+  const PanelOptions options = parse({});
+  EXPECT_EQ(options.can, "virtual:bus0");
+  ASSERT_TRUE(options.listen);
+  EXPECT_EQ(options.listen->host, "127.0.0.1");
+  EXPECT_EQ(options.listen->port, 29536);
+  EXPECT_EQ(options.nodeID, 5);
+  EXPECT_EQ(options.heartbeat, 1000);
+  EXPECT_EQ(options.sdoTimeout, 100);
+  EXPECT_FALSE(options.peer);
+  EXPECT_FALSE(options.autostart);
+  EXPECT_FALSE(options.app);
+  EXPECT_FALSE(options.trace);
+  EXPECT_EQ(options.cycle, 1000);
+  EXPECT_FALSE(options.quiet);
+  EXPECT_EQ(options.information, "");
+}
+
+TEST(PanelOptions, LowestNumbersAreTaken) {
+  const PanelOptions options = parse({"--node-id", "1", "--heartbeat", "0", "--sdo-timeout", "1", "--cycle", "1"});
+  EXPECT_EQ(options.nodeID, 1);
+  EXPECT_EQ(options.sdoTimeout, 1);
+  EXPECT_EQ(options.heartbeat, 0);
+  EXPECT_EQ(options.cycle, 1);
+}
+
+TEST(PanelOptions, HighestNumbersAreTaken) {
+  const PanelOptions options =
+      parse({"--node-id", "127", "--heartbeat", "65535", "--sdo-timeout", "65535", "--cycle", "1000"});
+  EXPECT_EQ(options.nodeID, 127);
+  EXPECT_EQ(options.sdoTimeout, 65535);
+  EXPECT_EQ(options.heartbeat, 65535);
+  EXPECT_EQ(options.cycle, 1000);
+}
+
+TEST(PanelOptions, PeerIsAnyOtherNode) {
+  EXPECT_EQ(parse({"--peer", "1"}).peer, 1);
+  EXPECT_EQ(parse({"--peer", "127"}).peer, 127);
+  EXPECT_EQ(parse({"--peer", "5", "--node-id", "6"}).peer, 5);
+}
+
+TEST(PanelOptions, FlagsAreOffUntilGiven) {
+  const PanelOptions options = parse({"--autostart", "--quiet"});
+  EXPECT_TRUE(options.autostart);
+  EXPECT_TRUE(options.quiet);
+}
+
+TEST(PanelOptions, FilesAreTakenAsTheyStand) {
+  const PanelOptions options = parse({"--app", "my app.eds", "--trace=trace.log"});
+  EXPECT_EQ(options.app, "my app.eds");
+  EXPECT_EQ(options.trace, "trace.log");
+}
+
+TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
+  EXPECT_FALSE(parse({"--can", "socketcan:can0"}).listen);
+  EXPECT_FALSE(parse({"--can", "socketcand:localhost:29536/bus0"}).listen);
+}
+
+TEST(PanelOptions, HelpNamesEveryOption) {
+  const std::string help = parse({"--help"}).information;
+  for (const char* const option : {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--peer",
+                                   "--autostart", "--app", "--trace", "--cycle", "--quiet", "--help", "--version"}) {
+    EXPECT_NE(help.find(option), std::string::npos) << option;
+  }
+}
+
+TEST(PanelOptions, VersionNamesTheProgram) {
+  EXPECT_EQ(parse({"--version"}).information.rfind("tavo-panel ", 0), 0U);
+}
+
+struct AddressCase {
+  const char* name;
+  const char* text;
+  const char* host;
+  unsigned short port;
+};
+
+class PanelListenAddress : public testing::TestWithParam<AddressCase> {};
+
+TEST_P(PanelListenAddress, IsSplitIntoHostAndPort) {
+  const PanelOptions options = parse({"--listen", GetParam().text});
+  EXPECT_EQ(options.listen->host, GetParam().host);
+  EXPECT_EQ(options.listen->port, GetParam().port);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, PanelListenAddress,
+                         testing::Values(AddressCase{"IPv4", "0.0.0.0:1", "0.0.0.0", 1},
+                                         AddressCase{"HighestPort", "localhost:65535", "localhost", 65535},
+                                         AddressCase{"AnyPort", "localhost:0", "localhost", 0},
+                                         AddressCase{"NoHost", ":29536", "", 29536},
+                                         AddressCase{"IPv6", "[::1]:29536", "::1", 29536}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+struct WrongCase {
+  const char* name;
+  std::vector<const char*> arguments;
+  const char* reason;  // part of the line
+};
+
+class PanelWrongArgument : public testing::TestWithParam<WrongCase> {};
+
+TEST_P(PanelWrongArgument, IsReportedInOneLine) {
+  const std::string error = getError(GetParam().arguments);
+  EXPECT_NE(error.find(GetParam().reason), std::string::npos) << error;
+  EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Command, PanelWrongArgument,
+    testing::Values(
+        WrongCase{"UnknownOption", {"--speed", "9"}, "--speed"}, WrongCase{"StrayWord", {"can0"}, "can0"},
+        WrongCase{"NodeIDBelowRange", {"--node-id", "0"}, "--node-id"},
+        WrongCase{"NodeIDAboveRange", {"--node-id", "128"}, "--node-id"},
+        WrongCase{"NodeIDNotANumber", {"--node-id", "five"}, "--node-id"},
+        WrongCase{"NodeIDWithTail", {"--node-id", "5x"}, "--node-id"},
+        WrongCase{"NodeIDMissing", {"--node-id"}, "--node-id"},
+        WrongCase{"NodeIDTwice", {"--node-id", "5", "--node-id", "6"}, "--node-id"},
+        WrongCase{"HeartbeatBelowRange", {"--heartbeat", "-1"}, "--heartbeat"},
+        WrongCase{"HeartbeatAboveRange", {"--heartbeat", "65536"}, "--heartbeat"},
+        WrongCase{"HeartbeatBeyondAnyNumber", {"--heartbeat", "99999999999999999999"}, "--heartbeat"},
+        WrongCase{"SDOTimeoutBelowRange", {"--sdo-timeout", "0"}, "--sdo-timeout"},
+        WrongCase{"SDOTimeoutAboveRange", {"--sdo-timeout", "65536"}, "--sdo-timeout"},
+        WrongCase{"PeerBelowRange", {"--peer", "0"}, "--peer"},
+        WrongCase{"PeerAboveRange", {"--peer", "128"}, "--peer"},
+        WrongCase{"PeerIsTheDefaultNodeItself", {"--peer", "5"}, "--peer: 5"},
+        WrongCase{"PeerIsTheNodeItself", {"--peer", "6", "--node-id", "6"}, "--peer: 6"},
+        WrongCase{"PeerWithoutTheDemo", {"--peer", "6", "--app", "my.eds"}, "--peer is for the demo machine"},
+        WrongCase{"CycleBelowRange", {"--cycle", "0"}, "--cycle"},
+        WrongCase{"CycleAboveRange", {"--cycle", "1001"}, "--cycle"},
+        WrongCase{"PortWithoutScheme", {"--can", "can0"}, "--can: 'can0'"},
+        WrongCase{"PortOfUnknownKind", {"--can", "serial:can0"}, "--can: 'serial:can0'"},
+        WrongCase{"PortWithoutName", {"--can", "virtual:"}, "--can: 'virtual:'"},
+        WrongCase{"ListenWithKernelPort", {"--can", "socketcan:can0", "--listen", "127.0.0.1:1"}, "--listen"},
+        WrongCase{"ListenWithRemotePort", {"--can", "socketcand:h:1/c", "--listen", "127.0.0.1:1"}, "--listen"},
+        WrongCase{"ListenWithoutPort", {"--listen", "127.0.0.1"}, "--listen"},
+        WrongCase{"ListenWithEmptyPort", {"--listen", "127.0.0.1:"}, "--listen"},
+        WrongCase{"ListenPortAboveRange", {"--listen", "127.0.0.1:65536"}, "--listen"},
+        WrongCase{"ListenPortNegative", {"--listen", "127.0.0.1:-1"}, "--listen"},
+        WrongCase{"ListenPortNotANumber", {"--listen", "127.0.0.1:http"}, "--listen"},
+        WrongCase{"ListenBareIPv6", {"--listen", "::1:29536"}, "--listen"},
+        WrongCase{"FlagWithValue", {"--quiet=perhaps"}, "--quiet"}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+}  // namespace

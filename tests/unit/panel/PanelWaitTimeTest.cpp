@@ -1,0 +1,30 @@
+// | covered                                             | kind       |
+// |-----------------------------------------------------|------------|
+// | wait between two cycles against status word and limit | functional |
+#include "Panel.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct WaitCase {
+  const char* name;
+  int status;
+  int longest;
+  int wait;
+};
+
+class PanelWaitTime : public testing::TestWithParam<WaitCase> {};
+
+TEST_P(PanelWaitTime, IsTheStatusWordWithinItsLimits) {
+  EXPECT_EQ(panel::Panel::getWaitTime(GetParam().status, GetParam().longest), GetParam().wait);
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, PanelWaitTime,
+                         testing::Values(WaitCase{"NeverNegative", -1, 1000, 1}, WaitCase{"NeverZero", 0, 1000, 1},
+                                         WaitCase{"Lowest", 1, 1000, 1}, WaitCase{"AsNamed", 5, 1000, 5},
+                                         WaitCase{"Highest", 1000, 1000, 1000}, WaitCase{"Limited", 1001, 1000, 1000},
+                                         WaitCase{"LimitedToOne", 5, 1, 1}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+}  // namespace
