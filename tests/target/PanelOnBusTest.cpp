@@ -1,0 +1,179 @@
+// tavo-panel on can0 and its master on can1: two controllers on one bus at 1 Mbit/s
+//
+// | what            | cases                                                                                      |
+// |-----------------|--------------------------------------------------------------------------------------------|
+// | life            | boot-up and heartbeat; NMT commands; SIGTERM ends it with 0                                |
+// | SDO             | expedited and segmented upload, download, abort                                            |
+// | interface       | can0 down and up (robustness)                                                              |
+// | flood           | ten seconds at the full rate of the bus: SDO is answered, heartbeats come (robustness)     |
+// | foreign clients | candump, cansend and cangen                                                                |
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include "KernelBus.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr int HEARTBEAT_MS = 100;
+constexpr int PATIENCE_MS = 500;
+
+class PanelOnBus : public testing::Test {
+protected:
+  explicit PanelOnBus(const std::vector<std::string>& options = {}) {
+    std::vector<std::string> words = {"tavo-panel", "--can", "socketcan:can0", "--heartbeat",
+                                      std::to_string(HEARTBEAT_MS)};
+    words.insert(words.end(), options.begin(), options.end());
+    panel = std::make_unique<Process>(words, "/tmp/panel.log");
+    const auto bootUp = master.receiveOf("705", 5000);
+    EXPECT_TRUE(bootUp) << "the panel does not boot";
+    EXPECT_EQ(bootUp ? bootUp->text : "", "705#00");
+  }
+
+  std::string ask(const std::string& request) {
+    master.send(request);
+    const auto answer = master.receiveOf("585", PATIENCE_MS);
+    return answer ? answer->text : "no answer";
+  }
+
+  std::string nextHeartbeat() {
+    const auto heartbeat = master.receiveOf("705", PATIENCE_MS);
+    return heartbeat ? heartbeat->text : "no heartbeat";
+  }
+
+  /// The state that the node says in its heartbeats after an NMT command.
+  std::string heartbeatAfter(const std::string& command) {
+    master.take();
+    master.send(command);
+    nextHeartbeat();
+    return nextHeartbeat();
+  }
+
+  RawSocket master{"can1"};
+  std::unique_ptr<Process> panel;
+};
+
+TEST_F(PanelOnBus, ObeysTheMastersCommands) {
+  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_EQ(heartbeatAfter("000#01 05"), "705#05");
+  EXPECT_EQ(heartbeatAfter("000#02 05"), "705#04");
+  EXPECT_EQ(heartbeatAfter("000#80 05"), "705#7F");
+  EXPECT_EQ(heartbeatAfter("000#01 06"), "705#7F") << "that was for another node";
+  master.take();
+  master.send("000#81 05");
+  EXPECT_EQ(nextHeartbeat(), "705#00");
+  EXPECT_EQ(nextHeartbeat(), "705#7F");
+}
+
+TEST_F(PanelOnBus, AnswersSDORequests) {
+  EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
+  EXPECT_EQ(ask("605#2B 00 20 02 20 03 00 00"), "585#60 00 20 02 00 00 00 00");
+  EXPECT_EQ(ask("605#40 00 20 02 00 00 00 00"), "585#4B 00 20 02 20 03 00 00");
+  EXPECT_EQ(ask("605#40 01 20 00 00 00 00 00"), "585#41 01 20 00 11 00 00 00");
+  EXPECT_EQ(ask("605#60 00 00 00 00 00 00 00"), "585#00 54 41 56 4F 20 64 65");
+  EXPECT_EQ(ask("605#70 00 00 00 00 00 00 00"), "585#10 6D 6F 20 6D 61 63 68");
+  EXPECT_EQ(ask("605#60 00 00 00 00 00 00 00").substr(0, 16), "585#09 69 6E 65 ");
+  EXPECT_EQ(ask("605#40 00 50 00 00 00 00 00"), "585#80 00 50 00 00 00 02 06");
+}
+
+TEST_F(PanelOnBus, EndsCleanlyOnSIGTERM) {
+  EXPECT_EQ(panel->terminate(), 0);
+}
+
+TEST_F(PanelOnBus, ReturnsWithItsInterface) {
+  canlink("down can0");
+  while (master.receiveOf("705", PATIENCE_MS)) {
+  }
+  canlink("up can0");
+  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
+  EXPECT_TRUE(panel->isRunning());
+  const std::string output = outputOf("cat /tmp/panel.log");
+  EXPECT_THAT(output, HasSubstr("socketcan:can0: interface is down\n"));
+  EXPECT_THAT(output, HasSubstr("socketcan:can0: interface is up again\n"));
+}
+
+TEST_F(PanelOnBus, FloodOfTenSecondsHoldsUpNeitherSDONorHeartbeat) {
+  EXPECT_EQ(heartbeatAfter("000#01 05"), "705#05");
+  master.listenOnlyTo(0x705, 0x585);
+  const std::int64_t begin = monotonicTime();
+  const Process flood({"cangen", "can1", "-g", "0", "-i", "-I", "2A5", "-L", "8", "-D", "i"});
+  unsigned int heartbeats = 0;
+  unsigned int answers = 0;
+  std::int64_t lastHeartbeat = begin;
+  std::int64_t lastRequest = begin;
+  std::int64_t longestSilence = 0;
+  std::int64_t longestAnswer = 0;
+  master.send("605#40 18 10 01 00 00 00 00");
+  for (std::int64_t now = begin; now - begin < 10'000 * MILLISECOND; now = monotonicTime()) {
+    const auto received = master.receive(10);
+    now = monotonicTime();
+    if (received && received->text == "705#05") {
+      longestSilence = std::max(longestSilence, now - lastHeartbeat);
+      lastHeartbeat = now;
+      ++heartbeats;
+    } else if (received && received->text.rfind("585#43 18 10 01", 0) == 0) {
+      longestAnswer = std::max(longestAnswer, now - lastRequest);
+      ++answers;
+      lastRequest = now;
+      master.send("605#40 18 10 01 00 00 00 00");
+    }
+    ASSERT_LT(now - lastRequest, 1000 * MILLISECOND) << "no answer to request " << answers;
+  }
+  std::cout << "flood: " << answers << " answers, the slowest after " << longestAnswer / MILLISECOND << " ms; "
+            << heartbeats << " heartbeats, the longest silence " << longestSilence / MILLISECOND << " ms" << std::endl;
+  EXPECT_GE(heartbeats, 95U);
+  EXPECT_LT(longestSilence, (HEARTBEAT_MS + 20) * MILLISECOND);
+  EXPECT_LT(longestAnswer, 50 * MILLISECOND);
+  EXPECT_GE(answers, 100U);
+}
+
+// ---- Foreign clients
+
+TEST_F(PanelOnBus, CandumpSeesWhatThePanelSends) {
+  EXPECT_EQ(outputOf("candump -n 1 -T 1000 can1,705:7FF"), "  can1  705   [1]  7F\n");
+}
+
+TEST_F(PanelOnBus, CansendGetsAnAnswer) {
+  EXPECT_EQ(outputOf("(sleep 0.2; cansend can1 605#4000200000000000) & candump -n 1 -T 2000 can1,585:7FF"),
+            "  can1  585   [8]  4F 00 20 00 06 00 00 00\n");
+}
+
+class TracedPanelOnBus : public PanelOnBus {
+protected:
+  TracedPanelOnBus() : PanelOnBus({"--trace", "/tmp/panel-trace.log"}) {}
+};
+
+TEST_F(TracedPanelOnBus, TraceHasTheFramesThatCandumpLogs) {
+  const std::string logged = outputOf(
+      "candump -L -n 12 -T 3000 can1,705:7FF,585:7FF & sleep 0.1;"
+      "cansend can1 605#4000200000000000; wait");
+  const std::string trace = outputOf("cat /tmp/panel-trace.log");
+  std::istringstream lines(logged);
+  unsigned int number = 0;
+  for (std::string line; std::getline(lines, line); ++number) {
+    const std::string text = line.substr(line.rfind(' ') + 1);
+    EXPECT_THAT(trace, HasSubstr(" " + text + "\n"));
+  }
+  EXPECT_EQ(number, 12U);
+}
+
+TEST_F(PanelOnBus, TrafficOfCangenChangesNothing) {
+  // Frames of any length and content, on 29-bit identifiers and on an 11-bit one that is nobody's.
+  EXPECT_EQ(outputOf("cangen can1 -g 1 -n 500 -e 2>&1; cangen can1 -g 1 -n 500 -I 6A5 2>&1"), "");
+  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
+  EXPECT_TRUE(panel->isRunning());
+}
+
+}  // namespace
+}  // namespace test
