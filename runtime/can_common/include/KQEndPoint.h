@@ -32,12 +32,19 @@ public:
   /**
    * Takes the oldest waiting frame.
    * @param message receives the frame (its flags are 0); unchanged unless 0 is returned
-   * @return 0 a frame was read; 5 none is waiting; 10 the port is not open or down
+   * @return 0 a frame was read; 5 none is waiting, or the manager's wait has served enough of them (the next one goes
+   *   on); 10 the port is not open or down
    */
   int readMessage(KQCANMessage& message) {
     readAttempted_.store(true, std::memory_order_relaxed);
+    if (framesToGive_ == 0) {
+      return KQ_NO_DATA;
+    }
     const int result = doRead(message);
     if (result == KQ_OK) {
+      if (framesToGive_ != NO_LIMIT) {
+        --framesToGive_;
+      }
       count(counters_.received);
       report(message, false);
     }
@@ -154,6 +161,8 @@ protected:
 private:
   friend class KQEndPointManager;
 
+  static constexpr unsigned NO_LIMIT = ~0U;
+
   static bool isClassicFrame(const KQCANMessage& message) { return message.identifier <= 0x7FF && message.length <= 8; }
 
   void report(const KQCANMessage& message, bool sent) {
@@ -168,6 +177,7 @@ private:
   std::atomic<KQEndPointManager*> manager_{nullptr};
   std::atomic<unsigned> transitions_{0};
   std::atomic<bool> readAttempted_{false};
+  unsigned framesToGive_{NO_LIMIT};  ///< in this wait of the manager; the reading thread's
 };
 
 }  // namespace KQ

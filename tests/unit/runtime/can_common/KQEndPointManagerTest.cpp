@@ -4,6 +4,7 @@
 // |-----------------------|--------------------------------------------------------------------------------------|
 // | arguments             | null, twice, unknown, a bad descriptor, no callback                                    |
 // | end points            | level-triggered; several at once; frames taken in a batch; a listener that reads nothing |
+// |                       | more frames than one wait serves (robustness)                                          |
 // | removal (robustness)  | itself or another one from inside a callback; deleted while added; the manager first   |
 // | descriptors           | events, modify, remove                                                                 |
 // | services              | called when due and not before; shorten the wait; removed from inside                   |
@@ -130,6 +131,56 @@ TEST(EndPointManager, OneEndPointHasOneManager) {
   auto endPoint = openVirtual("manager");
   EXPECT_EQ(first.addEndPoint(endPoint.get(), nullptr), KQ_OK);
   EXPECT_EQ(second.addEndPoint(endPoint.get(), nullptr), KQ_ALREADY_EXISTS);
+}
+
+// Reads until nothing waits, as a node does.
+ActingListener drainingListener() {
+  return ActingListener([](KQEndPoint* endPoint) {
+    KQCANMessage message;
+    while (endPoint->readMessage(message) == KQ_OK) {
+    }
+  });
+}
+
+TEST(EndPointManager, EndlessFramesHoldUpNobody) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  endPoint.buffered = 3 * KQEndPointManager::FRAMES_PER_WAIT;
+  ActingListener listener = drainingListener();
+  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
+  EXPECT_EQ(manager.wait(-1), 1);
+  EXPECT_EQ(endPoint.buffered, 2 * KQEndPointManager::FRAMES_PER_WAIT);
+  EXPECT_EQ(manager.wait(-1), 1) << "the rest is served without waiting";
+  EXPECT_EQ(endPoint.buffered, KQEndPointManager::FRAMES_PER_WAIT);
+  EXPECT_EQ(manager.wait(-1), 1);
+  EXPECT_EQ(endPoint.buffered, 0U);
+  EXPECT_EQ(manager.wait(0), 0);
+}
+
+TEST(EndPointManager, EndPointIsReadWithoutLimitOutsideOfWait) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  ActingListener listener = drainingListener();
+  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
+  endPoint.buffered = KQEndPointManager::FRAMES_PER_WAIT + 1;
+  manager.wait(-1);
+  EXPECT_EQ(endPoint.buffered, 1U);
+  endPoint.buffered = 2 * KQEndPointManager::FRAMES_PER_WAIT;
+  listener.onEndPointReadable(&endPoint, &manager);
+  EXPECT_EQ(endPoint.buffered, 0U);
+}
+
+TEST(EndPointManager, EndPointRemovedWhileItIsReadHasNoLimit) {
+  KQEndPointManager manager;
+  ScriptedEndPoint endPoint;
+  endPoint.buffered = 2 * KQEndPointManager::FRAMES_PER_WAIT;
+  ActingListener listener([&manager](KQEndPoint* readable) {
+    manager.removeEndPoint(readable);
+    drainingListener().onEndPointReadable(readable, &manager);
+  });
+  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
+  manager.wait(-1);
+  EXPECT_EQ(endPoint.buffered, 0U);
 }
 
 TEST(EndPointManager, WithNothingReadyServesNothing) {
