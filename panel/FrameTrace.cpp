@@ -18,6 +18,9 @@ namespace panel {
 
 namespace {
 
+constexpr std::size_t LONGEST_BUFFER = 16384;
+constexpr std::size_t LONGEST_LINE = 256;
+
 int openForWriting(const std::string& fileName) {
   const int descriptor = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
   if (descriptor < 0) {
@@ -31,37 +34,63 @@ long long getWallClock() {
   return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
+void appendHex(std::string& line, unsigned int value, int digits) {
+  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+    line += "0123456789ABCDEF"[value >> shift & 0xF];
+  }
+}
+
 }  // namespace
 
 FrameTrace::FrameTrace(std::string file, const std::string& name)
-    : fileName(std::move(file)), interfaceName(name), descriptor(openForWriting(fileName)) {}
+    : fileName(std::move(file)), interfaceName(name), descriptor(openForWriting(fileName)) {
+  lines.reserve(LONGEST_BUFFER);
+}
 
 FrameTrace::~FrameTrace() {
+  flush();
   close(descriptor);
 }
 
 void FrameTrace::frameTransferred(const KQ::KQCANMessage& message, bool /*sent*/) {
-  const std::string line = getLine(getWallClock(), interfaceName, message);
-  // One write a line: lines of several threads do not mix, and nothing is left in a buffer.
-  const bool written = write(descriptor, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-  if (!written && !failed.exchange(true)) {
-    std::cerr << "tavo-panel: frames are missing in the trace '" << fileName << "': " << std::strerror(errno) << '\n';
+  const std::lock_guard<std::mutex> lock(mutex);
+  appendLine(lines, getWallClock(), interfaceName, message);
+  if (lines.size() > LONGEST_BUFFER - LONGEST_LINE) {
+    writeLines();
   }
 }
 
-std::string FrameTrace::getLine(long long microseconds, const std::string& interfaceName,
-                                const KQ::KQCANMessage& message) {
-  constexpr long long PER_SECOND = 1000000;
-  char text[64];
-  std::snprintf(text, sizeof text, "(%010lld.%06lld) ", microseconds / PER_SECOND, microseconds % PER_SECOND);
-  std::string line = text + interfaceName;
-  std::snprintf(text, sizeof text, " %03X#", message.identifier);
-  line += text;
-  for (unsigned int i = 0; i < std::min<unsigned int>(message.length, sizeof message.data); ++i) {
-    std::snprintf(text, sizeof text, "%02X", message.data[i]);
-    line += text;
+void FrameTrace::flush() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (!lines.empty()) {
+    writeLines();
   }
-  return line + '\n';
+}
+
+void FrameTrace::writeLines() {
+  const bool written = write(descriptor, lines.data(), lines.size()) == static_cast<ssize_t>(lines.size());
+  if (!written && !failed) {
+    failed = true;
+    std::cerr << "tavo-panel: frames are missing in the trace '" << fileName << "': " << std::strerror(errno) << '\n';
+  }
+  lines.clear();
+}
+
+void FrameTrace::appendLine(std::string& text, long long microseconds, const std::string& interfaceName,
+                            const KQ::KQCANMessage& message) {
+  constexpr long long PER_SECOND = 1000000;
+  char stamp[48];
+  const int length =
+      std::snprintf(stamp, sizeof stamp, "(%010lld.%06lld) ", microseconds / PER_SECOND, microseconds % PER_SECOND);
+  text.append(stamp, static_cast<std::size_t>(length));
+  text += interfaceName;
+  text += ' ';
+  appendHex(text, message.identifier, 3);
+  text += '#';
+  for (unsigned int i = 0; i < std::min<unsigned int>(message.length, sizeof message.data); ++i) {
+    appendHex(text, message.data[i], 2);
+  }
+  text += '\n';
 }
 
 std::string FrameTrace::getInterfaceName(const std::string& uri) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include <mutex>
 #include <string>
 
 #include "KQFrameObserver.h"
@@ -8,7 +8,8 @@
 namespace panel {
 
 /// Writes every frame that passes a CAN port to a file, as lines of a candump log: "(1700000000.123456) bus0 705#00".
-/// A line is written whole and at once, so that another program can follow the file while it grows.
+/// Lines are gathered until flush(): on a busy bus, a write for each would cost more than all else that the node does.
+/// They are written whole, so that another program can follow the file while it grows.
 class FrameTrace : public KQ::KQFrameObserver {
 public:
   /// Opens the file and empties it.
@@ -19,22 +20,30 @@ public:
   FrameTrace(const FrameTrace&) = delete;
   FrameTrace& operator=(const FrameTrace&) = delete;
 
-  /// Writes the frame's line. Any thread. A file that cannot be written to any more is reported once on standard
-  /// error; the node goes on.
+  /// Takes down the frame's line. Any thread.
   void frameTransferred(const KQ::KQCANMessage& message, bool sent) override;
 
-  /// The line of a frame, with its line end. @param microseconds wall clock since 1970
-  static std::string getLine(long long microseconds, const std::string& interfaceName, const KQ::KQCANMessage& message);
+  /// Writes the lines taken down: whenever nothing is left to be done for the moment, and in the end. Any thread. A
+  /// file that cannot be written to any more is reported once on standard error; the node goes on.
+  void flush();
+
+  /// Adds the line of a frame, with its line end. @param microseconds wall clock since 1970
+  static void appendLine(std::string& text, long long microseconds, const std::string& interfaceName,
+                         const KQ::KQCANMessage& message);
 
   /// The name in a port's URI by which a log calls the bus: "can0" of "socketcan:can0", "bus0" of
   /// "socketcand:localhost:29536/bus0". It is one word, however the bus is called.
   static std::string getInterfaceName(const std::string& uri);
 
 private:
+  void writeLines();
+
   const std::string fileName;
   const std::string interfaceName;
   const int descriptor;
-  std::atomic<bool> failed{false};
+  std::mutex mutex;
+  std::string lines;
+  bool failed{false};
 };
 
 }  // namespace panel

@@ -128,6 +128,9 @@ void Panel::run() {
   while (running) {
     application->update();
     cycle();
+    if (trace) {
+      trace->flush();
+    }
     // Frames are handed to the node in here, by its onEndPointReadable().
     endPoints.wait(getWaitTime(node->getProtocolStatus(), options.cycle));
   }

@@ -2,12 +2,14 @@
 // |------------------------------------------------------------------|------------|
 // | lines of frames: identifier, data of 0 to 8 bytes, time           | functional |
 // | interface name of each kind of port                               | functional |
-// | a frame is in the file when it has passed; an old trace is emptied | functional |
+// | frames are in the file after a flush, when they are many, in the end; an old trace is emptied | functional |
 // | a file that cannot be opened, one that cannot be written any more  | robustness |
 #include "FrameTrace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <fstream>
 
 #include "CapturedOutput.h"
@@ -30,7 +32,9 @@ struct LineCase {
 class FrameTraceLine : public testing::TestWithParam<LineCase> {};
 
 TEST_P(FrameTraceLine, IsThatOfACandumpLog) {
-  EXPECT_EQ(FrameTrace::getLine(GetParam().microseconds, "bus0", test::frame(GetParam().frame)), GetParam().line);
+  std::string text = "before\n";
+  FrameTrace::appendLine(text, GetParam().microseconds, "bus0", test::frame(GetParam().frame));
+  EXPECT_EQ(text, std::string("before\n") + GetParam().line);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -63,10 +67,11 @@ INSTANTIATE_TEST_SUITE_P(URIs, FrameTraceInterface,
                                          NameCase{"BlanksInside", "virtual:my bus", "my_bus"}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
-TEST(FrameTrace, FrameIsInTheFileWhenItHasPassed) {
+TEST(FrameTrace, FrameIsInTheFileAfterAFlush) {
   const test::TemporaryDirectory directory;
   FrameTrace trace("trace.log", "bus0");
   trace.frameTransferred(test::frame("705#00"), true);
+  trace.flush();
   EXPECT_THAT(directory.read("trace.log"), testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) bus0 705#00\n"));
 }
 
@@ -79,7 +84,28 @@ TEST(FrameTrace, BothDirectionsOfAPortAreWritten) {
   port.inject("000#01 00");
   KQ::KQCANMessage message;
   port.readMessage(message);
+  trace.flush();
   EXPECT_THAT(directory.read("trace.log"), testing::MatchesRegex(".* bus0 705#00\n.* bus0 000#0100\n"));
+}
+
+TEST(FrameTrace, FramesAreInTheFileInTheEnd) {
+  const test::TemporaryDirectory directory;
+  { FrameTrace("trace.log", "bus0").frameTransferred(test::frame("705#00"), true); }
+  EXPECT_THAT(directory.read("trace.log"), testing::EndsWith(" bus0 705#00\n"));
+}
+
+TEST(FrameTrace, ManyFramesAreWrittenWithoutAFlush) {
+  const test::TemporaryDirectory directory;
+  FrameTrace trace("trace.log", "bus0");
+  for (int i = 0; i < 1000; ++i) {
+    trace.frameTransferred(test::frame("705#00"), true);
+  }
+  const std::string early = directory.read("trace.log");
+  EXPECT_THAT(early, testing::EndsWith(" bus0 705#00\n"));
+  trace.flush();
+  const std::string all = directory.read("trace.log");
+  EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1000);
+  EXPECT_EQ(all.substr(0, early.size()), early);
 }
 
 TEST(FrameTrace, OldTraceIsEmptied) {
@@ -102,8 +128,10 @@ TEST(FrameTrace, FileThatCannotBeOpenedIsNamed) {
 TEST(FrameTrace, FullDiskIsReportedOnce) {
   test::CapturedOutput output;
   FrameTrace trace("/dev/full", "bus0");
-  trace.frameTransferred(test::frame("705#00"), true);
-  trace.frameTransferred(test::frame("705#05"), true);
+  for (const char* frame : {"705#00", "705#05"}) {
+    trace.frameTransferred(test::frame(frame), true);
+    trace.flush();
+  }
   EXPECT_EQ(output.takeErrors(), "tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n");
 }
 
