@@ -51,7 +51,8 @@ TEST_P(HandlerOrder, OfferingEndsWithTheHandlerThatTakesTheFrame) {
   inject(1);
   answer(GetParam().position, KQ::KQ_OK);
   EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA);
-  EXPECT_EQ(offers, Offers(IN_ORDER.begin(), IN_ORDER.begin() + GetParam().position + 1));
+  const Offers expected(IN_ORDER.data(), IN_ORDER.data() + GetParam().position + 1);
+  EXPECT_EQ(offers, expected);
 }
 
 TEST_P(HandlerOrder, AnyResultBut11TakesTheFrame) {
