@@ -40,7 +40,7 @@ public:
                            int tag) const override;
 
   /// The keys of the mapped objects, index << 16 | sub-index.
-  std::set<unsigned int> getAllMappedVariableKeys() const { return getMappedKeys(); }
+  std::set<unsigned int> getAllMappedVariableKeys() const { return {getMappedKeys().begin(), getMappedKeys().end()}; }
 
   KQCANopenPDOTransmissionMode getTransmissionType() const { return transmissionType; }
   unsigned short getCommunicationIndex() const { return communicationIndex; }

@@ -131,9 +131,13 @@ private:
 
   // building
   int readParameter(unsigned short index, unsigned char subIndex) const;
-  unsigned int mappedBits(unsigned short mappingIndex, int count) const;
-  void addMapping(KQPDO& pdo, unsigned short mappingIndex, int count) const;
-  std::vector<unsigned short> communicationParameters(unsigned short first, unsigned short last) const;
+  struct Mapping;
+  void readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const;
+  static unsigned int mappedBits(const Mapping& mapping);
+  void addMapping(KQPDO& pdo, const Mapping& mapping) const;
+  template <typename Build>
+  void forEachParameter(unsigned short first, unsigned short last, Build build);
+  void buildTransmitPDO(unsigned short index, unsigned int now);
   void buildReceivePDOs();
   void buildTransmitPDOs();
   void rebuildReceivePDO(unsigned short index);

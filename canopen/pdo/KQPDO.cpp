@@ -86,6 +86,7 @@ bool KQPDO::isPacked(const KQCANMappingData& record) const {
 
 void KQPDO::preparePacking() {
   packedObjects.clear();
+  packedObjects.reserve(getMappingData().size());
   packedBits = 0;
   hasOthers = false;
   areOverlapping = false;

@@ -1,6 +1,7 @@
 // How PDOs are built from their communication and mapping parameters in the dictionary.
 
 #include <algorithm>
+#include <array>
 #include <ios>
 #include <iostream>
 #include <mutex>
@@ -101,27 +102,35 @@ int KQPDOHandler::readParameter(unsigned short index, unsigned char subIndex) co
   return value;
 }
 
-unsigned int KQPDOHandler::mappedBits(unsigned short mappingIndex, int count) const {
-  unsigned int bits = 0;
+/// The mapping entries that are there, as they stand in the dictionary.
+struct KQPDOHandler::Mapping {
+  unsigned int count = 0;
+  std::array<int, HIGHEST_SUB_INDEX> entries;
+};
+
+void KQPDOHandler::readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const {
   for (int subIndex = 1; subIndex <= count; ++subIndex) {
-    int mapping = 0;
-    if (objectDictionary->getValue(mappingIndex, static_cast<unsigned char>(subIndex), mapping) == KQ_OK) {
-      bits += bitLengthOf(mapping);
+    int& entry = mapping.entries[mapping.count];
+    if (objectDictionary->getValue(mappingIndex, static_cast<unsigned char>(subIndex), entry) == KQ_OK) {
+      ++mapping.count;
     }
+  }
+}
+
+unsigned int KQPDOHandler::mappedBits(const Mapping& mapping) {
+  unsigned int bits = 0;
+  for (unsigned int i = 0; i < mapping.count; ++i) {
+    bits += bitLengthOf(mapping.entries[i]);
   }
   return bits;
 }
 
-void KQPDOHandler::addMapping(KQPDO& pdo, unsigned short mappingIndex, int count) const {
+void KQPDOHandler::addMapping(KQPDO& pdo, const Mapping& mapping) const {
   unsigned int bits = 0;
   unsigned int bytePosition = 0;
-  for (int subIndex = 1; subIndex <= count; ++subIndex) {
-    int mapping = 0;
-    if (objectDictionary->getValue(mappingIndex, static_cast<unsigned char>(subIndex), mapping) != KQ_OK) {
-      continue;
-    }
-    const unsigned int key = keyOf(mapping);
-    const unsigned int length = bitLengthOf(mapping);
+  for (unsigned int i = 0; i < mapping.count; ++i) {
+    const unsigned int key = keyOf(mapping.entries[i]);
+    const unsigned int length = bitLengthOf(mapping.entries[i]);
     KQVariableStorageType storageType = STORAGE_TYPE_UNDEFINED;
     const int result = objectDictionary->getVariableStorageType(key, &storageType);
     if (result != KQ_OK) {
@@ -150,12 +159,14 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
   const auto mode = static_cast<KQCANopenPDOTransmissionMode>(readParameter(commIndex, TRANSMISSION_TYPE));
   const auto eventTimer = static_cast<unsigned int>(readParameter(commIndex, EVENT_TIMER));
   const int inhibitTime = isReceive ? 0 : readParameter(commIndex, INHIBIT_TIME);
-  const unsigned int length = frameLengthOf(mappedBits(mappingIndex, count), commIndex, isReceive);
+  Mapping mapping;
+  readMapping(mappingIndex, count, mapping);
+  const unsigned int length = frameLengthOf(mappedBits(mapping), commIndex, isReceive);
 
   auto pdo =
       std::make_unique<KQPDO>(length, transmitTypeOf(isReceive, mode, eventTimer),
                               static_cast<unsigned short>(inhibitTime & 0xFFFF), eventTimer, objectDictionary, mode);
-  addMapping(*pdo, mappingIndex, count);
+  addMapping(*pdo, mapping);
   pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
   pdo->setCommunicationIndex(commIndex);
   pdo->setBuildNumber(++buildCount);
@@ -183,31 +194,31 @@ int KQPDOHandler::init() {
   return KQ_OK;
 }
 
-std::vector<unsigned short> KQPDOHandler::communicationParameters(unsigned short first, unsigned short last) const {
-  std::vector<unsigned short> indexes;
+// The objects from first to last, in this order.
+template <typename Build>
+void KQPDOHandler::forEachParameter(unsigned short first, unsigned short last, Build build) {
   const ObjectDictionaryEntry* entry = objectDictionary->getFirstEntry(first, last);
-  for (; entry != nullptr;
-       entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last)) {
-    indexes.push_back(entry->index);
+  while (entry != nullptr) {
+    build(entry->index);
+    entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last);
   }
-  return indexes;
 }
 
 void KQPDOHandler::buildReceivePDOs() {
   monitoredPDOs.clear();
   receivePDOTable.clear();
   deleteAll(receivePDOs);
-  for (unsigned short index : communicationParameters(FIRST_RECEIVE_PDO, LAST_RECEIVE_PDO)) {
+  forEachParameter(FIRST_RECEIVE_PDO, LAST_RECEIVE_PDO, [this](unsigned short index) {
     KQPDO* const pdo = getPDODataFromObjectDictionary(index);
     if (pdo == nullptr) {
-      continue;
+      return;
     }
     receivePDOs.insert(pdo);
     // A second RPDO with the same COB-ID takes the place of the first, which takes no frames from then on.
     pdo->setReceptionKey(pdo->getCOBID());
     enterReceivePDO(pdo);
     monitorReception(pdo);
-  }
+  });
 }
 
 void KQPDOHandler::buildTransmitPDOs() {
@@ -218,23 +229,26 @@ void KQPDOHandler::buildTransmitPDOs() {
   hasPendingPDOs = false;
   deleteAll(transmitPDOs);
   const unsigned int now = KQTick::getTickCount();
-  for (unsigned short index : communicationParameters(FIRST_TRANSMIT_PDO, LAST_TRANSMIT_PDO)) {
-    KQPDO* const pdo = getPDODataFromObjectDictionary(index);
-    if (pdo == nullptr) {
-      if (syncHandler != nullptr) {
-        syncHandler->removeTxPDO(index);
-      }
-      continue;
-    }
-    registerTransmitPDO(pdo);
-    const KQCANopenPDOTransmissionMode mode = pdo->getTransmissionType();
-    if (isEventDriven(mode)) {
-      scheduleTransmission(pdo, now);
-    } else if (mode <= PDO_TRANSMISSION_SYNC_CYCLIC_LAST && syncHandler != nullptr) {
-      syncHandler->addTxPDO(pdo);
-    }
-  }
+  forEachParameter(FIRST_TRANSMIT_PDO, LAST_TRANSMIT_PDO,
+                   [this, now](unsigned short index) { buildTransmitPDO(index, now); });
   pendingPDOs.reserve(transmitPDOs.size());
+}
+
+void KQPDOHandler::buildTransmitPDO(unsigned short index, unsigned int now) {
+  KQPDO* const pdo = getPDODataFromObjectDictionary(index);
+  if (pdo == nullptr) {
+    if (syncHandler != nullptr) {
+      syncHandler->removeTxPDO(index);
+    }
+    return;
+  }
+  registerTransmitPDO(pdo);
+  const KQCANopenPDOTransmissionMode mode = pdo->getTransmissionType();
+  if (isEventDriven(mode)) {
+    scheduleTransmission(pdo, now);
+  } else if (mode <= PDO_TRANSMISSION_SYNC_CYCLIC_LAST && syncHandler != nullptr) {
+    syncHandler->addTxPDO(pdo);
+  }
 }
 
 void KQPDOHandler::enterReceivePDO(KQPDO* pdo) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -133,10 +132,12 @@ public:
   unsigned int getTransmitType() const { return transmitType_; }
   /// All records in the order in which they were added. They belong to this object.
   const MappingData& getMappingData() const { return mappingData_; }
-  /// The object keys of all records, also of those that are never moved.
-  const std::set<unsigned int>& getMappedKeys() const { return mappedKeys_; }
+  /// The object keys of all records, also of those that are never moved: each once, in ascending order.
+  const std::vector<unsigned int>& getMappedKeys() const { return mappedKeys_; }
 
 private:
+  void insertMappedKey(unsigned int key);
+
   /// Where an unpacked value goes.
   struct Destination {
     KQDEI* dei;
@@ -154,7 +155,7 @@ private:
   const unsigned int transmitType_;
   const unsigned int cycleTime_;
   MappingData mappingData_;
-  std::set<unsigned int> mappedKeys_;
+  std::vector<unsigned int> mappedKeys_;
 };
 
 }  // namespace KQ

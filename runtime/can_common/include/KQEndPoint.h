@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <string>
 
 #include "KQCANMessage.h"
@@ -36,15 +37,12 @@ public:
    *   on); 10 the port is not open or down
    */
   int readMessage(KQCANMessage& message) {
-    readAttempted_.store(true, std::memory_order_relaxed);
-    if (framesToGive_ == 0) {
+    if (readsLeft_ == 0) {
       return KQ_NO_DATA;
     }
+    --readsLeft_;
     const int result = doRead(message);
     if (result == KQ_OK) {
-      if (framesToGive_ != NO_LIMIT) {
-        --framesToGive_;
-      }
       count(counters_.received);
       report(message, false);
     }
@@ -161,7 +159,8 @@ protected:
 private:
   friend class KQEndPointManager;
 
-  static constexpr unsigned NO_LIMIT = ~0U;
+  /// More than there will ever be.
+  static constexpr std::uint64_t NO_LIMIT = ~std::uint64_t{0};
 
   static bool isClassicFrame(const KQCANMessage& message) { return message.identifier <= 0x7FF && message.length <= 8; }
 
@@ -176,8 +175,7 @@ private:
   std::atomic<KQFrameObserver*> observer_{nullptr};
   std::atomic<KQEndPointManager*> manager_{nullptr};
   std::atomic<unsigned> transitions_{0};
-  std::atomic<bool> readAttempted_{false};
-  unsigned framesToGive_{NO_LIMIT};  ///< in this wait of the manager; the reading thread's
+  std::uint64_t readsLeft_{NO_LIMIT};  ///< in this wait of the manager; the reading thread's
 };
 
 }  // namespace KQ

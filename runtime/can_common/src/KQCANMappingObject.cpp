@@ -18,6 +18,9 @@ namespace {
 using Layout = KQCANMappingData::Layout;
 using Options = KQCANMappingData::Options;
 
+/// Room for a frame of eight bytes is there at once.
+constexpr std::size_t USUAL_RECORDS = 8;
+
 std::uint64_t at(const unsigned char* data, unsigned int byte) {
   return static_cast<std::uint64_t>(data[byte]) << (8U * byte);
 }
@@ -87,16 +90,15 @@ int valueFor(std::uint64_t rawValue, const KQCANMappingData& record) {
   return static_cast<int>(std::clamp(value, lowest, highest));
 }
 
+bool canScale(float rawOffset, float valueOffset, float factor) {
+  return std::isfinite(rawOffset) && std::isfinite(valueOffset) && std::isfinite(factor) && factor != 0.0F;
+}
+
 std::optional<std::string> textLimit(const unsigned char* text) {
   if (text == nullptr) {
     return std::nullopt;
   }
   return std::string(reinterpret_cast<const char*>(text));
-}
-
-bool areDefault(const Options& options) {
-  return !isScaled(&options) && !options.lowestText && !options.highestText && options.tag == 0 &&
-         options.listener == nullptr;
 }
 
 /// The results of the listeners are of no interest to the one who sent the frame.
@@ -148,19 +150,35 @@ int KQCANMappingObject::addMappingData(int bytePosition, unsigned int bitPositio
                                        unsigned int highestRawValue, unsigned char* highestText, float rawOffset,
                                        float valueOffset, float factor, int tag, KQSignalListener* listener,
                                        bool onlyAccepted) {
-  const bool canScale =
-      std::isfinite(rawOffset) && std::isfinite(valueOffset) && std::isfinite(factor) && factor != 0.0F;
-  if (bytePosition < 0 || !canScale) {
+  const bool isScaling = rawOffset != 0.0F || valueOffset != 0.0F || factor != 1.0F;
+  if (bytePosition < 0 || (isScaling && !canScale(rawOffset, valueOffset, factor))) {
     return KQ_INVALID_ARGUMENT;
   }
-  Options options{rawOffset, valueOffset, factor,      textLimit(lowestText), textLimit(highestText),
-                  tag,       listener,    onlyAccepted};
+  std::unique_ptr<const Options> options;
+  if (isScaling || lowestText != nullptr || highestText != nullptr || tag != 0 || listener != nullptr) {
+    options = std::make_unique<const Options>(Options{rawOffset, valueOffset, factor, textLimit(lowestText),
+                                                      textLimit(highestText), tag, listener, onlyAccepted});
+  }
+  if (mappingData_.empty()) {
+    mappingData_.reserve(USUAL_RECORDS);
+    mappedKeys_.reserve(USUAL_RECORDS);
+  }
   const std::uint64_t startBit = std::uint64_t{8} * static_cast<unsigned int>(bytePosition) + bitPosition;
-  mappingData_.push_back(std::make_unique<KQCANMappingData>(
-      startBit, bitLength, key, storageType, isSigned, lowestRawValue, highestRawValue,
-      areDefault(options) ? nullptr : std::make_unique<const Options>(std::move(options))));
-  mappedKeys_.insert(key);
+  mappingData_.push_back(std::make_unique<KQCANMappingData>(startBit, bitLength, key, storageType, isSigned,
+                                                            lowestRawValue, highestRawValue, std::move(options)));
+  insertMappedKey(key);
   return KQ_OK;
+}
+
+void KQCANMappingObject::insertMappedKey(unsigned int key) {
+  if (mappedKeys_.empty() || mappedKeys_.back() < key) {
+    mappedKeys_.push_back(key);
+    return;
+  }
+  const auto place = std::lower_bound(mappedKeys_.begin(), mappedKeys_.end(), key);
+  if (*place != key) {
+    mappedKeys_.insert(place, key);
+  }
 }
 
 int KQCANMappingObject::addOtherValue(unsigned char* data, int value, KQCANMappingData* record,

@@ -86,7 +86,7 @@ int KQEndPointManager::removeEndPoint(KQEndPoint* endPoint) {
     return KQ_NOT_FOUND;
   }
   endPoint->manager_ = nullptr;
-  endPoint->framesToGive_ = KQEndPoint::NO_LIMIT;
+  endPoint->readsLeft_ = KQEndPoint::NO_LIMIT;
   erase(entry);
   return KQ_OK;
 }
@@ -298,14 +298,13 @@ int KQEndPointManager::serve(const EntryPointer& entry, unsigned events) {
 int KQEndPointManager::announceFrames(Entry& entry) {
   entry.announced = true;
   KQEndPoint& endPoint = *entry.endPoint;
-  endPoint.readAttempted_.store(false, std::memory_order_relaxed);
-  endPoint.framesToGive_ = FRAMES_PER_WAIT;
+  endPoint.readsLeft_ = FRAMES_PER_WAIT;
   if (entry.listener != nullptr) {
     entry.listener->onEndPointReadable(&endPoint, this);
   }
   if (!entry.removed) {
-    endPoint.framesToGive_ = KQEndPoint::NO_LIMIT;
-    entry.unread = !endPoint.readAttempted_.load(std::memory_order_relaxed);
+    entry.unread = endPoint.readsLeft_ == FRAMES_PER_WAIT;
+    endPoint.readsLeft_ = KQEndPoint::NO_LIMIT;
   }
   return entry.listener != nullptr ? 1 : 0;
 }

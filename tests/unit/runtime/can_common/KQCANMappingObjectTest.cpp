@@ -92,7 +92,7 @@ TEST(MappingObject, ListsRecordsInOrderAndKeysOnce) {
   EXPECT_EQ(0x00050000U, object.getMappingData()[1]->getKey());
   EXPECT_TRUE(object.getMappingData()[1]->isSigned());
   EXPECT_EQ(24U, object.getMappingData()[2]->getStartBit());
-  EXPECT_EQ((std::set<unsigned int>{0x00050000U, 0x20010003U}), object.getMappedKeys());
+  EXPECT_EQ((std::vector<unsigned int>{0x00050000U, 0x20010003U}), object.getMappedKeys());
 }
 
 TEST(MappingObject, TransmitTypesHaveTheirNumbers) {
@@ -333,7 +333,7 @@ protected:
 
 TEST_P(Immovable, IsListedAllTheSame) {
   EXPECT_EQ(1U, object_.getMappingData().size());
-  EXPECT_EQ(std::set<unsigned int>{key}, object_.getMappedKeys());
+  EXPECT_EQ(std::vector<unsigned int>{key}, object_.getMappedKeys());
 }
 
 TEST_P(Immovable, IsNotPacked) {
