@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "KQCANopenObjectType.h"
+#include "KQText.h"
 #include "ObjectDictionarySubEntry.h"
 
 namespace KQ {
@@ -11,7 +12,9 @@ namespace KQ {
 /// One index of the object dictionary. It owns its sub-entries.
 struct ObjectDictionaryEntry {
   ObjectDictionaryEntry(unsigned short entryIndex, KQCANopenObjectType type, const std::string& entryName)
-      : index(entryIndex), objectType(type), name(entryName) {}
+      : index(entryIndex), objectType(type) {
+    name = entryName;
+  }
   ~ObjectDictionaryEntry() {
     for (const auto& item : subEntries) {
       delete item.second;
@@ -23,7 +26,7 @@ struct ObjectDictionaryEntry {
   unsigned short index;
   std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;  ///< by sub-index, owned
   KQCANopenObjectType objectType;
-  std::string name;
+  KQText name;
 };
 
 }  // namespace KQ

@@ -34,7 +34,7 @@ protected:
   int addClient() { return canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_CLIENT, "remote"); }
   std::string nameOf(unsigned short index) {
     const KQ::ObjectDictionaryEntry* const entry = node.dictionary().getEntry(index);
-    return entry != nullptr ? entry->name : "no entry";
+    return entry != nullptr ? std::string(entry->name) : "no entry";
   }
   int valueOf(unsigned short index, unsigned char subIndex) {
     int value = -1;
