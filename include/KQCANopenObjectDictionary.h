@@ -18,6 +18,7 @@ class KQCANopen;
 class KQNMTHandler;
 class KQPDOHandler;
 class KQSDOHandler;
+class KQVariableOwner;
 
 /// The node's object dictionary: the one place through which the handlers read and write objects.
 ///
@@ -37,7 +38,7 @@ public:
   virtual ~KQCANopenObjectDictionary();
 
   void setDEI(KQDEI* store);
-  void setCANopenInstance(KQCANopen* canopen) { instance = canopen; }
+  void setCANopenInstance(KQCANopen* canopen);
   /// Who is told of writes to communication objects; each may be null.
   void setPDOHandler(KQPDOHandler* handler) { pdoHandler = handler; }
   void setSDOHandler(KQSDOHandler* handler) { sdoHandler = handler; }
@@ -158,6 +159,9 @@ public:
   int createPreDefinedConnectionSet();
 
 private:
+  static bool isReadOnly(const ObjectDictionarySubEntry& subEntry) {
+    return subEntry.accessType == ACCESS_RO || subEntry.accessType == ACCESS_CONST;
+  }
   static unsigned int keyOfSubEntry(const ObjectDictionarySubEntry& subEntry) {
     return static_cast<unsigned int>(subEntry.index) << 16 | subEntry.subIndex;
   }
@@ -186,8 +190,16 @@ private:
     }
     return result;
   }
-  int writeVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const;
-  int writeUnknownVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const;
+  /// Here, without a call, only the usual case: another owner's integer that was found before.
+  int writeVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const {
+    KQVariableCell* const cell = knownCell(subEntry);
+    if (cell == nullptr || cell->getOwner() == instanceAsOwner || isReadOnly(subEntry) || !cell->isInteger()) {
+      return writeOtherVariable(subEntry, value, force);
+    }
+    subEntry.storeValue(value);
+    return cell->writeInteger(value);
+  }
+  int writeOtherVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const;
   int writeCell(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value, bool force) const;
   int writeOwnVariable(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value, bool force) const;
   int writeParameter(ObjectDictionarySubEntry& subEntry, int value, bool force);
@@ -204,6 +216,7 @@ private:
   KQDEI* dei = nullptr;
   mutable std::atomic<unsigned int> cellGeneration{0};  ///< of the store, when the sub-entries' cells were found
   KQCANopen* instance = nullptr;
+  const KQVariableOwner* instanceAsOwner = nullptr;  ///< the same, where its class need not be known
   KQPDOHandler* pdoHandler = nullptr;
   KQSDOHandler* sdoHandler = nullptr;
   KQNMTHandler* nmtHandler = nullptr;

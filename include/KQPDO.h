@@ -33,6 +33,10 @@ public:
   /// @return 0; 20 for null
   int fillMessage(KQCANMessage* message);
 
+  /// Unpacks a received frame: each value goes where handleExtractedValue() puts it.
+  /// @return as KQCANMappingObject::extractMappedValues() of the base, without owner and checks
+  int applyMessage(KQCANMessage& message, KQDEI* dei);
+
   /// Takes a value out of a received frame into the dictionary; dummy entries (index below 0x1000) are dropped.
   /// @return 0 for a dummy entry; 10 without dictionary; else the result of KQCANopenObjectDictionary::setValue()
   int handleExtractedValue(unsigned int key, int value, KQDEI* dei, KQVariableOwner* owner, int tag) const override;
@@ -98,11 +102,17 @@ private:
     std::uint64_t mask;
     ObjectDictionarySubEntry* subEntry;  ///< null: not there when it was last asked for
   };
+  /// The same in a received frame, which may be shorter.
+  struct ReceivedObject {
+    const KQCANMappingData* record;
+    ObjectDictionarySubEntry* subEntry;
+  };
 
   bool isPacked(const KQCANMappingData& record) const;
   void preparePacking();
   void packNothing();
   void packOthers(KQCANMessage& message) const;
+  void prepareUnpacking();
   ObjectDictionarySubEntry* findSubEntry(unsigned int key) const;
 
   KQCANopenObjectDictionary* objectDictionary;
@@ -112,6 +122,10 @@ private:
   std::uint64_t packedBits = 0;  ///< of the frame: those of packed objects, and of dummy entries among them
   bool hasOthers = false;        ///< there are records that are not packed this way
   bool areOverlapping = false;
+  // Prepared by the first reception after a change of the mapping.
+  std::size_t receivedRecords = 0;
+  std::vector<ReceivedObject> receivedObjects;
+  bool isUnpackedByBase = false;  ///< there are records that are not unpacked this way
   KQCANopenPDOTransmissionMode transmissionType;
   unsigned short communicationIndex = 0;
   unsigned char frameLength = 0;

@@ -176,6 +176,7 @@ private:
   int transmit(KQPDO& pdo, unsigned int now);
   void countTransmission(KQPDO& pdo);
   int triggerTransmission(KQPDO* pdo);
+  void deleteRetiredPDOs();
   void changeVariableIndex();
   std::size_t firstMapping(unsigned int key);
   bool isMapping(std::size_t position, unsigned int key) const;

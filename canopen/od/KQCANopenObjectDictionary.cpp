@@ -93,10 +93,6 @@ bool isBefore(const ObjectDictionaryEntry* entry, unsigned short index) {
   return entry->index < index;
 }
 
-bool isReadOnly(const ObjectDictionarySubEntry& subEntry) {
-  return subEntry.accessType == ACCESS_RO || subEntry.accessType == ACCESS_CONST;
-}
-
 bool isWithinLimits(const ObjectDictionarySubEntry& subEntry, int value, bool isSigned) {
   if (isSigned) {
     return value >= subEntry.lowLimit && value <= subEntry.highLimit;
@@ -201,6 +197,11 @@ void KQCANopenObjectDictionary::setDEI(KQDEI* store) {
   dei = store;
 }
 
+void KQCANopenObjectDictionary::setCANopenInstance(KQCANopen* canopen) {
+  instance = canopen;
+  instanceAsOwner = canopen;
+}
+
 KQVariableCell* KQCANopenObjectDictionary::findCell(ObjectDictionarySubEntry& subEntry) const {
   const unsigned int generation = dei->getGeneration();
   if (generation != cellGeneration.load(std::memory_order_acquire)) {
@@ -252,8 +253,8 @@ int KQCANopenObjectDictionary::getValue(unsigned int key, std::string& value) {
   return getValue(indexOf(key), subIndexOf(key), value);
 }
 
-inline int KQCANopenObjectDictionary::writeCell(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value,
-                                                bool force) const {
+int KQCANopenObjectDictionary::writeCell(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value,
+                                         bool force) const {
   if (cell.getOwner() == instance && instance != nullptr) {
     return writeOwnVariable(subEntry, cell, value, force);
   }
@@ -265,18 +266,11 @@ inline int KQCANopenObjectDictionary::writeCell(ObjectDictionarySubEntry& subEnt
     return KQ_INVALID_ARGUMENT;
   }
   subEntry.storeValue(value);
-  return cell.write(value);
+  return cell.writeInteger(value);
 }
 
-int KQCANopenObjectDictionary::writeVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const {
-  KQVariableCell* const cell = knownCell(subEntry);
-  return cell != nullptr ? writeCell(subEntry, *cell, value, force) : writeUnknownVariable(subEntry, value, force);
-}
-
-/// Apart, so that its calls do not weigh on the usual case.
-[[gnu::noinline]] int KQCANopenObjectDictionary::writeUnknownVariable(ObjectDictionarySubEntry& subEntry, int value,
-                                                                      bool force) const {
-  KQVariableCell* const cell = findCell(subEntry);
+int KQCANopenObjectDictionary::writeOtherVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const {
+  KQVariableCell* const cell = cellOf(subEntry);
   if (cell != nullptr) {
     return writeCell(subEntry, *cell, value, force);
   }

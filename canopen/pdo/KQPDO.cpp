@@ -138,6 +138,41 @@ ObjectDictionarySubEntry* KQPDO::findSubEntry(unsigned int key) const {
   return objectDictionary->getSubentry(static_cast<unsigned short>(key >> 16), static_cast<unsigned char>(key));
 }
 
+int KQPDO::applyMessage(KQCANMessage& message, KQDEI* dei) {
+  if (receivedRecords != getMappingData().size()) {
+    prepareUnpacking();
+  }
+  if (isUnpackedByBase) {
+    return extractMappedValues(&message, dei, nullptr, false);
+  }
+  const std::uint64_t frame = loadLittleEndian(message.data);
+  for (ReceivedObject& object : receivedObjects) {
+    if (!object.record->fitsInto(message.length)) {
+      continue;
+    }
+    if (object.subEntry == nullptr) {
+      object.subEntry = findSubEntry(object.record->getKey());
+    }
+    if (object.subEntry != nullptr) {
+      objectDictionary->setValue(*object.subEntry, object.record->valueOf(frame), false);
+    }
+  }
+  return KQ_OK;
+}
+
+void KQPDO::prepareUnpacking() {
+  receivedObjects.clear();
+  receivedObjects.reserve(getMappingData().size());
+  isUnpackedByBase = false;
+  receivedRecords = getMappingData().size();
+  for (const auto& record : getMappingData()) {
+    isUnpackedByBase = isUnpackedByBase || !record->isPlain();
+    if (!isDummy(record->getKey())) {
+      receivedObjects.push_back({record.get(), nullptr});
+    }
+  }
+}
+
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
   if (objectDictionary == nullptr) {

@@ -44,16 +44,10 @@ bool KQPDOHandler::isOperational() const {
   return stateMachine != nullptr && stateMachine->getState() == CANOPEN_STATE_OPERATIONAL;
 }
 
-KQPDOHandler::Activity::Activity(KQPDOHandler& pdoHandler) : handler(pdoHandler) {
-  ++handler.activities;
-}
-
-KQPDOHandler::Activity::~Activity() {
-  if (--handler.activities == 0 && handler.hasRetiredPDOs) {
-    const Lock lock(*handler.sendMutex);
-    handler.retiredPDOs.clear();
-    handler.hasRetiredPDOs = false;
-  }
+void KQPDOHandler::deleteRetiredPDOs() {
+  const Lock lock(*sendMutex);
+  retiredPDOs.clear();
+  hasRetiredPDOs = false;
 }
 
 // ---- reception

@@ -29,15 +29,17 @@ public:
 
   /// As KQDEI::setVariableValue for an integer with notification and without forwarding, but never 23.
   int write(int value) {
-    if (!holds(STORAGE_TYPE_INTEGER)) {
-      return KQ_INVALID_ARGUMENT;
-    }
+    return holds(STORAGE_TYPE_INTEGER) ? writeInteger(value) : static_cast<int>(KQ_INVALID_ARGUMENT);
+  }
+
+  /// The same for who has asked isInteger(). @return 0
+  int writeInteger(int value) {
     const int previous = value_.exchange(value, std::memory_order_acq_rel);
     markInvalid(false);
     return previous != value ? reportChange(value) : static_cast<int>(KQ_OK);
   }
 
-  /// Whether the variable is an integer, which read() and write() want.
+  /// Whether the variable is an integer, which read(), write() and writeInteger() want.
   bool isInteger() const { return holds(STORAGE_TYPE_INTEGER); }
 
   /// The owner of the variable, or null.

@@ -7,6 +7,8 @@
 // |                          | object, dummy entries                     | objects, values marked invalid             |
 // | handleExtractedValue     | integer and text, results of the          | no dictionary, dummy entries               |
 // |                          | dictionary                                |                                            |
+// | applyMessage             | values, dummy entries, a text between     | short frames, an object that comes later,  |
+// |                          | integers, a mapping that grows            | no dictionary                              |
 // | getAllMappedVariableKeys | none, several, the same one twice         |                                            |
 // | isInhibited              | both sides of the time, never sent,       | the tick wraps                             |
 // |                          | switched off                              |                                            |
@@ -55,6 +57,11 @@ protected:
   void addText(unsigned short index, unsigned char subIndex) {
     KQVariable text(index, subIndex, "text", STORAGE_TYPE_STRING);
     ASSERT_EQ(KQ_OK, node.canopen().addVariable(&text));
+  }
+
+  int apply(const std::string& frame) {
+    KQCANMessage message = test::frame(frame);
+    return pdo.applyMessage(message, KQDEI::instance());
   }
 
   int extract(unsigned int key, int value) { return pdo.handleExtractedValue(key, value, nullptr, nullptr, 0); }
@@ -250,6 +257,76 @@ TEST_F(PDO, DictionaryRefusesAsItDoesForTheBus) {
   EXPECT_EQ(KQ_NOT_FOUND, extract(0x21000001, 1));
   EXPECT_EQ(KQ_NOT_FOUND, extract(0x20010001, "text"));
   EXPECT_EQ(KQ_NOT_FOUND, extract(0x21000001, "text"));
+}
+
+// ---- applyMessage
+
+TEST_F(PDO, FrameIsUnpackedIntoTheDictionary) {
+  addVariable(0x2001, 1, 16);
+  addRecord(0, 16, 0x20010001);
+  addRecord(2, 8, 0x00050000);
+  addRecord(3, 32, 0x10060000);
+  EXPECT_EQ(KQ_OK, apply("205#34 12 FF 78 56 34 12 00"));
+  EXPECT_EQ(0x1234, stored(0x2001, 1));
+  EXPECT_EQ(0x12345678U, read(0x1006, 0));
+}
+
+TEST_F(PDO, ShortFrameIsUnpackedAsFarAsItReaches) {
+  addVariable(0x2001, 1, 16);
+  addVariable(0x2001, 2, 16);
+  addRecord(0, 16, 0x20010001);
+  addRecord(2, 16, 0x20010002);
+  EXPECT_EQ(KQ_OK, apply("205#34 12 78"));
+  EXPECT_EQ(0x1234, stored(0x2001, 1));
+  EXPECT_EQ(0, stored(0x2001, 2));
+}
+
+TEST_F(PDO, TextInAFrameIsUnpackedBetweenIntegers) {
+  addVariable(0x2001, 1, 8);
+  addVariable(0x2001, 2, 8);
+  addText(0x2002, 1);
+  addRecord(0, 8, 0x20010001);
+  addRecord(1, 24, 0x20020001, STORAGE_TYPE_STRING);
+  addRecord(4, 8, 0x20010002);
+  EXPECT_EQ(KQ_OK, apply("205#11 61 62 63 22"));
+  EXPECT_EQ(0x11, stored(0x2001, 1));
+  EXPECT_EQ(0x22, stored(0x2001, 2));
+  std::string text;
+  EXPECT_EQ(KQ_OK, KQDEI::instance()->getVariableValue(0x2002, 1, &text));
+  EXPECT_EQ("abc", text);
+}
+
+TEST_F(PDO, ObjectThatComesLaterIsFound) {
+  addRecord(0, 16, 0x20010001);
+  EXPECT_EQ(KQ_OK, apply("205#34 12"));
+  addVariable(0x2001, 1, 16);
+  EXPECT_EQ(KQ_OK, apply("205#78 56"));
+  EXPECT_EQ(0x5678, stored(0x2001, 1));
+}
+
+TEST_F(PDO, RecordThatComesLaterIsUnpacked) {
+  addVariable(0x2001, 1, 8);
+  addVariable(0x2001, 2, 8);
+  addRecord(0, 8, 0x20010001);
+  EXPECT_EQ(KQ_OK, apply("205#01 02"));
+  addRecord(1, 8, 0x20010002);
+  EXPECT_EQ(KQ_OK, apply("205#03 04"));
+  EXPECT_EQ(3, stored(0x2001, 1));
+  EXPECT_EQ(4, stored(0x2001, 2));
+}
+
+TEST_F(PDO, SamePDOPacksAndUnpacks) {
+  addVariable(0x2001, 1, 16);
+  addRecord(0, 16, 0x20010001);
+  EXPECT_EQ("185#00 00 00 00 00 00 00 00", filled());
+  EXPECT_EQ(KQ_OK, apply("205#34 12"));
+  EXPECT_EQ("185#34 12 00 00 00 00 00 00", filled());
+}
+
+TEST_F(PDO, FrameWithoutDictionaryIsDropped) {
+  addRecord(detached, 0, 16, 0x20010001);
+  KQCANMessage message = test::frame("205#34 12");
+  EXPECT_EQ(KQ_OK, detached.applyMessage(message, KQDEI::instance()));
 }
 
 // ---- the rest

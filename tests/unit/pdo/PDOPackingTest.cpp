@@ -144,7 +144,7 @@ protected:
       data[i] = message.data[i] = static_cast<unsigned char>(below(256));
     }
     const Values before = fillVariables(objects);
-    ASSERT_EQ(KQ_OK, pdo->extractMappedValues(&message, KQDEI::instance(), nullptr, false));
+    ASSERT_EQ(KQ_OK, pdo->applyMessage(message, KQDEI::instance()));
     for (std::size_t i = 0; i < objects.size(); ++i) {
       const int expected = reference.isWithin(i, message.length) ? reference.unpack(data, i) : before[i];
       ASSERT_EQ(expected, stored(0x2001, objects[i].subIndex)) << describe(objects) << "object " << i;
