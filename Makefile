@@ -18,7 +18,7 @@ build = { [ -f build/$(1)/build.ninja ] || cmake --preset $(1) $(3); } && cmake 
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
-	@echo "make test                      build everything and run all tests"
+	@echo "make test [PRESET=clang]       build everything and run all tests"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
 	@echo "make bench                     count what a node costs: instructions, allocations, memory"
@@ -36,10 +36,15 @@ run:
 	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@exec build/release/bin/tavo-panel $(ARGS)
 
+# PRESET=release, clang or clang-debug: with optimisation, with clang++, or both.
+PRESET ?= debug
+
 test:
-	@scripts/setup.sh test
-	$(call timed,build,$(call build,debug,all))
-	@ctest --preset debug -j $(JOBS)
+	@scripts/setup.sh test $(if $(findstring clang,$(PRESET)),check)
+	@# "make run" configures the release without them.
+	@[ $(PRESET) != release ] || cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
+	$(call timed,build,$(call build,$(PRESET),all))
+	@ctest --preset $(PRESET) -j $(JOBS)
 
 # The table is all that goes to standard output.
 bench:
