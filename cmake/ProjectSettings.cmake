@@ -15,9 +15,13 @@ if(TAVO_SANITIZE)
   target_link_options(tavo_settings INTERFACE -fsanitize=${TAVO_SANITIZE})
 endif()
 
-# A library as it is shipped is optimised as a whole, which saves a twentieth of its code, where the compiler can do so.
-include(CheckIPOSupported)
-check_ipo_supported(RESULT TAVO_CAN_OPTIMISE_LIBRARIES OUTPUT reason LANGUAGES CXX)
+# A library as it is shipped is optimised as a whole, which saves a twentieth of its code. Only with g++: Debian's linkers
+# for other architectures crash on what clang++ leaves to them.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(TAVO_OPTIMISE_LIBRARIES ON)
+else()
+  set(TAVO_OPTIMISE_LIBRARIES OFF)
+endif()
 
 # tavo_shared_library(TARGET OUTPUT_NAME INCLUDE_DIR SOURCE_DIR...): a shared library of this
 # project from every .cpp below the source folders. Sources and the symbols that the library
@@ -31,7 +35,7 @@ function(tavo_shared_library target output_name include_dir)
   add_library(${target} SHARED ${sources})
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ${output_name}
-    INTERPROCEDURAL_OPTIMIZATION_RELEASE ${TAVO_CAN_OPTIMISE_LIBRARIES})
+    INTERPROCEDURAL_OPTIMIZATION_RELEASE ${TAVO_OPTIMISE_LIBRARIES})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen>)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:tavo_settings>)
