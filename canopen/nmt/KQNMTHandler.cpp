@@ -151,17 +151,15 @@ void KQNMTHandler::updateHeartbeatConsumerSettings() {
   }
   const unsigned int now = KQTick::getTickCount();
   const bool isOperational = stateMachine != nullptr && stateMachine->getState() == CANOPEN_STATE_OPERATIONAL;
+  // Mostly a few of the 127 are there: the search ends with the last of them.
   const ObjectDictionaryEntry* const entry = objectDictionary->getEntry(CONSUMER_HEARTBEAT_TIME);
-  std::size_t left = entry != nullptr ? entry->subEntries.size() : 0;
-  for (unsigned char subIndex = 0; left > 0 && subIndex <= LAST_CONSUMER_SUB_INDEX; ++subIndex) {
+  std::size_t left = entry != nullptr ? entry->subEntries.size() - entry->subEntries.count(0) : 0;
+  for (unsigned char subIndex = 1; left > 0 && subIndex <= LAST_CONSUMER_SUB_INDEX; ++subIndex) {
     const ObjectDictionarySubEntry* const subEntry = objectDictionary->getSubentry(CONSUMER_HEARTBEAT_TIME, subIndex);
     if (subEntry == nullptr) {
       continue;
     }
     --left;
-    if (subIndex == 0) {
-      continue;
-    }
     const auto setting = static_cast<unsigned int>(subEntry->value);
     const auto node = static_cast<unsigned char>(setting >> 16 & 0xFF);
     Consumer* const known = findConsumer(node);

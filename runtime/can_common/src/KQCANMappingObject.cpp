@@ -50,8 +50,16 @@ std::uint64_t widen(int value, const KQCANMappingData& record) {
                            : static_cast<std::uint64_t>(static_cast<std::uint32_t>(value));
 }
 
+bool isScaling(float rawOffset, float valueOffset, float factor) {
+  return rawOffset != 0.0F || valueOffset != 0.0F || factor != 1.0F;
+}
+
+bool canScale(float rawOffset, float valueOffset, float factor) {
+  return std::isfinite(rawOffset) && std::isfinite(valueOffset) && std::isfinite(factor) && factor != 0.0F;
+}
+
 bool isScaled(const Options* options) {
-  return options != nullptr && (options->rawOffset != 0.0F || options->valueOffset != 0.0F || options->factor != 1.0F);
+  return options != nullptr && isScaling(options->rawOffset, options->valueOffset, options->factor);
 }
 
 /// A value, scaled back, in the bits of its record. Out of range, it stays at the limit of the record.
@@ -88,10 +96,6 @@ int valueFor(std::uint64_t rawValue, const KQCANMappingData& record) {
   const double lowest = std::numeric_limits<int>::min();
   const double highest = std::numeric_limits<int>::max();
   return static_cast<int>(std::clamp(value, lowest, highest));
-}
-
-bool canScale(float rawOffset, float valueOffset, float factor) {
-  return std::isfinite(rawOffset) && std::isfinite(valueOffset) && std::isfinite(factor) && factor != 0.0F;
 }
 
 std::optional<std::string> textLimit(const unsigned char* text) {
@@ -150,12 +154,12 @@ int KQCANMappingObject::addMappingData(int bytePosition, unsigned int bitPositio
                                        unsigned int highestRawValue, unsigned char* highestText, float rawOffset,
                                        float valueOffset, float factor, int tag, KQSignalListener* listener,
                                        bool onlyAccepted) {
-  const bool isScaling = rawOffset != 0.0F || valueOffset != 0.0F || factor != 1.0F;
-  if (bytePosition < 0 || (isScaling && !canScale(rawOffset, valueOffset, factor))) {
+  const bool hasScaling = isScaling(rawOffset, valueOffset, factor);
+  if (bytePosition < 0 || (hasScaling && !canScale(rawOffset, valueOffset, factor))) {
     return KQ_INVALID_ARGUMENT;
   }
   std::unique_ptr<const Options> options;
-  if (isScaling || lowestText != nullptr || highestText != nullptr || tag != 0 || listener != nullptr) {
+  if (hasScaling || lowestText != nullptr || highestText != nullptr || tag != 0 || listener != nullptr) {
     options = std::make_unique<const Options>(Options{rawOffset, valueOffset, factor, textLimit(lowestText),
                                                       textLimit(highestText), tag, listener, onlyAccepted});
   }
