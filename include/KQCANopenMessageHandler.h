@@ -1,6 +1,9 @@
 #pragma once
 
+#include <typeinfo>
+
 #include "KQCANMessage.h"
+#include "KQServedCOBIDs.h"
 
 namespace KQ {
 
@@ -37,11 +40,26 @@ public:
   /// @return 0; 10 without a port; else the code with which the port refused the last attempt
   int sendCANMessage();
 
+  /// The identifiers of the frames that the handler serves, as it has declared them itself.
+  /// @return null: it has declared none, and is offered every frame
+  const KQServedCOBIDs* getServedCOBIDs() const;
+
 protected:
+  /// Begins the declaration of the identifiers that the handler serves: add() them to what this returns. Whoever adds a
+  /// service to a handler adds its identifiers here, wherever the service's COB-IDs are read from the dictionary.
+  /// @param declarer the class that speaks. A class derived from it may serve more, and is offered every frame as long
+  /// as
+  ///   it does not declare itself
+  KQServedCOBIDs& declareServedCOBIDs(const std::type_info& declarer);
+
   KQCANMessage outgoingMessage;
   KQCANopenObjectDictionary* objectDictionary = nullptr;
   KQEmergencyHandler* emergencyHandler = nullptr;
   KQCANopen* instance = nullptr;
+
+private:
+  KQServedCOBIDs servedCOBIDs;
+  const std::type_info* declaringClass = nullptr;
 };
 
 }  // namespace KQ

@@ -4,7 +4,7 @@
 
 #include "KQCANMessage.h"
 #include "KQCANopenState.h"
-#include "KQCOBIDFilter.h"
+#include "KQFrameDispatch.h"
 
 namespace KQ {
 
@@ -36,14 +36,6 @@ public:
 
   void setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* pdo, KQSyncHandler* sync, KQNMTHandler* nmt,
                           KQEmergencyHandler* emergency);
-  /// Spares the handlers the frames that they do not serve. Only for handlers of the very classes of the stack, since
-  /// a class that derives from them may serve more.
-  void offerServedFramesOnly();
-
-  /// Handlers serve frames with this identifier from now on.
-  /// @param servers a set of KQCOBIDFilter
-  void addServedCOBID(unsigned int cobID, unsigned int servers) { servedCOBIDs.add(cobID, servers); }
-
   void setObjectDictionary(KQCANopenObjectDictionary* dictionary) { objectDictionary = dictionary; }
   void setDEI(KQDEI* store) { dei = store; }
 
@@ -85,7 +77,6 @@ private:
   void storeState(int newState);
   int runInitState(unsigned int deadline);
   void recoverFromFatalError();
-  unsigned int handlersOfMessage() const;
   int offerMessage();
 
   KQSyncHandler* syncHandler = nullptr;
@@ -102,8 +93,7 @@ private:
   std::atomic<int> state{CANOPEN_STATE_INIT};       ///< application threads read it before they send a PDO
   int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
   bool paused = false;
-  bool offersServedFramesOnly = false;
-  KQCOBIDFilter servedCOBIDs;
+  KQFrameDispatch dispatch;
 };
 
 }  // namespace KQ

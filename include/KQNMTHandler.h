@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "KQCANopenMessageHandler.h"
+#include "KQCANopenState.h"
 
 namespace KQ {
 
@@ -53,8 +54,12 @@ public:
   /// Reports every watched node that was heard and has since been silent for longer than its time (signal 0x517), once.
   void checkHeartbeatTimeouts();
 
-  /// Whether a heartbeat or the time-out of a watched node is due, so that a cycle has something to do here.
-  bool isWorkDue(unsigned int now) const { return isHeartbeatDue(now) || isTimeoutDue(now); }
+  /// Whether a cycle has something to do here: a heartbeat, the time-out of a watched node or, in INIT, the boot-up
+  /// message.
+  /// @param state of the node, KQCANopenState
+  bool isWorkDue(unsigned int now, int state) const {
+    return state == CANOPEN_STATE_INIT || isHeartbeatDue(now) || isTimeoutDue(now);
+  }
 
 private:
   /// A watched node. It is never taken out again.
@@ -68,6 +73,7 @@ private:
 
   Consumer* findConsumer(unsigned int node);
   Consumer& addConsumer(unsigned char node);
+  void declareWatchedNodes();
   void setDeadline(Consumer& consumer, unsigned int now);
   void reportTimeout(unsigned char node, unsigned int now);
   bool isCommandForThisNode(unsigned char addressedNode) const;

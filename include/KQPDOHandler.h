@@ -142,6 +142,7 @@ private:
   void buildTransmitPDOs();
   void rebuildReceivePDO(unsigned short index);
   void rebuildTransmitPDO(unsigned short index);
+  void declareReceivePDOs();
   void enterReceivePDO(KQPDO* pdo);
   void monitorReception(KQPDO* pdo);
   void forgetReceivePDOs(unsigned short index);

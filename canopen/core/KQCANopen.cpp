@@ -107,7 +107,6 @@ int KQCANopen::createStateMachine() {
   stateMachine = new KQCANopenStateMachine(this);
   stateMachine->setDEI(getContext() != nullptr ? getContext()->dei : nullptr);
   stateMachine->setMessageHandlers(sdoHandler, pdoHandler, syncHandler, nmtHandler, emergencyHandler);
-  stateMachine->offerServedFramesOnly();
   stateMachine->setObjectDictionary(objectDictionary);
   return stateMachine->initHandlers();
 }

@@ -1,7 +1,6 @@
 #include "KQCANopenMessageHandler.h"
 
-#include <iostream>
-
+#include "DiagnosticLine.h"
 #include "KQCANopen.h"
 #include "KQErrorCodes.h"
 
@@ -20,7 +19,7 @@ constexpr int SEND_ATTEMPTS = 26;
       return KQ_OK;
     }
   }
-  std::cerr << "CANopen: Error sending CAN message" << std::endl;
+  printErrorLine("CANopen: Error sending CAN message");
   return result;
 }
 
@@ -32,6 +31,16 @@ KQCANopenMessageHandler::KQCANopenMessageHandler(const KQCANopenMessageHandler& 
     : objectDictionary(other.objectDictionary), emergencyHandler(other.emergencyHandler), instance(other.instance) {}
 
 KQCANopenMessageHandler& KQCANopenMessageHandler::operator=(const KQCANopenMessageHandler& other) = default;
+
+const KQServedCOBIDs* KQCANopenMessageHandler::getServedCOBIDs() const {
+  return declaringClass != nullptr && *declaringClass == typeid(*this) ? &servedCOBIDs : nullptr;
+}
+
+KQServedCOBIDs& KQCANopenMessageHandler::declareServedCOBIDs(const std::type_info& declarer) {
+  declaringClass = &declarer;
+  servedCOBIDs.clear();
+  return servedCOBIDs;
+}
 
 int KQCANopenMessageHandler::sendCANMessage() {
   KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;

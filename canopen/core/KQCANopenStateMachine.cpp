@@ -4,6 +4,8 @@
 #include <iostream>
 #include <mutex>
 
+#include "ClearFrame.h"
+#include "DiagnosticLine.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenSignal.h"
@@ -24,12 +26,17 @@ namespace {
 
 /// Milliseconds that the runtime may wait when no handler knows of anything earlier.
 constexpr int INITIAL_SEND_STATUS = 5;
-constexpr unsigned int COB_ID_NMT = 0x000;
-/// Whatever of these a consumer heartbeat time names is watched.
-constexpr unsigned int FIRST_COB_ID_HEARTBEAT = 0x700;
-constexpr unsigned int LAST_COB_ID_HEARTBEAT = 0x7FF;
 /// Milliseconds that a send pass may take.
 constexpr unsigned int SEND_BUDGET = 50;
+
+/// The handlers in the order in which they are asked.
+enum HandlerBit : KQFrameDispatch::HandlerSet {
+  NMT_HANDLER = 0x01,
+  SYNC_HANDLER = 0x02,
+  PDO_HANDLER = 0x04,
+  SDO_HANDLER = 0x08,
+  EMERGENCY_HANDLER = 0x10
+};
 
 }  // namespace
 
@@ -60,24 +67,7 @@ void KQCANopenStateMachine::setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* 
   syncHandler = sync;
   nmtHandler = nmt;
   emergencyHandler = emergency;
-  offersServedFramesOnly = false;
-}
-
-void KQCANopenStateMachine::offerServedFramesOnly() {
-  offersServedFramesOnly = true;
-  addServedCOBID(COB_ID_NMT, KQCOBIDFilter::NMT);
-  for (unsigned int cobID = FIRST_COB_ID_HEARTBEAT; cobID <= LAST_COB_ID_HEARTBEAT; ++cobID) {
-    addServedCOBID(cobID, KQCOBIDFilter::NMT);
-  }
-}
-
-unsigned int KQCANopenStateMachine::handlersOfMessage() const {
-  if (!offersServedFramesOnly) {
-    return KQCOBIDFilter::ALL;
-  }
-  const unsigned int servers = servedCOBIDs.handlersOf(receivedMessage.identifier);
-  // In STOPPED the SDO handler takes every frame, which shows in the result.
-  return getState() != CANOPEN_STATE_STOPPED ? servers : servers | KQCOBIDFilter::SDO;
+  dispatch.setHandlers({nmt, sync, pdo, sdo, emergency});
 }
 
 bool KQCANopenStateMachine::isComplete() const {
@@ -140,7 +130,9 @@ void KQCANopenStateMachine::setState(int newState) {
                     static_cast<unsigned int>(newState));
     stateListener->signalOccurred(signal);
   }
-  std::cout << "CANOPEN: State set to 0x" << std::hex << newState << std::dec << std::endl;
+  printLine("CANOPEN: State set to 0x" + hexadecimal(static_cast<unsigned int>(newState)));
+  // The application finds the stream counting in tens afterwards.
+  std::cout << std::dec;
 }
 
 int KQCANopenStateMachine::run(unsigned int deadline) {
@@ -164,7 +156,7 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
       recoverFromFatalError();
       return KQ_OK;
     default:
-      std::cout << "KQCANopenStateMachine: UNKNOWN STATE!!!!!" << std::endl;
+      printLine("KQCANopenStateMachine: UNKNOWN STATE!!!!!");
       return KQ_OK;
   }
 }
@@ -172,42 +164,44 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
 int KQCANopenStateMachine::runInitState(unsigned int deadline) {
   const int result = handleInitState(deadline);
   if (result != KQ_OK) {
-    std::cout << "KQCANopenStateMachine: INIT FAILED!" << std::endl;
+    printLine("KQCANopenStateMachine: INIT FAILED!");
     setState(CANOPEN_STATE_FATAL_ERROR);
     return result;
   }
   if (nmtHandler != nullptr) {
     nmtHandler->sendHeartbeatMessage(CANOPEN_STATE_INIT);
   } else {
-    std::cout << "KQCANopenStateMachine: INIT MNT ERROR!" << std::endl;
+    printLine("KQCANopenStateMachine: INIT MNT ERROR!");
   }
   setState(CANOPEN_STATE_PRE_OPERATIONAL);
   return KQ_OK;
 }
 
 void KQCANopenStateMachine::recoverFromFatalError() {
-  std::cout << "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!" << std::endl;
-  std::cout << "Trying to do a reset...!" << std::endl;
+  printLine("KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!");
+  printLine("Trying to do a reset...!");
   setState(CANOPEN_STATE_RESET_COMMUNICATION);
 }
 
 int KQCANopenStateMachine::offerMessage() {
-  const unsigned int servers = handlersOfMessage();
+  KQFrameDispatch::HandlerSet servers = dispatch.handlersOf(receivedMessage.identifier);
+  if (getState() == CANOPEN_STATE_STOPPED) {
+    servers |= SDO_HANDLER;  // which takes every frame then: this shows in the result
+  }
   int result = KQ_NOT_HANDLED;
-  if ((servers & KQCOBIDFilter::NMT) != 0) {
+  if ((servers & NMT_HANDLER) != 0) {
     result = nmtHandler->handleMessage(&receivedMessage);
   }
-  // The SYNC handler is asked for the identifier itself, since it reads the live value.
-  if (result == KQ_NOT_HANDLED && (servers == KQCOBIDFilter::ALL || syncHandler->isSync(receivedMessage))) {
+  if (result == KQ_NOT_HANDLED && (servers & SYNC_HANDLER) != 0) {
     result = syncHandler->handleMessage(&receivedMessage);
   }
-  if (result == KQ_NOT_HANDLED && (servers & KQCOBIDFilter::PDO) != 0) {
+  if (result == KQ_NOT_HANDLED && (servers & PDO_HANDLER) != 0) {
     result = pdoHandler->handleMessage(&receivedMessage);
   }
-  if (result == KQ_NOT_HANDLED && (servers & KQCOBIDFilter::SDO) != 0) {
+  if (result == KQ_NOT_HANDLED && (servers & SDO_HANDLER) != 0) {
     result = sdoHandler->handleMessage(&receivedMessage);
   }
-  if (result == KQ_NOT_HANDLED && servers == KQCOBIDFilter::ALL && emergencyHandler != nullptr) {
+  if (result == KQ_NOT_HANDLED && (servers & EMERGENCY_HANDLER) != 0 && emergencyHandler != nullptr) {
     result = emergencyHandler->handleMessage(&receivedMessage);
   }
   return result;
@@ -229,7 +223,7 @@ int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
       return KQ_NO_DATA;
     }
     const int result = offerMessage();
-    receivedMessage.clear();
+    clearFrame(receivedMessage);
     if (start + budget <= KQTick::getTickCount()) {
       return result;
     }
@@ -242,8 +236,8 @@ int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
   }
   // In most cycles nothing is due: that is found out here, by a look at each handler.
   const unsigned int now = KQTick::getTickCount();
-  if (nmtHandler != nullptr && nmtHandler->isWorkDue(now)) {
-    nmtHandler->sendHeartbeatMessage(state);
+  if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
+    nmtHandler->sendHeartbeatMessage(getState());
     nmtHandler->checkHeartbeatTimeouts();
   }
   unsigned int waitHint = INITIAL_SEND_STATUS;

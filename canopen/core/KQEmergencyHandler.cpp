@@ -1,15 +1,14 @@
 #include "KQEmergencyHandler.h"
 
+#include "ClearFrame.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
 namespace {
-
-constexpr unsigned short ERROR_REGISTER = 0x1001;
-constexpr unsigned short COB_ID_EMCY = 0x1014;
 
 /// Bit of the error register for an error class, the high byte of the emergency error code.
 unsigned char errorRegisterBit(unsigned char errorClass) {
@@ -34,10 +33,11 @@ unsigned char errorRegisterBit(unsigned char errorClass) {
 }  // namespace
 
 int KQEmergencyHandler::init() {
+  declareServedCOBIDs(typeid(KQEmergencyHandler));  // none
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
-  cobID = objectDictionary->getPointerToValue(COB_ID_EMCY, 0);
+  cobID = objectDictionary->getPointerToValue(object::COB_ID_EMCY, 0);
   return cobID != nullptr ? KQ_OK : KQ_MISSING_OBJECT;
 }
 
@@ -46,14 +46,14 @@ int KQEmergencyHandler::updateErrorRegister(unsigned char errorClass, bool set) 
     return KQ_NOT_AVAILABLE;
   }
   int errorRegister = 0;
-  const int result = objectDictionary->getValue(ERROR_REGISTER, 0, errorRegister);
+  const int result = objectDictionary->getValue(object::ERROR_REGISTER, 0, errorRegister);
   if (result != KQ_OK) {
     return result;
   }
   const int bit = errorRegisterBit(errorClass);
   errorRegister = set ? errorRegister | bit : errorRegister & ~bit;
   // The register is closed to the bus; only the device's own, forced writes reach it.
-  return objectDictionary->setValue(ERROR_REGISTER, 0, errorRegister, true);
+  return objectDictionary->setValue(object::ERROR_REGISTER, 0, errorRegister, true);
 }
 
 int KQEmergencyHandler::sendEmergencyMessage(unsigned char errorClass, unsigned char low) {
@@ -65,8 +65,8 @@ int KQEmergencyHandler::sendEmergencyMessage(unsigned char errorClass, unsigned 
     return KQ_NOT_WRITTEN;
   }
   int errorRegister = 0;
-  objectDictionary->getValue(ERROR_REGISTER, 0, errorRegister);
-  outgoingMessage.clear();
+  objectDictionary->getValue(object::ERROR_REGISTER, 0, errorRegister);
+  clearFrame(outgoingMessage);
   outgoingMessage.identifier = static_cast<unsigned int>(*cobID);
   outgoingMessage.length = 8;
   outgoingMessage.data[0] = low;

@@ -1,9 +1,9 @@
 #include "KQNMTHandler.h"
 
 #include <algorithm>
-#include <ios>
-#include <iostream>
 
+#include "COBID.h"
+#include "DiagnosticLine.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenSignal.h"
@@ -12,19 +12,15 @@
 #include "KQSignal.h"
 #include "KQSignalListener.h"
 #include "KQTick.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
 namespace {
 
-constexpr unsigned int COB_ID_NMT = 0x000;
 constexpr unsigned int NMT_COMMAND_LENGTH = 2;
 constexpr unsigned char ALL_NODES = 0;
-constexpr unsigned int COB_ID_HEARTBEAT = 0x700;
 constexpr unsigned int HEARTBEAT_LENGTH = 1;
-constexpr unsigned short CONSUMER_HEARTBEAT_TIME = 0x1016;
-constexpr unsigned short PRODUCER_HEARTBEAT_TIME = 0x1017;
-constexpr unsigned char LAST_CONSUMER_SUB_INDEX = 127;
 
 /// Second value of a time-out signal.
 constexpr unsigned int REASON_TIMED_OUT = 17;
@@ -45,7 +41,7 @@ enum StateByte : unsigned char { BOOT_UP = 0x00, STOPPED = 0x04, OPERATIONAL = 0
 
 void KQNMTHandler::setHeartbeatProducerTime(KQCANopenObjectDictionary* dictionary) {
   if (dictionary != nullptr) {
-    heartbeatProducerTime = dictionary->getPointerToValue(PRODUCER_HEARTBEAT_TIME, 0);
+    heartbeatProducerTime = dictionary->getPointerToValue(object::PRODUCER_HEARTBEAT_TIME, 0);
   }
 }
 
@@ -53,7 +49,7 @@ int KQNMTHandler::handleMessage(KQCANMessage* message) {
   if (message == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  if (message->identifier != COB_ID_NMT || message->length != NMT_COMMAND_LENGTH) {
+  if (message->identifier != cobid::NMT || message->length != NMT_COMMAND_LENGTH) {
     return message->length == HEARTBEAT_LENGTH ? handleHeartbeat(*message) : static_cast<int>(KQ_NOT_HANDLED);
   }
   if (!isCommandForThisNode(message->data[1])) {
@@ -113,7 +109,7 @@ int KQNMTHandler::sendHeartbeatMessage(int state) {
 }
 
 int KQNMTHandler::sendStateByte(unsigned char stateByte, unsigned int now) {
-  outgoingMessage.identifier = COB_ID_HEARTBEAT + nodeID;
+  outgoingMessage.identifier = cobid::HEARTBEAT + nodeID;
   outgoingMessage.length = HEARTBEAT_LENGTH;
   outgoingMessage.data[0] = stateByte;
   const int result = sendCANMessage();
@@ -152,10 +148,11 @@ void KQNMTHandler::updateHeartbeatConsumerSettings() {
   const unsigned int now = KQTick::getTickCount();
   const bool isOperational = stateMachine != nullptr && stateMachine->getState() == CANOPEN_STATE_OPERATIONAL;
   // Mostly a few of the 127 are there: the search ends with the last of them.
-  const ObjectDictionaryEntry* const entry = objectDictionary->getEntry(CONSUMER_HEARTBEAT_TIME);
+  const ObjectDictionaryEntry* const entry = objectDictionary->getEntry(object::CONSUMER_HEARTBEAT_TIME);
   std::size_t left = entry != nullptr ? entry->subEntries.size() - entry->subEntries.count(0) : 0;
-  for (unsigned char subIndex = 1; left > 0 && subIndex <= LAST_CONSUMER_SUB_INDEX; ++subIndex) {
-    const ObjectDictionarySubEntry* const subEntry = objectDictionary->getSubentry(CONSUMER_HEARTBEAT_TIME, subIndex);
+  for (unsigned char subIndex = 1; left > 0 && subIndex <= object::LAST_CONSUMER_SUB_INDEX; ++subIndex) {
+    const ObjectDictionarySubEntry* const subEntry =
+        objectDictionary->getSubentry(object::CONSUMER_HEARTBEAT_TIME, subIndex);
     if (subEntry == nullptr) {
       continue;
     }
@@ -170,6 +167,15 @@ void KQNMTHandler::updateHeartbeatConsumerSettings() {
     }
     // A node counts as missing until it is heard; its first heartbeat is reported as a resolved time-out.
     consumer.isTimedOut = true;
+  }
+  declareWatchedNodes();
+}
+
+void KQNMTHandler::declareWatchedNodes() {
+  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQNMTHandler));
+  served.add(cobid::NMT);
+  for (const Consumer& consumer : consumers) {
+    served.add(cobid::HEARTBEAT + consumer.node);
   }
 }
 
@@ -212,7 +218,7 @@ void KQNMTHandler::reportTimeout(unsigned char node, unsigned int now) {
 }
 
 int KQNMTHandler::handleHeartbeat(const KQCANMessage& message) {
-  const unsigned int node = message.identifier - COB_ID_HEARTBEAT;
+  const unsigned int node = message.identifier - cobid::HEARTBEAT;
   if (node >= consumerNumbers.size()) {
     return KQ_NOT_HANDLED;
   }
@@ -238,7 +244,7 @@ void KQNMTHandler::reportHeartbeatEvent(int code, unsigned char node, unsigned i
   if (listener == heartbeatListeners.end() || listener->second == nullptr) {
     return;
   }
-  std::cout << logText << std::hex << static_cast<unsigned int>(node) << std::dec << std::endl;
+  printLine(logText + hexadecimal(node));
   listener->second->signalOccurred(signal);
 }
 

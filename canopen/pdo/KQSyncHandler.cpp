@@ -33,6 +33,7 @@ int KQSyncHandler::init() {
     return KQ_MISSING_OBJECT;
   }
   cobIDSync = objectDictionary->getPointerToValue(COB_ID_SYNC, 0);
+  declareServedCOBIDs(typeid(KQSyncHandler)).follow(cobIDSync);
   return cobIDSync != nullptr ? KQ_OK : KQ_MISSING_OBJECT;
 }
 

@@ -191,6 +191,7 @@ int KQPDOHandler::init() {
   const Lock lock(*sendMutex);
   buildReceivePDOs();
   buildTransmitPDOs();
+  declareReceivePDOs();
   return KQ_OK;
 }
 
@@ -251,11 +252,15 @@ void KQPDOHandler::buildTransmitPDO(unsigned short index, unsigned int now) {
   }
 }
 
+void KQPDOHandler::declareReceivePDOs() {
+  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQPDOHandler));
+  for (const KQPDO* const pdo : receivePDOs) {
+    served.add(pdo->getReceptionKey());
+  }
+}
+
 void KQPDOHandler::enterReceivePDO(KQPDO* pdo) {
   receivePDOTable.insert(pdo);
-  if (stateMachine != nullptr) {
-    stateMachine->addServedCOBID(pdo->getReceptionKey(), KQCOBIDFilter::PDO);
-  }
 }
 
 void KQPDOHandler::monitorReception(KQPDO* pdo) {
@@ -298,6 +303,7 @@ void KQPDOHandler::signalPDOChange(unsigned short index) {
     rebuildTransmitPDO(index);
   } else if (isReceiveIndex(index)) {
     rebuildReceivePDO(index);
+    declareReceivePDOs();
   }
 }
 

@@ -44,8 +44,16 @@ int KQSDOHandler::init() {
   // Application threads look channels up while they queue their requests.
   const std::lock_guard<KQMutex> writes(*sdoDownloadResponseLocker);
   const std::lock_guard<KQMutex> reads(*sdoUploadRequestLocker);
+  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQSDOHandler));
   readChannels(FIRST_SERVER_PARAMETER, LAST_SERVER_PARAMETER, serverChannels, nullptr);
   readChannels(FIRST_CLIENT_PARAMETER, LAST_CLIENT_PARAMETER, clientRequestChannels, &clientChannels);
+  // A channel that was read once stays.
+  for (const auto& channel : serverChannels) {
+    served.add(channel.first);
+  }
+  for (const auto& channel : clientChannels) {
+    served.add(channel.first);
+  }
   return KQ_OK;
 }
 
@@ -61,10 +69,6 @@ void KQSDOHandler::readChannels(unsigned short first, unsigned short last, std::
       continue;
     }
     byRequest[static_cast<unsigned int>(request)] = response;
-    if (stateMachine != nullptr) {
-      const int received = byResponse == nullptr ? request : response;
-      stateMachine->addServedCOBID(static_cast<unsigned int>(received) & sdo::COB_ID_MASK, KQCOBIDFilter::SDO);
-    }
     if (byResponse != nullptr) {
       (*byResponse)[static_cast<unsigned int>(response)] = request;
     }

@@ -82,16 +82,19 @@ def includes_of(path):
 def check_includes(arguments):
     root = pathlib.Path(arguments.source_root)
     stack_headers = {path.name for path in (root / "include").glob("*.h")}
+    common_headers = {path.name for path in (root / "canopen" / "common").glob("*.h")}
     runtime_headers = {path.name for path in (root / "runtime").glob("*/include/*.h")}
     problems = []
     for path in sources_below(root / "runtime"):
         for number, _, name in includes_of(path):
-            if pathlib.PurePosixPath(name).name in stack_headers:
+            if pathlib.PurePosixPath(name).name in stack_headers | common_headers:
                 problems.append(f"{path}:{number}: a runtime library includes {name} of the stack")
     for path in sources_below(root / "include") + sources_below(root / "canopen"):
+        # What the stack's folders share among them is not part of what is installed.
+        shared = common_headers if (root / "canopen") in path.parents else set()
         for number, quoted, name in includes_of(path):
             own = (path.parent / name).is_file() and "/" not in name
-            known = own or name in stack_headers or name in runtime_headers
+            known = own or name in stack_headers or name in runtime_headers or name in shared
             if (quoted and not known) or (not quoted and ("/" in name or "." in name)):
                 problems.append(f"{path}:{number}: the stack includes {name}")
     return problems

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "KQServedCOBIDs.h"
+
+namespace KQ {
+
+class KQCANopenMessageHandler;
+
+/// Which of a node's handlers are to be offered a frame, by its identifier: a table made from what the handlers declare
+/// (KQCANopenMessageHandler::getServedCOBIDs). A handler that declares nothing is offered every frame. The table renews
+/// itself when a declaration has changed. Protocol thread.
+class KQFrameDispatch {
+public:
+  /// In the order in which they are asked.
+  static constexpr std::size_t HANDLERS = 5;
+  using Handlers = std::array<const KQCANopenMessageHandler*, HANDLERS>;
+  /// A set of handlers: bit n stands for the handler at position n.
+  using HandlerSet = unsigned char;
+  static constexpr HandlerSet ALL = (1U << HANDLERS) - 1U;
+
+  /// @param nodeHandlers not owned; one may be null
+  void setHandlers(const Handlers& nodeHandlers);
+
+  /// @return the handlers that may serve a frame with that identifier
+  HandlerSet handlersOf(unsigned int identifier) {
+    if (changesSeen != KQServedCOBIDs::getChanges() || isFollowedChanged()) {
+      renew();
+    }
+    return identifier < table.size() ? table[identifier] : ALL;
+  }
+
+private:
+  /// An identifier that a handler lets stand in the dictionary.
+  struct Followed {
+    const int* cobID;
+    int seen;
+  };
+
+  bool isFollowedChanged() const {
+    for (std::size_t i = 0; i < followedCount; ++i) {
+      if (*followed[i].cobID != followed[i].seen) {
+        return true;
+      }
+    }
+    return false;
+  }
+  void renew();
+  void enter(const KQServedCOBIDs& served, HandlerSet handler);
+
+  Handlers handlers{};
+  std::array<HandlerSet, KQServedCOBIDs::COUNT> table{};
+  std::array<Followed, HANDLERS> followed{};
+  std::size_t followedCount = 0;
+  unsigned int changesSeen = 0;
+};
+
+}  // namespace KQ
