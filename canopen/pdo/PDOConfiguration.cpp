@@ -198,10 +198,8 @@ int KQPDOHandler::init() {
 // The objects from first to last, in this order.
 template <typename Build>
 void KQPDOHandler::forEachParameter(unsigned short first, unsigned short last, Build build) {
-  const ObjectDictionaryEntry* entry = objectDictionary->getFirstEntry(first, last);
-  while (entry != nullptr) {
+  for (const ObjectDictionaryEntry* const entry : objectDictionary->getEntries(first, last)) {
     build(entry->index);
-    entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last);
   }
 }
 

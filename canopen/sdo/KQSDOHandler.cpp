@@ -59,9 +59,7 @@ int KQSDOHandler::init() {
 
 void KQSDOHandler::readChannels(unsigned short first, unsigned short last, std::map<unsigned int, int>& byRequest,
                                 std::map<unsigned int, int>* byResponse) {
-  const ObjectDictionaryEntry* entry = objectDictionary->getFirstEntry(first, last);
-  for (; entry != nullptr;
-       entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last)) {
+  for (const ObjectDictionaryEntry* const entry : objectDictionary->getEntries(first, last)) {
     int request = 0;
     int response = 0;
     if (objectDictionary->getValue(entry->index, 1, request) != KQ_OK ||
