@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -75,6 +76,7 @@ private:
   int sendQueued();
   bool noteObstacle(int error);
   void setObstacle(Obstacle obstacle);
+  void noteHindrance() { isHindered_ = obstacle_ != Obstacle::NONE || outage_ != Outage::NONE; }
   bool noteSendFailure(int error);
 
   void goDown(Outage outage, const char* reason);
@@ -101,6 +103,7 @@ private:
   // Transmit side and state of the port.
   mutable std::mutex mutex_;
   KQFrameQueue queue_;
+  std::atomic<bool> isHindered_{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
   Obstacle obstacle_{Obstacle::NONE};
   unsigned obstacleTick_{0};
   Outage outage_{Outage::NONE};

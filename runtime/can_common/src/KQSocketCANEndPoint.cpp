@@ -317,6 +317,7 @@ bool KQSocketCANEndPoint::noteObstacle(int error) {
 void KQSocketCANEndPoint::setObstacle(Obstacle obstacle) {
   obstacle_ = obstacle;
   obstacleTick_ = KQTick::getTickCount();
+  noteHindrance();
 }
 
 /// @return true: the error says that the port is down, and now it is
@@ -329,6 +330,9 @@ bool KQSocketCANEndPoint::noteSendFailure(int error) {
 }
 
 bool KQSocketCANEndPoint::wantsWritable() const {
+  if (!isHindered_) {
+    return false;
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   return obstacle_ == Obstacle::SOCKET_FULL;
 }
@@ -351,6 +355,7 @@ void KQSocketCANEndPoint::beginOutage(Outage outage, const char* reason) {
   count(counters_.discarded, static_cast<unsigned>(queue_.getCount()));
   queue_.clear();
   obstacle_ = Obstacle::NONE;
+  noteHindrance();
   setConnected(false, reason);
 }
 
@@ -364,11 +369,15 @@ void KQSocketCANEndPoint::comeBack(Outage outage, const char* reason) {
     return;
   }
   outage_ = Outage::NONE;
+  noteHindrance();
   setConnected(true, reason);
 }
 
 int KQSocketCANEndPoint::getServiceDelay() const {
   int delay = overrun_ ? remainingDelay(overrunTick_, OVERRUN_QUIET_MS) : -1;
+  if (!isHindered_) {
+    return delay;
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   if (obstacle_ == Obstacle::INTERFACE_FULL) {
     delay = shorterDelay(delay, remainingDelay(obstacleTick_, INTERFACE_FULL_RETRY_MS));
