@@ -20,7 +20,9 @@ namespace {
 
 /// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Milliseconds that draining the port may take, on top of the tick count at its start.
+/// Added to the tick of the notification. Draining adds the tick at its own start to that, so that the tick counts
+/// twice and this is no time that draining may take: the port is read as long as it has frames. Only where the sum
+/// wraps, which is in the upper half of the tick's range, does draining end after one frame. Tests pin it: it stays.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 constexpr unsigned short PRODUCER_HEARTBEAT_TIME = 0x1017;
 constexpr unsigned char PDO_COB_ID = 1;
