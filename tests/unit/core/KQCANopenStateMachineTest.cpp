@@ -64,7 +64,7 @@ protected:
   FormattedStream() : before(nullptr) {
     before.copyfmt(std::cout);
     std::cout.flags(GetParam());
-    std::cout.width(20);
+    std::cout.width(60);
     std::cout.fill('*');
   }
   ~FormattedStream() override { std::cout.copyfmt(before); }
@@ -81,7 +81,7 @@ TEST_P(FormattedStream, ShowsNothingOfItInTheLine) {
 TEST_P(FormattedStream, IsLeftInDecimalModeAndElseAsItWas) {
   machine.setState(0x1A);
   EXPECT_EQ(std::cout.flags(), (GetParam() & ~std::ios_base::basefield) | std::ios_base::dec);
-  EXPECT_EQ(std::cout.width(), 20);
+  EXPECT_EQ(std::cout.width(), 60);
   EXPECT_EQ(std::cout.fill(), '*');
 }
 
