@@ -55,8 +55,8 @@ public:
 
   // ---- the runtime's protocol interface
 
-  /// Drives the node. @param deadline without effect, as in process(). @return 0 without state machine; else 1 when the
-  ///   cycle failed, 0 when it did not
+  /// Drives the node. @param deadline not used, as in process(). @return 0 without state machine; else 1 when the cycle
+  ///   failed, 0 when it did not
   int runProtocol(unsigned int deadline) override;
 
   /// Validates or invalidates a PDO by bit 31 of its COB-ID.
@@ -69,11 +69,12 @@ public:
   ///   context
   int init() override;
 
-  /// One cycle of the node. @param deadline handed to the state machine, which always takes up to 50 ms to send instead
-  /// @return 10 before init(); else the cycle's result
+  /// One cycle of the node. @param deadline not used: what the cycle sends is given 50 ms from its start, whatever the
+  ///   runtime asks for. @return 10 before init(); else the cycle's result
   int process(unsigned int deadline) override;
 
-  /// Drains the port when @p readable is this node's own; any other is ignored.
+  /// Drains the port when @p readable is this node's own; any other is ignored. It reads as long as the port has frames
+  /// (KQCANopenStateMachine::receiveCANMessages): the runtime bounds what a port hands out in one turn.
   void onEndPointReadable(KQEndPoint* readable, KQEndPointManager* manager) override;
   /// Nothing happens: the node goes on where it was.
   void onEndPointReconnected(KQEndPoint* reconnected) override;

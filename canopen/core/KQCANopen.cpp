@@ -21,8 +21,9 @@ namespace {
 
 /// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Handed to the state machine on top of the current tick, to which the state machine adds its own once more: the port
-/// is drained until it is empty, and from tick 0x80000000 on by one frame a call. It limits no time.
+/// Added to the tick of the notification. Draining adds the tick at its own start to that, so that the tick counts
+/// twice and this is no time that draining may take: the port is read as long as it has frames. Only where the sum
+/// wraps, which is in the upper half of the tick's range, does draining end after one frame. Tests pin it: it stays.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 
 template <typename Part>
