@@ -94,7 +94,7 @@ sanitize:
 thread-sanitize:
 	@scripts/setup.sh test
 	$(call timed,build for thread-sanitize,$(call build,thread-sanitize,node_tests))
-	@ctest --preset thread-sanitize -L node -j $(JOBS)
+	@ctest --preset thread-sanitize -L '^node$$' -j $(JOBS)
 
 clean:
 	@rm -rf build

@@ -18,8 +18,8 @@
 #include <string>
 #include <utility>
 
+#include "Edition.h"
 #include "KQAction.h"
-#include "KQDebug.h"
 #include "PDOFixture.h"
 #include "SignalRecorder.h"
 #include "TestSeed.h"
@@ -49,7 +49,7 @@ private:
 class PDORandomOrder : public test::PDOFixture {
 protected:
   PDORandomOrder() : random(test::chooseSeed()) {
-    KQDebug::setLevel(KQCANopen::debugSection, 0);  // mapped objects that are missing are reported by each rebuild
+    test::edition::printDebugLines(false);  // mapped objects that are missing are reported by each rebuild
     for (unsigned char subIndex = 1; subIndex <= 6; ++subIndex) {
       addVariable(0x2001, subIndex, 1 << (subIndex % 6), subIndex % 2 != 0);
       addOwnVariable(0x2002, subIndex, 32);
@@ -68,7 +68,7 @@ protected:
     start();
   }
 
-  ~PDORandomOrder() override { KQDebug::setLevel(KQCANopen::debugSection, debugLevel); }
+  ~PDORandomOrder() override { test::edition::printDebugLines(true); }
 
   // ---- random choices
 
@@ -298,7 +298,6 @@ protected:
     EXPECT_EQ(42, stored(0x2010, 1));
   }
 
-  const int debugLevel = KQDebug::getLevel(KQCANopen::debugSection);
   std::mt19937 random;
   bool isCalm = false;  ///< events set nothing off
   test::SignalRecorder stateChanges;

@@ -12,6 +12,7 @@
 #include "KQVariable.h"
 #include "SDOServerFixture.h"
 #include "SignalRecorder.h"
+#include "StoredVariable.h"
 #include "TwoNodesFixture.h"
 
 namespace {
@@ -228,14 +229,14 @@ TEST_F(SDOClientAndServer, ServerThatIsBackIsReadAgain) {
   settle();
   clock.advance(101);
   EXPECT_EQ(settle(), Frames{"586#80 01 21 01 00 00 04 05"});
-  EXPECT_FALSE(store().isValid(0x2001, 1));
+  EXPECT_FALSE(test::isValid(0x2001, 1));
   six->setPaused(false);
   settle();
-  EXPECT_FALSE(store().isValid(0x2001, 1));
+  EXPECT_FALSE(test::isValid(0x2001, 1));
   keep(0x2101, 7);
   five->getValueRequest(0x2001, 1);
   settle();
-  EXPECT_TRUE(store().isValid(0x2001, 1));
+  EXPECT_TRUE(test::isValid(0x2001, 1));
   EXPECT_EQ(numberIn(0x2001), 7);
 }
 

@@ -133,7 +133,7 @@ TEST_F(SDOServerRobustness, SegmentsWithoutEndAreTakenUntilTheMasterStops) {
 TEST_F(SDOServerRobustness, EmptyFramesOnEveryIdentifierAreHarmless) {
   for (unsigned int identifier = 0; identifier < 0x800; ++identifier) {
     KQ::KQCANMessage message;
-    message.clear();
+    message.length = 0;
     message.identifier = identifier;
     node.port().inject(message);
     node.canopen().onEndPointReadable(&node.port(), nullptr);

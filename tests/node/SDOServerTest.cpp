@@ -13,6 +13,7 @@
 #include "KQVariableOwner.h"
 #include "SDOServerFixture.h"
 #include "SignalRecorder.h"
+#include "StoredVariable.h"
 
 namespace {
 
@@ -116,7 +117,7 @@ TEST_F(SDOServer, WriteMakesAnInvalidVariableValid) {
   addOwnNumber(0x2001, 3, 16, false);
   KQ::KQDEI::instance()->markValueAsInvalid(0x2001, 3, true);
   request("2B 01 20 03 07 00 00 00");
-  EXPECT_TRUE(KQ::KQDEI::instance()->isValid(0x2001, 3));
+  EXPECT_TRUE(test::isValid(0x2001, 3));
 }
 
 TEST_F(SDOServer, WritesAVariableOfAnotherOwnerIntoTheStore) {

@@ -4,8 +4,6 @@
 
 namespace test {
 
-MemoryEndPoint::MemoryEndPoint() : KQEndPoint("memory:test") {}
-
 void MemoryEndPoint::inject(const std::string& text) {
   incoming.push_back(frame(text));
 }

@@ -5,16 +5,14 @@
 #include <mutex>
 #include <string>
 
+#include "EditionEndPoint.h"
 #include "Frames.h"
-#include "KQEndPoint.h"
 
 namespace test {
 
 /// A CAN port in memory: the test puts frames in and looks at what was sent.
-class MemoryEndPoint : public KQ::KQEndPoint {
+class MemoryEndPoint : public EditionEndPoint {
 public:
-  MemoryEndPoint();
-
   /// Lets @p text ("605#40 ...") or @p message wait at the port.
   void inject(const std::string& text);
   void inject(const KQ::KQCANMessage& message);

@@ -6,6 +6,7 @@
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
 #include "KQVariable.h"
+#include "StoredVariable.h"
 
 namespace test {
 
@@ -103,7 +104,7 @@ std::string SDOClientFixture::storedText(unsigned char subIndex) {
 }
 
 bool SDOClientFixture::isValid(unsigned char subIndex) {
-  return KQ::KQDEI::instance()->isValid(INDEX, subIndex);
+  return test::isValid(INDEX, subIndex);
 }
 
 std::vector<std::string> SDOClientFixture::takeEvents() {

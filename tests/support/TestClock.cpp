@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "KQTick.h"
+#include "Edition.h"
 
 namespace test {
 
@@ -24,11 +24,11 @@ TestClock::TestClock(unsigned int start) {
   currentTick = start;
   stepPerReading = 0;
   readingCount = 0;
-  KQ::KQTick::setSource(readTick);
+  edition::setClock(readTick);
 }
 
 TestClock::~TestClock() {
-  KQ::KQTick::setSource(nullptr);
+  edition::setClock(nullptr);
 }
 
 void TestClock::advance(unsigned int milliseconds) {

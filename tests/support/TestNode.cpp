@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "KQCANPortRegistry.h"
+#include "Edition.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
 #include "KQVariableEventDispatcher.h"
@@ -20,9 +20,8 @@ void require(bool condition, const char* what) {
 }  // namespace
 
 TestNode::TestNode(unsigned char nodeID) : node(std::make_unique<KQ::KQCANopen>("node")) {
-  KQ::KQDEI::instance()->clear();
-  KQ::KQVariableEventDispatcher::instance()->clear();
-  KQ::KQCANPortRegistry::instance()->bindPort(PORT, [this](std::string& /*error*/) {
+  edition::clearStore();
+  edition::bindPort(PORT, [this] {
     auto created = std::make_unique<MemoryEndPoint>();
     endPoint = created.get();
     return created;
@@ -34,9 +33,8 @@ TestNode::TestNode(unsigned char nodeID) : node(std::make_unique<KQ::KQCANopen>(
 
 TestNode::~TestNode() {
   node.reset();
-  KQ::KQCANPortRegistry::instance()->unbindPort(PORT);
-  KQ::KQDEI::instance()->clear();
-  KQ::KQVariableEventDispatcher::instance()->clear();
+  edition::unbindPort(PORT);
+  edition::clearStore();
 }
 
 void TestNode::init() {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "CapturedOutput.h"
+#include "Edition.h"
 #include "Frames.h"
-#include "KQCANPortRegistry.h"
 #include "KQCANopen.h"
 #include "KQCANopenInstanceManager.h"
 #include "KQDEI.h"
@@ -19,26 +19,25 @@
 
 namespace test {
 
-/// Two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager, and a master that sees every
+/// Two nodes of one process, 5 and 6, on one bus, driven by the instance manager, and a master that sees every
 /// frame of both.
 class TwoNodesFixture : public testing::Test {
 protected:
   static constexpr unsigned int PORT = 80;
 
   TwoNodesFixture() {
-    KQ::KQDEI::instance()->clear();
+    edition::clearStore();
     manager.deleteAllInstances();
-    ports.bindPort(PORT, "virtual:two-nodes-test");
-    std::string error;
-    master = ports.openPort(PORT, error);
+    edition::bindBus(PORT);
+    master = edition::openPort(PORT);
     five = add(5);
     six = add(6);
   }
 
   ~TwoNodesFixture() override {
     manager.deleteAllInstances();
-    ports.unbindPort(PORT);
-    KQ::KQDEI::instance()->clear();
+    edition::unbindPort(PORT);
+    edition::clearStore();
   }
 
   KQ::KQCANopen* add(unsigned char nodeID) {
@@ -82,7 +81,6 @@ protected:
   test::TemporaryDirectory directory;
   test::TestClock clock;
   test::CapturedOutput output;
-  KQ::KQCANPortRegistry& ports = *KQ::KQCANPortRegistry::instance();
   KQ::KQCANopenInstanceManager& manager = *KQ::KQCANopenInstanceManager::instance();
   std::unique_ptr<KQ::KQEndPoint> master;
   KQ::KQCANopen* five = nullptr;

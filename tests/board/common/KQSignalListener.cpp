@@ -1,0 +1,9 @@
+#include "KQSignalListener.h"
+
+namespace KQ {
+
+KQSignalListener::KQSignalListener() {}
+
+KQSignalListener::~KQSignalListener() {}
+
+}  // namespace KQ

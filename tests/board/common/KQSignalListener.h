@@ -1,0 +1,14 @@
+#pragma once
+
+namespace KQ {
+
+class KQSignal;
+
+class KQSignalListener {
+public:
+  KQSignalListener();
+  virtual ~KQSignalListener();
+  virtual int signalOccurred(KQSignal& signal) = 0;
+};
+
+}  // namespace KQ

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "KQEndPoint.h"
+
+namespace test {
+
+using EditionEndPoint = KQ::KQEndPoint;
+
+}  // namespace test
