@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <bitset>
 #include <cstddef>
+#include <vector>
 
 namespace KQ {
 
@@ -23,7 +23,8 @@ public:
   /// time that it is asked for. Null: none.
   void follow(const int* cobID);
 
-  bool contains(std::size_t cobID) const { return identifiers[cobID]; }
+  /// In the order in which they were added; one may stand there twice.
+  const std::vector<unsigned int>& getIdentifiers() const { return identifiers; }
   const int* getFollowed() const { return followed; }
 
   /// Changes whenever a declaration of any handler in the process does. Any thread.
@@ -32,7 +33,7 @@ public:
 private:
   static std::atomic<unsigned int> changes;
 
-  std::bitset<COUNT> identifiers;
+  std::vector<unsigned int> identifiers;
   const int* followed = nullptr;
 };
 

@@ -29,10 +29,8 @@ void KQFrameDispatch::renew() {
 }
 
 void KQFrameDispatch::enter(const KQServedCOBIDs& served, HandlerSet handler) {
-  for (std::size_t cobID = 0; cobID < table.size(); ++cobID) {
-    if (served.contains(cobID)) {
-      table[cobID] = static_cast<HandlerSet>(table[cobID] | handler);
-    }
+  for (const unsigned int cobID : served.getIdentifiers()) {
+    table[cobID] = static_cast<HandlerSet>(table[cobID] | handler);
   }
   const int* const cobID = served.getFollowed();
   if (cobID == nullptr) {

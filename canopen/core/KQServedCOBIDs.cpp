@@ -5,14 +5,14 @@ namespace KQ {
 std::atomic<unsigned int> KQServedCOBIDs::changes{0};
 
 void KQServedCOBIDs::clear() {
-  identifiers.reset();
+  identifiers.clear();
   followed = nullptr;
   ++changes;
 }
 
 void KQServedCOBIDs::add(unsigned int cobID) {
-  if (cobID < COUNT && !identifiers[cobID]) {
-    identifiers[cobID] = true;
+  if (cobID < COUNT) {
+    identifiers.push_back(cobID);
     ++changes;
   }
 }
