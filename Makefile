@@ -25,7 +25,7 @@ help:
 	@echo "make bench-target              times and processor shares measured on that machine"
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
 	@echo "make tidy                      run clang-tidy over the sources"
-	@echo "make sanitize                  all tests under the address and undefined behaviour sanitizers"
+	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
 	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
 	@echo "make clean                     remove everything that was built"
 

@@ -55,8 +55,8 @@ public:
 
   // ---- the runtime's protocol interface
 
-  /// Drives the node. @param deadline handed to the state machine. @return 0 without state machine; else 1 when the
-  ///   cycle failed, 0 when it did not
+  /// Drives the node. @param deadline not used, as in process(). @return 0 without state machine; else 1 when the cycle
+  ///   failed, 0 when it did not
   int runProtocol(unsigned int deadline) override;
 
   /// Validates or invalidates a PDO by bit 31 of its COB-ID.
@@ -69,11 +69,12 @@ public:
   ///   context
   int init() override;
 
-  /// One cycle of the node. @param deadline handed to the state machine. @return 10 before init(); else the cycle's
-  ///   result
+  /// One cycle of the node. @param deadline not used: what the cycle sends is given 50 ms from its start, whatever the
+  ///   runtime asks for. @return 10 before init(); else the cycle's result
   int process(unsigned int deadline) override;
 
-  /// Drains the port when @p readable is this node's own; any other is ignored.
+  /// Drains the port when @p readable is this node's own; any other is ignored. It reads as long as the port has frames
+  /// (KQCANopenStateMachine::receiveCANMessages): the runtime bounds what a port hands out in one turn.
   void onEndPointReadable(KQEndPoint* readable, KQEndPointManager* manager) override;
   /// Nothing happens: the node goes on where it was.
   void onEndPointReconnected(KQEndPoint* reconnected) override;
@@ -122,20 +123,21 @@ public:
 
   // ---- application variables
 
-  /// Makes a variable an object: first address part = index, second = sub-index. A copy is kept and a variable owned
-  /// by this node enters the store.
+  /// Makes a variable an object: first address part = index, low byte of the second = sub-index. A copy is kept and a
+  /// variable owned by this node enters the store, under all 16 bits of both parts.
   /// @return 0; 20 for null or a storage type without value; 25 when the variable ID is bound already; 6 when it could
   ///   not be kept; 10 before init()
   int addVariable(KQVariable* variable) override;
 
-  /// Makes an object of every variable of the store that is not this node's. @return 1 when done; 10 before init()
+  /// Makes an object of every variable of the store that is not this node's, addressed as by addVariable().
+  /// @return 1 when done; 10 before init()
   int getApplicationVariables();
 
   /// The node's copy of a variable that addVariable() bound, or null.
   KQVariable* getVariable(unsigned int variableID) const;
 
   /// The bound variable that a remote node knows as (index, subIndex) on the SDO channel with @p cobID (server to
-  /// client), or null.
+  /// client), or null. All 16 bits of @p subIndex count: they are part of a variable ID.
   KQVariable* getVariableByExternalIdentifier(unsigned short index, unsigned short subIndex, unsigned int cobID) const;
 
   /// The CiA 301 data type of a bit length, or a manufacturer-specific one. @return data type index; 0: none left
@@ -170,7 +172,8 @@ public:
                     KQCANopenSDOChannelType type, const std::string& name);
 
   /// Binds an object to the remote SDO server with that request COB-ID.
-  /// @return 0; 10 before init() or without the object; 23
+  /// @param subIndex only the low byte counts
+  /// @return 0; 10 before init() or without the object; 23 when the SDO handler refuses
   int setSDOServerID(unsigned short index, unsigned short subIndex, unsigned int serverID);
 
   /// Sets the listener for SDO events (type 6, code 1103), null removes it. @return 0; 10 before init()
@@ -187,9 +190,11 @@ public:
   int addPDO(KQCANopenPDOType type, unsigned short number, unsigned int cobID, unsigned short eventTimer,
              unsigned short inhibitTime, unsigned char transmissionType, bool enabled, KQSignalListener* listener);
 
-  /// Appends one object to a PDO's mapping. A failure invalidates the PDO for good, and is logged.
-  /// @param index,subIndex the mapped object. An index below 0x48 is a data type (dummy entry): that of the runtime
-  ///   variable index << 16 | subIndex when there is one, else the index itself
+  /// Appends one object to a PDO's mapping. A failure invalidates the PDO for good, and is logged. The access right
+  /// "rw" of the object becomes "rwr" (transmit) or "rww" (receive), and "rw" again for good when it is mapped in both.
+  /// @param index,subIndex the mapped object; only the low byte of subIndex counts. An index below 0x48 is a data type
+  ///   (dummy entry): that of the runtime variable index << 16 | subIndex (all 16 bits of it) when there is one, else
+  ///   the index itself
   /// @param bits length in the frame, 1 to 64
   /// @return 0; 10 before init(); 20 when the object is missing or not mappable or the mapping is full; 29 for a length
   ///   below 1
@@ -211,7 +216,9 @@ public:
   /// @return the value of 0x1017; 0 before init()
   int getHeartbeatTime();
 
-  /// Adds or changes a consumer heartbeat time (0x1016). @param node 1 to 127. @return 0; 10 before init()
+  /// Adds or changes a consumer heartbeat time (0x1016); it counts at once.
+  /// @param node 1 to 127; 0 finds a free place and only sets its time
+  /// @return 0, also when all 127 places are taken; 10 before init()
   int addHeartbeatConsumer(unsigned char node, unsigned short timeMs);
 
   /// Sets the single listener for heartbeat events (codes 0x517, 0x518). @return 0; 10 before init()

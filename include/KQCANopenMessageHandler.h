@@ -18,9 +18,10 @@ class KQCANopenMessageHandler {
 public:
   KQCANopenMessageHandler();
 
-  /// A copy shares dictionary, emergency handler and instance, and starts with a fresh outgoing frame.
+  /// A copy shares dictionary, emergency handler and instance, and starts with a fresh outgoing frame. What the other
+  /// has declared to serve is not its own: it is offered every frame until it declares something itself.
   KQCANopenMessageHandler(const KQCANopenMessageHandler& other);
-  /// Assignment takes over everything, the outgoing frame included.
+  /// Assignment takes over the outgoing frame, too; else as a copy. To itself, it changes nothing.
   KQCANopenMessageHandler& operator=(const KQCANopenMessageHandler& other);
 
   virtual ~KQCANopenMessageHandler() = default;
@@ -48,8 +49,7 @@ protected:
   /// Begins the declaration of the identifiers that the handler serves: add() them to what this returns. Whoever adds a
   /// service to a handler adds its identifiers here, wherever the service's COB-IDs are read from the dictionary.
   /// @param declarer the class that speaks. A class derived from it may serve more, and is offered every frame as long
-  /// as
-  ///   it does not declare itself
+  ///   as it was not the last to declare
   KQServedCOBIDs& declareServedCOBIDs(const std::type_info& declarer);
 
   KQCANMessage outgoingMessage;

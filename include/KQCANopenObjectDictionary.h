@@ -1,24 +1,20 @@
 #pragma once
 
-#include <atomic>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQKeyTable.h"
-#include "KQSDOAbortCode.h"
 #include "KQVariableStorageType.h"
 #include "ObjectDictionaryEntry.h"
 
 namespace KQ {
 
 class KQCANopen;
+class KQDEI;
 class KQNMTHandler;
 class KQPDOHandler;
 class KQSDOHandler;
-class KQVariableOwner;
 
 /// The node's object dictionary: the one place through which the handlers read and write objects.
 ///
@@ -26,7 +22,7 @@ class KQVariableOwner;
 /// value here. Results are codes of KQErrorCode or CiA 301 SDO abort codes, which the SDO server sends as they are.
 /// Every failure leaves the dictionary as it was. Nothing is locked: all operations belong to the protocol thread. Only
 /// the integer form of getValue(), and the write of a transmission counter, may run beside it, on the threads that send
-/// a PDO, as long as no object is added.
+/// a PDO, as long as no object is added or removed.
 ///
 /// An object key is index << 16 | sub-index; bits 8 to 15 are ignored.
 class KQCANopenObjectDictionary {
@@ -37,8 +33,9 @@ public:
   /// Deletes all entries; none of the objects that it points to.
   virtual ~KQCANopenObjectDictionary();
 
-  void setDEI(KQDEI* store);
-  void setCANopenInstance(KQCANopen* canopen);
+  /// The variable store and the node itself, whose variables are the own ones; each may be null. Not owned.
+  void setDEI(KQDEI* store) { dei = store; }
+  void setCANopenInstance(KQCANopen* canopen) { instance = canopen; }
   /// Who is told of writes to communication objects; each may be null.
   void setPDOHandler(KQPDOHandler* handler) { pdoHandler = handler; }
   void setSDOHandler(KQSDOHandler* handler) { sdoHandler = handler; }
@@ -59,13 +56,11 @@ public:
 
   /// Look-ups; null or false when missing. What they return stays owned by the dictionary.
   ObjectDictionaryEntry* getEntry(unsigned short index) const;
-  ObjectDictionarySubEntry* getSubentry(unsigned short index, unsigned char subIndex) const {
-    return subEntries.find(static_cast<unsigned int>(index) << 16 | subIndex);
-  }
+  ObjectDictionarySubEntry* getSubentry(unsigned short index, unsigned char subIndex) const;
   bool objectExists(unsigned short index) const;
-  /// The entry with the lowest index from @p first to @p last, or null.
-  ObjectDictionaryEntry* getFirstEntry(unsigned short first, unsigned short last) const;
   bool subObjectExists(unsigned short index, unsigned char subIndex) const;
+  /// The entries that exist from index @p first to @p last, in this order; empty when there are none.
+  std::vector<ObjectDictionaryEntry*> getEntries(unsigned short first, unsigned short last) const;
 
   /// The storage of a sub-entry's integer value, stable for the life of the dictionary; null when missing.
   int* getPointerToValue(unsigned short index, unsigned char subIndex) const;
@@ -78,17 +73,8 @@ public:
   ///   the store's code, of which 12 (marked invalid) comes with a value
   int getValue(unsigned short index, unsigned char subIndex, int& value);
   int getValue(unsigned int key, int& value);
-  /// The same of a sub-entry of this dictionary that was found before.
-  int getValue(ObjectDictionarySubEntry& subEntry, int& value) const {
-    if (subEntry.accessType == ACCESS_WO) {
-      return SDO_ABORT_WRITE_ONLY;
-    }
-    if (subEntry.isVariable) {
-      return readVariable(subEntry, value);
-    }
-    value = subEntry.loadValue();
-    return KQ_OK;
-  }
+  /// The same of a sub-entry that addSubentry() made and that was found before.
+  int getValue(ObjectDictionarySubEntry& subEntry, int& value) const { return read(subEntry.index, subEntry, value); }
 
   /// Reads a text value; write-only objects are readable in this form. @return 0; 23; 10; the store's code
   int getValue(unsigned short index, unsigned char subIndex, std::string& value);
@@ -100,10 +86,9 @@ public:
   ///   codes of handleValueChangeRequest(); the store's code
   int setValue(unsigned short index, unsigned char subIndex, int value, bool force);
   int setValue(unsigned int key, int value, bool force);
-  /// The same for a sub-entry of this dictionary that was found before.
+  /// The same for a sub-entry that addSubentry() made and that was found before.
   int setValue(ObjectDictionarySubEntry& subEntry, int value, bool force) {
-    const bool isInStore = subEntry.isVariable && dei != nullptr && subEntry.dataType != DATA_TYPE_VISIBLE_STRING;
-    return isInStore ? writeVariable(subEntry, value, force) : writeParameter(subEntry, value, force);
+    return write(subEntry.index, subEntry, value, force);
   }
 
   /// Writes a VISIBLE_STRING. @return 0; 23 when missing or of another type; 20, 30; the store's code
@@ -146,8 +131,9 @@ public:
   /// from 0x2000 on, in the entry map's order. @return 0
   int performReset(bool all);
 
-  /// Writes the dictionary with its current values as a device configuration file (CiA 306).
-  /// @param fileName "cout" writes to standard output instead
+  /// Writes the dictionary with its current values as a device configuration file (CiA 306); those of variables are
+  /// read from the store first, whatever their access right.
+  /// @param fileName replaced when it exists; "cout" writes to standard output instead
   /// @return 0; 16 when the file cannot be opened for writing
   int storeParameters(const std::string& fileName);
 
@@ -159,64 +145,21 @@ public:
   int createPreDefinedConnectionSet();
 
 private:
-  static bool isReadOnly(const ObjectDictionarySubEntry& subEntry) {
-    return subEntry.accessType == ACCESS_RO || subEntry.accessType == ACCESS_CONST;
-  }
-  static unsigned int keyOfSubEntry(const ObjectDictionarySubEntry& subEntry) {
-    return static_cast<unsigned int>(subEntry.index) << 16 | subEntry.subIndex;
-  }
-  /// The cell of a variable, as far as it is known; null: it has to be found.
-  KQVariableCell* knownCell(const ObjectDictionarySubEntry& subEntry) const {
-    KQVariableCell* const cell = subEntry.cell.load(std::memory_order_acquire);
-    return cellGeneration.load(std::memory_order_acquire) == dei->getGeneration() ? cell : nullptr;
-  }
-  KQVariableCell* cellOf(ObjectDictionarySubEntry& subEntry) const {
-    KQVariableCell* const cell = knownCell(subEntry);
-    return cell != nullptr ? cell : findCell(subEntry);
-  }
-  KQVariableCell* findCell(ObjectDictionarySubEntry& subEntry) const;
-  void forgetCells() const;
-  int readVariable(ObjectDictionarySubEntry& subEntry, int& value) const {
-    if (dei == nullptr) {
-      return KQ_NOT_AVAILABLE;
-    }
-    const KQVariableCell* const cell = cellOf(subEntry);
-    if (cell == nullptr) {
-      return KQ_NOT_FOUND;
-    }
-    const int result = cell->read(&value);
-    if (result == KQ_OK || result == KQ_VALUE_INVALID) {
-      subEntry.storeValue(value);
-    }
-    return result;
-  }
-  /// Here, without a call, only the usual case: another owner's integer that was found before.
-  int writeVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const {
-    KQVariableCell* const cell = knownCell(subEntry);
-    if (cell == nullptr || cell->getOwner() == instanceAsOwner || isReadOnly(subEntry) || !cell->isInteger()) {
-      return writeOtherVariable(subEntry, value, force);
-    }
-    subEntry.storeValue(value);
-    return cell->writeInteger(value);
-  }
-  int writeOtherVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const;
-  int writeCell(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value, bool force) const;
-  int writeOwnVariable(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value, bool force) const;
-  int writeParameter(ObjectDictionarySubEntry& subEntry, int value, bool force);
+  int read(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
+  int readVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
+  int write(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
+  int writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value, bool force) const;
+  bool isOwnVariable(unsigned short index, unsigned char subIndex) const;
   void notifyHandlers(unsigned short index, const ObjectDictionarySubEntry& subEntry);
   void raiseHighestSubIndex(const ObjectDictionaryEntry& entry, unsigned char subIndex);
   void resetSubEntry(unsigned short index, const ObjectDictionarySubEntry& subEntry);
   std::string getSoftwareVersion();
   void refreshVariables();
-  bool isOwnedByInstance(unsigned short index, unsigned char subIndex) const;
+  std::string getDescription();
 
   std::unordered_map<unsigned short, ObjectDictionaryEntry*> entries;  ///< by index, owned
-  std::vector<ObjectDictionaryEntry*> orderedEntries;                  ///< the same, from the lowest index on
-  KQKeyTable<ObjectDictionarySubEntry, keyOfSubEntry> subEntries;      ///< of all entries
   KQDEI* dei = nullptr;
-  mutable std::atomic<unsigned int> cellGeneration{0};  ///< of the store, when the sub-entries' cells were found
   KQCANopen* instance = nullptr;
-  const KQVariableOwner* instanceAsOwner = nullptr;  ///< the same, where its class need not be known
   KQPDOHandler* pdoHandler = nullptr;
   KQSDOHandler* sdoHandler = nullptr;
   KQNMTHandler* nmtHandler = nullptr;

@@ -51,18 +51,24 @@ public:
   void setState(int newState);
   int getState() const { return state.load(std::memory_order_acquire); }
 
-  /// One cycle: the action of the current state. In the communicating states that is one send pass with a budget
-  /// of 50 ms. @param deadline not used. @return 0; the code of a failed initialisation
+  /// One cycle: the action of the current state. In the communicating states that is one send pass, to end 50 ms from
+  /// now. @param deadline not used. @return 0; the code of a failed initialisation
   int run(unsigned int deadline);
 
-  /// Drains the port and offers each frame to NMT, SYNC, PDO, SDO and emergency handler, in this order.
-  /// @param budget ms after which to stop between two frames, counted from the start of the call
-  /// @return 5 when the port is empty; 0 when paused; 10 without port or handler; else, with the budget used up,
-  ///   the result of the last handler asked
+  /// Drains the port and offers each frame to NMT, SYNC, PDO, SDO and emergency handler, in this order, as long as the
+  /// answer is 11. Who has declared identifiers is asked for those alone (KQFrameDispatch).
+  /// @param budget added to the tick at the start of the call, in 32 bits: at least one frame is read, and the last one
+  ///   is that after which the tick is at the sum or beyond. KQCANopen passes its tick + 10, so that the tick counts
+  ///   twice: the port is drained as long as it has frames, and only where the sum wraps, which is from tick 0x7FFFFFFB
+  ///   to nearly the end of the range, is it one frame a call
+  /// @return 5 when the port is empty; 0 when paused; 10 without port or handler; else, with the sum reached, the
+  /// result
+  ///   of the last handler asked
   int receiveCANMessages(unsigned int budget);
 
-  /// One send pass: heartbeat and heartbeat time-outs, PDOs and their time-outs, SDO time-outs and requests.
-  /// @param deadline tick (ms) by which the PDO pass should end. @return 0
+  /// One send pass: heartbeat and heartbeat time-outs, PDOs and their time-outs, SDO time-outs and requests. Called in
+  /// INIT, where run() makes none, it sends the boot-up message each time. @param deadline tick (ms) by which the PDO
+  ///   pass should end. @return 0
   int sendCANMessages(unsigned int deadline);
 
   /// A paused machine neither runs, receives nor sends; frames stay in the port.

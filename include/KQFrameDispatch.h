@@ -10,8 +10,8 @@ namespace KQ {
 class KQCANopenMessageHandler;
 
 /// Which of a node's handlers are to be offered a frame, by its identifier: a table made from what the handlers declare
-/// (KQCANopenMessageHandler::getServedCOBIDs). A handler that declares nothing is offered every frame. The table renews
-/// itself when a declaration has changed. Protocol thread.
+/// (KQCANopenMessageHandler::getServedCOBIDs), and from nothing else. A handler that declares nothing is offered every
+/// frame. The table renews itself when a declaration has changed. Every operation belongs to the protocol thread.
 class KQFrameDispatch {
 public:
   /// In the order in which they are asked.
@@ -19,17 +19,17 @@ public:
   using Handlers = std::array<const KQCANopenMessageHandler*, HANDLERS>;
   /// A set of handlers: bit n stands for the handler at position n.
   using HandlerSet = unsigned char;
-  static constexpr HandlerSet ALL = (1U << HANDLERS) - 1U;
 
   /// @param nodeHandlers not owned; one may be null
   void setHandlers(const Handlers& nodeHandlers);
 
-  /// @return the handlers that may serve a frame with that identifier
+  /// The handlers that may serve a frame with that identifier: all of them when it has more than 11 bits, since no
+  /// declaration speaks of such a one.
   HandlerSet handlersOf(unsigned int identifier) {
     if (changesSeen != KQServedCOBIDs::getChanges() || isFollowedChanged()) {
       renew();
     }
-    return identifier < table.size() ? table[identifier] : ALL;
+    return identifier < table.size() ? table[identifier] : everyHandler;
   }
 
 private:
@@ -48,10 +48,11 @@ private:
     return false;
   }
   void renew();
-  void enter(const KQServedCOBIDs& served, HandlerSet handler);
+  void enter(const KQServedCOBIDs* served, HandlerSet handler);
 
   Handlers handlers{};
   std::array<HandlerSet, KQServedCOBIDs::COUNT> table{};
+  HandlerSet everyHandler = 0;
   std::array<Followed, HANDLERS> followed{};
   std::size_t followedCount = 0;
   unsigned int changesSeen = 0;

@@ -30,7 +30,8 @@ public:
   /// Takes the live value of the producer heartbeat time (0x1017, ms) from @p dictionary; null changes nothing.
   void setHeartbeatProducerTime(KQCANopenObjectDictionary* dictionary);
 
-  /// Sends the boot-up message (@p state 0) at once, or the heartbeat of @p state when it is due.
+  /// Sends the boot-up message (@p state 0) at once, or the heartbeat of @p state when it is due. Ticks are compared as
+  /// they stand: from when the due tick lies beyond their wrap until they have wrapped, every call sends one.
   /// @param state KQCANopenState; only 3, 4 and 5 have a heartbeat
   /// @return 0 when nothing was due; else the code of the transmission
   int sendHeartbeatMessage(int state);
@@ -52,6 +53,7 @@ public:
   void updateHeartbeatConsumerSettings();
 
   /// Reports every watched node that was heard and has since been silent for longer than its time (signal 0x517), once.
+  /// Ticks are compared as they stand: a node whose time runs out beyond their wrap is reported at once.
   void checkHeartbeatTimeouts();
 
   /// Whether a cycle has something to do here: a heartbeat, the time-out of a watched node or, in INIT, the boot-up

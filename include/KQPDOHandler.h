@@ -1,16 +1,15 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <vector>
 
 #include "KQCANopenMessageHandler.h"
 #include "KQCANopenPDOType.h"
 #include "KQCANopenState.h"
-#include "KQKeyTable.h"
 #include "KQPDO.h"
 #include "KQPDOSet.h"
 #include "PDOActionStruct.h"
@@ -21,13 +20,21 @@ class KQCANopenStateMachine;
 class KQDEI;
 class KQMutex;
 class KQSyncHandler;
+class PDOTable;
 
 /// Process data of the node (CiA 301 PDO): builds the PDOs from the dictionary, receives RPDOs, sends TPDOs on change,
 /// by event timer and after their inhibit time, and watches the reception of RPDOs. Owns all PDOs.
 ///
 /// Belongs to the protocol thread, except handleVariableChange() and sendPDODirectly(), which come from whichever
-/// thread changed a mapped value. The one outgoing frame, the set of pending transmissions and the index of mapped
-/// variables are touched only by the holder of the send mutex.
+/// thread changed a mapped value.
+///
+/// PDOs are replaced, not changed: init() and signalPDOChange() publish a new table of PDOs, and whoever walks over
+/// PDOs at that moment, on whatever thread, goes on with the table that he began with. The PDOs of that table exist
+/// until the last walk over it ends, but those that were replaced are not sent any more.
+///
+/// The send mutex guards the one outgoing frame and what a transmission changes. It is held for one transmission at a
+/// time, its counter included, never over several. The other locks are held for one look-up or change, in which
+/// nothing is called.
 class KQPDOHandler : public KQCANopenMessageHandler {
 public:
   explicit KQPDOHandler(KQCANopen* canopen);
@@ -35,18 +42,19 @@ public:
   KQPDOHandler(const KQPDOHandler&) = delete;
   KQPDOHandler& operator=(const KQPDOHandler&) = delete;
 
-  /// While one lives, the call that made it may hold on to PDOs: one that is deleted meanwhile is only retired.
-  class Activity;
-
   void setStateMachine(KQCANopenStateMachine* machine) {
     // Every INIT sets the same one again, while application threads read it.
     if (stateMachine != machine) {
       stateMachine = machine;
     }
   }
-  void setSyncHandler(KQSyncHandler* handler) { syncHandler = handler; }
+  void setSyncHandler(KQSyncHandler* handler) {
+    if (syncHandler != handler) {
+      syncHandler = handler;
+    }
+  }
 
-  /// Guards transmission; recursive. Whoever holds it knows that no PDO goes out meanwhile from another thread.
+  /// Guards one transmission; recursive. Whoever holds it knows that no PDO goes out meanwhile from another thread.
   KQMutex& getSendMutex() { return *sendMutex; }
 
   /// Builds all PDOs anew from the dictionary. @return 0; 10 without dictionary
@@ -61,13 +69,13 @@ public:
   /// @param state of the node, KQCANopenState
   /// @param waitHint lowered to the ms until the next event timer when there is nothing to do
   bool isWorkDue(unsigned int now, int state, unsigned int& waitHint) const {
-    if (isRxCheckNeeded || isRxDeadlineKnown) {
+    if (isRxDeadlineKnown) {
       return true;
     }
     if (state != CANOPEN_STATE_OPERATIONAL) {
       return false;
     }
-    return hasPendingPDOs || isTransmissionDue(now, waitHint);
+    return !pendingPDOs.empty() || isTransmissionDue(now, waitHint);
   }
 
   /// One send pass: pending transmissions, then event timers.
@@ -76,11 +84,13 @@ public:
   /// @return 0; 10 outside OPERATIONAL; 17 when the deadline was reached
   int sendPDOs(unsigned int deadline, unsigned int* waitHint);
 
-  /// Sends a TPDO now. Any thread. @return 0; 10 outside OPERATIONAL, for null, without port and for a TPDO whose
-  ///   transmission is under way on this thread; 17 within the inhibit time; else the code of the transmission
+  /// Sends a TPDO now. Any thread. @return 0; 10 outside OPERATIONAL, for null, for a TPDO that was replaced and
+  ///   without port; 17 within the inhibit time and for a TPDO whose counter is being written further up the call
+  ///   stack; else the code of the transmission
   int sendPDODirectly(KQPDO* pdo);
-  /// The same for a caller who holds the send mutex already.
-  int sendPDOWithMutexHeld(KQPDO* pdo);
+
+  /// The PDOs of the node at this moment, which exist at least as long as the result does. Any thread.
+  std::shared_ptr<const PDOTable> getPDOs() const;
 
   /// A mapped value changed: event-driven TPDOs go out, synchronous ones are queued for the next SYNC. Any thread.
   /// @param key object key; @param value not used: the frame takes it from the dictionary
@@ -97,9 +107,6 @@ public:
   /// @return a new PDO, owned by the caller; null when an object is missing, the COB-ID has bit 31 set or the mapping
   ///   is marked invalid
   KQPDO* getPDODataFromObjectDictionary(unsigned short commIndex);
-
-  /// How many PDOs were built so far; the newest has this build number.
-  unsigned int getBuildCount() const { return buildCount; }
 
   /// Marks a mapping parameter (0x1600 + n, 0x1A00 + n) as invalid for good.
   void addInvalidPDOIndex(unsigned short mappingIndex);
@@ -119,39 +126,29 @@ private:
   struct TickOrder {
     bool operator()(unsigned int left, unsigned int right) const { return static_cast<int>(left - right) < 0; }
   };
-  struct MappedVariable {
-    unsigned int key;
-    KQPDO* pdo;
-  };
-  static unsigned int keyOfMapping(const MappedVariable& mapped) { return mapped.key; }
-
-  static unsigned int receptionKeyOf(const KQPDO& pdo) { return pdo.getReceptionKey(); }
-
   bool isOperational() const;
 
-  // building
+  // one PDO
   int readParameter(unsigned short index, unsigned char subIndex) const;
   struct Mapping;
   void readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const;
   static unsigned int mappedBits(const Mapping& mapping);
   void addMapping(KQPDO& pdo, const Mapping& mapping) const;
-  template <typename Build>
-  void forEachParameter(unsigned short first, unsigned short last, Build build);
-  void buildTransmitPDO(unsigned short index, unsigned int now);
-  void buildReceivePDOs();
-  void buildTransmitPDOs();
+
+  // which PDOs there are
+  template <typename Range, typename Build>
+  void forEachParameter(const Range& range, Build build);
+  void addReceivePDO(PDOTable& pdos, unsigned short index, unsigned int now);
+  void addTransmitPDO(PDOTable& pdos, unsigned short index, unsigned int now);
   void rebuildReceivePDO(unsigned short index);
   void rebuildTransmitPDO(unsigned short index);
+  void startMonitoring(const KQPDO& pdo, unsigned int now);
+  void listenToVariables(const KQPDO& pdo);
+  void startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnAtNextSync);
+  bool retire(KQPDO& pdo);
+  void retireAll();
+  void publish(std::shared_ptr<PDOTable> pdos);
   void declareReceivePDOs();
-  void enterReceivePDO(KQPDO* pdo);
-  void monitorReception(KQPDO* pdo);
-  void forgetReceivePDOs(unsigned short index);
-  void registerTransmitPDO(KQPDO* pdo);
-  void scheduleTransmission(KQPDO* pdo, unsigned int now);
-  void listenToVariable(unsigned int key);
-  void deletePDO(KQPDO* pdo);
-  void deleteAll(KQPDOSet& pdos);
-  void forgetTransmissions(const KQPDO* pdo);
 
   // transmission and reception
   /// Whether the earliest event timer is over. @param waitHint lowered when it is not
@@ -169,45 +166,30 @@ private:
     return false;
   }
   int receive(KQPDO& pdo, KQCANMessage& message);
-  void addPending(KQPDO* pdo);
-  void removePending(const KQPDO* pdo);
+  void noteRxDeadline(unsigned int deadline);
+  void reportRxTimeout(KQPDO& pdo);
   int sendPendingPDOs(unsigned int deadline);
   int sendTimedPDOs(unsigned int deadline, unsigned int* waitHint);
   void sendTimedPDO(unsigned int now);
   int transmit(KQPDO& pdo, unsigned int now);
   void countTransmission(KQPDO& pdo);
-  int triggerTransmission(KQPDO* pdo);
-  void deleteRetiredPDOs();
-  void changeVariableIndex();
-  std::size_t firstMapping(unsigned int key);
-  bool isMapping(std::size_t position, unsigned int key) const;
-  void noteRxDeadline(unsigned int deadline);
-  void reportRxTimeout(KQPDO& pdo);
+  int triggerTransmission(KQPDO& pdo, unsigned int key);
+  void sendChangedPDO(KQPDO& pdo, unsigned int key);
 
-  KQPDOSet receivePDOs;                               ///< every RPDO that was built, owned
-  KQKeyTable<KQPDO, receptionKeyOf> receivePDOTable;  ///< by COB-ID: those that take frames
-  KQPDOSet transmitPDOs;                              ///< owned
-  KQPDOSet pendingPDOs;                               ///< TPDOs to be tried in the next send pass
-  std::atomic<bool> hasPendingPDOs{false};
-  std::vector<MappedVariable> variableIndex;                     ///< TPDOs by the objects that they map, ordered by key
-  KQKeyTable<const MappedVariable, keyOfMapping> firstMappings;  ///< the first of the index of each key
-  bool areFirstMappingsKnown = false;
+  std::shared_ptr<const PDOTable> currentPDOs;  ///< never null
+  mutable std::mutex currentPDOsMutex;
+  KQPDOSet pendingPDOs;                                        ///< TPDOs to be tried in the next send pass
+  std::vector<KQPDO*> walkMemory;                              ///< of the walks over them
   std::multimap<unsigned int, KQPDO*, TickOrder> eventTimers;  ///< by due tick
-  KQPDOSet monitoredPDOs;                                      ///< RPDOs whose reception is timed
-  bool isRxCheckNeeded = false;                                ///< an RPDO was added to the monitored ones
-  bool isRxDeadlineKnown = false;                              ///< one of them waits for a frame
-  unsigned int earliestRxDeadline = 0;                   ///< no monitored RPDO is overdue before; may lie too early
-  std::map<unsigned short, PDOActionStruct> pdoActions;  ///< by communication parameter index
+  bool isRxDeadlineKnown = false;                              ///< there is an RPDO whose reception may time out
+  unsigned int earliestRxDeadline = 0;                         ///< none is overdue before; may lie too early
+  std::map<unsigned short, PDOActionStruct> pdoActions;        ///< by communication parameter index
   std::set<unsigned short> invalidMappings;
   KQSyncHandler* syncHandler = nullptr;
   KQCANopenStateMachine* stateMachine = nullptr;
   KQDEI* dei;
   std::unique_ptr<KQMutex> sendMutex;
-  std::atomic<unsigned int> activities{0};  ///< calls under way, on any thread, that hold on to a PDO
-  std::atomic<bool> hasRetiredPDOs{false};
-  std::vector<std::unique_ptr<KQPDO>> retiredPDOs;  ///< to be deleted when no call holds on to a PDO any more
-  unsigned int buildCount = 0;
-  unsigned int rebuilds = 0;  ///< changes whenever the index of variables does
+  unsigned int counterBeingWritten = 0;  ///< key of the innermost one, 0: none; only for the holder of the send mutex
 };
 
 }  // namespace KQ

@@ -63,9 +63,10 @@ public:
                                         unsigned char n, unsigned int responseCOBID, unsigned int requestCOBID,
                                         unsigned char d0, unsigned char d1, unsigned char d2, unsigned char d3);
 
-  /// Takes one segment of a download; the last one writes the object.
+  /// Takes one segment of a download; the last one writes the object. One COB-ID of the transfer's is enough.
   /// @param command the frame's command byte; d1 to d7 its data bytes
-  /// @return 0; the code of the failed transmission or write
+  /// @return 0, also for a segment of another channel, which is ignored; the code of the failed transmission or write;
+  ///   10 without dictionary
   int handleSegmentedSDODownloadSegment(unsigned int responseCOBID, unsigned int requestCOBID, unsigned char command,
                                         unsigned char d1, unsigned char d2, unsigned char d3, unsigned char d4,
                                         unsigned char d5, unsigned char d6, unsigned char d7);
@@ -93,7 +94,8 @@ public:
   /// Whether a transfer is under way or requested: only then a cycle has something to do here.
   bool isWorkDue() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
 
-  /// Aborts transfers that have been silent for longer than the instance's SDO timeout.
+  /// Aborts transfers that have been silent for longer than the instance's SDO timeout, under the object that their
+  /// partner knows: a master's upload under the one that the master named, the client's read under the remote key.
   /// @param nextDue lowered to the ms until the next pending confirmation is due; may be null
   void checkSDOTimeouts(unsigned int* nextDue);
 
@@ -117,10 +119,12 @@ public:
   void sendNextQueuedUploadRequest();
 
   /// Sends one write to the server of a remote variable; the local entry changes with the confirmation.
-  /// @param dataType KQCANopenDataType of the local entry, which says how much of @p value or @p stringValue goes out
-  /// @return 0; 10 without port or dictionary and for every segmented transfer, begun or not; 23 for no data type;
-  ///   6 for a bound variable without a remote key; 0x06070010 for a type without a size; the code of the failed
-  ///   transmission
+  /// The type of the local entry, looked up now, says whether @p value or @p stringValue goes out, and how much of it.
+  /// @param dataType what the request was made for (DATA_TYPE_VISIBLE_STRING for a text, DATA_TYPE_NONE for a number of
+  ///   any type); it decides nothing, since the entry may have become another one while the request was queued
+  /// @return 0; 10 without port or dictionary and for every segmented transfer, begun or not; 23 when the dictionary
+  ///   has no such entry, or one without a type; 6 for a bound variable without a remote key; 0x06070010 for a type
+  ///   without a size; the code of the failed transmission
   int sendSDODownloadRequest(unsigned int key, unsigned int responseCOBID, unsigned int requestCOBID, int value,
                              const std::string& stringValue, int dataType);
 
@@ -136,9 +140,9 @@ public:
   /// Opens a segmented upload or takes an expedited one. @return 8; the code of the next step
   int handleSDOUploadResponse(const KQCANMessage& message, unsigned int responseCOBID, unsigned int requestCOBID);
 
-  /// Stores an expedited upload. @return 10 before init(); 24 too many bytes; 15 wrong size; 30 not this node's
-  /// variable (the upload
-  ///   then ends by its time-out); 0x06090030 does not fit; the result of the write
+  /// Stores an expedited upload.
+  /// @return 10 before init(); 24 too many bytes; 15 wrong size; 30 not this node's variable (the upload then ends by
+  ///   its time-out); 0x06090030 does not fit; the result of the write
   int handleExpeditedSDOUploadResponse(const KQCANMessage& message);
 
   /// Takes a segment of an upload; the last one is stored.
@@ -150,7 +154,8 @@ public:
   /// @return 23 nothing pending; 15 another channel; 29 the local entry has no type; the result of the write
   int handleSDODownloadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID);
 
-  /// Sends the next segment of a download, or ends it.
+  /// Sends the next segment of a download, or ends it. The answer to the last segment is taken from any channel; a
+  /// variable is looked for on that one.
   /// @return 8; 0x08000000 when no variable belongs to the object; the code of the transmission or of the write
   int handleSegmentedSDODownloadSegmentResponse(const KQCANMessage& message, unsigned int responseCOBID,
                                                 unsigned int requestCOBID);
@@ -159,50 +164,83 @@ public:
   int handleSDOAbortMessage(unsigned short index, unsigned char subIndex, unsigned int cobID);
 
 private:
-  bool isTransferPending() const {
-    return uploadInProgress || downloadInProgress || uploadResponseCOBID != 0 || !downloadResponses.empty();
-  }
-  int handleServerMessage(const KQCANMessage& message, unsigned int requestCOBID);
-  void dispatchServerRequest(const KQCANMessage& message, unsigned int requestCOBID, unsigned int responseCOBID);
-  int handleClientMessage(const KQCANMessage& message, unsigned int responseCOBID, unsigned int requestCOBID);
+  /// One transfer of either role. The names are those of the server side, so that in both roles the response COB-ID is
+  /// the one that this node sends on; only for the client's upload it is the one that the server answers on.
+  struct Transfer {
+    /// @param key object key: of the local entry for an upload, else as on the bus
+    static Transfer begin(unsigned int key, unsigned int requestCOBID, unsigned int responseCOBID, unsigned int size);
+    unsigned int key() const;
+    unsigned int remaining() const { return size - offset; }
+
+    unsigned int requestCOBID = 0;
+    unsigned int responseCOBID = 0;  ///< of the upload: non-zero also marks a pending one of the client
+    unsigned short index = 0;
+    unsigned char subIndex = 0;
+    unsigned int size = 0;    ///< bytes of the whole
+    unsigned int offset = 0;  ///< bytes sent so far
+    unsigned int toggle = 0;
+    unsigned int tick = 0;     ///< of the last step, in ms
+    bool inProgress = false;   ///< segments are under way
+    bool isClient = false;     ///< this node asked for it
+    bool isConfirmed = false;  ///< the client has sent its last segment: the next answer confirms the whole
+  };
+
+  // Channels and dispatch.
   void readChannels(unsigned short first, unsigned short last, std::map<unsigned int, int>& byRequest,
                     std::map<unsigned int, int>* byResponse);
+  void handleServerMessage(const KQCANMessage& message, unsigned int requestCOBID, unsigned int responseCOBID);
+  int handleClientMessage(const KQCANMessage& message, unsigned int responseCOBID, unsigned int requestCOBID);
 
-  void prepareFrame(unsigned int cobID, unsigned char command, unsigned short index, unsigned char subIndex);
-  int sendDownloadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID);
-  int sendExpeditedUploadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID,
-                                  const unsigned char* data, unsigned int length);
-  int answerDownload(unsigned short index, unsigned char subIndex, unsigned int responseCOBID, int writeResult);
+  // What both roles need.
+  void prepareFrame(unsigned int cobID, unsigned char command, unsigned int key);
+  int sendFrame(unsigned int cobID, unsigned char command, unsigned int key, unsigned int number);
+  int sendExpedited(unsigned int cobID, unsigned char command, unsigned int key, unsigned int data,
+                    unsigned int length);
+  int sendSegment(Transfer& transfer, const std::string& data);
+  int abortDownload(unsigned int abortCode);
+  void resetUpload();
+  void signalSDOEvent(unsigned int key, bool clientTransfer);
+  KQCANopenDataType localDataTypeOf(unsigned int key) const;
+  unsigned int remoteKeyOf(unsigned int localKey) const;
+
+  // Server.
+  void handleDownloadRequest(const KQCANMessage& message, unsigned int requestCOBID, unsigned int responseCOBID);
+  int downloadNumber(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID, unsigned int indicatedSize,
+                     unsigned int data);
+  int answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult);
+  int finishDownload();
   int sendStringUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
                                unsigned int requestCOBID);
   int sendNumberUploadResponse(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID);
-  int sendNextUploadSegment();
   int abortUpload(unsigned int cobID, unsigned int abortCode);
   void endUpload();
-  int finishDownload();
 
-  void signalSDOEvent(unsigned int key, bool clientTransfer);
+  // Time-outs.
+  bool isTransferPending() const {
+    return upload.inProgress || download.inProgress || upload.responseCOBID != 0 || !downloadResponses.empty();
+  }
   bool isTimedOut(unsigned int now, unsigned int lastStep) const;
   void checkConfirmationTimeouts(unsigned int now, unsigned int* nextDue);
   void checkDownloadTimeout(unsigned int now);
   void checkUploadTimeout(unsigned int now);
-  void resetUpload();
 
+  // Client: requests.
   int findChannel(unsigned int key, SDODownloadRequestParameter& request) const;
   int queueDownloadRequest(unsigned int key, int value, const std::string& text, unsigned int dataType);
-  KQCANopenDataType localDataTypeOf(unsigned int key) const;
-  unsigned int remoteKeyOf(unsigned int localKey) const;
-  int sendSegmentedDownloadRequest(unsigned int remoteKey, unsigned int responseCOBID, unsigned int requestCOBID,
-                                   const std::string& data, unsigned int size);
-  int sendExpeditedDownloadRequest(unsigned int remoteKey, const SDODownloadResponseStorage& confirmation,
-                                   unsigned int size, bool isText);
-  int sendNextDownloadSegment();
-  int finishClientDownload(unsigned int responseCOBID);
-  int finishClientUpload();
+  bool hasPortAndDictionary() const;
+  int sendExpeditedDownloadRequest(const SDODownloadResponseStorage& write, bool isText, unsigned int size);
+  int sendSegmentedDownloadRequest(unsigned int key, unsigned int responseCOBID, unsigned int requestCOBID,
+                                   const std::string& data);
+
+  // Client: answers.
+  bool isClientDownloading() const { return download.inProgress && download.isClient; }
   int writeLocalEntry(unsigned int key, int value, const std::string& text);
+  int finishClientDownload(unsigned int responseCOBID);
   bool isUploadedVariableOwned() const;
   int storeUploadedNumber(int value);
+  int forceUploadedText();
   int storeUploadedText();
+  int finishClientUpload();
 
   std::map<unsigned int, int> serverChannels;         ///< request COB-ID -> response COB-ID, negative = disabled
   std::map<unsigned int, int> clientRequestChannels;  ///< request COB-ID towards a server -> its response COB-ID
@@ -214,33 +252,15 @@ private:
   std::atomic<bool> hasDownloadRequests{false};  ///< whether writes are queued, known without their lock
   std::atomic<bool> hasUploadRequests{false};
   KQCANopenStateMachine* stateMachine = nullptr;
-  bool uploadInProgress = false;
-  bool downloadInProgress = false;
   KQDEI* dei = nullptr;
   KQSignalListener* sdoEventListener = nullptr;
 
-  unsigned int uploadRequestCOBID = 0;
-  unsigned int uploadResponseCOBID = 0;  ///< non-zero also marks a pending upload of the client
+  // One slot for each direction. Its bytes stay beside it, so that they keep their memory.
+  Transfer upload;
+  Transfer download;
   std::string uploadData;
-  std::string uploadText;  ///< the text that was read last for an upload
-  int uploadOffset = 0;
-  int uploadLength = 0;
-  unsigned int uploadToggle = 0;
-  unsigned short uploadIndex = 0;
-  unsigned char uploadSubIndex = 0;
-  unsigned int uploadTick = 0;
-
-  unsigned int downloadRequestCOBID = 0;
-  unsigned int downloadResponseCOBID = 0;
   std::string downloadData;
-  int downloadOffset = 0;
-  unsigned int downloadSize = 0;
-  unsigned int downloadToggle = 0;
-  unsigned short downloadIndex = 0;
-  unsigned char downloadSubIndex = 0;
-  bool downloadConfirmed = false;
-  unsigned int downloadTick = 0;
-  bool downloadIsClient = false;
+  std::string uploadText;  ///< the text that was read last for an upload
 };
 
 }  // namespace KQ

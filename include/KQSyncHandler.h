@@ -13,8 +13,7 @@ class KQPDOHandler;
 /// Consumer of the SYNC message (CiA 301 SYNC): on each one the data of synchronous RPDOs is applied and the
 /// synchronous TPDOs whose turn has come are sent. The node never produces SYNC. Owns no PDO.
 ///
-/// Belongs to the protocol thread, except addTxPDO(), which comes from whichever thread changed a mapped value; the
-/// sets of TPDOs are therefore touched only by the holder of the PDO handler's send mutex.
+/// Belongs to the protocol thread, except addTxPDO(), which comes from whichever thread changed a mapped value.
 class KQSyncHandler : public KQCANopenMessageHandler {
 public:
   explicit KQSyncHandler(KQCANopen* canopen);
@@ -43,15 +42,16 @@ public:
   void passPDOValuesToApplication();
 
   /// Queues a TPDO for the next SYNC; one of type 1 to 251 is also sent cyclically from then on.
+  /// One that the PDO handler has replaced meanwhile is not queued. Any thread.
   /// @return 0; 20 for null
   int addTxPDO(KQPDO* pdo);
 
-  /// Ends the cyclic transmission of the TPDO with that communication index. A transmission queued for the next SYNC
+  /// Ends the cyclic transmission of every TPDO with that communication index. A transmission queued for the next SYNC
   /// stays.
   void removeTxPDO(unsigned short communicationIndex);
 
-  /// A PDO is about to be deleted: nothing here refers to it any more.
-  void forgetPDO(const KQPDO* pdo);
+  /// A PDO was retired: nothing here refers to it any more. @return whether it was queued for the next SYNC
+  bool forgetPDO(const KQPDO* pdo);
 
   /// Forgets everything that waits for the next SYNC and all cyclic transmissions. The SYNC counter goes on.
   void reset();
@@ -62,8 +62,6 @@ private:
     KQCANMessage message;
   };
 
-  void forgetTransmissions();
-  void sendPDOs();
   void sendQueuedPDOs();
   void sendCyclicPDOs();
   void advanceCounter();
@@ -71,7 +69,7 @@ private:
   std::vector<ReceivedFrame> receivedFrames;  ///< by the order of PDOs
   KQPDOSet cyclicPDOs;                        ///< types 1 to 251
   KQPDOSet nextSyncPDOs;
-  KQPDOSet pdosOfThisSync;  ///< what was queued when the SYNC came
+  std::vector<KQPDO*> walkMemory;  ///< of the walks over the two
   KQPDOHandler* pdoHandler = nullptr;
   KQCANopenStateMachine* stateMachine = nullptr;
   const int* cobIDSync = nullptr;  ///< live value of 0x1005 sub-index 0 inside the dictionary

@@ -4,7 +4,6 @@
 #include <unordered_map>
 
 #include "KQCANopenObjectType.h"
-#include "KQText.h"
 #include "ObjectDictionarySubEntry.h"
 
 namespace KQ {
@@ -12,9 +11,7 @@ namespace KQ {
 /// One index of the object dictionary. It owns its sub-entries.
 struct ObjectDictionaryEntry {
   ObjectDictionaryEntry(unsigned short entryIndex, KQCANopenObjectType type, const std::string& entryName)
-      : index(entryIndex), objectType(type) {
-    name = entryName;
-  }
+      : index(entryIndex), objectType(type), name(entryName) {}
   ~ObjectDictionaryEntry() {
     for (const auto& item : subEntries) {
       delete item.second;
@@ -26,7 +23,7 @@ struct ObjectDictionaryEntry {
   unsigned short index;
   std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;  ///< by sub-index, owned
   KQCANopenObjectType objectType;
-  KQText name;
+  std::string name;
 };
 
 }  // namespace KQ

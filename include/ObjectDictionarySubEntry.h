@@ -1,14 +1,11 @@
 #pragma once
 
-#include <atomic>
+#include <string>
 
 #include "KQCANopenAccessType.h"
 #include "KQCANopenDataType.h"
-#include "KQText.h"
 
 namespace KQ {
-
-class KQVariableCell;
 
 /// One sub-index of an object dictionary entry.
 struct ObjectDictionarySubEntry {
@@ -19,18 +16,20 @@ struct ObjectDictionarySubEntry {
   unsigned char subIndex = 0;
   KQCANopenAccessType accessType = ACCESS_RO;
   KQCANopenDataType dataType = DATA_TYPE_NONE;
-  int value = 0;                 ///< current value of every non-string type; a cache for variable-backed objects
-  KQText valueString;            ///< current value of a VISIBLE_STRING
-  unsigned int sdoServerID = 0;  ///< request COB-ID of the SDO server that holds the object, 0 = this node
-  KQText name;                   ///< CiA 306 ParameterName
-  bool pdoMappable = false;      ///< CiA 306 PDOMapping
-  int defaultValue = 0;          ///< default of a non-string type
-  KQText defaultValueString;     ///< default of a string; the CiA 306 form of a number ("$NODEID+0x80")
+  int value = 0;                   ///< current value of every non-string type; a cache for variable-backed objects
+  std::string valueString;         ///< current value of a VISIBLE_STRING
+  unsigned int sdoServerID = 0;    ///< request COB-ID of the SDO server that holds the object, 0 = this node
+  std::string name;                ///< CiA 306 ParameterName
+  bool pdoMappable = false;        ///< CiA 306 PDOMapping
+  int defaultValue = 0;            ///< default of a non-string type
+  std::string defaultValueString;  ///< default of a string; the CiA 306 form of a number ("$NODEID+0x80")
   int lowLimit = 0;
   int highLimit = 0x7FFFFFFF;
-  bool isVariable = false;                     ///< the value lives in the variable store (every index from 0x2000 on)
-  unsigned short index = 0;                    ///< of the entry that it belongs to
-  std::atomic<KQVariableCell*> cell{nullptr};  ///< what the dictionary found of the variable in the store, or null
+  bool isVariable = false;  ///< the value lives in the variable store (every index from 0x2000 on)
+
+  unsigned short index = 0;              ///< of the entry that addSubentry() put it into
+  bool isMappedForTransmission = false;  ///< a mapping of a transmit PDO was added for it
+  bool isMappedForReception = false;     ///< the same of a receive PDO
 };
 
 }  // namespace KQ

@@ -11,8 +11,8 @@ struct SDODownloadRequestParameter {
   unsigned int requestCOBID = 0;  ///< client -> server
   int value = 0;
   std::string stringValue;
-  unsigned int dataType = 0;  ///< DATA_TYPE_VISIBLE_STRING for a text, else DATA_TYPE_NONE: the entry's own type is
-                              ///< asked for when it is sent
+  unsigned int dataType = 0;  ///< DATA_TYPE_VISIBLE_STRING for a text, else DATA_TYPE_NONE: the entry's own type
+                              ///< decides when it is sent
 };
 
 }  // namespace KQ

@@ -1,5 +1,6 @@
 #include "KQCANopen.h"
 
+#include "COBID.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenStateMachine.h"
 #include "KQDebug.h"
@@ -12,7 +13,7 @@
 #include "KQSyncHandler.h"
 #include "KQTick.h"
 #include "KQVariable.h"
-#include "KQVariableEventDispatcher.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
@@ -20,11 +21,10 @@ namespace {
 
 /// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Milliseconds that draining the port may take, on top of the tick count at its start.
+/// Added to the tick of the notification. Draining adds the tick at its own start to that, so that the tick counts
+/// twice and this is no time that draining may take: the port is read as long as it has frames. Only where the sum
+/// wraps, which is in the upper half of the tick's range, does draining end after one frame. Tests pin it: it stays.
 constexpr unsigned int RECEIVE_BUDGET = 10;
-constexpr unsigned short PRODUCER_HEARTBEAT_TIME = 0x1017;
-constexpr unsigned char PDO_COB_ID = 1;
-constexpr unsigned int COB_ID_INVALID = 0x80000000U;
 
 template <typename Part>
 void deletePart(Part*& part) {
@@ -55,8 +55,7 @@ void KQCANopen::deleteVariables() {
 }
 
 void KQCANopen::deleteParts() {
-  // A variable that changes from here on must find no handler.
-  KQVariableEventDispatcher::instance()->removeListener(this);
+  // A variable that changes from here on finds no handler: signalOccurred() sees the null pointers.
   deletePart(stateMachine);
   deletePart(objectDictionary);
   deletePart(syncHandler);
@@ -76,7 +75,7 @@ int KQCANopen::init() {
   objectDictionary = new KQCANopenObjectDictionary;
   objectDictionary->setCANopenInstance(this);
   objectDictionary->createPreDefinedConnectionSet();
-  objectDictionary->setValue(PRODUCER_HEARTBEAT_TIME, 0, heartbeatProducerTime, true);
+  objectDictionary->setValue(object::PRODUCER_HEARTBEAT_TIME, 0, heartbeatProducerTime, true);
   objectDictionary->setDEI(getContext()->dei);
   for (const ManufacturerSpecificDataTypeDefinition& slot : dataTypeSlots) {
     if (slot.bitCount != ManufacturerSpecificDataTypeDefinition::FREE) {
@@ -137,13 +136,13 @@ int KQCANopen::enableMessage(unsigned int index, bool enable) {
   }
   const auto communicationIndex = static_cast<unsigned short>(index);
   int cobID = 0;
-  const int result = objectDictionary->getValue(communicationIndex, PDO_COB_ID, cobID);
+  const int result = objectDictionary->getValue(communicationIndex, object::PDO_COB_ID, cobID);
   if (result != KQ_OK) {
     return result;
   }
   const unsigned int bits = static_cast<unsigned int>(cobID);
-  const unsigned int changed = enable ? bits & ~COB_ID_INVALID : bits | COB_ID_INVALID;
-  return objectDictionary->setValue(communicationIndex, PDO_COB_ID, static_cast<int>(changed), false);
+  const unsigned int changed = enable ? bits & ~cobid::INVALID : bits | cobid::INVALID;
+  return objectDictionary->setValue(communicationIndex, object::PDO_COB_ID, static_cast<int>(changed), false);
 }
 
 int KQCANopen::signalOccurred(KQSignal& signal) {

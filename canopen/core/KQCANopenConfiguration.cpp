@@ -1,8 +1,7 @@
 // The description of the node's communication: channels, PDOs, heartbeats, listeners and actions.
 
-#include <ios>
-#include <iostream>
-
+#include "COBID.h"
+#include "DiagnosticLine.h"
 #include "KQAction.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
@@ -12,35 +11,25 @@
 #include "KQNMTHandler.h"
 #include "KQPDOHandler.h"
 #include "KQSDOHandler.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
 namespace {
 
-constexpr unsigned short CONSUMER_HEARTBEAT_TIME = 0x1016;
-constexpr unsigned short PRODUCER_HEARTBEAT_TIME = 0x1017;
-constexpr unsigned char LAST_CONSUMER_SUB_INDEX = 127;
-
-constexpr unsigned short FIRST_SERVER_SDO_PARAMETER = 0x1200;
-constexpr unsigned short LAST_SERVER_SDO_PARAMETER = 0x127F;
-constexpr unsigned short FIRST_CLIENT_SDO_PARAMETER = 0x1280;
-constexpr unsigned short LAST_CLIENT_SDO_PARAMETER = 0x12FF;
-
-constexpr unsigned int COB_ID_INVALID = 0x80000000U;
-constexpr unsigned int COB_ID_NO_RTR = 0x40000000U;
 /// Transmission types from here on are event-driven and know an inhibit time.
 constexpr unsigned char FIRST_EVENT_DRIVEN_TYPE = 254;
 /// Mapped indexes below this one are data types: dummy entries.
 constexpr unsigned short FIRST_INDEX_AFTER_DATA_TYPES = 0x48;
 constexpr int HIGHEST_MAPPED_OBJECTS = 64;
-constexpr int HIGHEST_SUB_INDEX = 255;
 
 unsigned short communicationIndexOf(KQCANopenPDOType type, unsigned short number) {
-  return static_cast<unsigned short>(number + (type == PDO_TYPE_RECEIVE ? 0x1400 : 0x1800));
+  return static_cast<unsigned short>(number + (type == PDO_TYPE_RECEIVE ? object::RECEIVE_PDO_COMMUNICATION.first
+                                                                        : object::TRANSMIT_PDO_COMMUNICATION.first));
 }
 
 unsigned short mappingIndexOf(KQCANopenPDOType type, unsigned short number) {
-  return static_cast<unsigned short>(number + (type == PDO_TYPE_RECEIVE ? 0x1600 : 0x1A00));
+  return static_cast<unsigned short>(communicationIndexOf(type, number) + object::PDO_MAPPING_OFFSET);
 }
 
 /// Adds a sub-entry that no PDO can map.
@@ -63,17 +52,15 @@ void addMappingObject(KQCANopenObjectDictionary& dictionary, unsigned short inde
                       0, 0, HIGHEST_MAPPED_OBJECTS);
 }
 
-/// The access right of an object that is mapped, which tells the direction when it is mapped in one only.
-KQCANopenAccessType mappedAccessType(KQCANopenAccessType access, bool isTransmit) {
-  switch (access) {
-    case ACCESS_RW:
-      return isTransmit ? ACCESS_RWR : ACCESS_RWW;
-    case ACCESS_RWR:
-      return isTransmit ? ACCESS_RWR : ACCESS_RW;
-    case ACCESS_RWW:
-      return isTransmit ? ACCESS_RW : ACCESS_RWW;
-    default:
-      return access;
+/// Remembers the direction. The access right tells it too, as long as the object is mapped in one only; a right that
+/// has no such form stays.
+void markMapped(ObjectDictionarySubEntry& mapped, bool isTransmit) {
+  (isTransmit ? mapped.isMappedForTransmission : mapped.isMappedForReception) = true;
+  KQCANopenAccessType& access = mapped.accessType;
+  if (mapped.isMappedForTransmission && mapped.isMappedForReception) {
+    access = access == ACCESS_RWR || access == ACCESS_RWW ? ACCESS_RW : access;
+  } else if (access == ACCESS_RW) {
+    access = isTransmit ? ACCESS_RWR : ACCESS_RWW;
   }
 }
 
@@ -87,12 +74,12 @@ int KQCANopen::addSDOChannel(unsigned int cobIDClientToServer, unsigned int cobI
     return KQ_NOT_AVAILABLE;
   }
   const bool isServer = type == SDO_CHANNEL_SERVER;
-  const unsigned short last = isServer ? LAST_SERVER_SDO_PARAMETER : LAST_CLIENT_SDO_PARAMETER;
-  unsigned short index = isServer ? FIRST_SERVER_SDO_PARAMETER : FIRST_CLIENT_SDO_PARAMETER;
-  while (index <= last && objectDictionary->objectExists(index)) {
+  const object::IndexRange& indexes = isServer ? object::SERVER_SDO_PARAMETERS : object::CLIENT_SDO_PARAMETERS;
+  unsigned short index = indexes.first;
+  while (indexes.contains(index) && objectDictionary->objectExists(index)) {
     ++index;
   }
-  if (index > last) {
+  if (!indexes.contains(index)) {
     return KQ_NO_FREE_INDEX;
   }
   if (!isServer) {
@@ -138,16 +125,20 @@ int KQCANopen::addPDO(KQCANopenPDOType type, unsigned short number, unsigned int
   addLimitedParameter(od, index, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8, "largest sub-index supported", 0, 2, 5);
   pdoListeners[index] = listener;
 
-  unsigned int cobIDValue = enabled ? cobID & ~COB_ID_INVALID : cobID | COB_ID_INVALID;
-  cobIDValue = isTransmit ? cobIDValue | COB_ID_NO_RTR : cobIDValue & ~COB_ID_NO_RTR;
-  addLimitedParameter(od, index, 1, ACCESS_RW, DATA_TYPE_UNSIGNED32, "COB-ID used by PDO", cobIDValue, 1, 0xFFFFFFFF);
-  addLimitedParameter(od, index, 2, ACCESS_RW, DATA_TYPE_UNSIGNED8, "transmission type", transmissionType, 0, 255);
+  unsigned int cobIDValue = enabled ? cobID & ~cobid::INVALID : cobID | cobid::INVALID;
+  cobIDValue = isTransmit ? cobIDValue | cobid::NO_RTR : cobIDValue & ~cobid::NO_RTR;
+  addLimitedParameter(od, index, object::PDO_COB_ID, ACCESS_RW, DATA_TYPE_UNSIGNED32, "COB-ID used by PDO", cobIDValue,
+                      1, 0xFFFFFFFF);
+  addLimitedParameter(od, index, object::PDO_TRANSMISSION_TYPE, ACCESS_RW, DATA_TYPE_UNSIGNED8, "transmission type",
+                      transmissionType, 0, 255);
   if (isTransmit) {
-    addLimitedParameter(od, index, 3, ACCESS_RW, DATA_TYPE_UNSIGNED16, "inhibit time", inhibitTime, 0, 65535);
-    od.setValue(index, 3, transmissionType >= FIRST_EVENT_DRIVEN_TYPE ? inhibitTime : 0, true);
+    addLimitedParameter(od, index, object::PDO_INHIBIT_TIME, ACCESS_RW, DATA_TYPE_UNSIGNED16, "inhibit time",
+                        inhibitTime, 0, 65535);
+    od.setValue(index, object::PDO_INHIBIT_TIME, transmissionType >= FIRST_EVENT_DRIVEN_TYPE ? inhibitTime : 0, true);
   }
-  addLimitedParameter(od, index, 5, ACCESS_RW, DATA_TYPE_UNSIGNED16, "event timer", eventTimer, 0, 65535);
-  od.setValue(index, 5, eventTimer, true);
+  addLimitedParameter(od, index, object::PDO_EVENT_TIMER, ACCESS_RW, DATA_TYPE_UNSIGNED16, "event timer", eventTimer, 0,
+                      65535);
+  od.setValue(index, object::PDO_EVENT_TIMER, eventTimer, true);
 
   addMappingObject(od, mappingIndexOf(type, number), ACCESS_RW);
   return KQ_OK;
@@ -164,8 +155,8 @@ int KQCANopen::addPDOMapping(unsigned short number, KQCANopenPDOType type, unsig
     if (pdoHandler != nullptr) {
       pdoHandler->addInvalidPDOIndex(mappingIndex);
     }
-    std::cout << "WARNING: Marking PDO " << number << " OD index 0x" << std::hex << mappingIndex << std::dec
-              << " as forever invalid due to invalid mapping!" << std::endl;
+    printLine("WARNING: Marking PDO " + std::to_string(number) + " OD index 0x" + hexadecimal(mappingIndex) +
+              " as forever invalid due to invalid mapping!");
   }
   return result;
 }
@@ -187,7 +178,7 @@ int KQCANopen::appendMapping(unsigned short mappingIndex, KQCANopenPDOType type,
   if (bits < 1) {
     return KQ_NO_STORAGE_TYPE;
   }
-  if (count >= HIGHEST_SUB_INDEX) {
+  if (count >= object::HIGHEST_SUB_INDEX) {
     return KQ_INVALID_ARGUMENT;
   }
   const unsigned int mapping = static_cast<unsigned int>(mappedIndex) << 16 | static_cast<unsigned int>(subIndex) << 8 |
@@ -195,12 +186,13 @@ int KQCANopen::appendMapping(unsigned short mappingIndex, KQCANopenPDOType type,
   const int result =
       addParameter(od, mappingIndex, static_cast<unsigned char>(count + 1), ACCESS_RW, DATA_TYPE_UNSIGNED32,
                    "PDO mapping for the nth application object to be mapped", mapping);
-  mapped->accessType = mappedAccessType(mapped->accessType, type != PDO_TYPE_RECEIVE);
+  markMapped(*mapped, type != PDO_TYPE_RECEIVE);
   return result;
 }
 
 unsigned short KQCANopen::dataTypeOfVariable(unsigned short index, unsigned short subIndex) {
   KQDEI* const dei = getContext() != nullptr ? getContext()->dei : nullptr;
+  // No object key: a variable ID has 16 bits of sub-index.
   const unsigned int variableID = static_cast<unsigned int>(index) << 16 | subIndex;
   const int length = dei != nullptr ? dei->getVariableLength(variableID) : 0;
   return length > 0 ? static_cast<unsigned short>(calculateDataType(length, dei->isVariableSigned(variableID))) : index;
@@ -233,13 +225,13 @@ int KQCANopen::sendPDOEvent(KQEventType eventType, unsigned short key) {
 void KQCANopen::setHeartbeatProducerTime(int ms) {
   heartbeatProducerTime = ms;
   if (objectDictionary != nullptr) {
-    objectDictionary->setValue(PRODUCER_HEARTBEAT_TIME, 0, ms, true);
+    objectDictionary->setValue(object::PRODUCER_HEARTBEAT_TIME, 0, ms, true);
   }
 }
 
 int KQCANopen::getHeartbeatTime() {
   int ms = 0;
-  if (objectDictionary == nullptr || objectDictionary->getValue(PRODUCER_HEARTBEAT_TIME, 0, ms) != KQ_OK) {
+  if (objectDictionary == nullptr || objectDictionary->getValue(object::PRODUCER_HEARTBEAT_TIME, 0, ms) != KQ_OK) {
     return 0;
   }
   return ms;
@@ -247,12 +239,13 @@ int KQCANopen::getHeartbeatTime() {
 
 int KQCANopen::addHeartbeatConsumer(unsigned char node, unsigned short timeMs) {
   if (objectDictionary == nullptr) {
-    std::cout << "Can't add heartbeat consumer! Object dictionary not available!" << std::endl;
+    printLine("Can't add heartbeat consumer! Object dictionary not available!");
     return KQ_NOT_AVAILABLE;
   }
-  if (!objectDictionary->objectExists(CONSUMER_HEARTBEAT_TIME)) {
-    objectDictionary->addEntry(CONSUMER_HEARTBEAT_TIME, OBJECT_TYPE_ARRAY, "Consumer Heartbeat Time");
-    addParameter(*objectDictionary, CONSUMER_HEARTBEAT_TIME, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8, "number entries", 0);
+  if (!objectDictionary->objectExists(object::CONSUMER_HEARTBEAT_TIME)) {
+    objectDictionary->addEntry(object::CONSUMER_HEARTBEAT_TIME, OBJECT_TYPE_ARRAY, "Consumer Heartbeat Time");
+    addParameter(*objectDictionary, object::CONSUMER_HEARTBEAT_TIME, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8,
+                 "number entries", 0);
   }
   placeHeartbeatConsumer(node, timeMs);
   if (nmtHandler != nullptr) {
@@ -262,17 +255,18 @@ int KQCANopen::addHeartbeatConsumer(unsigned char node, unsigned short timeMs) {
 }
 
 void KQCANopen::placeHeartbeatConsumer(unsigned char node, unsigned short timeMs) {
-  for (unsigned char subIndex = 1; subIndex <= LAST_CONSUMER_SUB_INDEX; ++subIndex) {
-    const ObjectDictionarySubEntry* const subEntry = objectDictionary->getSubentry(CONSUMER_HEARTBEAT_TIME, subIndex);
+  for (unsigned char subIndex = 1; subIndex <= object::LAST_CONSUMER_SUB_INDEX; ++subIndex) {
+    const ObjectDictionarySubEntry* const subEntry =
+        objectDictionary->getSubentry(object::CONSUMER_HEARTBEAT_TIME, subIndex);
     const unsigned int setting = subEntry != nullptr ? static_cast<unsigned int>(subEntry->value) : 0;
     const unsigned int listedNode = setting >> 16 & 0xFF;
     if (subEntry != nullptr && listedNode == node) {
-      objectDictionary->setValue(CONSUMER_HEARTBEAT_TIME, subIndex, static_cast<int>((setting & 0xFFFF0000U) | timeMs),
-                                 true);
+      objectDictionary->setValue(object::CONSUMER_HEARTBEAT_TIME, subIndex,
+                                 static_cast<int>((setting & 0xFFFF0000U) | timeMs), true);
       return;
     }
     if (subEntry == nullptr || listedNode == 0) {
-      addParameter(*objectDictionary, CONSUMER_HEARTBEAT_TIME, subIndex, ACCESS_RW, DATA_TYPE_UNSIGNED32,
+      addParameter(*objectDictionary, object::CONSUMER_HEARTBEAT_TIME, subIndex, ACCESS_RW, DATA_TYPE_UNSIGNED32,
                    "Consumer Heartbeat Time", static_cast<unsigned int>(node) << 16 | timeMs);
       return;
     }
@@ -281,10 +275,10 @@ void KQCANopen::placeHeartbeatConsumer(unsigned char node, unsigned short timeMs
 
 int KQCANopen::addHeartbeatListener(KQSignalListener* listener) {
   if (nmtHandler == nullptr) {
-    std::cout << "Could not add heartbeat listener! NMT handler not available" << std::endl;
+    printLine("Could not add heartbeat listener! NMT handler not available");
     return KQ_NOT_AVAILABLE;
   }
-  std::cout << "Adding heartbeat listener" << std::endl;
+  printLine("Adding heartbeat listener");
   nmtHandler->addHeartbeatListener(listener);
   return KQ_OK;
 }
@@ -299,10 +293,10 @@ void KQCANopen::addHeartbeatListener(KQSignalListener* listener, int node) {
 
 int KQCANopen::addStateListener(KQSignalListener* listener) {
   if (stateMachine == nullptr) {
-    std::cout << "Could not add state listener! State machine not available" << std::endl;
+    printLine("Could not add state listener! State machine not available");
     return KQ_NOT_AVAILABLE;
   }
-  std::cout << "Adding state listener" << std::endl;
+  printLine("Adding state listener");
   stateMachine->addStateListener(listener);
   return KQ_OK;
 }

@@ -30,7 +30,17 @@ KQCANopenMessageHandler::KQCANopenMessageHandler() = default;
 KQCANopenMessageHandler::KQCANopenMessageHandler(const KQCANopenMessageHandler& other)
     : objectDictionary(other.objectDictionary), emergencyHandler(other.emergencyHandler), instance(other.instance) {}
 
-KQCANopenMessageHandler& KQCANopenMessageHandler::operator=(const KQCANopenMessageHandler& other) = default;
+KQCANopenMessageHandler& KQCANopenMessageHandler::operator=(const KQCANopenMessageHandler& other) {
+  if (this != &other) {
+    outgoingMessage = other.outgoingMessage;
+    objectDictionary = other.objectDictionary;
+    emergencyHandler = other.emergencyHandler;
+    instance = other.instance;
+    declaringClass = nullptr;
+    servedCOBIDs.clear();
+  }
+  return *this;
+}
 
 const KQServedCOBIDs* KQCANopenMessageHandler::getServedCOBIDs() const {
   return declaringClass != nullptr && *declaringClass == typeid(*this) ? &servedCOBIDs : nullptr;

@@ -184,10 +184,7 @@ void KQCANopenStateMachine::recoverFromFatalError() {
 }
 
 int KQCANopenStateMachine::offerMessage() {
-  KQFrameDispatch::HandlerSet servers = dispatch.handlersOf(receivedMessage.identifier);
-  if (getState() == CANOPEN_STATE_STOPPED) {
-    servers |= SDO_HANDLER;  // which takes every frame then: this shows in the result
-  }
+  const KQFrameDispatch::HandlerSet servers = dispatch.handlersOf(receivedMessage.identifier);
   int result = KQ_NOT_HANDLED;
   if ((servers & NMT_HANDLER) != 0) {
     result = nmtHandler->handleMessage(&receivedMessage);
@@ -198,10 +195,11 @@ int KQCANopenStateMachine::offerMessage() {
   if (result == KQ_NOT_HANDLED && (servers & PDO_HANDLER) != 0) {
     result = pdoHandler->handleMessage(&receivedMessage);
   }
-  if (result == KQ_NOT_HANDLED && (servers & SDO_HANDLER) != 0) {
+  // In STOPPED it takes every frame: this shows in the result.
+  if (result == KQ_NOT_HANDLED && ((servers & SDO_HANDLER) != 0 || getState() == CANOPEN_STATE_STOPPED)) {
     result = sdoHandler->handleMessage(&receivedMessage);
   }
-  if (result == KQ_NOT_HANDLED && (servers & EMERGENCY_HANDLER) != 0 && emergencyHandler != nullptr) {
+  if (result == KQ_NOT_HANDLED && (servers & EMERGENCY_HANDLER) != 0) {
     result = emergencyHandler->handleMessage(&receivedMessage);
   }
   return result;

@@ -182,6 +182,7 @@ KQVariable* KQCANopen::getVariable(unsigned int variableID) const {
 KQVariable* KQCANopen::getVariableByExternalIdentifier(unsigned short index, unsigned short subIndex,
                                                        unsigned int cobID) const {
   const auto channel = sdoChannelNames.find(cobID);
+  // No object key: a variable ID has 16 bits of sub-index.
   const unsigned int identifier = static_cast<unsigned int>(index) << 16 | subIndex;
   if (channel == sdoChannelNames.end() || identifier == 0) {
     return nullptr;

@@ -12,27 +12,28 @@ void KQFrameDispatch::setHandlers(const Handlers& nodeHandlers) {
 void KQFrameDispatch::renew() {
   // Noted first: a declaration that changes meanwhile, of another node on another thread, is seen by the next look.
   changesSeen = KQServedCOBIDs::getChanges();
-  HandlerSet askedForAll = 0;
-  for (std::size_t position = 0; position < HANDLERS; ++position) {
-    const bool declaresNothing = handlers[position] != nullptr && handlers[position]->getServedCOBIDs() == nullptr;
-    askedForAll = static_cast<HandlerSet>(askedForAll | (declaresNothing ? 1U << position : 0U));
-  }
-  table.fill(askedForAll);
+  table.fill(0);
+  everyHandler = 0;
   followedCount = 0;
   for (std::size_t position = 0; position < HANDLERS; ++position) {
-    const KQServedCOBIDs* const served =
-        handlers[position] != nullptr ? handlers[position]->getServedCOBIDs() : nullptr;
-    if (served != nullptr) {
-      enter(*served, static_cast<HandlerSet>(1U << position));
+    if (handlers[position] != nullptr) {
+      enter(handlers[position]->getServedCOBIDs(), static_cast<HandlerSet>(1U << position));
     }
   }
 }
 
-void KQFrameDispatch::enter(const KQServedCOBIDs& served, HandlerSet handler) {
-  for (const unsigned int cobID : served.getIdentifiers()) {
+void KQFrameDispatch::enter(const KQServedCOBIDs* served, HandlerSet handler) {
+  everyHandler = static_cast<HandlerSet>(everyHandler | handler);
+  if (served == nullptr) {
+    for (HandlerSet& handlersOfOne : table) {
+      handlersOfOne = static_cast<HandlerSet>(handlersOfOne | handler);
+    }
+    return;
+  }
+  for (const unsigned int cobID : served->getIdentifiers()) {
     table[cobID] = static_cast<HandlerSet>(table[cobID] | handler);
   }
-  const int* const cobID = served.getFollowed();
+  const int* const cobID = served->getFollowed();
   if (cobID == nullptr) {
     return;
   }

@@ -11,8 +11,10 @@ void KQServedCOBIDs::clear() {
 }
 
 void KQServedCOBIDs::add(unsigned int cobID) {
-  if (cobID < COUNT) {
-    identifiers.push_back(cobID);
+  const auto place = std::lower_bound(identifiers.begin(), identifiers.end(), cobID);
+  const bool isThere = place != identifiers.end() && *place == cobID;
+  if (cobID < COUNT && !isThere) {
+    identifiers.insert(place, cobID);
     ++changes;
   }
 }

@@ -1,7 +1,6 @@
 // The object dictionary as a device configuration file (CiA 306).
 
 #include <fstream>
-#include <ios>
 #include <iostream>
 #include <locale>
 #include <sstream>
@@ -10,6 +9,7 @@
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
 #include "KQTime.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
@@ -17,10 +17,7 @@ namespace {
 
 using EntryMap = std::unordered_map<unsigned short, ObjectDictionaryEntry*>;
 
-constexpr unsigned short FIRST_COMMUNICATION_INDEX = 0x1000;
-constexpr unsigned short FIRST_OPTIONAL_INDEX = 0x1002;
-constexpr unsigned short FIRST_APPLICATION_INDEX = 0x2000;
-constexpr unsigned short IDENTITY_INDEX = 0x1018;
+constexpr unsigned short FIRST_OPTIONAL_OBJECT = 0x1002;
 
 constexpr const char* VENDOR_ADDRESS = "www.hollmark-elektronik.example";
 
@@ -125,10 +122,10 @@ void writeObjectList(std::ostream& out, const char* section, const std::vector<u
 std::vector<unsigned short> optionalObjects(const EntryMap& entries) {
   std::vector<unsigned short> indexes;
   for (const auto& item : entries) {
-    if (item.first >= FIRST_APPLICATION_INDEX) {
+    if (item.first >= object::FIRST_APPLICATION_OBJECT) {
       break;
     }
-    if (item.first >= FIRST_OPTIONAL_INDEX && item.first != IDENTITY_INDEX) {
+    if (item.first >= FIRST_OPTIONAL_OBJECT && item.first != object::IDENTITY) {
       indexes.push_back(item.first);
     }
   }
@@ -138,7 +135,7 @@ std::vector<unsigned short> optionalObjects(const EntryMap& entries) {
 std::vector<unsigned short> manufacturerObjects(const EntryMap& entries) {
   std::vector<unsigned short> indexes;
   for (const auto& item : entries) {
-    if (item.first >= FIRST_APPLICATION_INDEX) {
+    if (item.first >= object::FIRST_APPLICATION_OBJECT) {
       indexes.push_back(item.first);
     }
   }
@@ -209,28 +206,28 @@ void KQCANopenObjectDictionary::refreshVariables() {
   int number = 0;
   std::string text;
   for (const auto& item : entries) {
-    if (item.first < FIRST_APPLICATION_INDEX) {
-      continue;
-    }
     for (const auto& subItem : item.second->subEntries) {
-      if (subItem.second->dataType == DATA_TYPE_VISIBLE_STRING) {
+      ObjectDictionarySubEntry& subEntry = *subItem.second;
+      if (!subEntry.isVariable) {
+        continue;
+      }
+      if (subEntry.dataType == DATA_TYPE_VISIBLE_STRING) {
         getValue(item.first, subItem.first, text);
       } else {
-        getValue(item.first, subItem.first, number);
+        readVariable(item.first, subEntry, number);
       }
     }
   }
 }
 
-int KQCANopenObjectDictionary::storeParameters(const std::string& fileName) {
-  refreshVariables();
+std::string KQCANopenObjectDictionary::getDescription() {
   std::ostringstream out;
   out.imbue(std::locale::classic());  // no digit grouping, whatever locale the application runs in
 
   int productCode = 0;
-  getValue(IDENTITY_INDEX, 2, productCode);
+  getValue(object::IDENTITY, 2, productCode);
   int revisionNumber = productCode;
-  getValue(IDENTITY_INDEX, 3, revisionNumber);
+  getValue(object::IDENTITY, 3, revisionNumber);
 
   writeFileInfo(out);
   writeDeviceInfo(out, bitsOf(productCode), bitsOf(revisionNumber));
@@ -238,21 +235,30 @@ int KQCANopenObjectDictionary::storeParameters(const std::string& fileName) {
   writeObjectList(out, "[OptionalObjects]", optionalObjects(entries));
   writeObjectList(out, "[ManufacturerObjects]", manufacturerObjects(entries));
   for (const auto& item : entries) {
-    if (item.first >= FIRST_COMMUNICATION_INDEX) {
+    if (item.first >= object::FIRST_COMMUNICATION_OBJECT) {
       writeObject(out, *item.second, *this);
     }
     out << '\n';
   }
+  return out.str();
+}
 
-  if (fileName == "cout") {
-    std::cout << out.str() << std::flush;
-    return KQ_OK;
+int KQCANopenObjectDictionary::storeParameters(const std::string& fileName) {
+  const bool isFile = fileName != "cout";
+  std::ofstream file;
+  if (isFile) {
+    // Before the values are refreshed: a failure changes nothing.
+    file.open(fileName, std::ios::out | std::ios::trunc);
+    if (!file.is_open()) {
+      return KQ_FILE_ERROR;
+    }
   }
-  std::ofstream file(fileName, std::ios::out | std::ios::trunc);
-  if (!file.is_open()) {
-    return KQ_FILE_ERROR;
-  }
-  file << out.str();
+  refreshVariables();
+  const std::string text = getDescription();
+  std::ostream& out = isFile ? file : std::cout;
+  // Unformatted: what the application has set on its output stream plays no part.
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+  out.flush();
   return KQ_OK;
 }
 

@@ -10,12 +10,15 @@
 #include "KQPDOHandler.h"
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
+#include "ObjectIndexes.h"
+#include "ObjectKey.h"
 
 namespace KQ {
 
 namespace {
 
-constexpr unsigned short FIRST_APPLICATION_INDEX = 0x2000;
+constexpr object::IndexRange SDO_PARAMETERS{object::SERVER_SDO_PARAMETERS.first, object::CLIENT_SDO_PARAMETERS.last};
+constexpr object::IndexRange PDO_PARAMETERS{object::RECEIVE_PDO_COMMUNICATION.first, object::TRANSMIT_PDO_MAPPING.last};
 constexpr int NO_FIXED_SIZE = -1;
 /// What resetValue() answers for a string: no failure, and nothing was written.
 constexpr int NOT_RESET = -1;
@@ -77,20 +80,8 @@ DataTypeProperties propertiesOf(const KQCANopen* instance, KQCANopenDataType dat
   return position < DATA_TYPES.size() ? DATA_TYPES[position] : UNKNOWN_TYPE;
 }
 
-constexpr unsigned short indexOf(unsigned int key) {
-  return static_cast<unsigned short>(key >> 16);
-}
-
-constexpr unsigned char subIndexOf(unsigned int key) {
-  return static_cast<unsigned char>(key & 0xFF);
-}
-
-constexpr unsigned int keyOf(unsigned short index, unsigned char subIndex) {
-  return static_cast<unsigned int>(index) << 16 | subIndex;
-}
-
-bool isBefore(const ObjectDictionaryEntry* entry, unsigned short index) {
-  return entry->index < index;
+bool isReadOnly(const ObjectDictionarySubEntry& subEntry) {
+  return subEntry.accessType == ACCESS_RO || subEntry.accessType == ACCESS_CONST;
 }
 
 bool isWithinLimits(const ObjectDictionarySubEntry& subEntry, int value, bool isSigned) {
@@ -114,9 +105,7 @@ int KQCANopenObjectDictionary::addEntry(unsigned short index, KQCANopenObjectTyp
   if (objectExists(index)) {
     return KQ_ALREADY_EXISTS;
   }
-  auto* const entry = new ObjectDictionaryEntry(index, objectType, name);
-  entries.emplace(index, entry);
-  orderedEntries.insert(std::lower_bound(orderedEntries.begin(), orderedEntries.end(), index, isBefore), entry);
+  entries.emplace(index, new ObjectDictionaryEntry(index, objectType, name));
   return KQ_OK;
 }
 
@@ -132,10 +121,9 @@ int KQCANopenObjectDictionary::addSubentry(unsigned short index, unsigned char s
   ObjectDictionarySubEntry*& subEntry = entry->subEntries[subIndex];
   if (subEntry == nullptr) {
     subEntry = new ObjectDictionarySubEntry;
-    subEntry->index = index;
-    subEntry->subIndex = subIndex;
-    subEntries.insert(subEntry);
   }
+  subEntry->index = index;
+  subEntry->subIndex = subIndex;
   subEntry->accessType = accessType;
   subEntry->dataType = dataType;
   subEntry->sdoServerID = sdoServerID;
@@ -143,7 +131,7 @@ int KQCANopenObjectDictionary::addSubentry(unsigned short index, unsigned char s
   subEntry->name = name;
   subEntry->defaultValue = subEntry->value = defaultValue;
   subEntry->defaultValueString = subEntry->valueString = defaultValueString;
-  subEntry->isVariable = index >= FIRST_APPLICATION_INDEX;
+  subEntry->isVariable = index >= object::FIRST_APPLICATION_OBJECT;
 
   if (sdoServerID != 0 && sdoHandler != nullptr) {
     sdoHandler->addVariableSDOServerMapping(index, subIndex, sdoServerID);
@@ -167,9 +155,25 @@ ObjectDictionaryEntry* KQCANopenObjectDictionary::getEntry(unsigned short index)
   return it != entries.end() ? it->second : nullptr;
 }
 
-ObjectDictionaryEntry* KQCANopenObjectDictionary::getFirstEntry(unsigned short first, unsigned short last) const {
-  const auto it = std::lower_bound(orderedEntries.begin(), orderedEntries.end(), first, isBefore);
-  return it != orderedEntries.end() && (*it)->index <= last ? *it : nullptr;
+ObjectDictionarySubEntry* KQCANopenObjectDictionary::getSubentry(unsigned short index, unsigned char subIndex) const {
+  const ObjectDictionaryEntry* const entry = getEntry(index);
+  if (entry == nullptr) {
+    return nullptr;
+  }
+  const auto it = entry->subEntries.find(subIndex);
+  return it != entry->subEntries.end() ? it->second : nullptr;
+}
+
+std::vector<ObjectDictionaryEntry*> KQCANopenObjectDictionary::getEntries(unsigned short first,
+                                                                          unsigned short last) const {
+  std::vector<ObjectDictionaryEntry*> found;
+  for (const auto& item : entries) {
+    if (item.first >= first && item.first <= last) {
+      found.push_back(item.second);
+    }
+  }
+  std::sort(found.begin(), found.end(), [](const auto* left, const auto* right) { return left->index < right->index; });
+  return found;
 }
 
 bool KQCANopenObjectDictionary::objectExists(unsigned short index) const {
@@ -192,42 +196,37 @@ int KQCANopenObjectDictionary::getDataType(unsigned short index, unsigned char s
   return subEntry != nullptr ? KQ_OK : KQ_NOT_FOUND;
 }
 
-void KQCANopenObjectDictionary::setDEI(KQDEI* store) {
-  forgetCells();
-  dei = store;
-}
-
-void KQCANopenObjectDictionary::setCANopenInstance(KQCANopen* canopen) {
-  instance = canopen;
-  instanceAsOwner = canopen;
-}
-
-KQVariableCell* KQCANopenObjectDictionary::findCell(ObjectDictionarySubEntry& subEntry) const {
-  const unsigned int generation = dei->getGeneration();
-  if (generation != cellGeneration.load(std::memory_order_acquire)) {
-    forgetCells();
-    cellGeneration.store(generation, std::memory_order_release);
-  }
-  KQVariableCell* const cell = dei->findCell(subEntry.index, subEntry.subIndex);
-  subEntry.cell.store(cell, std::memory_order_release);
-  return cell;
-}
-
-void KQCANopenObjectDictionary::forgetCells() const {
-  for (const ObjectDictionaryEntry* const entry : orderedEntries) {
-    for (const auto& item : entry->subEntries) {
-      item.second->cell.store(nullptr, std::memory_order_release);
-    }
-  }
-}
-
 int KQCANopenObjectDictionary::getValue(unsigned short index, unsigned char subIndex, int& value) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? getValue(*subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? read(index, *subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
 }
 
 int KQCANopenObjectDictionary::getValue(unsigned int key, int& value) {
   return getValue(indexOf(key), subIndexOf(key), value);
+}
+
+int KQCANopenObjectDictionary::read(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const {
+  if (subEntry.accessType == ACCESS_WO) {
+    return SDO_ABORT_WRITE_ONLY;
+  }
+  if (subEntry.isVariable) {
+    return readVariable(index, subEntry, value);
+  }
+  value = subEntry.loadValue();
+  return KQ_OK;
+}
+
+int KQCANopenObjectDictionary::readVariable(unsigned short index, ObjectDictionarySubEntry& subEntry,
+                                            int& value) const {
+  if (dei == nullptr) {
+    return KQ_NOT_AVAILABLE;
+  }
+  const int result = dei->getVariableValue(index, subEntry.subIndex, &value);
+  // A value that is marked invalid is delivered and kept all the same.
+  if (result == KQ_OK || result == KQ_VALUE_INVALID) {
+    subEntry.storeValue(value);
+  }
+  return result;
 }
 
 int KQCANopenObjectDictionary::getValue(unsigned short index, unsigned char subIndex, std::string& value) {
@@ -253,86 +252,64 @@ int KQCANopenObjectDictionary::getValue(unsigned int key, std::string& value) {
   return getValue(indexOf(key), subIndexOf(key), value);
 }
 
-int KQCANopenObjectDictionary::writeCell(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value,
-                                         bool force) const {
-  if (cell.getOwner() == instance && instance != nullptr) {
-    return writeOwnVariable(subEntry, cell, value, force);
-  }
-  // Another owner's variable is never written against its access right, not even by the stack itself.
-  if (isReadOnly(subEntry)) {
-    return SDO_ABORT_READ_ONLY;
-  }
-  if (!cell.isInteger()) {
-    return KQ_INVALID_ARGUMENT;
-  }
-  subEntry.storeValue(value);
-  return cell.writeInteger(value);
-}
-
-int KQCANopenObjectDictionary::writeOtherVariable(ObjectDictionarySubEntry& subEntry, int value, bool force) const {
-  KQVariableCell* const cell = cellOf(subEntry);
-  if (cell != nullptr) {
-    return writeCell(subEntry, *cell, value, force);
-  }
-  return isReadOnly(subEntry) ? static_cast<int>(SDO_ABORT_READ_ONLY) : KQ_NOT_FOUND;
-}
-
-int KQCANopenObjectDictionary::writeOwnVariable(ObjectDictionarySubEntry& subEntry, KQVariableCell& cell, int value,
-                                                bool force) const {
-  if (!force && isReadOnly(subEntry)) {
-    return SDO_ABORT_READ_ONLY;
-  }
-  if (!isWithinLimits(subEntry, value, isDataTypeSigned(subEntry.dataType))) {
-    return SDO_ABORT_VALUE_RANGE_EXCEEDED;
-  }
-  if (!cell.isInteger()) {
-    return KQ_INVALID_ARGUMENT;
-  }
-  subEntry.storeValue(value);
-  return cell.write(value);
-}
-
 int KQCANopenObjectDictionary::setValue(unsigned short index, unsigned char subIndex, int value, bool force) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? setValue(*subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
-}
-
-int KQCANopenObjectDictionary::writeParameter(ObjectDictionarySubEntry& subEntry, int value, bool force) {
-  if (subEntry.dataType == DATA_TYPE_VISIBLE_STRING) {
-    return KQ_NOT_FOUND;
-  }
-  const int result = handleValueChangeRequest(subEntry.index, &subEntry, value, force);
-  if (result != KQ_OK) {
-    return result;
-  }
-  subEntry.storeValue(value);
-  notifyHandlers(subEntry.index, subEntry);
-  return KQ_OK;
+  return subEntry != nullptr ? write(index, *subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
 }
 
 int KQCANopenObjectDictionary::setValue(unsigned int key, int value, bool force) {
   return setValue(indexOf(key), subIndexOf(key), value, force);
 }
 
-bool KQCANopenObjectDictionary::isOwnedByInstance(unsigned short index, unsigned char subIndex) const {
+int KQCANopenObjectDictionary::write(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force) {
+  if (subEntry.dataType == DATA_TYPE_VISIBLE_STRING) {
+    return KQ_NOT_FOUND;
+  }
+  const int result = subEntry.isVariable && dei != nullptr ? writeVariable(index, subEntry, value, force)
+                                                           : handleValueChangeRequest(index, &subEntry, value, force);
+  if (result != KQ_OK) {
+    return result;
+  }
+  subEntry.storeValue(value);
+  notifyHandlers(index, subEntry);
+  return KQ_OK;
+}
+
+int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value,
+                                             bool force) const {
+  const bool isOwn = isOwnVariable(index, subEntry.subIndex);
+  // Another owner's variable is never written against its access right, not even by the stack itself.
+  if (isReadOnly(subEntry) && !(isOwn && force)) {
+    return SDO_ABORT_READ_ONLY;
+  }
+  if (!isOwn) {
+    return dei->setVariableValue(index, subEntry.subIndex, value, true, false);
+  }
+  if (!isWithinLimits(subEntry, value, isDataTypeSigned(subEntry.dataType))) {
+    return SDO_ABORT_VALUE_RANGE_EXCEEDED;
+  }
+  return dei->forceSetVariableValue(index, subEntry.subIndex, value, instance->getOwnerName(), true, false);
+}
+
+bool KQCANopenObjectDictionary::isOwnVariable(unsigned short index, unsigned char subIndex) const {
   return instance != nullptr && dei->getVariableOwnerPointer(index, subIndex) == instance;
 }
 
 void KQCANopenObjectDictionary::notifyHandlers(unsigned short index, const ObjectDictionarySubEntry& subEntry) {
   if (pdoHandler != nullptr) {
     if (!subEntry.isVariable) {
-      pdoHandler->handleVariableChange(keyOf(index, subEntry.subIndex), subEntry.value);
+      pdoHandler->handleVariableChange(keyOf(index, subEntry.subIndex), subEntry.loadValue());
     }
-    if (index >= 0x1400 && index < 0x1C00) {
+    if (PDO_PARAMETERS.contains(index)) {
       pdoHandler->signalPDOChange(index);
       return;
     }
   }
-  if (sdoHandler != nullptr && index >= 0x1200 && index < 0x1300) {
+  if (sdoHandler != nullptr && SDO_PARAMETERS.contains(index)) {
     sdoHandler->init();
     return;
   }
-  if (nmtHandler != nullptr && index == 0x1016) {
+  if (nmtHandler != nullptr && index == object::CONSUMER_HEARTBEAT_TIME) {
     nmtHandler->updateHeartbeatConsumerSettings();
   }
 }
@@ -346,7 +323,7 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, unsigned char subI
   int result = KQ_OK;
   if (!subEntry->isVariable || dei == nullptr) {
     result = handleValueChangeRequest(index, subEntry, value, force);
-  } else if (isOwnedByInstance(index, subIndex)) {
+  } else if (isOwnVariable(index, subIndex)) {
     result = dei->forceSetVariableValue(index, subIndex, value, instance->getOwnerName(), true, false);
   } else {
     result = dei->setVariableValue(index, subIndex, value, true, false);
@@ -370,7 +347,7 @@ int KQCANopenObjectDictionary::resetValue(unsigned int key) {
 
 int KQCANopenObjectDictionary::performReset(bool all) {
   for (const auto& item : entries) {
-    if (!all && item.first >= FIRST_APPLICATION_INDEX) {
+    if (!all && item.first >= object::FIRST_APPLICATION_OBJECT) {
       break;
     }
     for (const auto& subItem : item.second->subEntries) {

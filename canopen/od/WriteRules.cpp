@@ -1,29 +1,23 @@
 // Which communication objects may be written, by whom, and with which values.
 
-#include <ios>
-#include <iostream>
-
+#include "COBID.h"
+#include "DiagnosticLine.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
 #include "KQSDOAbortCode.h"
+#include "ObjectIndexes.h"
 
 namespace KQ {
 
 namespace {
 
-constexpr unsigned int INVALID_BIT = 0x80000000U;  ///< COB-ID: the channel or PDO does not exist
-constexpr unsigned int NO_RTR_BIT = 0x40000000U;   ///< PDO COB-ID: no remote request on this PDO
-constexpr unsigned int SYNC_EXTENDED_BIT = 0x20000000U;
-constexpr unsigned int TIME_RESERVED_BITS = 0x60000000U;
-constexpr unsigned int ELEVEN_BITS = 0x7FFU;
+using Range = object::IndexRange;  // of indexes, and of any other values of 16 bits
+
 constexpr unsigned int SAVE_SIGNATURE = 0x65766173U;  ///< "save" in the order of transmission
 
-struct Range {
-  unsigned int low;
-  unsigned int high;
-
-  constexpr bool contains(unsigned int value) const { return value >= low && value <= high; }
-};
+constexpr Range GENERAL_OBJECTS{0x1000, 0x1018};
+constexpr Range DEVICE_TEXTS{0x1008, 0x100A};
+constexpr unsigned short DEFAULT_SERVER_SDO_PARAMETER = object::SERVER_SDO_PARAMETERS.first;
 
 constexpr Range SDO_REQUESTS{0x601, 0x67F};
 constexpr Range SDO_RESPONSES{0x581, 0x5FF};
@@ -35,10 +29,6 @@ int forcedOnly(bool force) {
 
 unsigned int bitsOf(int value) {
   return static_cast<unsigned int>(value);
-}
-
-void log(const char* text, unsigned int value, const char* rest = "") {
-  std::cout << text << std::hex << value << std::dec << rest << std::endl;
 }
 
 bool isOutsideLimits(const ObjectDictionarySubEntry& subEntry, int value) {
@@ -57,16 +47,16 @@ bool isRestrictedCOBID(unsigned int cobID) {
 
 int checkSDOCOBID(const ObjectDictionarySubEntry& subEntry, int value, const Range& expected) {
   const unsigned int cobID = bitsOf(value);
-  if ((cobID & INVALID_BIT) != 0) {
-    log("Set SDO COB-ID invalid, new value: 0x", cobID);
+  if ((cobID & cobid::INVALID) != 0) {
+    printLine("Set SDO COB-ID invalid, new value: 0x" + hexadecimal(cobID));
     return KQ_OK;
   }
-  const bool channelIsValid = (bitsOf(subEntry.value) & INVALID_BIT) == 0;
+  const bool channelIsValid = (bitsOf(subEntry.value) & cobid::INVALID) == 0;
   if (channelIsValid) {
     return KQ_OK;
   }
   // The restricted test comes first and sees the whole value: a plain 11-bit COB-ID of the expected range fails it.
-  if (isRestrictedCOBID(cobID) || !expected.contains(cobID & ELEVEN_BITS)) {
+  if (isRestrictedCOBID(cobID) || !expected.contains(cobID & cobid::ELEVEN_BITS)) {
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
   return KQ_OK;
@@ -77,33 +67,34 @@ int checkPDOCOBID(const ObjectDictionarySubEntry& subEntry, int& value, bool isT
   if (cobID == 0) {
     return KQ_OK;
   }
-  if ((cobID & INVALID_BIT) != 0) {
-    log("Set COB-ID invalid, new value: 0x", cobID);
+  if ((cobID & cobid::INVALID) != 0) {
+    printLine("Set COB-ID invalid, new value: 0x" + hexadecimal(cobID));
     return KQ_OK;
   }
-  const bool pdoIsValid = (bitsOf(subEntry.value) & INVALID_BIT) == 0;
+  const bool pdoIsValid = (bitsOf(subEntry.value) & cobid::INVALID) == 0;
   if (pdoIsValid) {
-    log("Trying to set 0x ", cobID, " to a valid PDO COB-ID -> Error");
+    printLine("Trying to set 0x " + hexadecimal(cobID) + " to a valid PDO COB-ID -> Error");
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
   if (isRestrictedCOBID(cobID)) {
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
-  const unsigned int changed = isTransmit ? cobID | NO_RTR_BIT : cobID & ~NO_RTR_BIT;
+  const unsigned int changed = isTransmit ? cobID | cobid::NO_RTR : cobID & ~cobid::NO_RTR;
   value = static_cast<int>(changed);
-  log("Set COB-ID valid, value: 0x", changed);
+  printLine("Set COB-ID valid, value: 0x" + hexadecimal(changed));
   return KQ_OK;
 }
 
-int checkSync(const ObjectDictionarySubEntry& subEntry, int value) {
+int checkSync(KQCANopenObjectDictionary& dictionary, const ObjectDictionarySubEntry& subEntry, int value) {
   if (subEntry.subIndex != 0) {
     return KQ_NOT_PERMITTED;
   }
-  const unsigned int current = bitsOf(subEntry.value);
-  if ((current & SYNC_EXTENDED_BIT) == 0) {
+  int current = 0;
+  dictionary.getValue(object::COB_ID_SYNC, 0, current);
+  if ((bitsOf(current) & cobid::EXTENDED) == 0) {
     return KQ_OK;
   }
-  return (bitsOf(value) & 0x3FFFFFFFU) == (current & 0x03FFFFFFU) ? KQ_OK : KQ_NOT_PERMITTED;
+  return (bitsOf(value) & 0x3FFFFFFFU) == (bitsOf(current) & 0x03FFFFFFU) ? KQ_OK : KQ_NOT_PERMITTED;
 }
 
 int checkStoreParameters(KQCANopenObjectDictionary& dictionary, const ObjectDictionarySubEntry& subEntry, int value,
@@ -132,28 +123,29 @@ int checkGeneralObject(KQCANopenObjectDictionary& dictionary, unsigned short ind
   const bool isFirst = subEntry.subIndex == 0;
   switch (index) {
     case 0x1000:
-    case 0x1001:
+    case object::ERROR_REGISTER:
     case 0x1002:
       return isFirst ? forcedOnly(force) : KQ_NOT_PERMITTED;
     case 0x1003:
       return isFirst && force ? KQ_OK : KQ_NOT_HANDLED;
-    case 0x1005:
-      return checkSync(subEntry, value);
+    case object::COB_ID_SYNC:
+      return checkSync(dictionary, subEntry, value);
     case 0x1006:
     case 0x1007:
       return isFirst ? KQ_OK : KQ_NOT_PERMITTED;
     case 0x1010:
       return checkStoreParameters(dictionary, subEntry, value, force);
     case 0x1012:
-      return (bitsOf(value) & TIME_RESERVED_BITS) != 0 ? static_cast<int>(SDO_ABORT_VALUE_RANGE_EXCEEDED) : KQ_OK;
-    case 0x1014:
+      return (bitsOf(value) & (cobid::NO_RTR | cobid::EXTENDED)) != 0 ? static_cast<int>(SDO_ABORT_VALUE_RANGE_EXCEEDED)
+                                                                      : KQ_OK;
+    case object::COB_ID_EMCY:
     case 0x1015:
       return KQ_OK;
-    case 0x1016:
+    case object::CONSUMER_HEARTBEAT_TIME:
       return isFirst ? forcedOnly(force) : KQ_OK;
-    case 0x1017:
+    case object::PRODUCER_HEARTBEAT_TIME:
       return checkProducerHeartbeatTime(subEntry, value);
-    case 0x1018:
+    case object::IDENTITY:
       return forcedOnly(force);
     default:
       return KQ_NOT_PERMITTED;
@@ -172,7 +164,7 @@ int checkSDOParameter(const ObjectDictionarySubEntry& subEntry, int value, const
 }
 
 int checkServerSDOParameter(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value, bool force) {
-  const bool isDefaultChannel = index == 0x1200;
+  const bool isDefaultChannel = index == DEFAULT_SERVER_SDO_PARAMETER;
   if (!force && (isDefaultChannel || subEntry.subIndex == 0)) {
     return KQ_NOT_PERMITTED;
   }
@@ -188,12 +180,12 @@ int checkMapping(const ObjectDictionarySubEntry& subEntry, bool force) {
 
 int checkPDOCommunication(const ObjectDictionarySubEntry& subEntry, int& value, bool isTransmit) {
   switch (subEntry.subIndex) {
-    case 1:
+    case object::PDO_COB_ID:
       return checkPDOCOBID(subEntry, value, isTransmit);
-    case 2:
+    case object::PDO_TRANSMISSION_TYPE:
       return RESERVED_TRANSMISSION_TYPES.contains(bitsOf(value)) ? static_cast<int>(SDO_ABORT_VALUE_RANGE_EXCEEDED)
                                                                  : KQ_OK;
-    case 3:
+    case object::PDO_INHIBIT_TIME:
       return !isTransmit && value > 0 ? static_cast<int>(SDO_ABORT_VALUE_TOO_HIGH) : KQ_OK;
     default:
       return KQ_OK;
@@ -204,34 +196,26 @@ int checkPDOCommunication(const ObjectDictionarySubEntry& subEntry, int& value, 
 
 int KQCANopenObjectDictionary::handleValueChangeRequest(unsigned short index, ObjectDictionarySubEntry* subEntry,
                                                         int& value, bool force) {
-  constexpr Range GENERAL_OBJECTS{0x1000, 0x1018};
-  constexpr Range SERVER_SDO_PARAMETERS{0x1200, 0x127F};
-  constexpr Range CLIENT_SDO_PARAMETERS{0x1280, 0x12FF};
-  constexpr Range RECEIVE_PDO_COMMUNICATION{0x1400, 0x15FF};
-  constexpr Range RECEIVE_PDO_MAPPING{0x1600, 0x17FF};
-  constexpr Range TRANSMIT_PDO_COMMUNICATION{0x1800, 0x19FF};
-  constexpr Range TRANSMIT_PDO_MAPPING{0x1A00, 0x1BFF};
-
   if (subEntry == nullptr || isOutsideLimits(*subEntry, value)) {
     return KQ_INVALID_ARGUMENT;
   }
   if (GENERAL_OBJECTS.contains(index)) {
     return checkGeneralObject(*this, index, *subEntry, value, force);
   }
-  if (SERVER_SDO_PARAMETERS.contains(index)) {
+  if (object::SERVER_SDO_PARAMETERS.contains(index)) {
     return checkServerSDOParameter(index, *subEntry, value, force);
   }
-  if (CLIENT_SDO_PARAMETERS.contains(index)) {
+  if (object::CLIENT_SDO_PARAMETERS.contains(index)) {
     // The ranges stand the other way round than the direction of a client's frames would have it.
     return checkSDOParameter(*subEntry, value, SDO_RESPONSES, SDO_REQUESTS);
   }
-  if (RECEIVE_PDO_MAPPING.contains(index) || TRANSMIT_PDO_MAPPING.contains(index)) {
+  if (object::RECEIVE_PDO_MAPPING.contains(index) || object::TRANSMIT_PDO_MAPPING.contains(index)) {
     return checkMapping(*subEntry, force);
   }
-  if (RECEIVE_PDO_COMMUNICATION.contains(index)) {
+  if (object::RECEIVE_PDO_COMMUNICATION.contains(index)) {
     return checkPDOCommunication(*subEntry, value, false);
   }
-  if (TRANSMIT_PDO_COMMUNICATION.contains(index)) {
+  if (object::TRANSMIT_PDO_COMMUNICATION.contains(index)) {
     return checkPDOCommunication(*subEntry, value, true);
   }
   return KQ_NOT_PERMITTED;
@@ -239,7 +223,6 @@ int KQCANopenObjectDictionary::handleValueChangeRequest(unsigned short index, Ob
 
 int KQCANopenObjectDictionary::handleValueChangeRequest(unsigned short index, ObjectDictionarySubEntry* subEntry,
                                                         const std::string& /*value*/, bool force) {
-  constexpr Range DEVICE_TEXTS{0x1008, 0x100A};
   if (subEntry == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }

@@ -7,6 +7,12 @@
 
 namespace KQ {
 
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+}  // namespace
+
 bool KQPDOSet::isBefore(const KQPDO* left, const KQPDO* right) {
   if (left->getCommunicationIndex() != right->getCommunicationIndex()) {
     return left->getCommunicationIndex() < right->getCommunicationIndex();
@@ -15,37 +21,54 @@ bool KQPDOSet::isBefore(const KQPDO* left, const KQPDO* right) {
 }
 
 bool KQPDOSet::insert(KQPDO* pdo) {
+  const Lock lock(mutex);
+  // Asked under the lock: who retires a PDO marks it first and takes it out of the sets afterwards.
+  if (pdo->isRetired()) {
+    return false;
+  }
   const auto place = std::lower_bound(items.begin(), items.end(), pdo, isBefore);
   if (place != items.end() && *place == pdo) {
     return false;
   }
   items.insert(place, pdo);
+  noteChange();
   return true;
 }
 
 bool KQPDOSet::erase(const KQPDO* pdo) {
+  const Lock lock(mutex);
   const auto place = std::lower_bound(items.begin(), items.end(), pdo, isBefore);
   if (place == items.end() || *place != pdo) {
     return false;
   }
   items.erase(place);
+  noteChange();
   return true;
 }
 
-bool KQPDOSet::contains(const KQPDO* pdo) const {
-  return std::binary_search(items.begin(), items.end(), pdo, isBefore);
+void KQPDOSet::eraseIndex(unsigned short communicationIndex) {
+  const Lock lock(mutex);
+  const auto hasIndex = [communicationIndex](const KQPDO* pdo) {
+    return pdo->getCommunicationIndex() == communicationIndex;
+  };
+  items.erase(std::remove_if(items.begin(), items.end(), hasIndex), items.end());
+  noteChange();
 }
 
-KQPDO* KQPDOSet::after(const KQPDO* pdo) const {
-  const auto place = std::upper_bound(items.begin(), items.end(), pdo, isBefore);
-  return place != items.end() ? *place : nullptr;
+void KQPDOSet::clear() {
+  const Lock lock(mutex);
+  items.clear();
+  noteChange();
 }
 
-KQPDO* KQPDOSet::find(unsigned short communicationIndex) const {
-  const auto place =
-      std::lower_bound(items.begin(), items.end(), communicationIndex,
-                       [](const KQPDO* pdo, unsigned short index) { return pdo->getCommunicationIndex() < index; });
-  return place != items.end() && (*place)->getCommunicationIndex() == communicationIndex ? *place : nullptr;
+void KQPDOSet::reserve(std::size_t count) {
+  const Lock lock(mutex);
+  items.reserve(count);
+}
+
+void KQPDOSet::copyTo(std::vector<KQPDO*>& pdos) const {
+  const Lock lock(mutex);
+  pdos.assign(items.begin(), items.end());
 }
 
 }  // namespace KQ

@@ -1,25 +1,23 @@
 #include "KQSyncHandler.h"
 
 #include <algorithm>
-#include <mutex>
-#include <optional>
 
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenStateMachine.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQMutex.h"
 #include "KQPDO.h"
 #include "KQPDOHandler.h"
-#include "PDOActivity.h"
+#include "ObjectIndexes.h"
+#include "PDOTable.h"
+#include "PDOWalk.h"
 #include "ReceivedFrame.h"
 
 namespace KQ {
 
 namespace {
 
-constexpr unsigned short COB_ID_SYNC = 0x1005;
 constexpr unsigned char LAST_SYNC_COUNT = 251;
 
 }  // namespace
@@ -32,24 +30,14 @@ int KQSyncHandler::init() {
   if (objectDictionary == nullptr) {
     return KQ_MISSING_OBJECT;
   }
-  cobIDSync = objectDictionary->getPointerToValue(COB_ID_SYNC, 0);
+  cobIDSync = objectDictionary->getPointerToValue(object::COB_ID_SYNC, 0);
   declareServedCOBIDs(typeid(KQSyncHandler)).follow(cobIDSync);
   return cobIDSync != nullptr ? KQ_OK : KQ_MISSING_OBJECT;
 }
 
 void KQSyncHandler::reset() {
   receivedFrames.clear();
-  if (pdoHandler == nullptr) {
-    forgetTransmissions();
-    return;
-  }
-  const std::lock_guard<KQMutex> lock(pdoHandler->getSendMutex());
-  forgetTransmissions();
-}
-
-void KQSyncHandler::forgetTransmissions() {
   nextSyncPDOs.clear();
-  pdosOfThisSync.clear();
   cyclicPDOs.clear();
 }
 
@@ -59,38 +47,29 @@ int KQSyncHandler::handleMessage(KQCANMessage* message) {
     return KQ_NOT_HANDLED;
   }
   passPDOValuesToApplication();
-  sendPDOs();
+  if (pdoHandler != nullptr) {
+    sendQueuedPDOs();
+    sendCyclicPDOs();
+  }
   advanceCounter();
   return KQ_OK;
 }
 
-void KQSyncHandler::sendPDOs() {
-  if (pdoHandler == nullptr) {
-    return;
-  }
-  const std::lock_guard<KQMutex> lock(pdoHandler->getSendMutex());
-  const KQPDOHandler::Activity activity(*pdoHandler);
-  sendQueuedPDOs();
-  sendCyclicPDOs();
-}
-
 void KQSyncHandler::sendQueuedPDOs() {
-  // What a transmission queues meanwhile, by a counter that is mapped, is for the next SYNC.
-  pdosOfThisSync.clear();
-  pdosOfThisSync.swap(nextSyncPDOs);
-  std::size_t position = 0;
-  for (KQPDO* pdo = pdosOfThisSync.first(); pdo != nullptr; pdo = pdosOfThisSync.after(pdo, position)) {
-    pdoHandler->sendPDOWithMutexHeld(pdo);
+  const PDOWalk walk(pdoHandler->getPDOs(), nextSyncPDOs, walkMemory);
+  for (KQPDO* const pdo : walk) {
+    // It leaves the set before it is sent: what is queued from now on is for the next SYNC.
+    if (nextSyncPDOs.erase(pdo)) {
+      pdoHandler->sendPDODirectly(pdo);
+    }
   }
-  pdosOfThisSync.clear();
 }
 
 void KQSyncHandler::sendCyclicPDOs() {
-  const unsigned int newest = pdoHandler->getBuildCount();
-  std::size_t position = 0;
-  for (KQPDO* pdo = cyclicPDOs.first(); pdo != nullptr; pdo = cyclicPDOs.after(pdo, position)) {
-    if (pdo->getBuildNumber() <= newest && syncCounter % pdo->getTransmissionType() == 0) {
-      pdoHandler->sendPDOWithMutexHeld(pdo);
+  const PDOWalk walk(pdoHandler->getPDOs(), cyclicPDOs, walkMemory);
+  for (KQPDO* const pdo : walk) {
+    if (syncCounter % pdo->getTransmissionType() == 0) {
+      pdoHandler->sendPDODirectly(pdo);
     }
   }
 }
@@ -116,11 +95,9 @@ int KQSyncHandler::addReceivePDO(KQPDO* pdo, KQCANMessage* message) {
 }
 
 void KQSyncHandler::passPDOValuesToApplication() {
-  std::optional<KQPDOHandler::Activity> activity;
-  if (pdoHandler != nullptr) {
-    activity.emplace(*pdoHandler);
-  }
-  // Each frame leaves the buffer before it is applied: what it writes may rebuild a PDO that has one here.
+  // What a frame writes may replace PDOs, its own too: that one is kept while its frame is applied, and each frame
+  // leaves the buffer before.
+  const std::shared_ptr<const PDOTable> held = pdoHandler != nullptr ? pdoHandler->getPDOs() : nullptr;
   while (!receivedFrames.empty()) {
     ReceivedFrame frame = receivedFrames.back();
     receivedFrames.pop_back();
@@ -140,17 +117,14 @@ int KQSyncHandler::addTxPDO(KQPDO* pdo) {
 }
 
 void KQSyncHandler::removeTxPDO(unsigned short communicationIndex) {
-  while (const KQPDO* const pdo = cyclicPDOs.find(communicationIndex)) {
-    cyclicPDOs.erase(pdo);
-  }
+  cyclicPDOs.eraseIndex(communicationIndex);
 }
 
-void KQSyncHandler::forgetPDO(const KQPDO* pdo) {
-  cyclicPDOs.erase(pdo);
-  nextSyncPDOs.erase(pdo);
-  pdosOfThisSync.erase(pdo);
+bool KQSyncHandler::forgetPDO(const KQPDO* pdo) {
   const auto isOfPDO = [pdo](const ReceivedFrame& frame) { return frame.pdo == pdo; };
   receivedFrames.erase(std::remove_if(receivedFrames.begin(), receivedFrames.end(), isOfPDO), receivedFrames.end());
+  cyclicPDOs.erase(pdo);
+  return nextSyncPDOs.erase(pdo);
 }
 
 }  // namespace KQ

@@ -1,63 +1,34 @@
-// How PDOs are built from their communication and mapping parameters in the dictionary.
+// How one PDO is built from its communication and mapping parameters in the dictionary.
 
 #include <algorithm>
 #include <array>
-#include <ios>
 #include <iostream>
-#include <mutex>
+#include <string>
 
+#include "COBID.h"
+#include "DiagnosticLine.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
-#include "KQCANopenStateMachine.h"
-#include "KQDEI.h"
 #include "KQDebug.h"
 #include "KQErrorCodes.h"
-#include "KQMutex.h"
-#include "KQPDO.h"
 #include "KQPDOHandler.h"
-#include "KQSyncHandler.h"
-#include "KQTick.h"
-#include "KQVariableEventDispatcher.h"
+#include "ObjectIndexes.h"
+#include "ObjectKey.h"
 
 namespace KQ {
 
 namespace {
 
-using Lock = std::lock_guard<KQMutex>;
-
-constexpr unsigned short FIRST_RECEIVE_PDO = 0x1400;
-constexpr unsigned short LAST_RECEIVE_PDO = 0x15FF;
-constexpr unsigned short FIRST_TRANSMIT_PDO = 0x1800;
-constexpr unsigned short LAST_TRANSMIT_PDO = 0x19FF;
-/// From a communication parameter to its mapping parameter.
-constexpr unsigned short MAPPING_OFFSET = 0x200;
-
-constexpr unsigned char COB_ID = 1;
-constexpr unsigned char TRANSMISSION_TYPE = 2;
-constexpr unsigned char INHIBIT_TIME = 3;
-constexpr unsigned char EVENT_TIMER = 5;
-
-constexpr unsigned int COB_ID_INVALID = 0x80000000U;
-constexpr unsigned int COB_ID_FLAGS = 0xE0000000U;
 constexpr unsigned int FRAME_BYTES = 8;
-constexpr int HIGHEST_SUB_INDEX = 255;
-
-bool isReceiveIndex(unsigned short index) {
-  return index >= FIRST_RECEIVE_PDO && index <= LAST_RECEIVE_PDO;
-}
-
-bool isTransmitIndex(unsigned short index) {
-  return index >= FIRST_TRANSMIT_PDO && index <= LAST_TRANSMIT_PDO;
-}
 
 unsigned int bitLengthOf(int mapping) {
   return static_cast<unsigned int>(mapping) & 0xFFU;
 }
 
-/// A mapping entry holds index, sub-index and length; a key holds index and sub-index.
-unsigned int keyOf(int mapping) {
+/// A mapping entry holds index, sub-index and length.
+unsigned int keyOfMapping(int mapping) {
   const auto bits = static_cast<unsigned int>(mapping);
-  return (bits & 0xFFFF0000U) | (bits >> 8 & 0xFFU);
+  return keyOf(static_cast<unsigned short>(bits >> 16), static_cast<unsigned char>(bits >> 8 & 0xFFU));
 }
 
 KQTransmitType transmitTypeOf(bool isReceive, KQCANopenPDOTransmissionMode mode, unsigned int eventTimer) {
@@ -76,25 +47,22 @@ unsigned int frameLengthOf(unsigned int bits, unsigned short commIndex, bool isR
   if (length <= FRAME_BYTES) {
     return length;
   }
-  std::cout << "WARNING: PDO 0x" << std::hex << commIndex << std::dec << " exceeds 8 data bytes (" << length << ")"
-            << std::endl;
-  std::cout << "\tLength was reduced to 8 bytes but data " << (isReceive ? "reception" : "transmission")
-            << " will be corrupted!" << std::endl;
+  printLine("WARNING: PDO 0x" + hexadecimal(commIndex) + " exceeds 8 data bytes (" + std::to_string(length) + ")");
+  printLine(std::string("\tLength was reduced to 8 bytes but data ") + (isReceive ? "reception" : "transmission") +
+            " will be corrupted!");
   return FRAME_BYTES;
 }
 
 void reportUnusableVariable(unsigned int key, int result) {
   constexpr int LEVEL = 1;
   KQDebug::debugPrintError(LEVEL, KQCANopen::debugSection, "%s%X%s%X%s",
-                           "KQPDOHandler::getPDODataFromObjectDictionary()   => Variable 0x", key >> 16, ", 0x",
-                           key & 0xFFU,
+                           "KQPDOHandler::getPDODataFromObjectDictionary()   => Variable 0x", unsigned{indexOf(key)},
+                           ", 0x", unsigned{subIndexOf(key)},
                            result == KQ_NO_STORAGE_TYPE ? " has Storage Type: STORAGE_TYPE_UNDEFINED "
                                                         : " could not be found in Object Dictionary ");
 }
 
 }  // namespace
-
-// ---- one PDO
 
 int KQPDOHandler::readParameter(unsigned short index, unsigned char subIndex) const {
   int value = 0;
@@ -105,7 +73,7 @@ int KQPDOHandler::readParameter(unsigned short index, unsigned char subIndex) co
 /// The mapping entries that are there, as they stand in the dictionary.
 struct KQPDOHandler::Mapping {
   unsigned int count = 0;
-  std::array<int, HIGHEST_SUB_INDEX> entries;
+  std::array<int, object::HIGHEST_SUB_INDEX> entries;
 };
 
 void KQPDOHandler::readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const {
@@ -129,7 +97,7 @@ void KQPDOHandler::addMapping(KQPDO& pdo, const Mapping& mapping) const {
   unsigned int bits = 0;
   unsigned int bytePosition = 0;
   for (unsigned int i = 0; i < mapping.count; ++i) {
-    const unsigned int key = keyOf(mapping.entries[i]);
+    const unsigned int key = keyOfMapping(mapping.entries[i]);
     const unsigned int length = bitLengthOf(mapping.entries[i]);
     KQVariableStorageType storageType = STORAGE_TYPE_UNDEFINED;
     const int result = objectDictionary->getVariableStorageType(key, &storageType);
@@ -145,20 +113,21 @@ void KQPDOHandler::addMapping(KQPDO& pdo, const Mapping& mapping) const {
 }
 
 KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
-  const auto mappingIndex = static_cast<unsigned short>(commIndex + MAPPING_OFFSET);
+  const auto mappingIndex = static_cast<unsigned short>(commIndex + object::PDO_MAPPING_OFFSET);
   if (objectDictionary == nullptr || !objectDictionary->objectExists(commIndex) ||
       !objectDictionary->objectExists(mappingIndex)) {
     return nullptr;
   }
   if (invalidMappings.count(mappingIndex) != 0) {
-    std::cout << "Not creating invalid PDO from OD index 0x" << std::hex << commIndex << std::dec << std::endl;
+    printLine("Not creating invalid PDO from OD index 0x" + hexadecimal(commIndex));
+    std::cout << std::dec;  // the application finds the stream counting in tens afterwards
     return nullptr;
   }
-  const bool isReceive = isReceiveIndex(commIndex);
-  const int count = std::min(readParameter(mappingIndex, 0), HIGHEST_SUB_INDEX);
-  const auto mode = static_cast<KQCANopenPDOTransmissionMode>(readParameter(commIndex, TRANSMISSION_TYPE));
-  const auto eventTimer = static_cast<unsigned int>(readParameter(commIndex, EVENT_TIMER));
-  const int inhibitTime = isReceive ? 0 : readParameter(commIndex, INHIBIT_TIME);
+  const bool isReceive = object::RECEIVE_PDO_COMMUNICATION.contains(commIndex);
+  const int count = std::min(readParameter(mappingIndex, 0), object::HIGHEST_SUB_INDEX);
+  const auto mode = static_cast<KQCANopenPDOTransmissionMode>(readParameter(commIndex, object::PDO_TRANSMISSION_TYPE));
+  const auto eventTimer = static_cast<unsigned int>(readParameter(commIndex, object::PDO_EVENT_TIMER));
+  const int inhibitTime = isReceive ? 0 : readParameter(commIndex, object::PDO_INHIBIT_TIME);
   Mapping mapping;
   readMapping(mappingIndex, count, mapping);
   const unsigned int length = frameLengthOf(mappedBits(mapping), commIndex, isReceive);
@@ -169,231 +138,16 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
   addMapping(*pdo, mapping);
   pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
   pdo->setCommunicationIndex(commIndex);
-  pdo->setBuildNumber(++buildCount);
   const auto action = pdoActions.find(commIndex);
   if (action != pdoActions.end()) {
     pdo->setAction(action->second.action, action->second.objectKey);
   }
-  const auto cobID = static_cast<unsigned int>(readParameter(commIndex, COB_ID));
-  if ((cobID & COB_ID_INVALID) != 0) {
+  const auto cobID = static_cast<unsigned int>(readParameter(commIndex, object::PDO_COB_ID));
+  if ((cobID & cobid::INVALID) != 0) {
     return nullptr;
   }
-  pdo->setCOBID(cobID & ~COB_ID_FLAGS);
+  pdo->setCOBID(cobID & cobid::IDENTIFIER);
   return pdo.release();
-}
-
-// ---- all PDOs
-
-int KQPDOHandler::init() {
-  if (objectDictionary == nullptr) {
-    return KQ_NOT_AVAILABLE;
-  }
-  const Lock lock(*sendMutex);
-  buildReceivePDOs();
-  buildTransmitPDOs();
-  declareReceivePDOs();
-  return KQ_OK;
-}
-
-// The objects from first to last, in this order.
-template <typename Build>
-void KQPDOHandler::forEachParameter(unsigned short first, unsigned short last, Build build) {
-  const ObjectDictionaryEntry* entry = objectDictionary->getFirstEntry(first, last);
-  while (entry != nullptr) {
-    build(entry->index);
-    entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last);
-  }
-}
-
-void KQPDOHandler::buildReceivePDOs() {
-  monitoredPDOs.clear();
-  receivePDOTable.clear();
-  deleteAll(receivePDOs);
-  forEachParameter(FIRST_RECEIVE_PDO, LAST_RECEIVE_PDO, [this](unsigned short index) {
-    KQPDO* const pdo = getPDODataFromObjectDictionary(index);
-    if (pdo == nullptr) {
-      return;
-    }
-    receivePDOs.insert(pdo);
-    // A second RPDO with the same COB-ID takes the place of the first, which takes no frames from then on.
-    pdo->setReceptionKey(pdo->getCOBID());
-    enterReceivePDO(pdo);
-    monitorReception(pdo);
-  });
-}
-
-void KQPDOHandler::buildTransmitPDOs() {
-  eventTimers.clear();
-  variableIndex.clear();
-  changeVariableIndex();
-  pendingPDOs.clear();
-  hasPendingPDOs = false;
-  deleteAll(transmitPDOs);
-  const unsigned int now = KQTick::getTickCount();
-  forEachParameter(FIRST_TRANSMIT_PDO, LAST_TRANSMIT_PDO,
-                   [this, now](unsigned short index) { buildTransmitPDO(index, now); });
-  pendingPDOs.reserve(transmitPDOs.size());
-}
-
-void KQPDOHandler::buildTransmitPDO(unsigned short index, unsigned int now) {
-  KQPDO* const pdo = getPDODataFromObjectDictionary(index);
-  if (pdo == nullptr) {
-    if (syncHandler != nullptr) {
-      syncHandler->removeTxPDO(index);
-    }
-    return;
-  }
-  registerTransmitPDO(pdo);
-  const KQCANopenPDOTransmissionMode mode = pdo->getTransmissionType();
-  if (isEventDriven(mode)) {
-    scheduleTransmission(pdo, now);
-  } else if (mode <= PDO_TRANSMISSION_SYNC_CYCLIC_LAST && syncHandler != nullptr) {
-    syncHandler->addTxPDO(pdo);
-  }
-}
-
-void KQPDOHandler::declareReceivePDOs() {
-  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQPDOHandler));
-  for (const KQPDO* const pdo : receivePDOs) {
-    served.add(pdo->getReceptionKey());
-  }
-}
-
-void KQPDOHandler::enterReceivePDO(KQPDO* pdo) {
-  receivePDOTable.insert(pdo);
-}
-
-void KQPDOHandler::monitorReception(KQPDO* pdo) {
-  if (pdo->getEventTimer() != 0 && isEventDriven(pdo->getTransmissionType())) {
-    monitoredPDOs.insert(pdo);
-    isRxCheckNeeded = true;
-  }
-}
-
-void KQPDOHandler::registerTransmitPDO(KQPDO* pdo) {
-  transmitPDOs.insert(pdo);
-  changeVariableIndex();
-  const auto isBefore = [](unsigned int wanted, const MappedVariable& mapped) { return wanted < mapped.key; };
-  for (const unsigned int key : pdo->getMappedKeys()) {
-    variableIndex.insert(std::upper_bound(variableIndex.begin(), variableIndex.end(), key, isBefore), {key, pdo});
-    listenToVariable(key);
-  }
-}
-
-void KQPDOHandler::listenToVariable(unsigned int key) {
-  const auto index = static_cast<unsigned short>(key >> 16);
-  const auto subIndex = static_cast<unsigned short>(key & 0xFF);
-  if (instance == nullptr || dei->getVariableOwnerPointer(index, subIndex) != instance) {
-    KQVariableEventDispatcher::instance()->addMapping(index, subIndex, instance);
-  }
-}
-
-void KQPDOHandler::scheduleTransmission(KQPDO* pdo, unsigned int now) {
-  if (pdo->getEventTimer() != 0) {
-    eventTimers.emplace(now + pdo->getEventTimer(), pdo);
-  }
-  addPending(pdo);
-}
-
-// ---- changes
-
-void KQPDOHandler::signalPDOChange(unsigned short index) {
-  const Lock lock(*sendMutex);
-  if (isTransmitIndex(index)) {
-    rebuildTransmitPDO(index);
-  } else if (isReceiveIndex(index)) {
-    rebuildReceivePDO(index);
-    declareReceivePDOs();
-  }
-}
-
-void KQPDOHandler::rebuildTransmitPDO(unsigned short index) {
-  KQPDO* const previous = transmitPDOs.find(index);
-  if (previous != nullptr) {
-    transmitPDOs.erase(previous);
-    if (syncHandler != nullptr) {
-      syncHandler->removeTxPDO(index);
-    }
-    forgetTransmissions(previous);
-    deletePDO(previous);
-  }
-  KQPDO* const pdo = getPDODataFromObjectDictionary(index);
-  if (pdo == nullptr) {
-    return;
-  }
-  registerTransmitPDO(pdo);
-  const KQCANopenPDOTransmissionMode mode = pdo->getTransmissionType();
-  if (isEventDriven(mode)) {
-    scheduleTransmission(pdo, KQTick::getTickCount());
-  } else if (isSyncCyclic(mode) && syncHandler != nullptr) {
-    // One of type 0 waits for its first change, unlike at the start.
-    syncHandler->addTxPDO(pdo);
-  }
-}
-
-void KQPDOHandler::forgetTransmissions(const KQPDO* pdo) {
-  removePending(pdo);
-  const auto isOfPDO = [pdo](const MappedVariable& mapped) { return mapped.pdo == pdo; };
-  variableIndex.erase(std::remove_if(variableIndex.begin(), variableIndex.end(), isOfPDO), variableIndex.end());
-  changeVariableIndex();
-  for (auto it = eventTimers.begin(); it != eventTimers.end();) {
-    it = it->second == pdo ? eventTimers.erase(it) : std::next(it);
-  }
-}
-
-void KQPDOHandler::rebuildReceivePDO(unsigned short index) {
-  forgetReceivePDOs(index);
-  KQPDO* const pdo = getPDODataFromObjectDictionary(index);
-  if (pdo == nullptr) {
-    return;
-  }
-  receivePDOs.insert(pdo);
-  // Under the COB-ID as it stands, flags included, and only when no other RPDO has it.
-  pdo->setReceptionKey(static_cast<unsigned int>(readParameter(index, COB_ID)));
-  if (receivePDOTable.find(pdo->getReceptionKey()) == nullptr) {
-    enterReceivePDO(pdo);
-  }
-  monitorReception(pdo);
-}
-
-void KQPDOHandler::forgetReceivePDOs(unsigned short index) {
-  while (KQPDO* const pdo = receivePDOs.find(index)) {
-    receivePDOs.erase(pdo);
-    monitoredPDOs.erase(pdo);
-    receivePDOTable.erase(pdo);
-    deletePDO(pdo);
-  }
-}
-
-void KQPDOHandler::deletePDO(KQPDO* pdo) {
-  if (syncHandler != nullptr) {
-    syncHandler->forgetPDO(pdo);
-  }
-  std::unique_ptr<KQPDO> retired(pdo);
-  if (activities != 0) {
-    retiredPDOs.push_back(std::move(retired));
-    hasRetiredPDOs = true;
-  }
-}
-
-void KQPDOHandler::deleteAll(KQPDOSet& pdos) {
-  KQPDOSet doomed;
-  doomed.swap(pdos);
-  for (KQPDO* const pdo : doomed) {
-    deletePDO(pdo);
-  }
-}
-
-void KQPDOHandler::addInvalidPDOIndex(unsigned short mappingIndex) {
-  invalidMappings.insert(mappingIndex);
-}
-
-int KQPDOHandler::setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey) {
-  if (type == PDO_TYPE_RECEIVE) {
-    return KQ_NOT_HANDLED;
-  }
-  pdoActions[static_cast<unsigned short>(FIRST_TRANSMIT_PDO + pdoNumber)] = {pdoNumber, type, action, objectKey};
-  return KQ_DONE;
 }
 
 }  // namespace KQ

@@ -8,7 +8,7 @@
 namespace KQ {
 
 void applyReceivedFrame(KQPDO& pdo, KQCANMessage& message, KQDEI* dei, KQCANopen* instance) {
-  if (pdo.applyMessage(message, dei) != KQ_OK) {
+  if (pdo.extractMappedValues(&message, dei, nullptr, false) != KQ_OK) {
     return;
   }
   const unsigned short index = pdo.getCommunicationIndex();

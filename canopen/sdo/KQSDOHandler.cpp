@@ -1,9 +1,11 @@
-// The SDO handler's channels and the dispatch of frames to its two roles.
+// The SDO handler's channels, the dispatch of frames to its two roles, and what both roles send with.
 
 #include "KQSDOHandler.h"
 
+#include <algorithm>
 #include <mutex>
 
+#include "COBID.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenSignal.h"
@@ -16,6 +18,8 @@
 #include "KQSignalListener.h"
 #include "KQTick.h"
 #include "KQVariable.h"
+#include "ObjectIndexes.h"
+#include "ObjectKey.h"
 #include "SDOFrame.h"
 
 namespace KQ {
@@ -23,18 +27,7 @@ namespace KQ {
 KQMutex* const sdoDownloadResponseLocker = KQMutex::create();
 KQMutex* const sdoUploadRequestLocker = KQMutex::create();
 
-namespace {
-
-constexpr unsigned short FIRST_SERVER_PARAMETER = 0x1200;
-constexpr unsigned short LAST_SERVER_PARAMETER = 0x127F;
-constexpr unsigned short FIRST_CLIENT_PARAMETER = 0x1280;
-constexpr unsigned short LAST_CLIENT_PARAMETER = 0x12FF;
-
-constexpr unsigned int keyOf(unsigned short index, unsigned char subIndex) {
-  return static_cast<unsigned int>(index) << 16 | subIndex;
-}
-
-}  // namespace
+// ---- channels
 
 int KQSDOHandler::init() {
   dei = KQDEI::instance();
@@ -44,10 +37,11 @@ int KQSDOHandler::init() {
   // Application threads look channels up while they queue their requests.
   const std::lock_guard<KQMutex> writes(*sdoDownloadResponseLocker);
   const std::lock_guard<KQMutex> reads(*sdoUploadRequestLocker);
-  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQSDOHandler));
-  readChannels(FIRST_SERVER_PARAMETER, LAST_SERVER_PARAMETER, serverChannels, nullptr);
-  readChannels(FIRST_CLIENT_PARAMETER, LAST_CLIENT_PARAMETER, clientRequestChannels, &clientChannels);
+  readChannels(object::SERVER_SDO_PARAMETERS.first, object::SERVER_SDO_PARAMETERS.last, serverChannels, nullptr);
+  readChannels(object::CLIENT_SDO_PARAMETERS.first, object::CLIENT_SDO_PARAMETERS.last, clientRequestChannels,
+               &clientChannels);
   // A channel that was read once stays.
+  KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQSDOHandler));
   for (const auto& channel : serverChannels) {
     served.add(channel.first);
   }
@@ -59,9 +53,7 @@ int KQSDOHandler::init() {
 
 void KQSDOHandler::readChannels(unsigned short first, unsigned short last, std::map<unsigned int, int>& byRequest,
                                 std::map<unsigned int, int>* byResponse) {
-  const ObjectDictionaryEntry* entry = objectDictionary->getFirstEntry(first, last);
-  for (; entry != nullptr;
-       entry = objectDictionary->getFirstEntry(static_cast<unsigned short>(entry->index + 1), last)) {
+  for (const ObjectDictionaryEntry* const entry : objectDictionary->getEntries(first, last)) {
     int request = 0;
     int response = 0;
     if (objectDictionary->getValue(entry->index, 1, request) != KQ_OK ||
@@ -75,26 +67,119 @@ void KQSDOHandler::readChannels(unsigned short first, unsigned short last, std::
   }
 }
 
-inline int KQSDOHandler::handleServerMessage(const KQCANMessage& message, unsigned int requestCOBID) {
-  const auto channel = serverChannels.find(requestCOBID);
-  if (channel == serverChannels.end() || channel->second < 0) {
-    return KQ_NOT_HANDLED;
-  }
-  dispatchServerRequest(message, requestCOBID, static_cast<unsigned int>(channel->second));
-  return KQ_OK;
-}
+// ---- dispatch
 
 int KQSDOHandler::handleMessage(KQCANMessage* message) {
   if (message == nullptr || stateMachine == nullptr || stateMachine->getState() == CANOPEN_STATE_STOPPED) {
     return KQ_INVALID_ARGUMENT;
   }
-  const unsigned int cobID = message->identifier & sdo::COB_ID_MASK;
-  const int serverResult = handleServerMessage(*message, cobID);
-  const auto channel = clientChannels.find(cobID);
-  if (channel == clientChannels.end() || channel->second < 0) {
-    return serverResult;
+  const unsigned int cobID = message->identifier & cobid::IDENTIFIER;
+  int result = KQ_NOT_HANDLED;
+  const auto server = serverChannels.find(cobID);
+  if (server != serverChannels.end() && server->second >= 0) {
+    handleServerMessage(*message, cobID, static_cast<unsigned int>(server->second));
+    result = KQ_OK;
   }
-  return handleClientMessage(*message, cobID, static_cast<unsigned int>(channel->second));
+  const auto client = clientChannels.find(cobID);
+  if (client != clientChannels.end() && client->second >= 0) {
+    result = handleClientMessage(*message, cobID, static_cast<unsigned int>(client->second));
+  }
+  return result;
+}
+
+void KQSDOHandler::handleServerMessage(const KQCANMessage& message, unsigned int requestCOBID,
+                                       unsigned int responseCOBID) {
+  const unsigned char* const data = message.data;
+  const unsigned short index = sdo::index(message);
+  const unsigned char subIndex = sdo::subIndex(message);
+  switch (sdo::commandSpecifier(message)) {
+    case sdo::DOWNLOAD_SEGMENT_REQUEST:
+      if (download.inProgress) {
+        handleSegmentedSDODownloadSegment(responseCOBID, requestCOBID, data[0], data[1], data[2], data[3], data[4],
+                                          data[5], data[6], data[7]);
+      }
+      break;
+    case sdo::INITIATE_DOWNLOAD_REQUEST:
+      handleDownloadRequest(message, requestCOBID, responseCOBID);
+      break;
+    case sdo::INITIATE_UPLOAD_REQUEST:
+      sendUploadResponse(index, subIndex, responseCOBID, requestCOBID);
+      break;
+    case sdo::UPLOAD_SEGMENT_REQUEST:
+      if (upload.inProgress) {
+        handleSDOUploadSegmentRequest(responseCOBID, static_cast<unsigned short>(requestCOBID & 0xFFFF),
+                                      static_cast<int>(sdo::toggle(data[0])));
+      }
+      break;
+    case sdo::ABORT_TRANSFER:
+      // The listener is told; a running transfer ends by its time-out.
+      signalSDOEvent(keyOf(index, subIndex), false);
+      break;
+    default:
+      sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_COMMAND_SPECIFIER);
+      break;
+  }
+}
+
+int KQSDOHandler::handleClientMessage(const KQCANMessage& message, unsigned int responseCOBID,
+                                      unsigned int requestCOBID) {
+  const unsigned short index = sdo::index(message);
+  const unsigned char subIndex = sdo::subIndex(message);
+  switch (sdo::commandSpecifier(message)) {
+    case sdo::UPLOAD_SEGMENT_RESPONSE:
+      return handleSegmentedSDOUploadSegment(message, responseCOBID, requestCOBID);
+    case sdo::DOWNLOAD_SEGMENT_RESPONSE_SPECIFIER:
+      return handleSegmentedSDODownloadSegmentResponse(message, responseCOBID, requestCOBID);
+    case sdo::INITIATE_UPLOAD_RESPONSE:
+      return handleSDOUploadResponse(message, responseCOBID, requestCOBID);
+    case sdo::INITIATE_DOWNLOAD_RESPONSE:
+      return isClientDownloading() && download.key() == keyOf(index, subIndex)
+                 ? handleSegmentedSDODownloadSegmentResponse(message, responseCOBID, requestCOBID)
+                 : handleSDODownloadResponse(index, subIndex, responseCOBID);
+    case sdo::ABORT_TRANSFER:
+      return handleSDOAbortMessage(index, subIndex, responseCOBID);
+    default:
+      sendSDOAbort(index, subIndex, requestCOBID, SDO_ABORT_COMMAND_SPECIFIER);
+      return KQ_OK;
+  }
+}
+
+// ---- frames that go out
+
+void KQSDOHandler::prepareFrame(unsigned int cobID, unsigned char command, unsigned int key) {
+  outgoingMessage.identifier = cobID;
+  outgoingMessage.length = sdo::FRAME_LENGTH;
+  outgoingMessage.data[0] = command;
+  outgoingMessage.data[1] = static_cast<unsigned char>(indexOf(key) & 0xFF);
+  outgoingMessage.data[2] = static_cast<unsigned char>(indexOf(key) >> 8);
+  outgoingMessage.data[3] = subIndexOf(key);
+}
+
+int KQSDOHandler::sendFrame(unsigned int cobID, unsigned char command, unsigned int key, unsigned int number) {
+  prepareFrame(cobID, command, key);
+  sdo::putLittleEndian(outgoingMessage.data + 4, number);
+  return sendCANMessage();
+}
+
+int KQSDOHandler::sendExpedited(unsigned int cobID, unsigned char command, unsigned int key, unsigned int data,
+                                unsigned int length) {
+  const unsigned char lengthCommand = sdo::expeditedCommand(command, length);
+  if (length == 0) {  // an empty text leaves the data bytes as they were
+    prepareFrame(cobID, lengthCommand, key);
+    return sendCANMessage();
+  }
+  return sendFrame(cobID, lengthCommand, key, sdo::lowBytes(data, length));
+}
+
+int KQSDOHandler::sendSegment(Transfer& transfer, const std::string& data) {
+  outgoingMessage.identifier = transfer.responseCOBID;
+  outgoingMessage.length = sdo::FRAME_LENGTH;
+  outgoingMessage.data[0] = sdo::withToggle(sdo::segmentCommand(transfer.remaining()), transfer.toggle);
+  sdo::putSegment(outgoingMessage, data, transfer.offset);
+  const int result = sendCANMessage();
+  transfer.offset += std::min(transfer.remaining(), sdo::SEGMENT_BYTES);
+  transfer.tick = KQTick::getTickCount();
+  return result;
 }
 
 int KQSDOHandler::sendSDOAbort(unsigned short index, unsigned char subIndex, unsigned int cobID,
@@ -102,78 +187,30 @@ int KQSDOHandler::sendSDOAbort(unsigned short index, unsigned char subIndex, uns
   if (instance == nullptr || instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
-  prepareFrame(cobID, sdo::ABORT, index, subIndex);
-  sdo::putLittleEndian(outgoingMessage.data + 4, abortCode);
-  return sendCANMessage();
+  return sendFrame(cobID, sdo::ABORT, keyOf(index, subIndex), abortCode);
 }
 
-void KQSDOHandler::prepareFrame(unsigned int cobID, unsigned char command, unsigned short index,
-                                unsigned char subIndex) {
-  outgoingMessage.identifier = cobID;
-  outgoingMessage.length = sdo::FRAME_LENGTH;
-  outgoingMessage.data[0] = command;
-  outgoingMessage.data[1] = static_cast<unsigned char>(index & 0xFF);
-  outgoingMessage.data[2] = static_cast<unsigned char>(index >> 8);
-  outgoingMessage.data[3] = subIndex;
+// ---- transfers
+
+KQSDOHandler::Transfer KQSDOHandler::Transfer::begin(unsigned int key, unsigned int requestCOBID,
+                                                     unsigned int responseCOBID, unsigned int size) {
+  Transfer transfer;
+  transfer.requestCOBID = requestCOBID;
+  transfer.responseCOBID = responseCOBID;
+  transfer.index = indexOf(key);
+  transfer.subIndex = subIndexOf(key);
+  transfer.size = size;
+  transfer.tick = KQTick::getTickCount();
+  return transfer;
 }
 
-void KQSDOHandler::checkSDOTimeouts(unsigned int* nextDue) {
-  if (!isTransferPending()) {
-    return;
-  }
-  const unsigned int now = KQTick::getTickCount();
-  checkConfirmationTimeouts(now, nextDue);
-  checkDownloadTimeout(now);
-  checkUploadTimeout(now);
-}
-
-bool KQSDOHandler::isTimedOut(unsigned int now, unsigned int lastStep) const {
-  // The difference counts on over the wrap of the tick, a sum would not.
-  return instance != nullptr && now - lastStep > instance->getSDOTimeout();
-}
-
-void KQSDOHandler::checkDownloadTimeout(unsigned int now) {
-  if (!downloadInProgress || !isTimedOut(now, downloadTick)) {
-    return;
-  }
-  // As client this is the COB-ID on which the server answers, not the one that the client sends on.
-  const unsigned int cobID = downloadIsClient ? downloadRequestCOBID : downloadResponseCOBID;
-  sendSDOAbort(downloadIndex, downloadSubIndex, cobID, SDO_ABORT_TIMED_OUT);
-  downloadInProgress = false;
-  signalSDOEvent(keyOf(downloadIndex, downloadSubIndex), false);
-}
-
-void KQSDOHandler::checkUploadTimeout(unsigned int now) {
-  const bool isPending = uploadInProgress || uploadResponseCOBID != 0;
-  if (!isPending || !isTimedOut(now, uploadTick)) {
-    return;
-  }
-  const unsigned int key = remoteKeyOf(keyOf(uploadIndex, uploadSubIndex));
-  sendSDOAbort(static_cast<unsigned short>(key >> 16), static_cast<unsigned char>(key & 0xFF), uploadResponseCOBID,
-               SDO_ABORT_TIMED_OUT);
-  if (dei != nullptr) {
-    dei->markValueAsInvalid(uploadIndex, uploadSubIndex, true);
-  }
-  resetUpload();
+unsigned int KQSDOHandler::Transfer::key() const {
+  return keyOf(index, subIndex);
 }
 
 void KQSDOHandler::resetUpload() {
-  uploadInProgress = false;
-  uploadRequestCOBID = 0;
-  uploadResponseCOBID = 0;
+  upload = Transfer();
   uploadData.clear();
-  uploadOffset = 0;
-  uploadLength = 0;
-  uploadToggle = 0;
-  uploadIndex = 0;
-  uploadSubIndex = 0;
-  uploadTick = 0;
-}
-
-unsigned int KQSDOHandler::remoteKeyOf(unsigned int localKey) const {
-  const KQVariable* const variable = instance != nullptr ? instance->getVariable(localKey) : nullptr;
-  const bool hasRemoteKey = variable != nullptr && variable->getExternalIdentifier() != 0;
-  return hasRemoteKey ? variable->getExternalIdentifier() : localKey;
 }
 
 void KQSDOHandler::signalSDOEvent(unsigned int key, bool clientTransfer) {
@@ -182,6 +219,22 @@ void KQSDOHandler::signalSDOEvent(unsigned int key, bool clientTransfer) {
   }
   KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_SDO_EVENT, key, 0, clientTransfer);
   sdoEventListener->signalOccurred(signal);
+}
+
+// ---- the client's variables
+
+KQCANopenDataType KQSDOHandler::localDataTypeOf(unsigned int key) const {
+  KQCANopenDataType dataType = DATA_TYPE_NONE;
+  if (objectDictionary != nullptr) {
+    objectDictionary->getDataType(indexOf(key), subIndexOf(key), dataType);
+  }
+  return dataType;
+}
+
+unsigned int KQSDOHandler::remoteKeyOf(unsigned int localKey) const {
+  const KQVariable* const variable = instance != nullptr ? instance->getVariable(localKey) : nullptr;
+  const bool hasRemoteKey = variable != nullptr && variable->getExternalIdentifier() != 0;
+  return hasRemoteKey ? variable->getExternalIdentifier() : localKey;
 }
 
 }  // namespace KQ

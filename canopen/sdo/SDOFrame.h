@@ -11,7 +11,6 @@ namespace KQ {
 namespace sdo {
 
 inline constexpr unsigned int FRAME_LENGTH = 8;
-inline constexpr unsigned int COB_ID_MASK = 0x1FFFFFFF;
 inline constexpr unsigned int EXPEDITED_BYTES = 4;
 inline constexpr unsigned int SEGMENT_BYTES = 7;
 inline constexpr unsigned int SIZE_NOT_INDICATED = 0xFFFFFFFF;
@@ -105,11 +104,39 @@ inline unsigned int littleEndian(unsigned char d0, unsigned char d1, unsigned ch
          static_cast<unsigned int>(d3) << 24;
 }
 
+/// The number in the data bytes of an initiate frame.
+inline unsigned int number(const KQCANMessage& message) {
+  return littleEndian(message.data[4], message.data[5], message.data[6], message.data[7]);
+}
+
 inline void putLittleEndian(unsigned char* data, unsigned int value) {
   data[0] = static_cast<unsigned char>(value);
   data[1] = static_cast<unsigned char>(value >> 8);
   data[2] = static_cast<unsigned char>(value >> 16);
   data[3] = static_cast<unsigned char>(value >> 24);
+}
+
+/// The low @p count bytes of a number. @param count 1 to 4
+inline unsigned int lowBytes(unsigned int value, unsigned int count) {
+  return value & 0xFFFFFFFFU >> 8 * (EXPEDITED_BYTES - count);
+}
+
+/// The number that the first four bytes, or as many as there are, make.
+inline unsigned int numberOf(const std::string& bytes) {
+  unsigned int value = 0;
+  for (unsigned int i = 0; i < bytes.size() && i < EXPEDITED_BYTES; ++i) {
+    value |= static_cast<unsigned int>(static_cast<unsigned char>(bytes[i])) << 8 * i;
+  }
+  return value;
+}
+
+/// A number in more bytes than its own four: the others are those of its sign, or 0 when its type has none.
+inline std::string bytesOf(int value, unsigned int size, bool isSigned) {
+  std::string bytes(size, isSigned && value < 0 ? '\xFF' : '\0');
+  for (unsigned int i = 0; i < size && i < EXPEDITED_BYTES; ++i) {
+    bytes[i] = static_cast<char>(static_cast<unsigned int>(value) >> 8 * i & 0xFFU);
+  }
+  return bytes;
 }
 
 /// Fills the seven data bytes of a segment from @p data at @p offset; what is not there goes out as 0.

@@ -7,6 +7,7 @@
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
 #include "KQTick.h"
+#include "ObjectKey.h"
 #include "SDOFrame.h"
 
 namespace KQ {
@@ -17,10 +18,6 @@ namespace {
 constexpr int FIRST_WRITE_ABORT_CODE = 201;
 /// The same for the reading of strings.
 constexpr int FIRST_READ_ABORT_CODE = 200;
-
-constexpr unsigned int keyOf(unsigned short index, unsigned char subIndex) {
-  return static_cast<unsigned int>(index) << 16 | subIndex;
-}
 
 bool isWritten(int result) {
   return result == KQ_OK || result == KQ_ALREADY_EXISTS;
@@ -51,49 +48,21 @@ int fitToDataType(const KQCANopenObjectDictionary& dictionary, KQCANopenDataType
 
 }  // namespace
 
-void KQSDOHandler::dispatchServerRequest(const KQCANMessage& message, unsigned int requestCOBID,
+// ---- download
+
+void KQSDOHandler::handleDownloadRequest(const KQCANMessage& message, unsigned int requestCOBID,
                                          unsigned int responseCOBID) {
   const unsigned char* const data = message.data;
-  const unsigned short index = sdo::index(message);
-  const unsigned char subIndex = sdo::subIndex(message);
-  switch (sdo::commandSpecifier(message)) {
-    case sdo::DOWNLOAD_SEGMENT_REQUEST:
-      if (downloadInProgress) {
-        handleSegmentedSDODownloadSegment(responseCOBID, requestCOBID, data[0], data[1], data[2], data[3], data[4],
-                                          data[5], data[6], data[7]);
-      }
-      break;
-    case sdo::INITIATE_DOWNLOAD_REQUEST:
-      if (sdo::isExpedited(data[0])) {
-        handleExpeditedSDODownloadRequest(index, subIndex, sdo::isSizeIndicated(data[0]),
-                                          sdo::unusedExpeditedBytes(data[0]), responseCOBID, data[4], data[5], data[6],
-                                          data[7]);
-      } else {
-        handleSegmentedSDODownloadRequest(index, subIndex, sdo::isSizeIndicated(data[0]),
-                                          sdo::unusedExpeditedBytes(data[0]), responseCOBID, requestCOBID, data[4],
-                                          data[5], data[6], data[7]);
-      }
-      break;
-    case sdo::INITIATE_UPLOAD_REQUEST:
-      sendUploadResponse(index, subIndex, responseCOBID, requestCOBID);
-      break;
-    case sdo::UPLOAD_SEGMENT_REQUEST:
-      if (uploadInProgress) {
-        handleSDOUploadSegmentRequest(responseCOBID, static_cast<unsigned short>(requestCOBID & 0xFFFF),
-                                      static_cast<int>(sdo::toggle(data[0])));
-      }
-      break;
-    case sdo::ABORT_TRANSFER:
-      // The listener is told; a running transfer ends by its time-out.
-      signalSDOEvent(keyOf(index, subIndex), false);
-      break;
-    default:
-      sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_COMMAND_SPECIFIER);
-      break;
+  const bool sizeIndicated = sdo::isSizeIndicated(data[0]);
+  const unsigned char unused = sdo::unusedExpeditedBytes(data[0]);
+  if (sdo::isExpedited(data[0])) {
+    handleExpeditedSDODownloadRequest(sdo::index(message), sdo::subIndex(message), sizeIndicated, unused, responseCOBID,
+                                      data[4], data[5], data[6], data[7]);
+  } else {
+    handleSegmentedSDODownloadRequest(sdo::index(message), sdo::subIndex(message), sizeIndicated, unused, responseCOBID,
+                                      requestCOBID, data[4], data[5], data[6], data[7]);
   }
 }
-
-// ---- download
 
 int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsigned char subIndex, bool sizeIndicated,
                                                     unsigned char n, unsigned int responseCOBID, unsigned char d0,
@@ -107,55 +76,53 @@ int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsign
     sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_NO_OBJECT);
     return KQ_NOT_FOUND;
   }
-  const unsigned int indicatedSize = sdo::EXPEDITED_BYTES - n;
-  if (dataType == DATA_TYPE_VISIBLE_STRING) {
-    const char text[] = {static_cast<char>(d0), static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3)};
-    const std::string value(text, sizeIndicated ? indicatedSize : sdo::EXPEDITED_BYTES);
-    return answerDownload(index, subIndex, responseCOBID, objectDictionary->setValue(index, subIndex, value, false));
+  const unsigned int indicatedSize = sizeIndicated ? sdo::EXPEDITED_BYTES - n : sdo::SIZE_NOT_INDICATED;
+  if (dataType != DATA_TYPE_VISIBLE_STRING) {
+    return downloadNumber(*subEntry, responseCOBID, indicatedSize, sdo::littleEndian(d0, d1, d2, d3));
   }
-  const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
+  const char text[] = {static_cast<char>(d0), static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3)};
+  const std::string value(text, std::min(indicatedSize, sdo::EXPEDITED_BYTES));
+  return answerDownload(keyOf(index, subIndex), responseCOBID,
+                        objectDictionary->setValue(index, subIndex, value, false));
+}
+
+int KQSDOHandler::downloadNumber(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID,
+                                 unsigned int indicatedSize, unsigned int data) {
+  const unsigned short index = subEntry.index;
+  const unsigned char subIndex = subEntry.subIndex;
+  const int bytes = objectDictionary->getNumberOfBytesByDatatType(subEntry.dataType);
   if (!isTransferableAsNumber(bytes)) {
     sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
     return KQ_DONE;
   }
   const auto size = static_cast<unsigned int>(bytes);
-  if (sizeIndicated && indicatedSize != size) {
+  if (indicatedSize != sdo::SIZE_NOT_INDICATED && indicatedSize != size) {
     sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
     return KQ_DONE;
   }
-  const unsigned int unusedBits = 8 * (sdo::EXPEDITED_BYTES - size);
-  int value = static_cast<int>(sdo::littleEndian(d0, d1, d2, d3) & 0xFFFFFFFFU >> unusedBits);
-  if (fitToDataType(*objectDictionary, dataType, value) != KQ_OK) {
+  int value = static_cast<int>(sdo::lowBytes(data, size));
+  if (fitToDataType(*objectDictionary, subEntry.dataType, value) != KQ_OK) {
     sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
-  return answerDownload(index, subIndex, responseCOBID, objectDictionary->setValue(*subEntry, value, false));
+  return answerDownload(keyOf(index, subIndex), responseCOBID, objectDictionary->setValue(subEntry, value, false));
 }
 
-int KQSDOHandler::answerDownload(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
-                                 int writeResult) {
+int KQSDOHandler::answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult) {
   if (isWritten(writeResult)) {
-    sendDownloadResponse(index, subIndex, responseCOBID);
+    sendFrame(responseCOBID, sdo::DOWNLOAD_RESPONSE, key, 0);
   } else {
     const int abortCode = writeResult < FIRST_WRITE_ABORT_CODE ? SDO_ABORT_GENERAL_ERROR : writeResult;
-    sendSDOAbort(index, subIndex, responseCOBID, static_cast<unsigned int>(abortCode));
+    sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, static_cast<unsigned int>(abortCode));
   }
   return writeResult;
-}
-
-int KQSDOHandler::sendDownloadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID) {
-  prepareFrame(cobID, sdo::DOWNLOAD_RESPONSE, index, subIndex);
-  sdo::putLittleEndian(outgoingMessage.data + 4, 0);
-  return sendCANMessage();
 }
 
 int KQSDOHandler::updateValueAccordingToDataType(unsigned short index, unsigned char subIndex, int& value) {
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
-  KQCANopenDataType dataType = DATA_TYPE_NONE;
-  objectDictionary->getDataType(index, subIndex, dataType);
-  return fitToDataType(*objectDictionary, dataType, value);
+  return fitToDataType(*objectDictionary, localDataTypeOf(keyOf(index, subIndex)), value);
 }
 
 int KQSDOHandler::handleSegmentedSDODownloadRequest(unsigned short index, unsigned char subIndex, bool sizeIndicated,
@@ -170,24 +137,15 @@ int KQSDOHandler::handleSegmentedSDODownloadRequest(unsigned short index, unsign
   if (objectDictionary == nullptr) {
     return SDO_ABORT_GENERAL_ERROR;
   }
-  KQCANopenDataType dataType = DATA_TYPE_NONE;
-  objectDictionary->getDataType(index, subIndex, dataType);
-  if (dataType == DATA_TYPE_NONE) {
+  const unsigned int key = keyOf(index, subIndex);
+  if (localDataTypeOf(key) == DATA_TYPE_NONE) {
     return SDO_ABORT_NO_SUB_INDEX;
   }
-  sendDownloadResponse(index, subIndex, responseCOBID);
-  downloadOffset = 0;
-  downloadResponseCOBID = responseCOBID;
-  downloadRequestCOBID = requestCOBID;
-  downloadSize = sizeIndicated ? size : sdo::SIZE_NOT_INDICATED;
-  downloadIndex = index;
-  downloadSubIndex = subIndex;
-  downloadInProgress = true;
+  sendFrame(responseCOBID, sdo::DOWNLOAD_RESPONSE, key, 0);
+  download = Transfer::begin(key, requestCOBID, responseCOBID, sizeIndicated ? size : sdo::SIZE_NOT_INDICATED);
+  download.inProgress = true;
+  download.toggle = 1;  // so that the first segment must carry toggle 0
   downloadData.clear();
-  downloadToggle = 1;  // so that the first segment must carry toggle 0
-  downloadConfirmed = false;
-  downloadIsClient = false;
-  downloadTick = KQTick::getTickCount();
   return KQ_DONE;
 }
 
@@ -195,31 +153,34 @@ int KQSDOHandler::handleSegmentedSDODownloadSegment(unsigned int responseCOBID, 
                                                     unsigned char command, unsigned char d1, unsigned char d2,
                                                     unsigned char d3, unsigned char d4, unsigned char d5,
                                                     unsigned char d6, unsigned char d7) {
-  if (responseCOBID != downloadResponseCOBID && requestCOBID != downloadRequestCOBID) {
+  if (responseCOBID != download.responseCOBID && requestCOBID != download.requestCOBID) {
     return KQ_OK;
   }
   const unsigned int toggle = sdo::toggle(command);
-  if (toggle == downloadToggle) {
-    downloadInProgress = false;
-    return sendSDOAbort(downloadIndex, downloadSubIndex, downloadResponseCOBID, SDO_ABORT_TOGGLE_BIT);
+  if (toggle == download.toggle) {
+    return abortDownload(SDO_ABORT_TOGGLE_BIT);
   }
-  downloadToggle = toggle;
+  download.toggle = toggle;
   const char data[] = {static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3), static_cast<char>(d4),
                        static_cast<char>(d5), static_cast<char>(d6), static_cast<char>(d7)};
   downloadData.append(data, sdo::SEGMENT_BYTES - sdo::unusedSegmentBytes(command));
-
-  prepareFrame(downloadResponseCOBID, sdo::withToggle(sdo::DOWNLOAD_SEGMENT_RESPONSE, toggle), 0, 0);
-  sdo::putLittleEndian(outgoingMessage.data + 4, 0);
-  const int result = sendCANMessage();
-  downloadTick = KQTick::getTickCount();
+  const int result = sendFrame(download.responseCOBID, sdo::withToggle(sdo::DOWNLOAD_SEGMENT_RESPONSE, toggle), 0, 0);
+  download.tick = KQTick::getTickCount();
   return sdo::isLastSegment(command) ? finishDownload() : result;
 }
 
+int KQSDOHandler::abortDownload(unsigned int abortCode) {
+  download.inProgress = false;
+  return sendSDOAbort(download.index, download.subIndex, download.responseCOBID, abortCode);
+}
+
 int KQSDOHandler::finishDownload() {
-  downloadInProgress = false;
-  const int result = objectDictionary->setValue(downloadIndex, downloadSubIndex, downloadData, false);
+  download.inProgress = false;
+  const int result = objectDictionary != nullptr
+                         ? objectDictionary->setValue(download.index, download.subIndex, downloadData, false)
+                         : static_cast<int>(KQ_NOT_AVAILABLE);
   if (!isWritten(result)) {
-    sendSDOAbort(downloadIndex, downloadSubIndex, downloadResponseCOBID, SDO_ABORT_NO_DICTIONARY);
+    abortDownload(SDO_ABORT_NO_DICTIONARY);
   }
   return result;
 }
@@ -252,98 +213,64 @@ int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char s
   if (text.size() > sdo::EXPEDITED_BYTES) {
     return sendInitiateSegmentedUploadResponse(index, subIndex, responseCOBID, requestCOBID, text);
   }
-  unsigned char data[sdo::EXPEDITED_BYTES] = {};
-  std::copy(text.begin(), text.end(), data);
-  return sendExpeditedUploadResponse(index, subIndex, responseCOBID, data, static_cast<unsigned int>(text.size()));
+  return sendExpedited(responseCOBID, sdo::EXPEDITED_UPLOAD_RESPONSE, keyOf(index, subIndex), sdo::numberOf(text),
+                       static_cast<unsigned int>(text.size()));
 }
 
 int KQSDOHandler::sendNumberUploadResponse(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID) {
-  const unsigned short index = subEntry.index;
-  const unsigned char subIndex = subEntry.subIndex;
   int value = 0;
   if (objectDictionary->getValue(subEntry, value) == SDO_ABORT_WRITE_ONLY) {
-    return sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_WRITE_ONLY);
+    return sendSDOAbort(subEntry.index, subEntry.subIndex, responseCOBID, SDO_ABORT_WRITE_ONLY);
   }
-  const int bytes = objectDictionary->getNumberOfBytesByDatatType(subEntry.dataType);
-  if (!isTransferableAsNumber(bytes)) {
-    return sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
+  const KQCANopenDataType dataType = subEntry.dataType;
+  const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
+  if (dataType == DATA_TYPE_NONE || !isTransferableAsNumber(bytes)) {
+    return sendSDOAbort(subEntry.index, subEntry.subIndex, responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
   }
-  const auto size = static_cast<unsigned int>(bytes);
-  unsigned char data[sdo::EXPEDITED_BYTES];
-  sdo::putLittleEndian(data, static_cast<unsigned int>(value) & 0xFFFFFFFFU >> 8 * (sdo::EXPEDITED_BYTES - size));
-  return sendExpeditedUploadResponse(index, subIndex, responseCOBID, data, size);
-}
-
-int KQSDOHandler::sendExpeditedUploadResponse(unsigned short index, unsigned char subIndex, unsigned int cobID,
-                                              const unsigned char* data, unsigned int length) {
-  prepareFrame(cobID, sdo::expeditedCommand(sdo::EXPEDITED_UPLOAD_RESPONSE, length), index, subIndex);
-  if (length > 0) {
-    std::copy(data, data + sdo::EXPEDITED_BYTES, outgoingMessage.data + 4);
-  }
-  return sendCANMessage();
+  return sendExpedited(responseCOBID, sdo::EXPEDITED_UPLOAD_RESPONSE, keyOf(subEntry.index, subEntry.subIndex),
+                       static_cast<unsigned int>(value), static_cast<unsigned int>(bytes));
 }
 
 int KQSDOHandler::sendInitiateSegmentedUploadResponse(unsigned short index, unsigned char subIndex,
                                                       unsigned int responseCOBID, unsigned int requestCOBID,
                                                       const std::string& data) {
-  prepareFrame(responseCOBID, sdo::SEGMENTED_UPLOAD_RESPONSE, index, subIndex);
-  sdo::putLittleEndian(outgoingMessage.data + 4, static_cast<unsigned int>(data.size()));
-  const int result = sendCANMessage();
+  const unsigned int key = keyOf(index, subIndex);
+  const auto size = static_cast<unsigned int>(data.size());
+  const int result = sendFrame(responseCOBID, sdo::SEGMENTED_UPLOAD_RESPONSE, key, size);
   if (result != KQ_OK) {
     return result;
   }
-  uploadOffset = 0;
-  uploadResponseCOBID = responseCOBID;
-  uploadRequestCOBID = requestCOBID;
-  uploadLength = static_cast<int>(data.size());
-  uploadInProgress = true;
-  uploadToggle = 1;
+  upload = Transfer::begin(key, requestCOBID, responseCOBID, size);
+  upload.inProgress = true;
+  upload.toggle = 1;  // so that the first segment must be asked for with toggle 0
   uploadData = data;
-  uploadIndex = index;
-  uploadSubIndex = subIndex;
-  uploadTick = KQTick::getTickCount();
   return KQ_OK;
 }
 
 int KQSDOHandler::handleSDOUploadSegmentRequest(unsigned int responseCOBID, unsigned short requestCOBID, int toggle) {
   const auto requestedToggle = static_cast<unsigned int>(toggle);
-  if (requestedToggle == uploadToggle) {
+  if (requestedToggle == upload.toggle) {
     return abortUpload(responseCOBID, SDO_ABORT_TOGGLE_BIT);
   }
-  uploadToggle = requestedToggle;
-  if (responseCOBID != uploadResponseCOBID || requestCOBID != uploadRequestCOBID) {
+  upload.toggle = requestedToggle;
+  if (responseCOBID != upload.responseCOBID || requestCOBID != upload.requestCOBID) {
     return abortUpload(responseCOBID, SDO_ABORT_GENERAL_ERROR);
   }
-  return sendNextUploadSegment();
+  const int result = sendSegment(upload, uploadData);
+  if (upload.remaining() == 0) {
+    endUpload();
+  }
+  return result;
 }
 
 int KQSDOHandler::abortUpload(unsigned int cobID, unsigned int abortCode) {
   endUpload();
-  return sendSDOAbort(uploadIndex, uploadSubIndex, cobID, abortCode);
+  return sendSDOAbort(upload.index, upload.subIndex, cobID, abortCode);
 }
 
 void KQSDOHandler::endUpload() {
-  uploadInProgress = false;
-  uploadResponseCOBID = 0;
-}
-
-int KQSDOHandler::sendNextUploadSegment() {
-  const auto offset = static_cast<std::size_t>(uploadOffset);
-  const auto remaining = static_cast<unsigned int>(uploadLength - uploadOffset);
-  const unsigned int count = std::min(remaining, sdo::SEGMENT_BYTES);
-
-  outgoingMessage.identifier = uploadResponseCOBID;
-  outgoingMessage.length = sdo::FRAME_LENGTH;
-  outgoingMessage.data[0] = sdo::withToggle(sdo::segmentCommand(remaining), uploadToggle);
-  sdo::putSegment(outgoingMessage, uploadData, offset);
-  const int result = sendCANMessage();
-
-  uploadOffset += static_cast<int>(count);
-  uploadTick = KQTick::getTickCount();
-  if (uploadOffset >= uploadLength) {
-    endUpload();
-  }
-  return result;
+  upload.inProgress = false;
+  upload.responseCOBID = 0;
 }
 
 }  // namespace KQ

@@ -2,7 +2,7 @@
 //
 //  scenario                                    | functional | robustness
 //  --------------------------------------------+------------+----------------------------------------
-//  boot-up                                     | x          | port refuses, not initialised
+//  boot-up                                     | x          | port refuses, commands before it
 //  every NMT command, state by state           | x          | unknown ones, other lengths
 //  reset node, reset communication             | x          | twice, from every state
 //  state changes as the listener and log see   | x          |
@@ -51,11 +51,21 @@ TEST(NodeBoot, RefusedBootUpDoesNotKeepTheNodeFromPreOperational) {
   EXPECT_EQ(node.output.takeErrors(), "CANopen: Error sending CAN message\n");
 }
 
-TEST(NodeBoot, CommandsBeforeTheFirstCycleAreObeyedAndThenOvertakenByINIT) {
+TEST(NodeBoot, CommandBeforeTheFirstCycleLeavesINITForGoodAndWithoutABootUp) {
   TestNode node;
   node.init();
   node.receive("000#02 00");
   EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_STOPPED);
+  EXPECT_EQ(node.run(10), Frames{});
+  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_STOPPED);
+}
+
+TEST(NodeBoot, StartBeforeTheFirstCycleIsRefused) {
+  TestNode node;
+  node.init();
+  node.receive("000#01 00");
+  EXPECT_EQ(node.cycle(), Frames{"705#00"});
+  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
 }
 
 // ---- commands

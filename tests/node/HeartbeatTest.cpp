@@ -84,6 +84,11 @@ TEST_F(NodeHeartbeat, MasterChangesThePeriod) {
   EXPECT_EQ(node.run(500), Frames{"705#7F"});
 }
 
+TEST_F(NodeHeartbeat, PeriodOfMoreThan16BitsIsRefusedAndTheOldOneStays) {
+  EXPECT_EQ(node.receive("605#23 17 10 00 00 00 01 00"), Frames{"585#80 17 10 00 30 00 09 06"});
+  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+}
+
 TEST_F(NodeHeartbeat, ApplicationChangesThePeriod) {
   node.canopen().setHeartbeatProducerTime(100);
   EXPECT_EQ(node.run(300), (Frames{"705#7F", "705#7F", "705#7F"}));

@@ -70,12 +70,13 @@ struct StateChange : test::NamedCase {
 
 class PDOAfterStateChange : public PDOStateChanges, public testing::WithParamInterface<StateChange> {
 protected:
-  void changeState() {
+  /// @return the frames that the change itself sends
+  Frames changeState() {
     if (GetParam().command != nullptr) {
-      node.receive(GetParam().command);
-    } else {
-      EXPECT_EQ(KQ_OK, node.canopen().setCANopenState(GetParam().state));
+      return node.receive(GetParam().command);
     }
+    EXPECT_EQ(KQ_OK, node.canopen().setCANopenState(GetParam().state));
+    return sent();
   }
 
   void returnToOperational() {
@@ -97,10 +98,7 @@ TEST_P(PDOAfterStateChange, NothingIsSentOrApplied) {
 }
 
 TEST_P(PDOAfterStateChange, NothingIsSentByTheChangeItself) {
-  EXPECT_EQ(Frames{}, [this] {
-    changeState();
-    return sent();
-  }());
+  EXPECT_EQ(Frames{}, changeState());
 }
 
 TEST_P(PDOAfterStateChange, OperationalGoesOnWithWhatWaited) {

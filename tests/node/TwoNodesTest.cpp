@@ -5,7 +5,7 @@
 //  boot-up of each                             | x          |
 //  commands to one, to all                     | x          | one ignores commands to all
 //  requests answered by the one asked          | x          | nobody asked
-//  watching each other                         | x          |
+//  watching each other, and nodes of one alone | x          |
 //  look-up on the port                         | x          |
 //  one reset, one paused                       | x          | x
 
@@ -127,6 +127,22 @@ TEST_F(TwoNodes, LogNamesNoNodeButTheListenerIsToldWhich) {
   EXPECT_EQ(ofFive.signals.at(0).getFirstValue(), 5U);
   EXPECT_EQ(ofSix.signals.at(0).getFirstValue(), 6U);
   EXPECT_EQ(output.takeOutput(), "CANOPEN: State set to 0x4\nCANOPEN: State set to 0x4\n");
+}
+
+TEST_F(TwoNodes, EachServesItsOwnIdentifiers) {
+  boot();
+  test::SignalRecorder ofFive;
+  test::SignalRecorder ofSix;
+  five->getNMTHandler()->addHeartbeatListener(&ofFive);
+  six->getNMTHandler()->addHeartbeatListener(&ofSix);
+  five->getObjectDictionary()->setValue(0x1016, 1, 0x00070064, true);
+  six->getObjectDictionary()->setValue(0x1016, 1, 0x00080064, true);
+  send("707#05");
+  EXPECT_EQ(ofFive.signals.size(), 1U);
+  EXPECT_EQ(ofSix.signals.size(), 0U);
+  send("708#05");
+  EXPECT_EQ(ofFive.signals.size(), 1U);
+  EXPECT_EQ(ofSix.signals.size(), 1U);
 }
 
 }  // namespace

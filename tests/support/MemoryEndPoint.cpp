@@ -34,6 +34,7 @@ int MemoryEndPoint::doRead(KQ::KQCANMessage& message) {
 }
 
 int MemoryEndPoint::doWrite(const KQ::KQCANMessage& message) {
+  onWrite();
   const std::lock_guard<std::mutex> lock(sentMutex);
   ++attempts;
   if (refusals > 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -25,6 +26,9 @@ public:
   /// How many writes were asked for, the refused ones included.
   unsigned int writeAttempts() const { return attempts; }
   std::size_t waitingFrames() const { return incoming.size(); }
+
+  /// Called in every write, on the thread that writes: what a test makes of the time that one takes.
+  std::function<void()> onWrite = [] {};
 
 protected:
   int doRead(KQ::KQCANMessage& message) override;

@@ -37,6 +37,11 @@ public:
   /// Binds to an interface, also again after it was unplugged, and subscribes to all of its frames.
   virtual int bindSocket(int descriptor, int interfaceIndex) = 0;
 
+  /// Lets only frames through that pass one of these filters (struct can_filter); error frames always do. Takes effect
+  /// at once, without a moment in which neither the old filters nor the new ones hold. Lost with an interface that
+  /// goes.
+  virtual int setFilters(int descriptor, const can_filter* filters, unsigned number) = 0;
+
   /// Takes away the error that is pending on the socket, if any.
   virtual void clearError(int descriptor) = 0;
 

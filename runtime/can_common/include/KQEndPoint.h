@@ -2,12 +2,15 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "KQCANMessage.h"
 #include "KQEndPointStatistics.h"
 #include "KQErrorCodes.h"
 #include "KQFrameObserver.h"
+#include "KQReceptionFilter.h"
 #include "KQTimedService.h"
 
 namespace KQ {
@@ -100,9 +103,18 @@ public:
 
   /**
    * Puts in the one observer of the frames that pass, in place of the one before.
+   * While there is one, every frame is handed out, whatever setReceptionFilter() says.
    * @param observer not owned, must outlive its use here; null: none. Any thread.
    */
-  void setFrameObserver(KQFrameObserver* observer) { observer_.store(observer, std::memory_order_release); }
+  void setFrameObserver(KQFrameObserver* observer);
+
+  /**
+   * Says which frames are wanted: no others need be handed out, or wake anybody. Takes effect before it returns: a
+   * frame that arrives afterwards is judged by the new filter, one that waits already is handed out. A port that cannot
+   * filter, or not so finely, hands out more.
+   * @param filter copied; null: every frame, as at the start. Any thread.
+   */
+  void setReceptionFilter(const KQReceptionFilter* filter);
 
   /// A snapshot of the counters. Any thread.
   virtual KQEndPointStatistics getStatistics() const;
@@ -137,6 +149,13 @@ protected:
 
   /// writeMessage's work on a frame that was found valid: 0, 10 or 17. Called from any thread.
   virtual int doWrite(const KQCANMessage& message) = 0;
+
+  /// Lets only the wanted frames in from now on, as far as the port can. @param filter null: every frame. Calls do not
+  /// overlap; any thread.
+  virtual void doSetFilter(const KQReceptionFilter* /*filter*/) {}
+
+  /// doSetFilter() with what is wanted at the moment, for a port that has lost it.
+  void applyFilter();
 
   /**
    * Records that the port went down or came back. A change prints one line on standard error, and the
@@ -175,7 +194,9 @@ private:
   std::atomic<KQFrameObserver*> observer_{nullptr};
   std::atomic<KQEndPointManager*> manager_{nullptr};
   std::atomic<unsigned> transitions_{0};
-  std::uint64_t readsLeft_{NO_LIMIT};  ///< in this wait of the manager; the reading thread's
+  std::mutex filterMutex_;
+  std::optional<KQReceptionFilter> filter_;  ///< guarded by the mutex; none: every frame is wanted
+  std::uint64_t readsLeft_{NO_LIMIT};        ///< in this wait of the manager; the reading thread's
 };
 
 }  // namespace KQ

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
+#include <vector>
 
 namespace KQ {
 
@@ -80,30 +79,28 @@ public:
 
 private:
   struct Entry;
-  using EntryPointer = std::shared_ptr<Entry>;
 
   template <class Predicate>
-  EntryPointer find(Predicate predicate) const;
-  template <class Visitor>
-  void forEachEntry(Visitor visit);
-  EntryPointer findDescriptor(int descriptor) const;
-  int insert(const EntryPointer& entry, unsigned events);
-  void erase(const EntryPointer& entry);
+  Entry* find(Predicate predicate) const;
+  Entry* findDescriptor(int descriptor) const;
+  int insert(std::unique_ptr<Entry> entry, unsigned events);
+  void erase(Entry& entry);
+  void deleteErased();
   bool watch(Entry& entry, unsigned events);
   void unwatch(Entry& entry);
-  void beginTurn(bool polled);
-  int limitWait(int timeoutMs) const;
+  int prepare(int timeoutMs);
+  int prepareEndPoint(Entry& entry, bool polled);
   int serveEvents(int timeoutMs);
-  int serve(const EntryPointer& entry, unsigned events);
+  int serve(Entry& entry, unsigned events);
   int announceFrames(Entry& entry);
-  int serveBuffered();
-  void runServices();
-  void reportTransitions();
+  int serveUnasked();
+  static void reportTransitions(Entry& entry);
 
   int epoll_{-1};
   int wake_{-1};
-  std::uint64_t nextKey_{1};
-  std::map<std::uint64_t, EntryPointer> entries_;
+  std::vector<std::unique_ptr<Entry>> entries_;  ///< those that are erased stay until no wait goes on
+  bool hasErased_{false};
+  int waits_{0};  ///< that are going on: a callback may wait too
 };
 
 }  // namespace KQ

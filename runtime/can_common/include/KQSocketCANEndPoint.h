@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -15,11 +16,11 @@ namespace KQ {
 /**
  * An end point on a CAN interface of the kernel ("socketcan:IF").
  *
- * Frames are taken from the kernel in batches. A frame is written to the kernel at once while nothing waits,
- * else into a bounded queue, which flush() empties in order. The port is down while the interface is
- * down or gone and while the controller is bus-off; frames that were still queued then are discarded, for they would be
- * process values of the past when it returns. It returns by itself, tried every RETRY_MS by service(), or by
- * readMessage when no manager serves the end point.
+ * Frames are taken from the kernel in batches, which it filters: what nobody wants does not wake the process. A frame
+ * is written to the kernel at once while nothing waits, else into a bounded queue, which flush() empties in order. The
+ * port is down while the interface is down or gone and while the controller is bus-off; frames that were still queued
+ * then are discarded, for they would be process values of the past when it returns. It returns by itself, tried every
+ * RETRY_MS by service(), or by readMessage when no manager serves the end point.
  */
 class KQSocketCANEndPoint : public KQEndPoint {
 public:
@@ -41,6 +42,10 @@ public:
   int getDescriptor() const override { return descriptor_; }
   bool wantsWritable() const override;
   int flush() override;
+  bool prepareRead() override {
+    isEmptied_ = false;
+    return true;
+  }
   bool hasBufferedFrames() const override { return nextReceived_ < receivedCount_; }
   int getServiceDelay() const override;
   void service() override;
@@ -48,6 +53,7 @@ public:
 protected:
   int doRead(KQCANMessage& message) override;
   int doWrite(const KQCANMessage& message) override;
+  void doSetFilter(const KQReceptionFilter* filter) override;
 
 private:
   /// Why the queue is not being emptied.
@@ -70,6 +76,7 @@ private:
   int sendQueued();
   bool noteObstacle(int error);
   void setObstacle(Obstacle obstacle);
+  void noteHindrance() { isHindered_ = obstacle_ != Obstacle::NONE || outage_ != Outage::NONE; }
   bool noteSendFailure(int error);
 
   void goDown(Outage outage, const char* reason);
@@ -87,6 +94,7 @@ private:
   std::array<KQCANSocketCalls::Received, 32> batch_;
   unsigned receivedCount_{0};
   unsigned nextReceived_{0};
+  bool isEmptied_{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
   unsigned lostBefore_{0};
   bool errorPassive_{false};
   bool overrun_{false};
@@ -95,6 +103,7 @@ private:
   // Transmit side and state of the port.
   mutable std::mutex mutex_;
   KQFrameQueue queue_;
+  std::atomic<bool> isHindered_{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
   Obstacle obstacle_{Obstacle::NONE};
   unsigned obstacleTick_{0};
   Outage outage_{Outage::NONE};

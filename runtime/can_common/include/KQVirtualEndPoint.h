@@ -39,6 +39,7 @@ public:
 protected:
   int doRead(KQCANMessage& message) override;
   int doWrite(const KQCANMessage& message) override;
+  void doSetFilter(const KQReceptionFilter* filter) override;
 
 private:
   KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> bus, int descriptor, std::size_t capacity);
@@ -51,7 +52,8 @@ private:
   const std::shared_ptr<KQVirtualBus> bus_;
   const int descriptor_;
   const std::size_t reserve_;  ///< room that is left for senders that cannot wait
-  KQFrameQueue queue_;         ///< this and the flag below are guarded by the bus
+  KQFrameQueue queue_;         ///< this, the filter and the flag below are guarded by the bus
+  std::optional<KQReceptionFilter> acceptedFrames_;
   bool holdsUp_{true};
   std::atomic<bool> hasFrames_{false};
 };

@@ -185,6 +185,25 @@ void KQCANMappingObject::insertMappedKey(unsigned int key) {
   }
 }
 
+int KQCANMappingObject::addSingleMappingDataToCANMsgData(unsigned char* data, unsigned int length,
+                                                         unsigned int& bitCursor, int value, KQCANMappingData* record,
+                                                         bool checkLimits) const {
+  if (data == nullptr || record == nullptr) {
+    return KQ_INVALID_ARGUMENT;
+  }
+  if (!record->fitsInto(length)) {
+    return KQ_DOES_NOT_FIT;
+  }
+  if (checkLimits || !record->storeWholeBytes(data, value)) {
+    const int result = addOtherValue(data, value, record, checkLimits);
+    if (result != KQ_OK) {
+      return result;
+    }
+  }
+  bitCursor = record->getEndBit();
+  return KQ_OK;
+}
+
 int KQCANMappingObject::addOtherValue(unsigned char* data, int value, KQCANMappingData* record,
                                       bool checkLimits) const {
   if (record->getLayout() == Layout::TEXT) {

@@ -105,6 +105,11 @@ public:
     return answer(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address));
   }
 
+  int setFilters(int descriptor, const can_filter* filters, unsigned number) override {
+    const auto size = static_cast<socklen_t>(number * sizeof *filters);
+    return answer(setsockopt(descriptor, SOL_CAN_RAW, CAN_RAW_FILTER, filters, size));
+  }
+
   void clearError(int descriptor) override {
     int pending = 0;
     socklen_t size = sizeof pending;

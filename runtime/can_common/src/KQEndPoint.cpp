@@ -34,6 +34,25 @@ KQEndPointStatistics KQEndPoint::getStatistics() const {
   return statistics;
 }
 
+void KQEndPoint::setFrameObserver(KQFrameObserver* observer) {
+  observer_.store(observer, std::memory_order_release);
+  applyFilter();
+}
+
+void KQEndPoint::setReceptionFilter(const KQReceptionFilter* filter) {
+  {
+    const std::lock_guard<std::mutex> lock(filterMutex_);
+    filter_ = filter != nullptr ? std::optional<KQReceptionFilter>(*filter) : std::nullopt;
+  }
+  applyFilter();
+}
+
+void KQEndPoint::applyFilter() {
+  const std::lock_guard<std::mutex> lock(filterMutex_);
+  const bool wantsAll = !filter_ || observer_.load(std::memory_order_acquire) != nullptr;
+  doSetFilter(wantsAll ? nullptr : &*filter_);
+}
+
 void KQEndPoint::setConnected(bool connected, const char* reason) {
   unsigned transitions = transitions_.load();
   do {

@@ -4,7 +4,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 #include "KQEndPoint.h"
@@ -15,7 +17,8 @@ namespace KQ {
 
 namespace {
 
-constexpr std::uint64_t WAKE_KEY = 0;
+/// Stands for the descriptor that ends a wait, where an entry's address stands for the others.
+constexpr void* WAKE_KEY = nullptr;
 constexpr int UNREAD_PAUSE_MS = 10;
 constexpr int EVENTS_PER_WAIT = 32;
 
@@ -23,7 +26,6 @@ constexpr int EVENTS_PER_WAIT = 32;
 
 /// One thing that is served: an end point, a descriptor, or a service. What does not apply is empty.
 struct KQEndPointManager::Entry {
-  std::uint64_t key{0};
   int descriptor{-1};
   unsigned interest{0};  ///< events that epoll watches for
   bool watched{false};   ///< epoll knows the descriptor
@@ -44,13 +46,13 @@ KQEndPointManager::KQEndPointManager()
     : epoll_(epoll_create1(EPOLL_CLOEXEC)), wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
   epoll_event event{};
   event.events = EPOLLIN;
-  event.data.u64 = WAKE_KEY;
+  event.data.ptr = WAKE_KEY;
   epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event);
 }
 
 KQEndPointManager::~KQEndPointManager() {
-  for (const auto& [key, entry] : entries_) {
-    if (entry->endPoint != nullptr) {
+  for (const auto& entry : entries_) {
+    if (!entry->removed && entry->endPoint != nullptr) {
       entry->endPoint->manager_ = nullptr;
     }
   }
@@ -66,14 +68,14 @@ int KQEndPointManager::addEndPoint(KQEndPoint* endPoint, KQEndPointListener* lis
   if (!endPoint->manager_.compare_exchange_strong(none, this)) {
     return KQ_ALREADY_EXISTS;
   }
-  auto entry = std::make_shared<Entry>();
+  auto entry = std::make_unique<Entry>();
   entry->endPoint = endPoint;
   entry->service = endPoint;
   entry->listener = listener;
   entry->descriptor = endPoint->getDescriptor();
   const unsigned transitions = endPoint->getTransitions();
   entry->reportedTransitions = transitions - transitions % 2;
-  const int result = insert(entry, EPOLLIN);
+  const int result = insert(std::move(entry), EPOLLIN);
   if (result != KQ_OK) {
     endPoint->manager_ = nullptr;
   }
@@ -81,13 +83,13 @@ int KQEndPointManager::addEndPoint(KQEndPoint* endPoint, KQEndPointListener* lis
 }
 
 int KQEndPointManager::removeEndPoint(KQEndPoint* endPoint) {
-  const EntryPointer entry = find([endPoint](const Entry& each) { return each.endPoint == endPoint; });
+  Entry* const entry = find([endPoint](const Entry& each) { return each.endPoint == endPoint; });
   if (endPoint == nullptr || entry == nullptr) {
     return KQ_NOT_FOUND;
   }
   endPoint->manager_ = nullptr;
   endPoint->readsLeft_ = KQEndPoint::NO_LIMIT;
-  erase(entry);
+  erase(*entry);
   return KQ_OK;
 }
 
@@ -98,14 +100,14 @@ int KQEndPointManager::addDescriptor(int descriptor, unsigned events, Descriptor
   if (findDescriptor(descriptor) != nullptr) {
     return KQ_ALREADY_EXISTS;
   }
-  auto entry = std::make_shared<Entry>();
+  auto entry = std::make_unique<Entry>();
   entry->descriptor = descriptor;
   entry->callback = std::move(callback);
-  return insert(entry, events);
+  return insert(std::move(entry), events);
 }
 
 int KQEndPointManager::modifyDescriptor(int descriptor, unsigned events) {
-  const EntryPointer entry = findDescriptor(descriptor);
+  Entry* const entry = findDescriptor(descriptor);
   if (entry == nullptr) {
     return KQ_NOT_FOUND;
   }
@@ -113,11 +115,11 @@ int KQEndPointManager::modifyDescriptor(int descriptor, unsigned events) {
 }
 
 int KQEndPointManager::removeDescriptor(int descriptor) {
-  const EntryPointer entry = findDescriptor(descriptor);
+  Entry* const entry = findDescriptor(descriptor);
   if (entry == nullptr) {
     return KQ_NOT_FOUND;
   }
-  erase(entry);
+  erase(*entry);
   return KQ_OK;
 }
 
@@ -128,27 +130,27 @@ int KQEndPointManager::addService(KQTimedService* service) {
   if (find([service](const Entry& each) { return each.service == service; }) != nullptr) {
     return KQ_ALREADY_EXISTS;
   }
-  auto entry = std::make_shared<Entry>();
+  auto entry = std::make_unique<Entry>();
   entry->service = service;
-  return insert(entry, 0);
+  return insert(std::move(entry), 0);
 }
 
 int KQEndPointManager::removeService(KQTimedService* service) {
-  const EntryPointer entry =
+  Entry* const entry =
       find([service](const Entry& each) { return each.service == service && each.endPoint == nullptr; });
   if (service == nullptr || entry == nullptr) {
     return KQ_NOT_FOUND;
   }
-  erase(entry);
+  erase(*entry);
   return KQ_OK;
 }
 
 int KQEndPointManager::wait(int timeoutMs) {
-  beginTurn(timeoutMs == 0);
-  int served = serveEvents(limitWait(timeoutMs));
-  served += serveBuffered();
-  runServices();
-  reportTransitions();
+  ++waits_;
+  int served = serveEvents(prepare(timeoutMs));
+  served += serveUnasked();
+  --waits_;
+  deleteErased();
   return served;
 }
 
@@ -159,43 +161,40 @@ void KQEndPointManager::wake() {
 }
 
 template <class Predicate>
-KQEndPointManager::EntryPointer KQEndPointManager::find(Predicate predicate) const {
-  for (const auto& [key, entry] : entries_) {
-    if (predicate(*entry)) {
-      return entry;
-    }
-  }
-  return nullptr;
+KQEndPointManager::Entry* KQEndPointManager::find(Predicate predicate) const {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&predicate](const auto& entry) { return !entry->removed && predicate(*entry); });
+  return found != entries_.end() ? found->get() : nullptr;
 }
 
-KQEndPointManager::EntryPointer KQEndPointManager::findDescriptor(int descriptor) const {
+KQEndPointManager::Entry* KQEndPointManager::findDescriptor(int descriptor) const {
   return find([descriptor](const Entry& each) { return each.callback && each.descriptor == descriptor; });
 }
 
-/// Visits all entries, also when the visitor adds and removes some.
-template <class Visitor>
-void KQEndPointManager::forEachEntry(Visitor visit) {
-  for (auto position = entries_.begin(); position != entries_.end();) {
-    const EntryPointer entry = position->second;
-    visit(entry);
-    position = entries_.upper_bound(entry->key);
-  }
-}
-
-int KQEndPointManager::insert(const EntryPointer& entry, unsigned events) {
-  entry->key = nextKey_++;
+int KQEndPointManager::insert(std::unique_ptr<Entry> entry, unsigned events) {
   const bool waitable = entry->descriptor >= 0;
   if (waitable && !watch(*entry, events)) {
     return KQ_INVALID_ARGUMENT;
   }
-  entries_.emplace(entry->key, entry);
+  entries_.push_back(std::move(entry));
   return KQ_OK;
 }
 
-void KQEndPointManager::erase(const EntryPointer& entry) {
-  entry->removed = true;
-  unwatch(*entry);
-  entries_.erase(entry->key);
+/// The entry itself may be in work, or an event of it be waiting for its turn.
+void KQEndPointManager::erase(Entry& entry) {
+  entry.removed = true;
+  hasErased_ = true;
+  unwatch(entry);
+  deleteErased();
+}
+
+void KQEndPointManager::deleteErased() {
+  if (!hasErased_ || waits_ > 0) {
+    return;
+  }
+  const auto isErased = [](const auto& entry) { return entry->removed; };
+  entries_.erase(std::remove_if(entries_.begin(), entries_.end(), isErased), entries_.end());
+  hasErased_ = false;
 }
 
 bool KQEndPointManager::watch(Entry& entry, unsigned events) {
@@ -204,7 +203,7 @@ bool KQEndPointManager::watch(Entry& entry, unsigned events) {
   }
   epoll_event event{};
   event.events = events;
-  event.data.u64 = entry.key;
+  event.data.ptr = &entry;
   if (epoll_ctl(epoll_, entry.watched ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, entry.descriptor, &event) != 0) {
     return false;
   }
@@ -221,47 +220,44 @@ void KQEndPointManager::unwatch(Entry& entry) {
   entry.watched = false;
 }
 
-void KQEndPointManager::beginTurn(bool polled) {
-  for (const auto& [key, entry] : entries_) {
-    if (entry->endPoint == nullptr) {
-      continue;
-    }
-    entry->announced = false;
-    entry->paused = entry->unread && !polled;
-    entry->unread = false;
-    const unsigned readable = entry->paused ? 0U : static_cast<unsigned>(EPOLLIN);
-    const unsigned writable = entry->endPoint->wantsWritable() ? static_cast<unsigned>(EPOLLOUT) : 0U;
-    if (entry->descriptor < 0) {
-      continue;
-    }
-    if ((readable | writable) != 0) {
-      watch(*entry, readable | writable);
-    } else {
-      // Without any interest epoll would still report an error condition, again and again.
-      unwatch(*entry);
-    }
-  }
-}
-
-int KQEndPointManager::limitWait(int timeoutMs) const {
+/// Begins a turn. @return how long it may wait
+int KQEndPointManager::prepare(int timeoutMs) {
   int delay = timeoutMs;
-  for (const auto& [key, entry] : entries_) {
-    if (entry->service != nullptr) {
-      delay = shorterDelay(delay, entry->service->getServiceDelay());
-    }
-    if (entry->endPoint == nullptr) {
+  for (const auto& entry : entries_) {
+    if (entry->removed || entry->service == nullptr) {
       continue;
     }
-    if (entry->paused) {
-      delay = shorterDelay(delay, UNREAD_PAUSE_MS);
-    } else if (entry->endPoint->hasBufferedFrames()) {
-      return 0;
-    }
-    if (entry->endPoint->getTransitions() != entry->reportedTransitions) {
-      return 0;
+    delay = shorterDelay(delay, entry->service->getServiceDelay());
+    if (entry->endPoint != nullptr) {
+      delay = shorterDelay(delay, prepareEndPoint(*entry, timeoutMs == 0));
     }
   }
   return delay;
+}
+
+/// Watches what is of interest in this turn. @return how long the end point lets the turn wait
+int KQEndPointManager::prepareEndPoint(Entry& entry, bool polled) {
+  const KQEndPoint& endPoint = *entry.endPoint;
+  entry.announced = false;
+  entry.paused = entry.unread && !polled;
+  entry.unread = false;
+  const unsigned readable = entry.paused ? 0U : static_cast<unsigned>(EPOLLIN);
+  const unsigned writable = endPoint.wantsWritable() ? static_cast<unsigned>(EPOLLOUT) : 0U;
+  if (entry.descriptor >= 0) {
+    if ((readable | writable) != 0) {
+      watch(entry, readable | writable);
+    } else {
+      // Without any interest epoll would still report an error condition, again and again.
+      unwatch(entry);
+    }
+  }
+  if (endPoint.getTransitions() != entry.reportedTransitions) {
+    return 0;
+  }
+  if (entry.paused) {
+    return UNREAD_PAUSE_MS;
+  }
+  return endPoint.hasBufferedFrames() ? 0 : -1;
 }
 
 int KQEndPointManager::serveEvents(int timeoutMs) {
@@ -269,30 +265,27 @@ int KQEndPointManager::serveEvents(int timeoutMs) {
   const int number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, timeoutMs);
   int served = 0;
   for (int i = 0; i < number; ++i) {
-    if (events[i].data.u64 == WAKE_KEY) {
+    if (events[i].data.ptr == WAKE_KEY) {
       std::uint64_t ignored = 0;
       [[maybe_unused]] const ssize_t count = read(wake_, &ignored, sizeof ignored);
       continue;
     }
-    const auto found = entries_.find(events[i].data.u64);
-    if (found != entries_.end()) {
-      const EntryPointer entry = found->second;  // stays alive while it is called, even if it removes itself
-      served += serve(entry, events[i].events);
-    }
+    Entry& entry = *static_cast<Entry*>(events[i].data.ptr);
+    served += entry.removed ? 0 : serve(entry, events[i].events);
   }
   return served;
 }
 
-int KQEndPointManager::serve(const EntryPointer& entry, unsigned events) {
-  if (entry->endPoint == nullptr) {
-    entry->callback(events);
+int KQEndPointManager::serve(Entry& entry, unsigned events) {
+  if (entry.endPoint == nullptr) {
+    entry.callback(events);
     return 1;
   }
   if ((events & static_cast<unsigned>(EPOLLOUT)) != 0) {
-    entry->endPoint->flush();
+    entry.endPoint->flush();
   }
   const bool readable = (events & ~static_cast<unsigned>(EPOLLOUT)) != 0;
-  return readable && entry->endPoint->prepareRead() ? announceFrames(*entry) : 0;
+  return readable && entry.endPoint->prepareRead() ? announceFrames(entry) : 0;
 }
 
 int KQEndPointManager::announceFrames(Entry& entry) {
@@ -309,39 +302,40 @@ int KQEndPointManager::announceFrames(Entry& entry) {
   return entry.listener != nullptr ? 1 : 0;
 }
 
-int KQEndPointManager::serveBuffered() {
+/// Ends a turn with what no event tells of: frames taken in a batch, services, ports that went and came. Callbacks may
+/// add entries meanwhile.
+int KQEndPointManager::serveUnasked() {
   int served = 0;
-  forEachEntry([this, &served](const EntryPointer& entry) {
-    if (entry->endPoint != nullptr && !entry->announced && !entry->paused && entry->endPoint->hasBufferedFrames()) {
-      served += announceFrames(*entry);
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    Entry& entry = *entries_[i];
+    if (entry.removed || entry.service == nullptr) {
+      continue;
     }
-  });
+    if (entry.endPoint != nullptr && !entry.announced && !entry.paused && entry.endPoint->hasBufferedFrames()) {
+      served += announceFrames(entry);
+    }
+    if (!entry.removed && entry.service->getServiceDelay() == 0) {
+      entry.service->service();
+    }
+    if (entry.endPoint != nullptr) {
+      reportTransitions(entry);
+    }
+  }
   return served;
 }
 
-void KQEndPointManager::runServices() {
-  forEachEntry([](const EntryPointer& entry) {
-    if (entry->service != nullptr && entry->service->getServiceDelay() == 0) {
-      entry->service->service();
+void KQEndPointManager::reportTransitions(Entry& entry) {
+  while (!entry.removed && entry.reportedTransitions != entry.endPoint->getTransitions()) {
+    ++entry.reportedTransitions;
+    if (entry.listener == nullptr) {
+      continue;
     }
-  });
-}
-
-void KQEndPointManager::reportTransitions() {
-  forEachEntry([](const EntryPointer& entry) {
-    while (!entry->removed && entry->endPoint != nullptr &&
-           entry->reportedTransitions != entry->endPoint->getTransitions()) {
-      ++entry->reportedTransitions;
-      if (entry->listener == nullptr) {
-        continue;
-      }
-      if (entry->reportedTransitions % 2 == 1) {
-        entry->listener->onEndPointDisconnected(entry->endPoint);
-      } else {
-        entry->listener->onEndPointReconnected(entry->endPoint);
-      }
+    if (entry.reportedTransitions % 2 == 1) {
+      entry.listener->onEndPointDisconnected(entry.endPoint);
+    } else {
+      entry.listener->onEndPointReconnected(entry.endPoint);
     }
-  });
+  }
 }
 
 }  // namespace KQ

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "KQTickDelay.h"
 
@@ -36,6 +37,25 @@ can_frame toKernelFrame(const KQBusFrame& frame) {
   result.can_dlc = frame.length;
   std::memcpy(result.data, frame.data, sizeof result.data);
   return result;
+}
+
+/// What the kernel takes (CAN_RAW_FILTER_MAX).
+constexpr std::size_t LARGEST_FILTER = 512;
+
+/// The wanted identifiers from @p first on in as few filters as there are blocks of them: a filter can name 1, 2, 4,
+/// ... neighbours.
+void addFilters(const KQReceptionFilter& wanted, unsigned first, unsigned count, std::vector<can_filter>& filters) {
+  unsigned number = 0;
+  for (unsigned identifier = first; identifier < first + count; ++identifier) {
+    number += wanted.contains(identifier) ? 1U : 0U;
+  }
+  if (number == count) {
+    // Only data frames of 11 bits.
+    filters.push_back({first, (CAN_SFF_MASK & ~(count - 1U)) | CAN_EFF_FLAG | CAN_RTR_FLAG});
+  } else if (number > 0) {
+    addFilters(wanted, first, count / 2, filters);
+    addFilters(wanted, first + count / 2, count / 2, filters);
+  }
 }
 
 std::string explainOpenFailure(int error) {
@@ -103,6 +123,10 @@ int KQSocketCANEndPoint::doRead(KQCANMessage& message) {
         return KQ_OK;
       }
     }
+    if (isEmptied_) {
+      isEmptied_ = false;
+      return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
+    }
     if (!isConnected()) {
       service();
     }
@@ -119,6 +143,7 @@ int KQSocketCANEndPoint::receiveBatch() {
   const int result = calls_->receive(descriptor_, batch_.data(), static_cast<unsigned>(batch_.size()));
   if (result > 0) {
     receivedCount_ = static_cast<unsigned>(result);
+    isEmptied_ = receivedCount_ < batch_.size();
     return KQ_OK;
   }
   if (meansInterfaceDown(result)) {
@@ -210,6 +235,21 @@ void KQSocketCANEndPoint::setErrorPassive(bool passive) {
   printLine(passive ? "the controller is error-passive" : "the controller is error-active again");
 }
 
+void KQSocketCANEndPoint::doSetFilter(const KQReceptionFilter* filter) {
+  std::vector<can_filter> filters;
+  if (filter != nullptr) {
+    addFilters(*filter, 0, KQReceptionFilter::COUNT, filters);
+  }
+  const bool isTooLong = filters.size() > LARGEST_FILTER;
+  const bool isSet = filter != nullptr && !isTooLong &&
+                     calls_->setFilters(descriptor_, filters.data(), static_cast<unsigned>(filters.size())) >= 0;
+  if (!isSet) {
+    // What was set before must not stay: it may hold back what is wanted now.
+    const can_filter all{0, 0};
+    calls_->setFilters(descriptor_, &all, 1);
+  }
+}
+
 // ---- Writing
 
 int KQSocketCANEndPoint::doWrite(const KQCANMessage& message) {
@@ -277,6 +317,7 @@ bool KQSocketCANEndPoint::noteObstacle(int error) {
 void KQSocketCANEndPoint::setObstacle(Obstacle obstacle) {
   obstacle_ = obstacle;
   obstacleTick_ = KQTick::getTickCount();
+  noteHindrance();
 }
 
 /// @return true: the error says that the port is down, and now it is
@@ -289,6 +330,9 @@ bool KQSocketCANEndPoint::noteSendFailure(int error) {
 }
 
 bool KQSocketCANEndPoint::wantsWritable() const {
+  if (!isHindered_) {
+    return false;
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   return obstacle_ == Obstacle::SOCKET_FULL;
 }
@@ -311,6 +355,7 @@ void KQSocketCANEndPoint::beginOutage(Outage outage, const char* reason) {
   count(counters_.discarded, static_cast<unsigned>(queue_.getCount()));
   queue_.clear();
   obstacle_ = Obstacle::NONE;
+  noteHindrance();
   setConnected(false, reason);
 }
 
@@ -324,11 +369,15 @@ void KQSocketCANEndPoint::comeBack(Outage outage, const char* reason) {
     return;
   }
   outage_ = Outage::NONE;
+  noteHindrance();
   setConnected(true, reason);
 }
 
 int KQSocketCANEndPoint::getServiceDelay() const {
   int delay = overrun_ ? remainingDelay(overrunTick_, OVERRUN_QUIET_MS) : -1;
+  if (!isHindered_) {
+    return delay;
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   if (obstacle_ == Obstacle::INTERFACE_FULL) {
     delay = shorterDelay(delay, remainingDelay(obstacleTick_, INTERFACE_FULL_RETRY_MS));
@@ -383,7 +432,11 @@ bool KQSocketCANEndPoint::bindAgain() {
   }
   // The error of going down may still be pending; read later it would look like a new one.
   calls_->clearError(descriptor_);
-  return calls_->bindSocket(descriptor_, index) >= 0;
+  if (calls_->bindSocket(descriptor_, index) < 0) {
+    return false;
+  }
+  applyFilter();
+  return true;
 }
 
 bool KQSocketCANEndPoint::interfaceHas(int flag) const {

@@ -75,9 +75,17 @@ int KQVirtualEndPoint::doWrite(const KQCANMessage& message) {
   return KQ_OK;
 }
 
+void KQVirtualEndPoint::doSetFilter(const KQReceptionFilter* filter) {
+  const std::lock_guard<std::mutex> lock(bus_->getMutex());
+  acceptedFrames_ = filter != nullptr ? std::optional<KQReceptionFilter>(*filter) : std::nullopt;
+}
+
 void KQVirtualEndPoint::takeFrame(const KQBusFrame& frame) {
   if (frame.extended) {
     count(counters_.dropped);
+    return;
+  }
+  if (acceptedFrames_ && !acceptedFrames_->contains(frame.identifier)) {
     return;
   }
   if (!queue_.push(frame)) {

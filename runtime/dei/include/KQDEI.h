@@ -1,12 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "KQVariable.h"
-#include "KQVariableCell.h"
 #include "KQVariableStorageType.h"
 
 namespace KQ {
@@ -44,13 +42,6 @@ public:
   /// is a KQSignalListener is registered with KQVariableEventDispatcher: it hears of every change of its variable.
   /// @return 0; 20 for null; 25 when the variable there belongs to somebody else (nothing changes).
   int addVariable(const KQVariable* variable);
-
-  /// The value of a variable, for those who read or write it over and over.
-  /// @return null when there is no such variable.
-  KQVariableCell* findCell(unsigned short index, unsigned short subIndex) const;
-
-  /// A number that changes with clear(): a cell that was found before is not to be used any more then.
-  unsigned int getGeneration() const { return generation_.load(std::memory_order_acquire); }
 
   /// Reads an integer.
   /// @param value  receives the value with the results 0 and 12; untouched otherwise.
@@ -114,7 +105,6 @@ public:
   void clear();
 
 private:
-  friend class KQVariableCell;
   struct Store;
   struct Record;
 
@@ -122,7 +112,6 @@ private:
   ~KQDEI();
 
   const std::unique_ptr<Store> store_;
-  std::atomic<unsigned int> generation_{0};
 };
 
 }  // namespace KQ

@@ -36,27 +36,31 @@ struct Ownership {
 }  // namespace
 
 /// One variable. What the hot path needs stands first and is atomic; the rest says who guards it.
-struct KQDEI::Record : KQVariableCell {
+struct KQDEI::Record {
   Record(const KQVariable& variable, const KQVariableEventDispatcher::Mapping& eventMapping)
       : key(keyOf(variable.getFirstAddress(), variable.getSecondAddress())),
         mapping(eventMapping),
         description(variable) {}
 
-  using KQVariableCell::holds;
-  using KQVariableCell::isMarkedInvalid;
-  using KQVariableCell::markInvalid;
-  using KQVariableCell::reportChange;
-  using KQVariableCell::storageType_;
-  using KQVariableCell::value_;
+  bool holds(KQVariableStorageType type) const { return storageType.load(std::memory_order_relaxed) == type; }
 
-  void setOwnership(const Ownership* newOwnership) {
-    ownership.store(newOwnership, std::memory_order_release);
-    owner_.store(newOwnership != nullptr ? newOwnership->owner : nullptr, std::memory_order_release);
+  /// A writer stores the value first and the validity after it, a reader goes the other way round: who sees that a
+  /// value became valid sees that value or a later one.
+  bool isMarkedInvalid() const { return invalid.load(std::memory_order_acquire); }
+  void markInvalid(bool isInvalid) { invalid.store(isInvalid, std::memory_order_release); }
+
+  /// Tells the listeners of the variable, if there are any.
+  void report(int code, unsigned int number) const {
+    if (mapping.hasListeners()) {
+      KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, key, number);
+      KQVariableEventDispatcher::instance()->dispatch(mapping, signal);
+    }
   }
 
-  void report(int code, unsigned int value) const;
-
   const unsigned int key;
+  std::atomic<int> value{0};
+  std::atomic<bool> invalid{false};
+  std::atomic<KQVariableStorageType> storageType{STORAGE_TYPE_UNDEFINED};
   std::atomic<const Ownership*> ownership{nullptr};
   const KQVariableEventDispatcher::Mapping& mapping;
   std::string text;        ///< guarded by Store::textMutex
@@ -100,7 +104,7 @@ const Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* owner) {
 void KQDEI::Store::describe(Record& record, const KQVariable& variable) {
   record.description = variable;
   record.description.setName(variable.getName());
-  record.setOwnership(ownershipOf(variable.getOwner()));
+  record.ownership.store(ownershipOf(variable.getOwner()), std::memory_order_release);
 }
 
 void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
@@ -108,9 +112,9 @@ void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
     const std::lock_guard<std::mutex> textLock(textMutex);
     record.text = variable.getInitialText();
   }
-  record.value_.store(variable.getInitialValue(), std::memory_order_relaxed);
+  record.value.store(variable.getInitialValue(), std::memory_order_relaxed);
   record.markInvalid(!variable.isValid());
-  record.storageType_.store(variable.getStorageType(), std::memory_order_release);
+  record.storageType.store(variable.getStorageType(), std::memory_order_release);
 }
 
 int KQDEI::Store::add(const KQVariable& variable) {
@@ -137,24 +141,11 @@ int KQDEI::Store::add(const KQVariable& variable) {
   return KQ_OK;
 }
 
-int KQVariableCell::reportChange(int value) const {
-  static_cast<const KQDEI::Record*>(this)->report(KQ_SIGNAL_VARIABLE_CHANGED, static_cast<unsigned int>(value));
-  return KQ_OK;
-}
-
-void KQDEI::Record::report(int code, unsigned int value) const {
-  if (!mapping.hasListeners()) {
-    return;
-  }
-  KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, key, value);
-  KQVariableEventDispatcher::instance()->dispatch(mapping, signal);
-}
-
 inline void KQDEI::Store::assign(Record& record, int value, bool notify) {
-  const int previous = record.value_.exchange(value, std::memory_order_acq_rel);
+  const int previous = record.value.exchange(value, std::memory_order_acq_rel);
   record.markInvalid(false);
   if (notify && previous != value) {
-    record.reportChange(value);
+    record.report(KQ_SIGNAL_VARIABLE_CHANGED, static_cast<unsigned int>(value));
   }
 }
 
@@ -241,10 +232,6 @@ int KQDEI::addVariable(const KQVariable* variable) {
   return result;
 }
 
-KQVariableCell* KQDEI::findCell(unsigned short index, unsigned short subIndex) const {
-  return store_->find(index, subIndex);
-}
-
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* value) const {
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
@@ -253,7 +240,12 @@ int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* 
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  return record->read(value);
+  if (!record->holds(STORAGE_TYPE_INTEGER)) {
+    return KQ_INVALID_ARGUMENT;
+  }
+  const bool isInvalid = record->isMarkedInvalid();
+  *value = record->value.load(std::memory_order_relaxed);
+  return isInvalid ? KQ_VALUE_INVALID : KQ_OK;
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::string* value) const {
@@ -351,7 +343,7 @@ void KQDEI::removeOwner(const KQVariableOwner* owner) {
   const Store::Table::WriterLock lock(store_->mutex);
   for (const auto& record : store_->table.nodes(lock)) {
     if (record->description.getOwner() == owner) {
-      record->setOwnership(nullptr);
+      record->ownership.store(nullptr, std::memory_order_release);
       record->description.setOwner(nullptr);
     }
   }
@@ -359,7 +351,6 @@ void KQDEI::removeOwner(const KQVariableOwner* owner) {
 
 void KQDEI::clear() {
   const Store::Table::WriterLock lock(store_->mutex);
-  generation_.fetch_add(1, std::memory_order_acq_rel);
   store_->table.clear(lock);
   store_->ownerships.clear();
 }

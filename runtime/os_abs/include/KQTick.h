@@ -1,7 +1,5 @@
 #pragma once
 
-#include <atomic>
-
 namespace KQ {
 
 /// The millisecond clock from which all times are taken.
@@ -13,15 +11,12 @@ public:
   /// The milliseconds that have passed since some fixed moment, wrapping after 2^32 ms (about 49.7
   /// days): the difference of two ticks is right across the wrap. Comes from the monotonic clock, so
   /// that a step of the wall clock never shows. May be called from any thread.
-  static unsigned int getTickCount() { return source_.load(std::memory_order_acquire)(); }
+  static unsigned int getTickCount();
 
   /// Puts another clock in place for the whole process, so that a test moves the time itself.
   /// @param source  null: back to the monotonic clock. Must stay callable until it is replaced.
   /// May be called from any thread; a call of getTickCount in progress may still use the previous clock.
   static void setSource(Source source);
-
-private:
-  static std::atomic<Source> source_;
 };
 
 }  // namespace KQ

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include <atomic>
 #include <cstdint>
 
 namespace KQ {
@@ -18,12 +19,16 @@ unsigned int readMonotonicClock() {
   return static_cast<unsigned int>(milliseconds);
 }
 
+std::atomic<KQTick::Source> activeSource{&readMonotonicClock};
+
 }  // namespace
 
-std::atomic<KQTick::Source> KQTick::source_{&readMonotonicClock};
+unsigned int KQTick::getTickCount() {
+  return activeSource.load(std::memory_order_acquire)();
+}
 
 void KQTick::setSource(Source source) {
-  source_.store(source != nullptr ? source : &readMonotonicClock, std::memory_order_release);
+  activeSource.store(source != nullptr ? source : &readMonotonicClock, std::memory_order_release);
 }
 
 }  // namespace KQ

@@ -1,18 +1,25 @@
-// Covers: what the runtime configures of the node's communication, without PDOs.
+// Covers: what the runtime configures of the node's communication. (The objects of PDOs and what becomes of a refused
+// mapping: PDODescriptionTest.cpp)
 //
 // | parameter               | functional                                  | robustness                           |
 // |-------------------------|---------------------------------------------|--------------------------------------|
 // | addSDOChannel           | both kinds, every sub-entry                 | 129th, gap, other types, before init |
 // | setSDOServerID          | stored, sub-index & 0xFF                    | missing object, before init          |
-// | SDO listener, time-out  | reach the handler                           | before init                          |
+// | SDO listener, time-out  | listener is told, time-out is kept          | listener before init                 |
+// | addPDO                  | defaults of the two times                   |                                      |
+// | addPDOMapping           | every order of directions; ID of a variable | rights other than rw                 |
 // | heartbeat producer time | read back, before and after init            | too long, before init                |
-// | addHeartbeatConsumer    | first free place, update, 127               | 128th, node 0, before init           |
+// | addHeartbeatConsumer    | first free place, update, 127, at once      | 128th, node 0, before init           |
 // | listeners               | heartbeat of all, of one node, state; texts | before init                          |
+// | log lines               | whatever the stream is set to               |                                      |
 
+#include "ChangedStreamFormat.h"
 #include "KQCANopenObjectDictionary.h"
+#include "KQDEI.h"
 #include "KQErrorCodes.h"
 #include "KQNMTHandler.h"
 #include "KQSDOHandler.h"
+#include "KQVariable.h"
 #include "NamedCase.h"
 #include "ReadableName.h"
 #include "SignalRecorder.h"
@@ -154,6 +161,17 @@ TEST_F(Configuration, ClientChannelsEndAt12FF) {
   EXPECT_FALSE(node.dictionary().objectExists(0x1300));
 }
 
+TEST_F(Configuration, RefusedClientChannelLeavesNoName) {
+  for (int i = 0; i < 128; ++i) {
+    addClient();
+  }
+  KQ::KQVariable variable(0x2001, 1, "number");
+  variable.setChannelName("refused");
+  ASSERT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
+  EXPECT_EQ(canopen().addSDOChannel(0x613, 0x593, 9, KQ::SDO_CHANNEL_CLIENT, "refused"), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x2001, 1, 0x593), nullptr);
+}
+
 TEST_F(Configuration, ServerAndClientChannelsAreCountedApart) {
   for (int i = 0; i < 128; ++i) {
     addClient();
@@ -233,6 +251,80 @@ TEST_F(EarlyConfiguration, SDOTimeoutIs100AndCanBeSet) {
   canopen().setSDOTimeout(2500);
   node.init();
   EXPECT_EQ(canopen().getSDOTimeout(), 2500U);
+}
+
+// ---- PDOs
+
+TEST_F(Configuration, DefaultOfTheEventTimerIsTheTimeGiven) {
+  canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 500, 0, 1, true, nullptr);
+  canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 600, 0, 1, true, nullptr);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1800, 5)->defaultValue, 500);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1400, 5)->defaultValue, 600);
+}
+
+TEST_F(Configuration, DefaultOfTheInhibitTimeIsTheTimeGivenAlsoWhereItDoesNotCount) {
+  canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 100, 1, true, nullptr);
+  canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 1, 0x285, 0, 200, 254, true, nullptr);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1800, 3)->defaultValue, 100);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1801, 3)->defaultValue, 200);
+}
+
+/// The directions in which an object is mapped, one after the other, and its access right then.
+struct DirectionsRow : test::NamedCase {
+  std::vector<KQ::KQCANopenPDOType> directions;
+  KQ::KQCANopenAccessType access;
+};
+
+class MappedDirections : public Configuration, public testing::WithParamInterface<DirectionsRow> {
+protected:
+  /// @return the access right of an object that had @p access before it was mapped in all directions of the row
+  KQ::KQCANopenAccessType accessAfterMapping(KQ::KQCANopenAccessType access) {
+    node.dictionary().addEntry(0x2001, KQ::OBJECT_TYPE_VAR, "object");
+    node.dictionary().addSubentry(0x2001, 0, access, KQ::DATA_TYPE_UNSIGNED8, "", true, 0, "", 0);
+    for (const KQ::KQCANopenPDOType direction : GetParam().directions) {
+      EXPECT_EQ(canopen().addPDOMapping(0, direction, 0x2001, 0, 8), KQ::KQ_OK);
+    }
+    return node.dictionary().getSubentry(0x2001, 0)->accessType;
+  }
+};
+
+TEST_P(MappedDirections, ShowInTheAccessRight) {
+  EXPECT_EQ(accessAfterMapping(KQ::ACCESS_RW), GetParam().access);
+}
+
+TEST_P(MappedDirections, LeaveAReadOnlyObjectReadOnly) {
+  EXPECT_EQ(accessAfterMapping(KQ::ACCESS_RO), KQ::ACCESS_RO);
+}
+
+constexpr KQ::KQCANopenPDOType T = KQ::PDO_TYPE_TRANSMIT;
+constexpr KQ::KQCANopenPDOType R = KQ::PDO_TYPE_RECEIVE;
+
+const DirectionsRow DIRECTIONS_ROWS[] = {
+    {{"T"}, {T}, KQ::ACCESS_RWR},
+    {{"TT"}, {T, T}, KQ::ACCESS_RWR},
+    {{"TR"}, {T, R}, KQ::ACCESS_RW},
+    {{"TRT"}, {T, R, T}, KQ::ACCESS_RW},
+    {{"TRR"}, {T, R, R}, KQ::ACCESS_RW},
+    {{"TTR"}, {T, T, R}, KQ::ACCESS_RW},
+    {{"R"}, {R}, KQ::ACCESS_RWW},
+    {{"RR"}, {R, R}, KQ::ACCESS_RWW},
+    {{"RT"}, {R, T}, KQ::ACCESS_RW},
+    {{"RTR"}, {R, T, R}, KQ::ACCESS_RW},
+    {{"RTT"}, {R, T, T}, KQ::ACCESS_RW},
+    {{"RRT"}, {R, R, T}, KQ::ACCESS_RW},
+    {{"TRTR"}, {T, R, T, R}, KQ::ACCESS_RW},
+};
+
+INSTANTIATE_TEST_SUITE_P(Orders, MappedDirections, testing::ValuesIn(DIRECTIONS_ROWS), test::caseName<DirectionsRow>);
+
+// A data type is named by 16 bits of sub-index, as the ID of a variable; the mapped object has 8.
+TEST_F(Configuration, VariableOfADummyMappingHasSixteenBitsOfSubIndex) {
+  const KQ::KQVariable variable(0x0005, 0x100, "type", KQ::STORAGE_TYPE_INTEGER, 16, false);
+  ASSERT_EQ(KQ::KQDEI::instance()->addVariable(&variable), KQ::KQ_OK);
+  EXPECT_EQ(canopen().addPDOMapping(0, T, 0x0005, 0x100, 16), KQ::KQ_OK);
+  EXPECT_EQ(valueOf(0x1A00, 1), 0x00060010);
+  EXPECT_EQ(canopen().addPDOMapping(0, T, 0x0005, 0, 8), KQ::KQ_OK);
+  EXPECT_EQ(valueOf(0x1A00, 2), 0x00050008);
 }
 
 // ---- heartbeat producer
@@ -318,6 +410,12 @@ TEST_F(Configuration, HeartbeatConsumerOfAListedNodeIsUpdatedInPlace) {
   EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 3));
 }
 
+TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsDefault) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(5, 500);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1016, 1)->defaultValue, 0x000503E8);
+}
+
 TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsUpper16Bits) {
   node.dictionary().setLimits(0x1016, 1, 0, -1);
   node.dictionary().getSubentry(0x1016, 1)->value = 0x12050001;
@@ -348,6 +446,21 @@ TEST_F(Configuration, HeartbeatConsumerOfNode0FillsTheTimeOfAFreeSubIndex) {
   EXPECT_EQ(valueOf(0x1016, 1), 100);
   canopen().addHeartbeatConsumer(5, 200);
   EXPECT_EQ(valueOf(0x1016, 1), 0x000500C8);
+}
+
+TEST_F(Configuration, HeartbeatConsumerOfNode0IsAnUpdateOfAFreeSubIndex) {
+  canopen().addHeartbeatConsumer(0, 100);
+  EXPECT_EQ(node.dictionary().getSubentry(0x1016, 1)->defaultValue, 0);
+}
+
+TEST_F(Configuration, AddedHeartbeatConsumerCountsAtOnce) {
+  test::SignalRecorder listener;
+  canopen().addHeartbeatListener(&listener);
+  node.cycle();
+  canopen().addHeartbeatConsumer(6, 100);
+  node.receive("706#05");
+  ASSERT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
 }
 
 TEST_F(Configuration, ThereIsRoomFor127HeartbeatConsumers) {
@@ -425,6 +538,21 @@ TEST_F(Configuration, LaterStateListenerReplacesTheEarlier) {
   node.cycle();
   EXPECT_EQ(earlier.signals.size(), 0U);
   EXPECT_EQ(later.signals.size(), 1U);
+}
+
+// ---- format of the lines
+
+TEST_F(Configuration, LinesDoNotDependOnTheFormatOfTheStream) {
+  const test::ChangedStreamFormat format;
+  test::SignalRecorder listener;
+  canopen().addPDOMapping(0x1B, T, 0x2100, 1, 8);
+  canopen().addHeartbeatListener(&listener);
+  canopen().addStateListener(&listener);
+  EXPECT_EQ(node.output.takeOutput(),
+            "WARNING: Marking PDO 27 OD index 0x1a1b as forever invalid due to invalid mapping!\n"
+            "Adding heartbeat listener\n"
+            "Adding state listener\n");
+  EXPECT_TRUE(format.isKept());
 }
 
 }  // namespace

@@ -3,11 +3,15 @@
 //  subject                 | functional                               | robustness
 //  ------------------------+------------------------------------------+-----------------------------------------
 //  handler order           | up to the one that takes the frame       | nobody takes it, any result, no EMCY handler
-//  result                  | 5, 0 while paused, the kept one          | no port, each handler missing
-//  receive buffer          | cleared after every frame                |
-//  budget                  | boundary in both directions              | 0, sum wraps
-//  budget of the instance  | boundaries of the tick where it wraps    |
+//  handlers that declare   | only who serves it, two of them in order | more than 11 bits, EMCY that declares nothing
+//  result                  | 5, 0 while paused, the kept one, STOPPED | no port, port closed by a frame, each handler
+//  missing receive buffer          | cleared after every frame                | budget                  | boundary in
+//  both directions              | 0, sum wraps budget of the instance  | boundaries of the tick where it wraps    |
 
+#include <initializer_list>
+#include <typeinfo>
+
+#include "KQSignalListener.h"
 #include "ReadableName.h"
 #include "StateMachineFixture.h"
 
@@ -115,6 +119,158 @@ TEST_F(Reception, DoesNotDependOnTheState) {
     EXPECT_EQ(machine.receiveCANMessages(10), KQ::KQ_NO_DATA) << state;
     EXPECT_EQ(offers.size(), 5U) << state;
   }
+}
+
+// ---- handlers that declare what they serve
+
+/// An observed handler whose class speaks for itself.
+template <typename Handler>
+class DeclaringHandler : public test::ObservedHandler<Handler> {
+public:
+  using test::ObservedHandler<Handler>::ObservedHandler;
+
+  void serve(std::initializer_list<unsigned int> cobIDs) {
+    KQ::KQServedCOBIDs& served = this->declareServedCOBIDs(typeid(DeclaringHandler));
+    for (const unsigned int identifier : cobIDs) {
+      served.add(identifier);
+    }
+  }
+};
+
+/// A machine whose handlers have declared nothing but 0x123 for PDO and SDO.
+class ServedReception : public Reception {
+protected:
+  ServedReception() {
+    declaringNMT.serve({});
+    declaringSync.serve({});
+    declaringPDO.serve({0x123});
+    declaringSDO.serve({0x123});
+    declaringEmergency.serve({});
+    machine.setMessageHandlers(&declaringSDO, &declaringPDO, &declaringSync, &declaringNMT, &declaringEmergency);
+  }
+
+  int receive(const std::string& text) {
+    node.port().inject(text);
+    return machine.receiveCANMessages(0);
+  }
+
+  DeclaringHandler<KQ::KQNMTHandler> declaringNMT{"NMT", offers};
+  DeclaringHandler<KQ::KQSyncHandler> declaringSync{"SYNC", offers, &node.canopen()};
+  DeclaringHandler<KQ::KQPDOHandler> declaringPDO{"PDO", offers, &node.canopen()};
+  DeclaringHandler<KQ::KQSDOHandler> declaringSDO{"SDO", offers};
+  DeclaringHandler<KQ::KQEmergencyHandler> declaringEmergency{"EMCY", offers};
+};
+
+TEST_F(ServedReception, FrameThatNobodyServesIsOfferedToNobody) {
+  EXPECT_EQ(receive("124#01"), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(offers, Offers{});
+}
+
+TEST_F(ServedReception, FrameOfTwoHandlersIsOfferedToTheSecondWhenTheFirstDeclines) {
+  declaringSDO.answer = 42;
+  EXPECT_EQ(receive("123#01"), 42);
+  EXPECT_EQ(offers, (Offers{"PDO 123#01", "SDO 123#01"}));
+}
+
+TEST_F(ServedReception, FrameOfTwoHandlersEndsWithTheFirstWhenThatTakesIt) {
+  declaringPDO.answer = KQ::KQ_OK;
+  EXPECT_EQ(receive("123#01"), KQ::KQ_OK);
+  EXPECT_EQ(offers, Offers{"PDO 123#01"});
+}
+
+TEST_F(ServedReception, FrameOfMoreThan11BitsIsOfferedToEverybody) {
+  EXPECT_EQ(receive("800#01"), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(offers, (Offers{"NMT 800#01", "SYNC 800#01", "PDO 800#01", "SDO 800#01", "EMCY 800#01"}));
+}
+
+TEST_F(ServedReception, FrameOfMoreThan11BitsNeedsNoEmergencyHandler) {
+  machine.setMessageHandlers(&declaringSDO, &declaringPDO, &declaringSync, &declaringNMT, nullptr);
+  EXPECT_EQ(receive("800#01"), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(offers.size(), 4U);
+}
+
+TEST_F(ServedReception, EmergencyHandlerThatDeclaresNothingIsAskedForEveryFrame) {
+  machine.setMessageHandlers(&declaringSDO, &declaringPDO, &declaringSync, &declaringNMT, &emergency);
+  EXPECT_EQ(receive("124#01"), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(offers, Offers{"EMCY 124#01"});
+}
+
+TEST_F(ServedReception, InStoppedTheSDOHandlerIsAskedForEveryFrame) {
+  enter(5);
+  declaringSDO.answer = KQ::KQ_INVALID_ARGUMENT;
+  EXPECT_EQ(receive("124#01"), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(offers, Offers{"SDO 124#01"});
+}
+
+/// The handlers of the stack themselves: each declares what it serves when it is wired.
+class StackReception : public testing::Test {
+protected:
+  StackReception() { node.boot(); }
+
+  int resultOf(const std::string& text) {
+    node.port().inject(text);
+    return node.canopen().getStateMachine()->receiveCANMessages(0);
+  }
+
+  test::TestNode node;
+};
+
+TEST_F(StackReception, FrameForNobodyGives11) {
+  EXPECT_EQ(resultOf("124#01"), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(resultOf("085#30 81 10 00 00 00 00 00"), KQ::KQ_NOT_HANDLED);
+}
+
+TEST_F(StackReception, FrameForNobodyGives20InStopped) {
+  node.receive("000#02 05");
+  EXPECT_EQ(resultOf("124#01"), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(resultOf("605#40 00 10 00 00 00 00 00"), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+}
+
+TEST_F(StackReception, CommandGivesTheResultOfTheNMTHandlerInStopped) {
+  node.receive("000#02 05");
+  EXPECT_EQ(resultOf("000#03 05"), KQ::KQ_UNKNOWN_COMMAND);
+}
+
+/// Stops the node when it is told of a heartbeat.
+class StoppingListener : public KQ::KQSignalListener {
+public:
+  explicit StoppingListener(KQ::KQCANopen& stoppedNode) : node(stoppedNode) {}
+  int signalOccurred(KQ::KQSignal& /*signal*/) override {
+    node.getStateMachine()->setState(KQ::CANOPEN_STATE_STOPPED);
+    return 0;
+  }
+
+private:
+  KQ::KQCANopen& node;
+};
+
+TEST_F(StackReception, HeartbeatThatStopsTheNodeGives20) {
+  StoppingListener listener(node.canopen());
+  node.dictionary().setValue(0x1016, 1, 0x00070064, true);
+  node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
+  EXPECT_EQ(resultOf("707#05"), KQ::KQ_INVALID_ARGUMENT);
+}
+
+/// Lets the runtime close the node's port when it is told of a heartbeat.
+class ClosingListener : public KQ::KQSignalListener {
+public:
+  explicit ClosingListener(KQ::KQCANopen& closedNode) : node(closedNode) {}
+  int signalOccurred(KQ::KQSignal& /*signal*/) override { return node.release(); }
+
+private:
+  KQ::KQCANopen& node;
+};
+
+TEST_F(StackReception, PortThatAFrameClosesIsReadNoMore) {
+  ClosingListener listener(node.canopen());
+  node.dictionary().setValue(0x1016, 1, 0x00070064, true);
+  node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
+  node.port().inject("707#05");
+  node.port().inject("000#02 05");
+  EXPECT_EQ(node.canopen().getStateMachine()->receiveCANMessages(10), KQ::KQ_NO_DATA);
+  EXPECT_EQ(node.canopen().getEndPoint(), nullptr);
+  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
 }
 
 // ---- results without reception

@@ -3,15 +3,18 @@
 //  subject                      | functional                          | robustness
 //  -----------------------------+-------------------------------------+-------------------------------------
 //  initHandlers                 | every handler wired                 | each part missing, objects missing
-//  setState                     | signal, log line, order             | any value, stream left in hexadecimal
+//  setState                     | signal, log line, order             | any value, every flag of the stream set
 //  run, a row for each state    | result, next state, frames, log     | unknown states, paused, failing INIT
-//  sendCANMessages              | status word, heartbeat              | paused, without handlers
+//  run, time of the send pass   | 50 ms from now                      | deadlines before, at and after that
+//  sendCANMessages              | status word, heartbeat              | paused, without handlers, in INIT
 //  copy and assignment          | what is taken, what is reset        | onto itself
 
 #include <iostream>
 #include <limits>
 
 #include "KQSignal.h"
+#include "PDOFixture.h"
+#include "ReadableName.h"
 #include "SignalRecorder.h"
 #include "StateMachineFixture.h"
 
@@ -55,11 +58,39 @@ INSTANTIATE_TEST_SUITE_P(Values, SetState,
                            return std::string("State0x") + testInfo.param.second;
                          });
 
-TEST_F(StateMachine, LeavesTheStreamInDecimalMode) {
-  std::cout << std::hex;
-  machine.setState(3);
-  EXPECT_EQ(std::cout.flags() & std::ios_base::basefield, std::ios_base::dec);
+/// An application that has set up the standard output for its own lines.
+class FormattedStream : public StateMachine, public testing::WithParamInterface<std::ios_base::fmtflags> {
+protected:
+  FormattedStream() : before(nullptr) {
+    before.copyfmt(std::cout);
+    std::cout.flags(GetParam());
+    std::cout.width(60);
+    std::cout.fill('*');
+  }
+  ~FormattedStream() override { std::cout.copyfmt(before); }
+
+private:
+  std::ios before;
+};
+
+TEST_P(FormattedStream, ShowsNothingOfItInTheLine) {
+  machine.setState(0x1A);
+  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x1a\n");
 }
+
+TEST_P(FormattedStream, IsLeftInDecimalModeAndElseAsItWas) {
+  machine.setState(0x1A);
+  EXPECT_EQ(std::cout.flags(), (GetParam() & ~std::ios_base::basefield) | std::ios_base::dec);
+  EXPECT_EQ(std::cout.width(), 60);
+  EXPECT_EQ(std::cout.fill(), '*');
+}
+
+const std::ios_base::fmtflags WITH_ALL = std::ios_base::uppercase | std::ios_base::showbase | std::ios_base::showpos |
+                                         std::ios_base::left | std::ios_base::unitbuf;
+
+INSTANTIATE_TEST_SUITE_P(Flags, FormattedStream,
+                         testing::Values(std::ios_base::dec, std::ios_base::hex, std::ios_base::oct,
+                                         std::ios_base::hex | WITH_ALL, std::ios_base::oct | WITH_ALL));
 
 /// Notes what it sees of the machine while it is called.
 class CuriousListener : public KQ::KQSignalListener {
@@ -152,13 +183,6 @@ TEST_P(Cycle, RunsTheActionOfTheState) {
   EXPECT_EQ(node.canopen().getProtocolStatus(), GetParam().status);
 }
 
-TEST_P(Cycle, DoesNotDependOnTheDeadline) {
-  EXPECT_EQ(machine.run(0xFFFFFFFF), 0);
-  EXPECT_EQ(machine.getState(), GetParam().nextState);
-  EXPECT_EQ(node.port().takeSent(), GetParam().frames);
-  EXPECT_EQ(node.canopen().getProtocolStatus(), GetParam().status);
-}
-
 TEST_P(Cycle, DoesNothingWhilePaused) {
   machine.pauseMachine(true);
   EXPECT_EQ(machine.run(0), 0);
@@ -189,6 +213,30 @@ INSTANTIATE_TEST_SUITE_P(
                         "UnknownMinus1", -1, -1, {}, "KQCANopenStateMachine: UNKNOWN STATE!!!!!\n", UNTOUCHED_STATUS}),
     [](const testing::TestParamInfo<StateRow>& testInfo) { return testInfo.param.name; });
 
+// ---- run: the time of the send pass
+
+/// A node in OPERATIONAL with three TPDOs that wait for the next pass, each of which takes 30 ms: the clock moves when
+/// it is sent.
+class PassTime : public test::PDOFixture, public testing::WithParamInterface<unsigned int> {
+protected:
+  PassTime() {
+    addVariables(3, 8);
+    addTransmitPDO(0, {0x185}, {0x20010108});
+    addTransmitPDO(1, {0x285}, {0x20010208});
+    addTransmitPDO(2, {0x385}, {0x20010308});
+    start();
+    node.port().onWrite = [this] { node.clock.advance(30); };
+  }
+};
+
+TEST_P(PassTime, Is50MillisecondsWhateverTheDeadline) {
+  EXPECT_EQ(node.canopen().process(node.clock.now() + GetParam()), 0);
+  EXPECT_EQ(sent(), (Frames{"185#00", "285#00"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Deadlines, PassTime, testing::Values(0U, 10U, 30U, 50U, 60U, 1000U, 0x80000000U, 0xFFFFFFFFU),
+                         test::ReadableName());
+
 TEST_F(StateMachine, StartsInINITUnpaused) {
   EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
   EXPECT_FALSE(machine.isPaused());
@@ -200,6 +248,28 @@ TEST_F(StateMachine, INITSignalsOnlyPreOperational) {
   machine.run(0);
   ASSERT_EQ(listener.signals.size(), 1U);
   EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
+}
+
+/// Notes what the port has sent when it is told of a state.
+class PortWatcher : public KQ::KQSignalListener {
+public:
+  explicit PortWatcher(test::MemoryEndPoint& watchedPort) : port(watchedPort) {}
+  int signalOccurred(KQ::KQSignal& /*signal*/) override {
+    sentBefore = port.takeSent();
+    return 0;
+  }
+
+  Frames sentBefore;
+
+private:
+  test::MemoryEndPoint& port;
+};
+
+TEST_F(StateMachine, INITSendsTheBootUpBeforeItEntersPreOperational) {
+  PortWatcher listener(node.port());
+  machine.addStateListener(&listener);
+  machine.run(0);
+  EXPECT_EQ(listener.sentBefore, Frames{"705#00"});
 }
 
 TEST_F(StateMachine, INITSucceedsAlsoWhenTheBootUpIsRefused) {
@@ -337,6 +407,27 @@ TEST_F(Wiring, SDOHandlerServesTheDictionary) {
   EXPECT_EQ(receive("605#40 00 12 01 00 00 00 00"), Frames{"585#43 00 12 01 05 06 00 00"});
 }
 
+TEST_F(Wiring, SyncHandlerKnowsItsCOBIDAndThisMachine) {
+  enter(4);
+  node.port().inject("080#");
+  EXPECT_EQ(machine.receiveCANMessages(0), 0);
+}
+
+TEST_F(Wiring, PDOHandlerBuildsFromTheDictionaryAndKnowsThisMachine) {
+  const auto add = [this](unsigned short index, unsigned char subIndex, int value) {
+    dictionary.addEntry(index, KQ::OBJECT_TYPE_RECORD, "PDO");
+    dictionary.addSubentry(index, subIndex, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false, value, "", 0);
+  };
+  add(0x1400, 1, 0x205);
+  add(0x1400, 2, 255);
+  add(0x1600, 0, 1);
+  add(0x1600, 1, 0x00050008);  // a byte that nobody takes
+  machine.initHandlers();
+  enter(4);
+  node.port().inject("205#11");
+  EXPECT_EQ(machine.receiveCANMessages(0), 0);
+}
+
 TEST_F(Wiring, DictionaryTellsTheNMTHandlerOfNewConsumers) {
   test::SignalRecorder listener;
   nmt.addHeartbeatListener(&listener);
@@ -387,6 +478,28 @@ TEST_F(StateMachine, SendPassHeartbeatsForTheCurrentState) {
   EXPECT_EQ(node.port().takeSent(), Frames{"705#04"});
 }
 
+TEST_F(StateMachine, SendPassInINITSendsTheBootUpEachTime) {
+  machine.initHandlers();
+  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
+  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
+  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
+}
+
+class SilentState : public StateMachine, public testing::WithParamInterface<int> {};
+
+TEST_P(SilentState, SendPassSendsNoHeartbeat) {
+  machine.initHandlers();
+  dictionary.setValue(0x1017, 0, 100, true);
+  enter(GetParam());
+  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(machine.getState(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(States, SilentState, testing::Values(1, 2, 6, 9, -1), test::ReadableName());
+
 TEST_F(StateMachine, SendPassSendsTheHeartbeatBeforeItChecksTheConsumers) {
   machine.initHandlers();
   dictionary.setValue(0x1017, 0, 100, true);
@@ -395,15 +508,7 @@ TEST_F(StateMachine, SendPassSendsTheHeartbeatBeforeItChecksTheConsumers) {
   KQ::KQCANMessage heartbeat = test::frame("707#05");
   nmt.answer = nmt.REAL;
   nmt.handleMessage(&heartbeat);
-  struct PortWatcher : KQ::KQSignalListener {
-    explicit PortWatcher(test::MemoryEndPoint& watchedPort) : port(watchedPort) {}
-    int signalOccurred(KQ::KQSignal& /*signal*/) override {
-      sentBefore = port.takeSent();
-      return 0;
-    }
-    test::MemoryEndPoint& port;
-    Frames sentBefore;
-  } listener(node.port());
+  PortWatcher listener(node.port());
   nmt.addHeartbeatListener(&listener);
   node.clock.advance(101);
   machine.sendCANMessages(node.clock.now() + 50);
@@ -471,6 +576,12 @@ TEST_F(CopiedMachine, AssignmentTakesOnlyTheInstanceAndResetsTheRest) {
   target = machine;
   expectOnlyTheInstance(target);
   EXPECT_TRUE(otherListener.signals.empty());
+}
+
+TEST_F(CopiedMachine, AssignmentToItselfResetsIt) {
+  const KQ::KQCANopenStateMachine& alias = machine;
+  machine = alias;
+  expectOnlyTheInstance(machine);
 }
 
 TEST_F(CopiedMachine, TheSourceIsLeftAsItWas) {

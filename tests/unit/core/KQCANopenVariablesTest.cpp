@@ -3,8 +3,10 @@
 // | parameter                   | functional                            | robustness                          |
 // |-----------------------------|---------------------------------------|-------------------------------------|
 // | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init |
+// | second address part         | above 255: cut in the dictionary only |                                     |
 // | data type                   | every row of both signs               | odd lengths                         |
-// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel  |
+// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel, |
+// |                             |                                       | sub-index above 255                 |
 // | requests of the application | write and read, number and text       | before init                         |
 // | change signals              | 1100, 1101                            | other codes, before init            |
 // | resetValue                  | number                                | text, missing object, before init   |
@@ -123,6 +125,27 @@ TEST_F(ApplicationVariable, AtSubIndex0MakesAVAROfItsName) {
   canopen().addVariable(&variable);
   EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_VAR);
   EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "number");
+  EXPECT_EQ(subEntry(INDEX, 0).name, "number");
+}
+
+TEST_F(ApplicationVariable, SecondAddressAbove255IsCutInTheDictionary) {
+  KQVariable variable(INDEX, 0x103, "number");
+  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
+  EXPECT_EQ(subEntry(INDEX, 3).name, "number");
+}
+
+TEST_F(ApplicationVariable, SecondAddressAbove255StaysInTheStore) {
+  KQVariable variable(INDEX, 0x103, "number");
+  canopen().addVariable(&variable);
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 0x103), &canopen());
+  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 3), nullptr);
+}
+
+TEST_F(ApplicationVariable, SecondAddress256IsNotSubIndex0OfAVAR) {
+  KQVariable variable(INDEX, 0x100, "number");
+  canopen().addVariable(&variable);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_RECORD);
+  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "Auto-Generated Record Object");
   EXPECT_EQ(subEntry(INDEX, 0).name, "number");
 }
 
@@ -319,6 +342,16 @@ TEST_F(ExternalIdentifier, VariableIDFindsItToo) {
 TEST_F(ExternalIdentifier, OfAnotherObjectFindsNothing) {
   EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x13, 0x586), nullptr);
   EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6001, 0x12, 0x586), nullptr);
+}
+
+TEST_F(ExternalIdentifier, HasSixteenBitsOfSubIndex) {
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586), nullptr);
+  KQVariable variable(INDEX, 2, "number");
+  variable.setChannelName("remote");
+  variable.setExternalIdentifier(0x60000112);
+  canopen().addVariable(&variable);
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586), canopen().getVariable(0x20010002));
+  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
 }
 
 TEST_F(ExternalIdentifier, FindsNothingOnAnotherChannel) {

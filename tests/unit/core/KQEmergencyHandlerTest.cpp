@@ -4,7 +4,8 @@
 //  ----------------------+-------------------------------------------+-------------------------------------------
 //  updateErrorRegister   | bit of every error class, set and clear   | no dictionary, no object 0x1001
 //  init                  | live COB-ID                               | no dictionary, no object 0x1014
-//  sendEmergencyMessage  | frame, both forms, live COB-ID            | every refusal, refused write, COB-ID with flags
+//  sendEmergencyMessage  | frame, both forms, live COB-ID            | every refusal, refused write, COB-ID with flags,
+//                        |                                           | frame that was used before
 //  as built              | refused, nothing changes                  |
 //  handleMessage         | 11                                        | null
 
@@ -151,6 +152,15 @@ TEST_F(Emergency, LaterCOBIDTakesEffectAtOnce) {
   EXPECT_EQ(dictionary.setValue(0x1014, 0, 0x99, false), 0);
   EXPECT_EQ(handler.sendEmergencyMessage(0x8130), 0);
   EXPECT_EQ(node.port().takeSent(), Frames{"099#30 81 10 00 00 00 00 00"});
+}
+
+TEST_F(Emergency, FrameThatWasUsedBeforeLeavesNothingInTheNext) {
+  handler.outgoingMessage = test::frame("7FF#AA BB CC DD EE FF 11 22");
+  handler.outgoingMessage.length = 3;
+  handler.outgoingMessage.flags = 1;
+  EXPECT_EQ(handler.sendEmergencyMessage(0x8130), 0);
+  EXPECT_EQ(node.port().takeSent(), Frames{"085#30 81 10 00 00 00 00 00"});
+  EXPECT_EQ(handler.outgoingMessage.flags, 0U);
 }
 
 TEST_F(Emergency, InhibitTimeIsNotApplied) {

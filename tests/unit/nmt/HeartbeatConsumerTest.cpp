@@ -2,8 +2,8 @@
 //
 //  subject             | functional                                     | robustness
 //  --------------------+------------------------------------------------+---------------------------------------------
-//  settings (0x1016)   | encoding, re-read, in and outside OPERATIONAL  | no dictionary, no object, node 0, time 0
-//  state of a node     | every row of the table                         | never heard, removed from 0x1016
+//  settings (0x1016)   | encoding, re-read, in and outside OPERATIONAL  | no dictionary, no object, node 0, above 127,
+//  time 0 state of a node     | every row of the table                         | never heard, removed from 0x1016
 //  deadline            | equality, one later, re-armed, moved           | wrap of the tick
 //  listeners           | one for all, one for each node, order, log     | none, replaced, removed, node ID & 0xFF
 //  frames              | any byte on a watched COB-ID                   | other lengths, other COB-IDs
@@ -433,6 +433,15 @@ TEST_F(HeartbeatConsumer, SecondListenerOfANodeReplacesTheFirst) {
   EXPECT_EQ(take(), Events{"second resolved 5 0"});
 }
 
+TEST_F(HeartbeatConsumer, NullListenerOfANodeIsNobody) {
+  nmt.addHeartbeatListner(&forNode, 5);
+  nmt.addHeartbeatListner(nullptr, 5);
+  watchNode5();
+  receive("705#05");
+  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(node.output.takeOutput(), "");
+}
+
 TEST_F(HeartbeatConsumer, ListenerOfAnotherNodeIsNotTold) {
   nmt.addHeartbeatListner(&forNode, 6);
   watchNode5();
@@ -512,6 +521,33 @@ TEST_F(HeartbeatConsumer, EveryNodeHasItsOwnTime) {
   advanceAndCheck(1);
   EXPECT_EQ(take(), Events{"all timeout 6 17"});
 }
+
+struct HighNode {
+  unsigned int nodeID;
+  const char* heartbeat;
+  const char* resolved;
+  const char* timeout;
+};
+
+/// The object holds eight bits of node ID, more than there are nodes.
+class HighNodeID : public HeartbeatConsumer, public testing::WithParamInterface<HighNode> {};
+
+TEST_P(HighNodeID, IsWatchedAsAnyOther) {
+  write(1, GetParam().nodeID << 16 | 100);
+  nmt.updateHeartbeatConsumerSettings();
+  EXPECT_EQ(receive(GetParam().heartbeat), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(take(), Events{GetParam().resolved});
+  advanceAndCheck(101);
+  EXPECT_EQ(take(), Events{GetParam().timeout});
+}
+
+INSTANTIATE_TEST_SUITE_P(NodeIDs, HighNodeID,
+                         testing::Values(HighNode{127, "77F#05", "all resolved 127 0", "all timeout 127 17"},
+                                         HighNode{128, "780#05", "all resolved 128 0", "all timeout 128 17"},
+                                         HighNode{255, "7FF#05", "all resolved 255 0", "all timeout 255 17"}),
+                         [](const testing::TestParamInfo<HighNode>& testInfo) {
+                           return "Node" + std::to_string(testInfo.param.nodeID);
+                         });
 
 TEST_F(HeartbeatConsumer, All127NodesAreWatched) {
   for (unsigned int id = 1; id <= 127; ++id) {

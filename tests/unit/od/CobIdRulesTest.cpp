@@ -7,13 +7,14 @@
 // | SDO channel: invalidating, replacing a valid one, making one valid    | functional |
 // | SDO channel: expected range of each sub-index, server and client      | functional |
 // | PDO: zero, invalidating, replacing a valid one, bit 30 of each kind   | functional |
-// | every line on standard output                                         | functional |
+// | every line on standard output, whatever the stream is set to          | functional |
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
 
+#include "ChangedStreamFormat.h"
 #include "DictionaryFixture.h"
 #include "KQErrorCodes.h"
 
@@ -257,5 +258,33 @@ TEST_F(CobIdRule, ValidPDOIsReplacedByWayOfAnInvalidOne) {
   EXPECT_EQ(storedValue(0x1400, 1), 0x202);
   EXPECT_EQ(output.takeOutput(), "Set COB-ID invalid, new value: 0x80000201\nSet COB-ID valid, value: 0x202\n");
 }
+
+// ---- format of the lines
+
+struct LineRow {
+  const char* name;
+  unsigned short index;
+  unsigned int current;
+  unsigned int value;
+  const char* line;
+};
+
+class CobIdLine : public CobIdRule, public testing::WithParamInterface<LineRow> {};
+
+TEST_P(CobIdLine, DoesNotDependOnTheFormatOfTheStream) {
+  const test::ChangedStreamFormat format;
+  write(GetParam().index, 1, GetParam().current, GetParam().value, true);
+  EXPECT_EQ(said, GetParam().line);
+  EXPECT_TRUE(format.isKept());
+}
+
+const LineRow LINES[] = {
+    {"SDOInvalid", 0x1201, 0x62A, 0x8000062A, "Set SDO COB-ID invalid, new value: 0x8000062a\n"},
+    {"PDOInvalid", 0x1400, 0x20A, 0x8000020A, "Set COB-ID invalid, new value: 0x8000020a\n"},
+    {"PDOValid", 0x1400, INVALID, 0x20A, "Set COB-ID valid, value: 0x20a\n"},
+    {"PDORefused", 0x1400, 0x20A, 0x18A, "Trying to set 0x 18a to a valid PDO COB-ID -> Error\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Lines, CobIdLine, testing::ValuesIn(LINES), test::rowName());
 
 }  // namespace

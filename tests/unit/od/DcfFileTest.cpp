@@ -7,14 +7,18 @@
 // | product and revision number, readable or not                         | functional |
 // | lists of objects: bounds, early end, numbering                       | functional |
 // | "cout", replacing a file, file names                                 | functional |
+// | locale of the application, format of its output stream               | functional |
 // | a file that cannot be opened                                         | robustness |
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <locale>
 #include <string>
+#include <vector>
 
+#include "ChangedStreamFormat.h"
 #include "DcfFixture.h"
 #include "KQErrorCodes.h"
 
@@ -245,6 +249,30 @@ TEST_F(DcfFile, GoesToStandardOutputAsCout) {
   EXPECT_EQ(dictionary.storeParameters("cout"), KQ_OK);
   EXPECT_EQ(output.takeOutput(), text);
   EXPECT_FALSE(std::filesystem::exists("cout"));
+}
+
+TEST_F(DcfFile, DoesNotDependOnTheFormatOfStandardOutput) {
+  const std::string text = exported();
+  const test::ChangedStreamFormat format;
+  EXPECT_EQ(dictionary.storeParameters("cout"), KQ_OK);
+  EXPECT_EQ(output.takeOutput(), text);
+  EXPECT_TRUE(format.isKept());
+}
+
+/// Numbers as people in some countries write them.
+class GroupedDigits : public std::numpunct<char> {
+protected:
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(DcfFile, DoesNotDependOnTheLocale) {
+  dictionary.createPreDefinedConnectionSet();
+  const std::string text = exported();
+  const std::locale before = std::locale::global(std::locale(std::locale(), new GroupedDigits));
+  const std::string grouped = exported();
+  std::locale::global(before);
+  EXPECT_EQ(grouped, text);
 }
 
 TEST_F(DcfFile, OtherSpellingsOfCoutAreFiles) {

@@ -8,6 +8,8 @@
 // | boundary between dictionary values and variables            | functional |
 // | sub-index 0 follows the sub-entries of ARRAY and RECORD     | functional |
 // | look-ups of what is there and what is not                   | functional |
+// | sub-entries put into an entry or taken out by somebody else | functional |
+// | entries of a range: order, bounds, none                     | functional |
 // | setSDOServerID and the server of addSubentry                | functional |
 // | object key: bits 8 to 15                                    | functional |
 
@@ -76,6 +78,35 @@ TEST_F(LookUp, MissingSubEntry) {
   EXPECT_EQ(dictionary.getPointerToValue(0x1400, 2), nullptr);
 }
 
+TEST_F(LookUp, FindsWhatWasPutIntoTheEntry) {
+  auto* const sub = new ObjectDictionarySubEntry;
+  sub->subIndex = 2;
+  sub->value = 7;
+  dictionary.getEntry(0x1400)->subEntries[2] = sub;
+  EXPECT_EQ(dictionary.getSubentry(0x1400, 2), sub);
+  int value = 0;
+  EXPECT_EQ(dictionary.getValue(0x1400, 2, value), KQ_OK);
+  EXPECT_EQ(value, 7);
+}
+
+TEST_F(LookUp, RulesOfTheIndexHoldForWhatWasPutIntoTheEntry) {
+  auto* const sub = new ObjectDictionarySubEntry;
+  sub->subIndex = 2;
+  dictionary.getEntry(0x1400)->subEntries[2] = sub;
+  EXPECT_EQ(dictionary.setValue(0x1400, 2, 0xF1, false), test::ABORT_VALUE_RANGE);
+  EXPECT_EQ(dictionary.setValue(0x1400, 2, 0xFE, false), KQ_OK);
+  EXPECT_EQ(sub->value, 0xFE);
+}
+
+TEST_F(LookUp, MissesWhatWasTakenOutOfTheEntry) {
+  ObjectDictionaryEntry* const entry = dictionary.getEntry(0x1400);
+  delete entry->subEntries.at(1);
+  entry->subEntries.erase(1);
+  EXPECT_EQ(dictionary.getSubentry(0x1400, 1), nullptr);
+  int value = 0;
+  EXPECT_EQ(dictionary.getValue(0x1400, 1, value), KQ_NOT_FOUND);
+}
+
 TEST_F(LookUp, PointerToValueIsTheLiveValue) {
   int* const value = dictionary.getPointerToValue(0x1400, 1);
   ASSERT_NE(value, nullptr);
@@ -122,6 +153,40 @@ TEST_F(LookUp, KeyIgnoresBits8To15) {
   EXPECT_EQ(value, 0x55);
   EXPECT_EQ(dictionary.setValue(0x1018FF03U, 0x66, true), KQ_OK);
   EXPECT_EQ(storedValue(0x1018, 3), 0x66);
+}
+
+class EntryRange : public test::DictionaryFixture {
+protected:
+  void SetUp() override {
+    constexpr unsigned short INDEXES[] = {0x1A00, 0x1800, 0xFFFF, 0x1801, 0x0000, 0x19FF, 0x17FF};
+    for (const unsigned short index : INDEXES) {
+      dictionary.addEntry(index, OBJECT_TYPE_RECORD, "Object");
+    }
+  }
+
+  std::vector<unsigned short> indexesOf(unsigned short first, unsigned short last) const {
+    std::vector<unsigned short> indexes;
+    for (const ObjectDictionaryEntry* const entry : dictionary.getEntries(first, last)) {
+      indexes.push_back(entry->index);
+    }
+    return indexes;
+  }
+};
+
+TEST_F(EntryRange, IsAscending) {
+  EXPECT_EQ(indexesOf(0x1400, 0x1BFF), (std::vector<unsigned short>{0x17FF, 0x1800, 0x1801, 0x19FF, 0x1A00}));
+}
+
+TEST_F(EntryRange, HoldsItsBoundsAndNothingBeyond) {
+  EXPECT_EQ(indexesOf(0x1800, 0x19FF), (std::vector<unsigned short>{0x1800, 0x1801, 0x19FF}));
+}
+
+TEST_F(EntryRange, OfAllIndexesHoldsTheLowestAndTheHighest) {
+  EXPECT_EQ(indexesOf(0, 0xFFFF).size(), 7U);
+}
+
+TEST_F(EntryRange, WithoutEntriesIsEmpty) {
+  EXPECT_TRUE(indexesOf(0x1802, 0x19FE).empty());
 }
 
 class SubEntry : public test::DictionaryFixture {

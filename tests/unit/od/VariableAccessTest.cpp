@@ -7,7 +7,8 @@
 // | limits signed and unsigned, from both sides                          | functional |
 // | limits are not asked for another owner's variable                    | functional |
 // | text write by owner, without access check                            | functional |
-// | change reports of the store                                          | functional |
+// | change reports of the store; the kept value follows the write        | functional |
+// | the store is asked each time: cleared, variable added (again), owner | functional |
 // | no instance, no store at the dictionary                              | robustness |
 
 #include <gtest/gtest.h>
@@ -239,7 +240,12 @@ const WriteRightRow WRITE_RIGHTS[] = {
     {"OtherReadWriteRead", ANOTHER, ACCESS_RWR, false, KQ_OK},
     {"OtherConstant", ANOTHER, ACCESS_CONST, false, test::ABORT_READ_ONLY},
     {"OtherConstantForced", ANOTHER, ACCESS_CONST, true, test::ABORT_READ_ONLY},
+    {"NobodysWriteOnly", NOBODY, ACCESS_WO, false, KQ_OK},
     {"NobodysReadWrite", NOBODY, ACCESS_RW, false, KQ_OK},
+    {"NobodysReadWriteWrite", NOBODY, ACCESS_RWW, false, KQ_OK},
+    {"NobodysReadWriteRead", NOBODY, ACCESS_RWR, false, KQ_OK},
+    {"NobodysConstant", NOBODY, ACCESS_CONST, false, test::ABORT_READ_ONLY},
+    {"NobodysReadOnly", NOBODY, ACCESS_RO, false, test::ABORT_READ_ONLY},
     {"NobodysReadOnlyForced", NOBODY, ACCESS_RO, true, test::ABORT_READ_ONLY},
 };
 
@@ -336,6 +342,85 @@ TEST_F(VariableAccess, IntegerWriteIntoATextVariableIsTheStoresAnswer) {
   addToStore(STORAGE_TYPE_STRING, 0, "text", ANOTHER);
   EXPECT_EQ(write(5, false), KQ_INVALID_ARGUMENT);
   EXPECT_EQ(cachedValue(), 7);
+}
+
+TEST_F(VariableAccess, IntegerWriteIntoAnOwnTextVariableIsTheStoresAnswer) {
+  addObject(INDEX, SUB_INDEX, 7);
+  addToStore(STORAGE_TYPE_STRING, 0, "text", THIS_NODE);
+  EXPECT_EQ(write(5, false), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(write(5, true), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(cachedValue(), 7);
+  EXPECT_EQ(textInStore(), "text");
+}
+
+// ---- the store is asked each time
+
+TEST_F(VariableAccess, ClearedStoreHasNoVariable) {
+  addVariable(42, THIS_NODE);
+  int value = 0;
+  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
+  ASSERT_EQ(write(43, false), KQ_OK);
+  KQDEI::instance()->clear();
+  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_FOUND);
+  EXPECT_EQ(write(5, true), KQ_NOT_FOUND);
+  EXPECT_EQ(cachedValue(), 43);
+}
+
+TEST_F(VariableAccess, VariableThatIsAddedAgainIsSeen) {
+  addVariable(42, ANOTHER);
+  int value = 0;
+  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
+  KQDEI::instance()->clear();
+  addToStore(STORAGE_TYPE_INTEGER, 9, "", ANOTHER);
+  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
+  EXPECT_EQ(value, 9);
+  EXPECT_EQ(write(5, false), KQ_OK);
+  EXPECT_EQ(valueInStore(), 5);
+}
+
+TEST_F(VariableAccess, VariableThatIsAddedAfterItsObjectIsSeen) {
+  addObject(INDEX, SUB_INDEX, 7);
+  int value = 0;
+  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_FOUND);
+  addToStore(STORAGE_TYPE_INTEGER, 9, "", ANOTHER);
+  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
+  EXPECT_EQ(value, 9);
+}
+
+TEST_F(VariableAccess, VariableThatTheNodeTookOverObeysItsLimits) {
+  addVariable(1, NOBODY);
+  setLimits(0, 10);
+  ASSERT_EQ(write(11, false), KQ_OK);
+  addToStore(STORAGE_TYPE_INTEGER, 1, "", THIS_NODE);
+  EXPECT_EQ(write(12, false), test::ABORT_VALUE_RANGE);
+}
+
+/// Looks at the value that the dictionary keeps when a variable changes.
+class CacheWatcher : public KQSignalListener {
+public:
+  explicit CacheWatcher(const int* watched) : cache(watched) {}
+  int signalOccurred(KQSignal& /*signal*/) override {
+    seen = *cache;
+    return 0;
+  }
+
+  int seen = -1;
+
+private:
+  const int* cache;
+};
+
+TEST_F(VariableAccess, ValueIsKeptOnceTheWriteSucceeded) {
+  for (const Owner owner : {THIS_NODE, ANOTHER}) {
+    KQDEI::instance()->clear();
+    addVariable(1, owner);
+    CacheWatcher watcher(dictionary.getPointerToValue(INDEX, SUB_INDEX));
+    KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &watcher);
+    write(5, false);
+    KQVariableEventDispatcher::instance()->clear();
+    EXPECT_EQ(watcher.seen, 0);
+    EXPECT_EQ(cachedValue(), 5);
+  }
 }
 
 TEST_F(VariableAccess, WriteMakesAnInvalidValueValid) {

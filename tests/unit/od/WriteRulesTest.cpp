@@ -5,6 +5,7 @@
 // | 0x1000 to 0x1018: every index, sub-indexes from both sides,     | functional |
 // |   forced and from the bus                                       |            |
 // | value rules: SYNC and time stamp COB-ID, heartbeat time         | functional |
+// | the SYNC rule asks the object, whatever sub-entry is handed in  | functional |
 // | SDO parameters: who may write which sub-index                   | functional |
 // | PDO communication and mapping parameters, bounds of each area   | functional |
 // | every other area is closed                                      | functional |
@@ -192,26 +193,47 @@ TEST_P(WrittenValue, Forced) {
   expectWrite(true);
 }
 
-// A producing node (bit 29) keeps the low 26 bits of the COB-ID; bits 30 and 31 do not count.
+// An extended COB-ID (bit 29) keeps its low 26 bits; bits 30 and 31 do not count.
 const ValueRow SYNC_COB_IDS[] = {
-    {"ConsumerTakesAny", 0x1005, 0, 0x80, 0x123, KQ_OK},
-    {"ConsumerBecomesProducer", 0x1005, 0, 0x80, 0x40000080, KQ_OK},
-    {"ConsumerTakesBit29", 0x1005, 0, 0x80, 0x20000081, KQ_OK},
-    {"Bits30And31DoNotMakeAProducer", 0x1005, 0, 0xC0000080, 0x123, KQ_OK},
-    {"ProducerCleared", 0x1005, 0, 0x20000080, 0x80, KQ_OK},
-    {"ProducerSame", 0x1005, 0, 0x20000080, 0x20000080, NO},
-    {"ProducerWithBit30", 0x1005, 0, 0x20000080, 0x40000080, KQ_OK},
-    {"ProducerWithBit31", 0x1005, 0, 0x20000080, 0x80000080, KQ_OK},
-    {"ProducerOtherIdentifier", 0x1005, 0, 0x20000080, 0x81, NO},
-    {"ProducerBit28", 0x1005, 0, 0x20000080, 0x10000080, NO},
-    {"ProducerBit26", 0x1005, 0, 0x20000080, 0x04000080, NO},
-    {"ProducerBit25", 0x1005, 0, 0x20000080, 0x02000080, NO},
-    {"ProducerBit25Kept", 0x1005, 0, 0x22000080, 0x02000080, KQ_OK},
-    {"ProducerBit26Dropped", 0x1005, 0, 0x24000080, 0x80, KQ_OK},
-    {"ProducerBit26Kept", 0x1005, 0, 0x24000080, 0x04000080, NO},
+    {"PlainTakesAny", 0x1005, 0, 0x80, 0x123, KQ_OK},
+    {"PlainTakesBit30", 0x1005, 0, 0x80, 0x40000080, KQ_OK},
+    {"PlainTakesBit29", 0x1005, 0, 0x80, 0x20000081, KQ_OK},
+    {"Bits30And31AreNotExtended", 0x1005, 0, 0xC0000080, 0x123, KQ_OK},
+    {"ExtendedCleared", 0x1005, 0, 0x20000080, 0x80, KQ_OK},
+    {"ExtendedSame", 0x1005, 0, 0x20000080, 0x20000080, NO},
+    {"ExtendedWithBit30", 0x1005, 0, 0x20000080, 0x40000080, KQ_OK},
+    {"ExtendedWithBit31", 0x1005, 0, 0x20000080, 0x80000080, KQ_OK},
+    {"ExtendedOtherIdentifier", 0x1005, 0, 0x20000080, 0x81, NO},
+    {"ExtendedBit28", 0x1005, 0, 0x20000080, 0x10000080, NO},
+    {"ExtendedBit26", 0x1005, 0, 0x20000080, 0x04000080, NO},
+    {"ExtendedBit25", 0x1005, 0, 0x20000080, 0x02000080, NO},
+    {"ExtendedBit25Kept", 0x1005, 0, 0x22000080, 0x02000080, KQ_OK},
+    {"ExtendedBit26Dropped", 0x1005, 0, 0x24000080, 0x80, KQ_OK},
+    {"ExtendedBit26Kept", 0x1005, 0, 0x24000080, 0x04000080, NO},
 };
 
 INSTANTIATE_TEST_SUITE_P(Sync, WrittenValue, testing::ValuesIn(SYNC_COB_IDS), test::rowName());
+
+class SyncRule : public test::DictionaryFixture {
+protected:
+  /// Asks with a sub-entry that is not the dictionary's.
+  int ask(unsigned int inTheDictionary, unsigned int inTheSubEntry, unsigned int written) {
+    addObject(0x1005, 0, stored(inTheDictionary));
+    ObjectDictionarySubEntry other;
+    other.highLimit = test::NO_UPPER_LIMIT;
+    other.value = stored(inTheSubEntry);
+    int value = stored(written);
+    return dictionary.handleValueChangeRequest(0x1005, &other, value, false);
+  }
+};
+
+TEST_F(SyncRule, ExtendedObjectRefuses) {
+  EXPECT_EQ(ask(0x20000080, 0x80, 0x123), NO);
+}
+
+TEST_F(SyncRule, PlainObjectAccepts) {
+  EXPECT_EQ(ask(0x80, 0x20000080, 0x123), KQ_OK);
+}
 
 const ValueRow TIME_STAMP_COB_IDS[] = {
     {"Plain", 0x1012, 0, 0x100, 0x101, KQ_OK},

@@ -2,14 +2,16 @@
 //
 // | subject       | functional                                    | robustness                             |
 // |---------------|-----------------------------------------------|----------------------------------------|
-// | insert, erase | order by communication index                  | twice, not contained, equal indexes    |
-// | find          | first with the index                          | none                                   |
-// | walk          | first, after                                  | changed under way, PDO that is not in  |
+// | insert, erase | order by communication index                  | twice, not contained, equal indexes,   |
+// |               |                                               | retired                                |
+// | eraseIndex    | every PDO with the index                      | none                                   |
+// | clear, copyTo | nothing is left; what the set holds           | what the copy held before              |
 
 #include "KQPDOSet.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "KQPDO.h"
@@ -17,6 +19,8 @@
 using namespace KQ;
 
 namespace {
+
+using PDOs = std::vector<KQPDO*>;
 
 class PDOSet : public testing::Test {
 protected:
@@ -27,11 +31,9 @@ protected:
     twin.setCommunicationIndex(0x1801);
   }
 
-  std::vector<KQPDO*> walk() const {
-    std::vector<KQPDO*> pdos;
-    for (KQPDO* pdo = set.first(); pdo != nullptr; pdo = set.after(pdo)) {
-      pdos.push_back(pdo);
-    }
+  PDOs contents() const {
+    PDOs pdos;
+    set.copyTo(pdos);
     return pdos;
   }
 
@@ -44,75 +46,85 @@ protected:
 
 TEST_F(PDOSet, StartsEmpty) {
   EXPECT_TRUE(set.empty());
-  EXPECT_EQ(0U, set.size());
-  EXPECT_EQ(nullptr, set.first());
-  EXPECT_EQ(nullptr, set.find(0x1800));
-  EXPECT_FALSE(set.contains(&a));
+  EXPECT_EQ(PDOs{}, contents());
 }
 
 TEST_F(PDOSet, IsOrderedByCommunicationIndex) {
   EXPECT_TRUE(set.insert(&c));
   EXPECT_TRUE(set.insert(&a));
   EXPECT_TRUE(set.insert(&b));
-  EXPECT_EQ((std::vector<KQPDO*>{&a, &b, &c}), walk());
-  EXPECT_EQ((std::vector<KQPDO*>{&a, &b, &c}), std::vector<KQPDO*>(set.begin(), set.end()));
+  EXPECT_FALSE(set.empty());
+  EXPECT_EQ((PDOs{&a, &b, &c}), contents());
 }
 
 TEST_F(PDOSet, HoldsAPDOOnce) {
   EXPECT_TRUE(set.insert(&a));
   EXPECT_FALSE(set.insert(&a));
-  EXPECT_EQ(1U, set.size());
+  EXPECT_EQ(PDOs{&a}, contents());
 }
 
 TEST_F(PDOSet, HoldsDifferentPDOsOfOneIndex) {
   EXPECT_TRUE(set.insert(&b));
   EXPECT_TRUE(set.insert(&twin));
-  EXPECT_EQ(2U, set.size());
+  EXPECT_EQ((PDOs{std::min(&b, &twin), std::max(&b, &twin)}), contents());
   EXPECT_TRUE(set.erase(&b));
-  EXPECT_FALSE(set.contains(&b));
-  EXPECT_EQ(&twin, set.find(0x1801));
+  EXPECT_EQ(PDOs{&twin}, contents());
 }
 
 TEST_F(PDOSet, ErasesOnlyWhatItHolds) {
   set.insert(&b);
   EXPECT_FALSE(set.erase(&twin));
   EXPECT_FALSE(set.erase(&a));
-  EXPECT_TRUE(set.contains(&b));
-}
-
-TEST_F(PDOSet, FindsByIndex) {
-  set.insert(&a);
-  set.insert(&c);
-  EXPECT_EQ(&c, set.find(0x1802));
-  EXPECT_EQ(nullptr, set.find(0x1801));
-  EXPECT_EQ(nullptr, set.find(0xFFFF));
-}
-
-TEST_F(PDOSet, WalkGoesOnFromAPDOThatIsGone) {
-  set.insert(&a);
-  set.insert(&b);
-  set.insert(&c);
-  set.erase(&b);
-  EXPECT_EQ(&c, set.after(&b));
-  EXPECT_EQ(nullptr, set.after(&c));
-}
-
-TEST_F(PDOSet, WalkMeetsWhatIsInsertedAhead) {
-  set.insert(&a);
-  set.insert(&c);
-  EXPECT_EQ(&c, set.after(&a));
-  set.insert(&b);
-  EXPECT_EQ(&b, set.after(&a));
-}
-
-TEST_F(PDOSet, SwapsAndClears) {
-  KQPDOSet other;
-  set.insert(&a);
-  other.swap(set);
+  EXPECT_EQ(PDOs{&b}, contents());
+  EXPECT_TRUE(set.erase(&b));
   EXPECT_TRUE(set.empty());
-  EXPECT_TRUE(other.contains(&a));
-  other.clear();
-  EXPECT_TRUE(other.empty());
+}
+
+TEST_F(PDOSet, TakesNoRetiredPDO) {
+  a.retire();
+  EXPECT_FALSE(set.insert(&a));
+  EXPECT_TRUE(set.empty());
+}
+
+TEST_F(PDOSet, GivesBackAPDOThatWasRetiredMeanwhile) {
+  set.insert(&a);
+  a.retire();
+  EXPECT_TRUE(set.erase(&a));
+  EXPECT_TRUE(set.empty());
+}
+
+TEST_F(PDOSet, ErasesEveryPDOOfAnIndex) {
+  for (KQPDO* const pdo : {&a, &b, &c, &twin}) {
+    set.insert(pdo);
+  }
+  set.eraseIndex(0x1801);
+  EXPECT_EQ((PDOs{&a, &c}), contents());
+}
+
+TEST_F(PDOSet, ErasesNothingForAnIndexWithoutPDO) {
+  set.insert(&a);
+  set.eraseIndex(0x1801);
+  EXPECT_EQ(PDOs{&a}, contents());
+}
+
+TEST_F(PDOSet, IsEmptyAfterTheLastOfAnIndexWasErased) {
+  set.insert(&a);
+  set.eraseIndex(0x1800);
+  EXPECT_TRUE(set.empty());
+}
+
+TEST_F(PDOSet, IsEmptyAfterItWasCleared) {
+  set.insert(&a);
+  set.clear();
+  EXPECT_TRUE(set.empty());
+  EXPECT_EQ(PDOs{}, contents());
+}
+
+TEST_F(PDOSet, CopyReplacesWhatWasThere) {
+  set.insert(&a);
+  PDOs copy{&b, &c};
+  set.copyTo(copy);
+  EXPECT_EQ(PDOs{&a}, copy);
 }
 
 }  // namespace

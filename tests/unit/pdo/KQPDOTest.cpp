@@ -4,10 +4,11 @@
 // |--------------------------|-------------------------------------------|--------------------------------------------|
 // | construction             | what is kept, what starts at 0            |                                            |
 // | fillMessage              | COB-ID flags, length, values, bits of no  | null, missing, write-only and text         |
-// |                          | object, dummy entries                     | objects, values marked invalid             |
+// |                          | object, dummy entries, records that       | objects, values marked invalid             |
+// |                          | overlap, narrow and wide                  |                                            |
 // | handleExtractedValue     | integer and text, results of the          | no dictionary, dummy entries               |
 // |                          | dictionary                                |                                            |
-// | applyMessage             | values, dummy entries, a text between     | short frames, an object that comes later,  |
+// | extractMappedValues      | values, dummy entries, a text between     | short frames, an object that comes later,  |
 // |                          | integers, a mapping that grows            | no dictionary                              |
 // | getAllMappedVariableKeys | none, several, the same one twice         |                                            |
 // | isInhibited              | both sides of the time, never sent,       | the tick wraps                             |
@@ -17,6 +18,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "KQVariable.h"
 #include "NamedCase.h"
@@ -61,7 +63,7 @@ protected:
 
   int apply(const std::string& frame) {
     KQCANMessage message = test::frame(frame);
-    return pdo.applyMessage(message, KQDEI::instance());
+    return pdo.extractMappedValues(&message, KQDEI::instance(), nullptr, false);
   }
 
   int extract(unsigned int key, int value) { return pdo.handleExtractedValue(key, value, nullptr, nullptr, 0); }
@@ -207,6 +209,39 @@ TEST_F(PDO, TextIsNotPacked) {
   EXPECT_EQ("185#00 00 00 00 00 00 00 00", filled());
 }
 
+struct OverlapCase : test::NamedCase {
+  struct Record {
+    int byte;
+    unsigned int bits;
+    unsigned char value;  // sub-index of 0x2001
+  };
+  std::vector<Record> records;
+  const char* frame;
+};
+
+class PDOOverlap : public PDO, public testing::WithParamInterface<OverlapCase> {};
+
+// 0x2001 holds 0x11111111, 0x22222222 and 0x33333333.
+TEST_P(PDOOverlap, LaterRecordLiesOnTheEarlierOne) {
+  addVariables(3, 32);
+  for (unsigned short subIndex = 1; subIndex <= 3; ++subIndex) {
+    change(0x2001, subIndex, 0x11111111 * subIndex);
+  }
+  for (const OverlapCase::Record& record : GetParam().records) {
+    addRecord(record.byte, record.bits, 0x20010000U + record.value);
+  }
+  EXPECT_EQ(GetParam().frame, filled());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Records, PDOOverlap,
+    testing::Values(OverlapCase{{"Narrow"}, {{0, 32, 1}, {1, 16, 2}}, "185#11 22 22 11 00 00 00 00"},
+                    OverlapCase{{"NarrowOnWide"}, {{0, 40, 1}, {3, 16, 2}}, "185#11 11 11 22 22 00 00 00"},
+                    OverlapCase{{"WideOnNarrow"}, {{3, 16, 2}, {0, 40, 1}}, "185#11 11 11 11 00 00 00 00"},
+                    OverlapCase{{"WideOnWide"}, {{0, 48, 1}, {2, 48, 2}}, "185#11 11 22 22 22 22 00 00"},
+                    OverlapCase{{"WideBetween"}, {{2, 16, 3}, {0, 64, 1}, {1, 8, 2}}, "185#11 22 11 11 00 00 00 00"}),
+    test::caseName<OverlapCase>);
+
 // ---- handleExtractedValue
 
 TEST_F(PDO, WithoutDictionaryTakesNothing) {
@@ -259,7 +294,7 @@ TEST_F(PDO, DictionaryRefusesAsItDoesForTheBus) {
   EXPECT_EQ(KQ_NOT_FOUND, extract(0x21000001, "text"));
 }
 
-// ---- applyMessage
+// ---- extractMappedValues
 
 TEST_F(PDO, FrameIsUnpackedIntoTheDictionary) {
   addVariable(0x2001, 1, 16);
@@ -326,7 +361,7 @@ TEST_F(PDO, SamePDOPacksAndUnpacks) {
 TEST_F(PDO, FrameWithoutDictionaryIsDropped) {
   addRecord(detached, 0, 16, 0x20010001);
   KQCANMessage message = test::frame("205#34 12");
-  EXPECT_EQ(KQ_OK, detached.applyMessage(message, KQDEI::instance()));
+  EXPECT_EQ(KQ_OK, detached.extractMappedValues(&message, KQDEI::instance(), nullptr, false));
 }
 
 // ---- the rest

@@ -10,7 +10,7 @@
 // | next-SYNC set      | once; type 0 after a change, type 1          | queued twice, inhibited, refused              |
 // | cyclic set         | every n-th, counter 1 to 251 and round,      | declined SYNCs do not count                   |
 // |                    | every type                                   |                                               |
-// | removeTxPDO, reset | cyclic ones only; everything but the counter | unknown index                                 |
+// | removeTxPDO, reset | cyclic ones only; everything but the counter | unknown index, several PDOs of one index      |
 // | order              | data before transmissions; by index, queued  |                                               |
 // |                    | ones first                                   |                                               |
 
@@ -223,7 +223,7 @@ TEST_F(SynchronousRPDO, DataIsAppliedOnce) {
 TEST_F(SynchronousRPDO, KeptFrameIsACopy) {
   KQCANMessage message = test::frame("205#11 22");
   handler().handleMessage(&message);
-  message.clear();
+  message = KQCANMessage();
   syncNow();
   EXPECT_EQ(0x11, stored(0x2001, 1));
 }
@@ -407,6 +407,15 @@ TEST_F(SyncHandler, TPDOsGoOutInTheOrderOfTheirIndexesQueuedOnesFirst) {
   EXPECT_EQ((Frames{"188#", "187#"}), syncNow());
 }
 
+TEST_F(SyncHandler, RetiredTPDOIsNotQueued) {
+  start();
+  KQPDO pdo(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);
+  pdo.retire();
+  EXPECT_EQ(KQ_OK, sync().addTxPDO(&pdo));
+  EXPECT_FALSE(sync().forgetPDO(&pdo));
+  EXPECT_EQ(Frames{}, syncNow());
+}
+
 // ---- removeTxPDO and reset
 
 TEST_F(SyncHandler, RemovedTPDOGoesOutOnceMoreWhenItIsQueued) {
@@ -425,6 +434,19 @@ TEST_F(SyncHandler, RemovingWhatIsNotThereIsNoHarm) {
   sync().removeTxPDO(0);
   syncNow();
   EXPECT_EQ(Frames{"185#"}, syncNow());
+}
+
+TEST_F(SyncHandler, EveryTPDOOfTheIndexIsRemoved) {
+  start();
+  KQPDO first(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);
+  KQPDO second(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);
+  for (KQPDO* const pdo : {&first, &second}) {
+    pdo->setCommunicationIndex(0x1800);
+    sync().addTxPDO(pdo);
+  }
+  sync().removeTxPDO(0x1800);
+  EXPECT_EQ(2U, syncNow().size());  // queued both
+  EXPECT_EQ(Frames{}, syncNow());
 }
 
 TEST_F(SyncHandler, RemovedTPDOComesBackWhenItIsAddedAgain) {

@@ -8,12 +8,15 @@
 // |                   | frames, after a rebuild the earlier one keeps |                                               |
 // |                   | them                                          |                                               |
 // | rebuilt TPDO      | every kind of transmission type: what goes    | its pending, timed and cyclic transmissions   |
-// |                   | out by itself                                 | and those of others                           |
+// |                   | out by itself; its turn at the next SYNC      | and those of others; invalid meanwhile        |
+// | mapped parameters | go out, then rebuild their PDO                | mapped by the PDO that is rebuilt             |
+// | replaced PDOs     | are freed after the last walk                 |                                               |
 // | rebuilt RPDO      | COB-ID as it stands, flags included;          | buffered frame of the old one                 |
 // |                   | monitored again                               |                                               |
 // | other indexes     | mapping parameters rebuild nothing            | outside both ranges                           |
 // | invalid for good  | neither a start nor a rebuild brings it back  |                                               |
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -225,6 +228,126 @@ INSTANTIATE_TEST_SUITE_P(
                     RebuildCase{{"Type253"}, 253, {}, {}}, RebuildCase{{"Type254"}, 254, {"185#00"}, {}},
                     RebuildCase{{"Type255"}, 255, {"185#00"}, {}}),
     test::caseName<RebuildCase>);
+
+struct KeptTurnCase : test::NamedCase {
+  unsigned char subIndex;
+  unsigned int parameter;
+  Frames onSync;
+};
+
+class TransmitPDOThatWaitsForASync : public PDOBuild {
+protected:
+  TransmitPDOThatWaitsForASync() {
+    addVariable(0x2001, 1, 8);
+    addTransmitPDO(0, {0x185, 0}, {0x20010108});
+    startAndSettle();
+    node.receive("080#");
+    change(0x2001, 1, 1);
+  }
+};
+
+class RebuiltTransmitPDOThatWaitsForASync : public TransmitPDOThatWaitsForASync,
+                                            public testing::WithParamInterface<KeptTurnCase> {};
+
+TEST_P(RebuiltTransmitPDOThatWaitsForASync, KeepsItsTurnWhenItIsValid) {
+  EXPECT_EQ(KQ_OK, write(0x1800, GetParam().subIndex, GetParam().parameter));
+  EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(GetParam().onSync, node.receive("080#"));
+}
+
+// The second SYNC finds the counter at 2.
+INSTANTIATE_TEST_SUITE_P(
+    Parameters, RebuiltTransmitPDOThatWaitsForASync,
+    testing::Values(KeptTurnCase{{"InhibitTime"}, 3, 10, {"185#01"}}, KeptTurnCase{{"EventTimer"}, 5, 10, {"185#01"}},
+                    KeptTurnCase{{"Type2"}, 2, 2, {"185#01", "185#01"}}, KeptTurnCase{{"Type3"}, 2, 3, {"185#01"}},
+                    KeptTurnCase{{"Type252"}, 2, 252, {}}, KeptTurnCase{{"Invalid"}, 1, 0x80000185, {}}),
+    test::caseName<KeptTurnCase>);
+
+TEST_F(TransmitPDOThatWaitsForASync, HasOneTurn) {
+  rebuild(0x1800);
+  rebuild(0x1800);
+  EXPECT_EQ(Frames{"185#01"}, node.receive("080#"));
+  EXPECT_EQ(Frames{}, node.receive("080#"));
+}
+
+TEST_F(TransmitPDOThatWaitsForASync, HasLostItsTurnWhenItWasInvalidMeanwhile) {
+  EXPECT_EQ(KQ_OK, write(0x1800, 1, 0x80000185));
+  EXPECT_EQ(KQ_OK, write(0x1800, 1, 0x185));
+  EXPECT_EQ(Frames{}, node.receive("080#"));
+}
+
+// ---- parameters that are mapped
+
+TEST_F(PDOBuild, ParameterThatIsMappedGoesOutAndRebuildsItsPDO) {
+  addTransmitPDO(0, {0x185}, {0x18010510});
+  addTransmitPDO(1, {0x186}, {});
+  startAndSettle();
+  EXPECT_EQ(KQ_OK, write(0x1801, 5, 0x1234));
+  EXPECT_EQ(Frames{"185#34 12"}, sent());
+  EXPECT_EQ(Frames{"186#"}, node.cycle());
+}
+
+TEST_F(PDOBuild, FirstParameterOfAllThatIsMappedGoesOut) {
+  addTransmitPDO(0, {0x185}, {0x14000510});
+  addReceivePDO(0, {0x205}, {});
+  startAndSettle();
+  EXPECT_EQ(KQ_OK, write(0x1400, 5, 7));
+  EXPECT_EQ(Frames{"185#07 00"}, sent());
+}
+
+// The change leaves with the TPDO as it was; the inhibit time of the new one begins with its own first frame.
+TEST_F(PDOBuild, ParameterThatItsOwnPDOMapsGoesOutBeforeThatIsRebuilt) {
+  addTransmitPDO(0, {0x185, 255, 0, 100}, {0x18000510});
+  startAndSettle();
+  node.clock.advance(100);
+  EXPECT_EQ(KQ_OK, write(0x1800, 5, 7));
+  EXPECT_EQ(Frames{"185#07 00"}, sent());
+  EXPECT_EQ(Frames{"185#07 00"}, node.cycle());
+}
+
+// ---- replaced PDOs
+
+class ReplacedPDO : public PDOBuild {
+protected:
+  static constexpr unsigned short INDEXES[] = {0x1800, 0x1801, 0x1400};
+
+  ReplacedPDO() {
+    addVariable(0x2001, 1, 8);
+    addTransmitPDO(0, {0x185, 255, 100}, {0x20010108});
+    addTransmitPDO(1, {0x186, 1}, {0x20010108});
+    addReceivePDO(0, {0x205, 1, 100}, {0x20010108});
+    startAndSettle();
+    node.receive("205#05");
+    sent();
+  }
+};
+
+TEST_F(ReplacedPDO, GoesWithTheLastWalkOverIt) {
+  std::shared_ptr<const PDOTable> walk = handler().getPDOs();
+  const std::weak_ptr<const PDOTable> replaced = walk;
+  for (const unsigned short index : INDEXES) {
+    rebuild(index);
+  }
+  EXPECT_FALSE(replaced.expired());
+  walk.reset();
+  EXPECT_TRUE(replaced.expired());
+}
+
+TEST_F(ReplacedPDO, GoesWithItsTableWhenNobodyWalks) {
+  for (const unsigned short index : INDEXES) {
+    const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+    rebuild(index);
+    EXPECT_TRUE(replaced.expired()) << index;
+  }
+}
+
+TEST_F(ReplacedPDO, GoesWithItsTableWhenAllAreBuiltAnew) {
+  const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+  EXPECT_EQ(KQ_OK, handler().init());
+  EXPECT_TRUE(replaced.expired());
+}
+
+// ---- rebuilt TPDO, otherwise
 
 TEST_F(PDOBuild, RebuiltTransmitPDOHasNeverBeenSent) {
   addTransmitPDO(0, {0x185, 255, 0, 100}, {0x10060008});

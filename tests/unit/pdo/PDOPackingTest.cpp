@@ -3,7 +3,7 @@
 // | parameter         | functional                                    | robustness                              |
 // |-------------------|-----------------------------------------------|-----------------------------------------|
 // | number of objects | 1, 2 (every pair of lengths), 1 to 8 (random) | more bits than a frame has              |
-// | length            | 1 to 32 bits                                  |                                         |
+// | length            | 1 to 64 bits; a value has 32 of them          |                                         |
 // | sign              | signed and unsigned objects in any order      |                                         |
 // | received length   | that of the PDO                               | every shorter one                       |
 //
@@ -21,6 +21,7 @@ using namespace KQ;
 namespace {
 
 constexpr unsigned char UNSIGNED_OBJECTS = 8;
+constexpr unsigned int VALUE_BITS = 32;
 constexpr unsigned char ALL_OBJECTS = 16;  // sub-index 9 to 16 are signed
 
 struct MappedObject {
@@ -59,7 +60,8 @@ public:
     for (std::size_t i = 0; i < objects.size(); ++i) {
       for (unsigned int bit = 0; isWithin(i, length()) && bit < objects[i].bits; ++bit) {
         const unsigned int position = starts[i] + bit;
-        const bool isSet = (static_cast<unsigned int>(values[i]) >> bit & 1U) != 0;
+        const bool isSet = bit < VALUE_BITS ? (static_cast<unsigned int>(values[i]) >> bit & 1U) != 0
+                                            : isSigned(objects[i]) && values[i] < 0;
         bytes[position / 8] = static_cast<unsigned char>(bytes[position / 8] | (isSet ? 1U << (position % 8) : 0U));
       }
     }
@@ -70,7 +72,7 @@ public:
     const unsigned int bits = objects[i].bits;
     const bool negative = isSigned(objects[i]) && bitOf(bytes, starts[i] + bits - 1);
     unsigned int value = negative ? 0xFFFFFFFFU : 0U;
-    for (unsigned int bit = 0; bit < bits; ++bit) {
+    for (unsigned int bit = 0; bit < std::min(bits, VALUE_BITS); ++bit) {
       value = bitOf(bytes, starts[i] + bit) ? value | 1U << bit : value & ~(1U << bit);
     }
     return static_cast<int>(value);
@@ -144,7 +146,7 @@ protected:
       data[i] = message.data[i] = static_cast<unsigned char>(below(256));
     }
     const Values before = fillVariables(objects);
-    ASSERT_EQ(KQ_OK, pdo->applyMessage(message, KQDEI::instance()));
+    ASSERT_EQ(KQ_OK, pdo->extractMappedValues(&message, KQDEI::instance(), nullptr, false));
     for (std::size_t i = 0; i < objects.size(); ++i) {
       const int expected = reference.isWithin(i, message.length) ? reference.unpack(data, i) : before[i];
       ASSERT_EQ(expected, stored(0x2001, objects[i].subIndex)) << describe(objects) << "object " << i;
@@ -168,7 +170,7 @@ protected:
     std::shuffle(subIndexes.begin(), subIndexes.end(), random);
     const std::size_t count = 1 + below(8);
     // Mostly lengths that fit into a frame together.
-    const unsigned int longest = below(4) == 0 ? 32 : std::min(32U, 128U / static_cast<unsigned int>(count));
+    const unsigned int longest = below(4) == 0 ? 64 : std::min(64U, 128U / static_cast<unsigned int>(count));
     std::vector<MappedObject> objects;
     for (std::size_t i = 0; i < count; ++i) {
       objects.push_back({subIndexes[i], 1 + below(longest)});
@@ -180,7 +182,7 @@ protected:
 };
 
 TEST_F(PDOPacking, EverySingleLengthIsPlacedAtBitZero) {
-  for (unsigned int bits = 1; bits <= 32; ++bits) {
+  for (unsigned int bits = 1; bits <= 64; ++bits) {
     for (const MappedObject object : {MappedObject{1, bits}, MappedObject{9, bits}}) {
       checkTransmission({object});
       checkReception({object}, 0);
@@ -195,6 +197,14 @@ TEST_F(PDOPacking, EveryPairOfLengthsIsPlacedWithoutAGap) {
       checkTransmission(objects);
       checkReception(objects, 0);
     }
+  }
+}
+
+TEST_F(PDOPacking, WideLengthLeavesItsNeighboursAlone) {
+  for (unsigned int wide = 33; wide <= 62 && !HasFatalFailure(); ++wide) {
+    const std::vector<MappedObject> objects = {{1, 1}, {9, wide}, {2, 63 - wide}};
+    checkTransmission(objects);
+    checkReception(objects, 0);
   }
 }
 

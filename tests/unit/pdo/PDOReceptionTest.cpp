@@ -6,12 +6,15 @@
 // |                    |                                                         | COB-IDs, no SYNC handler           |
 // | length             | that of the PDO, shorter, none                          | longer: 0x8220, nothing is applied |
 // | values             | variables, dictionary objects, dummy entries            | read-only and out of the limits    |
-// | events             | received, timed out, back again                         | once each; no action; not applied  |
+// | events             | received, timed out, back again: order, once each,      | no action; not applied             |
+// |                    | values valid or not at that moment                      |                                    |
 // | time-out           | both sides of the time, before the first frame, values  | values of other owners, the tick   |
 // |                    | of the node marked invalid, PRE-OPERATIONAL             | wraps                              |
 // | what is monitored  | every transmission type, with and without event timer   |                                    |
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "CountedAction.h"
 #include "PDOFixture.h"
@@ -344,6 +347,52 @@ TEST_F(WatchedReception, ReplacedBearerOfACOBIDStaysWatched) {
   addReceivePDO(1, {0x205}, {});
   startAndSettle();
   EXPECT_EQ(1U, timedOut.runs);
+}
+
+/// Notes the event, and whether the variable of the node is valid at that moment.
+class NotingAction : public KQAction {
+public:
+  NotingAction(std::string eventName, std::vector<std::string>& notes) : name(std::move(eventName)), log(notes) {}
+  int execute() override {
+    log.push_back(name + (KQDEI::instance()->isValid(0x2001, 1) ? ", valid" : ", invalid"));
+    return KQ_OK;
+  }
+
+private:
+  const std::string name;
+  std::vector<std::string>& log;
+};
+
+class OrderOfEvents : public WatchedReception {
+protected:
+  OrderOfEvents() {
+    canopen().setPDOEventAction(0x1400, PDO_EVENT_RX_RECEIVED, &whenReceived);
+    canopen().setPDOEventAction(0x1400, PDO_EVENT_RX_TIMEOUT, &whenTimedOut);
+    canopen().setPDOEventAction(0x1400, PDO_EVENT_RX_TIMEOUT_RESOLVED, &whenResolved);
+    startAndSettle();
+  }
+
+  std::vector<std::string> log;
+  NotingAction whenReceived{"received", log};
+  NotingAction whenTimedOut{"timed out", log};
+  NotingAction whenResolved{"resolved", log};
+};
+
+TEST_F(OrderOfEvents, ValuesAreInvalidBeforeTheTimeOutIsReported) {
+  EXPECT_EQ(std::vector<std::string>{"timed out, invalid"}, log);
+}
+
+TEST_F(OrderOfEvents, FrameIsReportedBeforeTheEndOfTheTimeOutOnceEach) {
+  log.clear();
+  offer("205#01 02");
+  EXPECT_EQ((std::vector<std::string>{"received, valid", "resolved, valid"}), log);
+}
+
+TEST_F(OrderOfEvents, FrameAfterTheEndOfTheTimeOutIsReportedAlone) {
+  offer("205#01 02");
+  log.clear();
+  offer("205#01 02");
+  EXPECT_EQ(std::vector<std::string>{"received, valid"}, log);
 }
 
 /// Rebuilds a PDO from inside its report.

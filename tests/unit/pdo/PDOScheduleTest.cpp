@@ -4,9 +4,11 @@
 // |-------------|----------------------------------------|-----------------------------------------------------|
 // | event timer | period, from the moment of processing  | late passes, inhibited, refused, the tick wraps     |
 // | wait hint   | lowered only; status word of the cycle | no event timer                                      |
-// | time budget | the rest goes in the next pass         | one PDO is tried in any case                        |
+// | time budget | the rest goes in the next pass; 50 ms  | one PDO is tried in any case; any deadline of the   |
+// |             | for that of a cycle                    | cycle                                               |
 
 #include "PDOFixture.h"
+#include "ReadableName.h"
 
 using namespace KQ;
 using test::Frames;
@@ -211,6 +213,26 @@ TEST_F(PDOSchedule, DeadlineOfNowIsOverAndOneOfLaterIsNot) {
   EXPECT_EQ(KQ_OK, pass(1));
   EXPECT_EQ((Frames{"185#", "186#"}), sent());
 }
+
+class PassOfTheCycle : public PDOSchedule, public testing::WithParamInterface<int> {};
+
+// Each reading of the clock takes a millisecond, and each PDO two of them.
+TEST_P(PassOfTheCycle, EndsAfter50MillisecondsWhateverTheDeadlineOfTheCycle) {
+  for (unsigned short i = 0; i < 60; ++i) {
+    addTransmitPDO(i, {0x185U + i}, {});
+  }
+  start();
+  const unsigned int begin = node.clock.now();
+  node.clock.advanceOnEveryReading(1);
+  node.canopen().getStateMachine()->run(begin + static_cast<unsigned int>(GetParam()));
+  node.clock.advanceOnEveryReading(0);
+  // The last reading is the first after a PDO that finds 50 ms gone.
+  const unsigned int lastReading = node.clock.now() - 1 - begin;
+  EXPECT_GE(lastReading, 50U);
+  EXPECT_LE(lastReading, 51U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Deadlines, PassOfTheCycle, testing::Values(-1000, 0, 10, 49, 51, 1000), test::ReadableName());
 
 TEST_F(PDOSchedule, InhibitedPDOUsesUpBudgetToo) {
   addVariable(0x2001, 1, 8);

@@ -8,10 +8,17 @@
 // | other actions | no effect                                                     |                                   |
 // | mapped        | into another TPDO, into its own, two into each other, a ring, | bounded frames, no deadlock       |
 // |               | shared by two; on change, by timer, on SYNC                   |                                   |
+// | listener      | changes another variable of the same TPDO, with and without   |                                   |
+// |               | inhibit time                                                  |                                   |
 // | parameter     | of its own PDO, of another one, mapped or not                 | the PDO is rebuilt meanwhile      |
 
+#include <functional>
 #include <string>
+#include <utility>
 
+#include "KQSignal.h"
+#include "KQSignalListener.h"
+#include "KQVariableEventDispatcher.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
 #include "ReadableName.h"
@@ -227,12 +234,14 @@ TEST_P(MappedCounter, InItsOwnTPDODoesNotSetItOffAgain) {
   EXPECT_EQ(Frames{}, node.run(50));
 }
 
-TEST_P(MappedCounter, InItsOwnTPDOWithInhibitTimeComesToRest) {
+TEST_P(MappedCounter, InItsOwnTPDOWithInhibitTimeGoesOnAtItsPace) {
   addTransmitPDO(0, {0x185, 255, 0, 10}, {entry});
   count(0, key);
   start();
   EXPECT_EQ(Frames{"185#00"}, node.run(1));
-  EXPECT_EQ(Frames{}, node.run(100));
+  EXPECT_EQ(Frames{}, node.run(9));
+  EXPECT_EQ(Frames{"185#01"}, node.run(1));
+  EXPECT_EQ((Frames{"185#02", "185#03"}), node.run(20));
 }
 
 TEST_P(MappedCounter, InItsOwnTPDOWithEventTimerGoesOutOncePerPeriod) {
@@ -320,6 +329,48 @@ TEST_F(TransmissionCounter, SharedByTwoTPDOsThatMapItComesToRest) {
   EXPECT_LE(sent().size(), 8U);
   EXPECT_EQ(Frames{}, node.run(100));
 }
+
+/// Writes another variable whenever it is told of a change of the counter.
+class CounterListener : public KQSignalListener {
+public:
+  explicit CounterListener(std::function<void()> reaction) : react(std::move(reaction)) {}
+  int signalOccurred(KQSignal& /*signal*/) override {
+    react();
+    return KQ_OK;
+  }
+
+private:
+  std::function<void()> react;
+};
+
+class ListenedCounter : public TransmissionCounter, public testing::WithParamInterface<unsigned short> {
+protected:
+  ListenedCounter() {
+    addVariables(3, 8);
+    addTransmitPDO(0, {0x185, 255, 0, GetParam()}, {0x20010108, 0x20010308});
+    count(0, 0x20010002);
+    KQVariableEventDispatcher::instance()->addMapping(0x2001, 2, &listener);
+  }
+
+  bool isListening = false;
+  CounterListener listener{[this] {
+    if (isListening) {
+      change(0x2001, 3, 77);
+    }
+  }};
+};
+
+TEST_P(ListenedCounter, ChangeOfAnotherVariableOfTheSameTPDOGoesOutLater) {
+  startAndSettle();
+  node.run(20);
+  isListening = true;
+  changeValue();
+  EXPECT_EQ(Frames{"185#01 00"}, sent());
+  EXPECT_EQ(Frames{"185#01 4D"}, node.run(20));
+  EXPECT_EQ(Frames{}, node.run(100));
+}
+
+INSTANTIATE_TEST_SUITE_P(InhibitTime, ListenedCounter, testing::Values(0, 10), test::ReadableName());
 
 // ---- parameter
 

@@ -25,6 +25,12 @@ class SDOClientDownload : public test::SDOClientFixture {
 protected:
   static constexpr const char* CONFIRMATION = "60 00 60 11 00 00 00 00";
 
+  /// An object of that type which node 6 holds. No variable is bound to it.
+  void addObject(KQ::KQCANopenDataType dataType) {
+    node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_RECORD, "object");
+    node.dictionary().addSubentry(INDEX, 1, KQ::ACCESS_RW, dataType, "", false, 0, "", 0x606);
+  }
+
   /// Starts to write a text of more than four characters into variable 1, up to the first segment.
   Frames startText(const std::string& text) {
     addText(1, "old");
@@ -79,6 +85,14 @@ TEST_F(SDOClientDownload, ConfirmationReturnsTheResultOfTheWrite) {
   EXPECT_EQ(0x06090030, answer(CONFIRMATION));
   EXPECT_EQ(0, stored(1));
   EXPECT_EQ(Events{"1103 20010001 1"}, takeEvents());
+}
+
+TEST_F(SDOClientDownload, ConfirmedNumberIsTakenOverWhateverTheAccessRight) {
+  addNumber(1, 16, false, 3);
+  node.dictionary().getSubentry(INDEX, 1)->accessType = KQ::ACCESS_RO;
+  sendWrite(1, 5);
+  EXPECT_EQ(KQ::KQ_OK, answer(CONFIRMATION));
+  EXPECT_EQ(5, stored(1));
 }
 
 TEST_F(SDOClientDownload, ConfirmationOfNothingPendingGives23) {
@@ -201,6 +215,8 @@ const SegmentsRow SEGMENTS_ROWS[] = {
     {{"Nine"}, 9, {"606#00 61 62 63 64 65 66 67", "606#1B 68 69 00 00 00 00 00"}},
     {{"Ten"}, 10, {"606#00 61 62 63 64 65 66 67", "606#19 68 69 6A 00 00 00 00"}},
     {{"Eleven"}, 11, {"606#00 61 62 63 64 65 66 67", "606#17 68 69 6A 6B 00 00 00"}},
+    {{"Twelve"}, 12, {"606#00 61 62 63 64 65 66 67", "606#15 68 69 6A 6B 6C 00 00"}},
+    {{"Thirteen"}, 13, {"606#00 61 62 63 64 65 66 67", "606#13 68 69 6A 6B 6C 6D 00"}},
     {{"Fourteen"}, 14, {"606#00 61 62 63 64 65 66 67", "606#11 68 69 6A 6B 6C 6D 6E"}},
     {{"Fifteen"}, 15, {"606#00 61 62 63 64 65 66 67", "606#10 68 69 6A 6B 6C 6D 6E", "606#0D 6F 00 00 00 00 00 00"}},
 };
@@ -249,12 +265,79 @@ TEST_F(SDOClientDownload, VariableOfAnotherNameIsNotFoundAtTheEnd) {
   EXPECT_EQ(1U, takeEvents().size());
 }
 
-TEST_F(SDOClientDownload, NumberOfEightBytesGoesOutWithItsSignInSegments) {
-  node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_RECORD, "object");
-  node.dictionary().addSubentry(INDEX, 1, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED64, "", false, 0, "", 0x606);
+TEST_F(SDOClientDownload, ObjectWithoutVariableIsNotFoundAtTheEnd) {
+  addObject(KQ::DATA_TYPE_UNSIGNED40);
+  sendWrite(1, 5);
+  server("60 01 20 01 00 00 00 00");
+  EXPECT_EQ(0x08000000, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(Events{"1103 20010001 1"}, takeEvents());
+  EXPECT_EQ(Frames{}, node.run(200));
+}
+
+TEST_F(SDOClientDownload, LastConfirmationOnAnotherChannelEndsWithoutAVariable) {
+  startText("hello");
+  EXPECT_EQ(0x08000000, offer("587#20 00 00 00 00 00 00 00"));
+  EXPECT_EQ("old", storedText(1));
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, answer("20 00 00 00 00 00 00 00"));
+}
+
+TEST_F(SDOClientDownload, SecondTextAfterAFinishedOneStartsAfresh) {
+  startText(test::pattern(15));
+  server("20 00 00 00 00 00 00 00");
+  server("30 00 00 00 00 00 00 00");
+  server("20 00 00 00 00 00 00 00");
+  EXPECT_EQ(Frames{"606#21 00 60 11 09 00 00 00"}, sendWrite(1, "ABCDEFGHI"));
+  EXPECT_EQ(Frames{"606#00 41 42 43 44 45 46 47"}, server(CONFIRMATION));
+  EXPECT_EQ(test::pattern(15), storedText(1));
+  EXPECT_EQ(Frames{"606#1B 48 49 00 00 00 00 00"}, server("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(KQ::KQ_OK, answer("30 00 00 00 00 00 00 00"));
+  EXPECT_EQ("ABCDEFGHI", storedText(1));
+}
+
+struct LongNumberRow : test::NamedCase {
+  KQ::KQCANopenDataType dataType;
+  int value;
+  Frames segments;
+};
+
+class SDOClientLongNumber : public SDOClientDownload, public ::testing::WithParamInterface<LongNumberRow> {};
+
+TEST_P(SDOClientLongNumber, IsExtendedAsItsTypeIsSigned) {
+  addObject(GetParam().dataType);
+  sendWrite(1, GetParam().value);
+  Frames segments = server("60 01 20 01 00 00 00 00");
+  for (const std::string& text : server("20 00 00 00 00 00 00 00")) {
+    segments.push_back(text);
+  }
+  EXPECT_EQ(GetParam().segments, segments);
+}
+
+const LongNumberRow LONG_NUMBER_ROWS[] = {
+    {{"Unsigned40"}, KQ::DATA_TYPE_UNSIGNED40, -2, {"606#05 FE FF FF FF 00 00 00"}},
+    {{"Unsigned48"}, KQ::DATA_TYPE_UNSIGNED48, -2, {"606#03 FE FF FF FF 00 00 00"}},
+    {{"Unsigned56"}, KQ::DATA_TYPE_UNSIGNED56, -2, {"606#01 FE FF FF FF 00 00 00"}},
+    {{"Unsigned64"}, KQ::DATA_TYPE_UNSIGNED64, -2, {"606#00 FE FF FF FF 00 00 00", "606#1D 00 00 00 00 00 00 00"}},
+    {{"Real64"}, KQ::DATA_TYPE_REAL64, -2, {"606#00 FE FF FF FF 00 00 00", "606#1D 00 00 00 00 00 00 00"}},
+    {{"Integer40"}, KQ::DATA_TYPE_INTEGER40, -2, {"606#05 FE FF FF FF FF 00 00"}},
+    {{"Integer48"}, KQ::DATA_TYPE_INTEGER48, -2, {"606#03 FE FF FF FF FF FF 00"}},
+    {{"Integer56"}, KQ::DATA_TYPE_INTEGER56, -2, {"606#01 FE FF FF FF FF FF FF"}},
+    {{"Integer64"}, KQ::DATA_TYPE_INTEGER64, -2, {"606#00 FE FF FF FF FF FF FF", "606#1D FF 00 00 00 00 00 00"}},
+    {{"Integer64NotNegative"},
+     KQ::DATA_TYPE_INTEGER64,
+     0x12345678,
+     {"606#00 78 56 34 12 00 00 00", "606#1D 00 00 00 00 00 00 00"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Types, SDOClientLongNumber, ::testing::ValuesIn(LONG_NUMBER_ROWS),
+                         test::caseName<LongNumberRow>);
+
+TEST_F(SDOClientDownload, ConfirmedLongNumberIsTakenOver) {
+  addNumber(1, 33, true);
+  node.dictionary().setLimits(INDEX, 1, -10, 10);
   sendWrite(1, -2);
-  EXPECT_EQ(Frames{"606#00 FE FF FF FF FF FF FF"}, server("60 01 20 01 00 00 00 00"));
-  EXPECT_EQ(Frames{"606#1D FF 00 00 00 00 00 00"}, server("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(Frames{"606#05 FE FF FF FF FF 00 00"}, server(CONFIRMATION));
+  EXPECT_EQ(KQ::KQ_OK, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(-2, stored(1));
 }
 
 TEST_F(SDOClientDownload, RepeatedToggleIsAborted) {
@@ -280,6 +363,15 @@ TEST_F(SDOClientDownload, SegmentResponseOnAnotherChannelIsIgnored) {
   startText(test::pattern(20));
   EXPECT_EQ(Frames{}, node.receive("587#20 00 00 00 00 00 00 00"));
   EXPECT_EQ(Frames{"606#10 68 69 6A 6B 6C 6D 6E"}, server("20 00 00 00 00 00 00 00"));
+}
+
+TEST_F(SDOClientDownload, SegmentResponseNeedsBothCobIDsOfTheTransfer) {
+  startText(test::pattern(20));
+  const KQ::KQCANMessage response = test::frame("586#20 00 00 00 00 00 00 00");
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSegmentedSDODownloadSegmentResponse(response, 0x586, 0x607));
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSegmentedSDODownloadSegmentResponse(response, 0x587, 0x606));
+  EXPECT_EQ(Frames{}, sent());
+  EXPECT_EQ(KQ::KQ_OK, client().handleSegmentedSDODownloadSegmentResponse(response, 0x586, 0x606));
 }
 
 TEST_F(SDOClientDownload, SegmentResponseWithoutTransferGives8) {

@@ -8,7 +8,7 @@
 // | remote key    | replaces the local one; object without variable  | 0                                   |
 // | number        | 1 to 4 bytes, both limits                        | longer than its type                |
 // | text          | 0 to 4 characters, 5 and more                    | bytes of an earlier text            |
-// | data type     | more than four bytes                             | unknown                             |
+// | data type     | that of the entry; more than four bytes          | unknown, without size               |
 // | state         | PRE-OPERATIONAL, OPERATIONAL, STOPPED            | reset                               |
 // | parts         |                                                  | no instance, no port, no dictionary |
 
@@ -381,6 +381,36 @@ TEST_F(SDOClientRequest, NumberForATextSendsTheEmptyText) {
 TEST_F(SDOClientRequest, UnknownDataTypeGives23) {
   EXPECT_EQ(KQ::KQ_NOT_FOUND, client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 5, "", KQ::DATA_TYPE_NONE));
   EXPECT_EQ(Frames{}, sent());
+}
+
+TEST_F(SDOClientRequest, UnknownObjectGives23WhateverTypeIsNamed) {
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 5, "", KQ::DATA_TYPE_UNSIGNED8));
+  EXPECT_EQ(KQ::KQ_NOT_FOUND,
+            client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 5, "abcde", KQ::DATA_TYPE_VISIBLE_STRING));
+  EXPECT_EQ(Frames{}, sent());
+}
+
+TEST_F(SDOClientRequest, ObjectWithoutTypeGives23WhateverTypeIsNamed) {
+  addObject(1, KQ::DATA_TYPE_NONE);
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 5, "", KQ::DATA_TYPE_UNSIGNED8));
+  EXPECT_EQ(Frames{}, sent());
+}
+
+TEST_F(SDOClientRequest, TypeOfTheEntryDecidesNotTheOneThatIsNamed) {
+  addNumber(1, 16, false);
+  for (const int named : {KQ::DATA_TYPE_NONE, KQ::DATA_TYPE_VISIBLE_STRING, KQ::DATA_TYPE_UNSIGNED64}) {
+    EXPECT_EQ(KQ::KQ_OK, client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 0x1234, "abcde", named));
+    EXPECT_EQ(Frames{"606#2B 00 60 11 34 12 00 00"}, sent());
+  }
+}
+
+TEST_F(SDOClientRequest, TypeWithoutSizeIsRefusedAndSendsNothing) {
+  for (const KQ::KQCANopenDataType dataType : {KQ::DATA_TYPE_OCTET_STRING, KQ::DATA_TYPE_DOMAIN}) {
+    addObject(1, dataType);
+    EXPECT_EQ(0x06070010, client().sendSDODownloadRequest(keyOf(1), 0x586, 0x606, 5, "abcde", dataType));
+    EXPECT_EQ(Frames{}, sendWrite(1, 5));
+  }
+  EXPECT_EQ(Frames{}, node.run(200));
 }
 
 TEST_F(SDOClientRequest, WriteOfAnObjectThatDoesNotExistSendsNothing) {

@@ -3,6 +3,7 @@
 // | parameter           | functional                            | robustness                                |
 // |---------------------|---------------------------------------|-------------------------------------------|
 // | segments            | 0 to 15, 889 characters, both toggles | wrong toggle, other channel, port refuses |
+// | initiate response   | starts the segments                   | again in their middle                     |
 // | end                 | stored only now, log line             | into a number, more segments              |
 // | abort by the server | ends it                               | before the first segment, other channel   |
 // | one upload slot     | waits for the upload of a master      | a master takes it over                    |
@@ -122,6 +123,39 @@ TEST_F(SDOClientSegmentedUpload, SegmentOnAnotherChannelGives8) {
   EXPECT_EQ(KQ::KQ_UNEXPECTED, offer("587#05 78 78 78 78 78 00 00"));
   EXPECT_EQ(KQ::KQ_OK, answer("05 68 65 6C 6C 6F 00 00"));
   EXPECT_EQ("hello", storedText(1));
+}
+
+TEST_F(SDOClientSegmentedUpload, SegmentNeedsBothCobIDsOfTheUpload) {
+  addText(1, "old");
+  ask();
+  server("41 00 60 11 05 00 00 00");
+  const KQ::KQCANMessage segment = test::frame("586#05 68 65 6C 6C 6F 00 00");
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSegmentedSDOUploadSegment(segment, 0x586, 0x607));
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSegmentedSDOUploadSegment(segment, 0x587, 0x606));
+  EXPECT_EQ("old", storedText(1));
+  EXPECT_EQ(KQ::KQ_OK, client().handleSegmentedSDOUploadSegment(segment, 0x586, 0x606));
+}
+
+TEST_F(SDOClientSegmentedUpload, InitiateResponseNeedsBothCobIDsOfTheUpload) {
+  addText(1, "old");
+  ask();
+  const KQ::KQCANMessage response = test::frame("586#41 00 60 11 05 00 00 00");
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSDOUploadResponse(response, 0x586, 0x607));
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSDOUploadResponse(response, 0x587, 0x606));
+  EXPECT_EQ(Frames{}, sent());
+}
+
+TEST_F(SDOClientSegmentedUpload, InitiateResponseInTheMiddleIsIgnored) {
+  addText(1, "old");
+  ask();
+  server("41 00 60 11 08 00 00 00");
+  server("00 61 62 63 64 65 66 67");
+  for (const char* const response : {"41 00 60 11 05 00 00 00", "43 00 60 11 78 78 78 78"}) {
+    EXPECT_EQ(KQ::KQ_UNEXPECTED, answer(response));
+    EXPECT_EQ(Frames{}, sent());
+  }
+  EXPECT_EQ(KQ::KQ_OK, answer("1D 68 00 00 00 00 00 00"));
+  EXPECT_EQ("abcdefgh", storedText(1));
 }
 
 TEST_F(SDOClientSegmentedUpload, EndsWith7WhenTheNextSegmentCannotBeAskedFor) {

@@ -4,6 +4,7 @@
 // |-----------------------|--------------------------------------|---------------------------------|
 // | confirmation          | both sides, abort frame, value kept  | late answer, wrap of the tick   |
 // | several confirmations | each its own deadline                |                                 |
+// | upload of a master    | named as the master named it         | after a read, before a read     |
 // | segmented download    | every step renews it, COB-ID, event  | no listener                     |
 // | read                  | both sides, COB-ID, variable invalid | no remote key, wrap of the tick |
 // | segmented upload      | every step renews it                 | wrong segment does not          |
@@ -378,6 +379,31 @@ TEST_F(SDOClientTimeout, SegmentAfterItGives8) {
   node.run(101);
   EXPECT_EQ(KQ::KQ_UNEXPECTED, answer("05 68 65 6C 6C 6F 00 00"));
   EXPECT_EQ("old", storedText(1));
+}
+
+// ---- reads and uploads of a master in their one slot
+
+TEST_F(SDOClientTimeout, UploadOfAMasterAfterAReadIsAbortedUnderTheObjectThatTheMasterNamed) {
+  addText(1, "text of a master");
+  ask();
+  node.receive("605#40 01 20 01 00 00 00 00");
+  EXPECT_EQ(Frames{"585#80 01 20 01 00 00 04 05"}, node.run(101));
+  EXPECT_FALSE(isValid(1));
+}
+
+TEST_F(SDOClientTimeout, ReadAfterTheUploadOfAMasterIsAbortedUnderTheRemoteKey) {
+  addText(1, "a text");
+  node.receive("605#40 01 20 01 00 00 00 00");
+  node.receive("605#60 00 00 00 00 00 00 00");
+  ask();
+  EXPECT_EQ(READ_ABORTED, node.run(101));
+}
+
+TEST_F(SDOClientTimeout, SegmentedReadIsAbortedUnderTheRemoteKey) {
+  addText(1, "old");
+  ask();
+  server("41 00 60 11 14 00 00 00");
+  EXPECT_EQ(READ_ABORTED, node.run(101));
 }
 
 // ---- both

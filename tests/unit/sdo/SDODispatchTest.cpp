@@ -3,7 +3,7 @@
 // | parameter              | functional                                        | robustness                           |
 // |------------------------|---------------------------------------------------|--------------------------------------|
 // | frame                  |                                                   | null                                 |
-// | state                  | PRE-OPERATIONAL, OPERATIONAL; STOPPED is silent   | no state machine                     |
+// | state                  | PRE-OPERATIONAL, OPERATIONAL; STOPPED is silent   | no state machine; foreign in STOPPED |
 // | COB-ID                 | own, other, bits above bit 28                     | bit 28, neighbours                   |
 // | channel objects        | 0x1200 to 0x127F, several, added at run time      | disabled, half an object, moved      |
 // | command specifier      | 0 to 7                                            | every low bit set                    |
@@ -78,6 +78,12 @@ TEST_F(SDODispatch, StoppedIsSilent) {
   node.receive("000#02 05");
   EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, offer(READ_VENDOR_ID));
   EXPECT_EQ(Frames{}, sent());
+}
+
+TEST_F(SDODispatch, StoppedRefusesFramesOfNoChannelToo) {
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, offer(0x123, READ_VENDOR_ID));
+  node.receive("000#02 05");
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, offer(0x123, READ_VENDOR_ID));
 }
 
 TEST_F(SDODispatch, StoppedDoesNotWrite) {
@@ -196,6 +202,25 @@ TEST_F(SDODispatch, FrameOfServerAndClientChannelIsAnsweredAndGivesTheResultOfTh
   addChannel(0x1201, 0x612, 0x592);
   addChannel(0x1280, 0x60A, 0x612);
   EXPECT_EQ(KQ::KQ_UNEXPECTED, offer(0x612, READ_VENDOR_ID));
+  EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, sent());
+}
+
+TEST_F(SDODispatch, FrameOfAClientChannelReachesTheClient) {
+  addChannel(0x1280, 0x60A, 0x612);
+  EXPECT_EQ(Frames{"60A#80 18 10 01 01 00 04 05"}, node.receive("612#E0 18 10 01 00 00 00 00"));
+}
+
+TEST_F(SDODispatch, FrameOfServerAndClientChannelReachesTheServerThenTheClient) {
+  addChannel(0x1201, 0x612, 0x592);
+  addChannel(0x1280, 0x60A, 0x612);
+  const Frames expected = {"592#80 18 10 01 01 00 04 05", "60A#80 18 10 01 01 00 04 05"};
+  EXPECT_EQ(expected, node.receive("612#E0 18 10 01 00 00 00 00"));
+}
+
+TEST_F(SDODispatch, FrameOfAnEnabledServerAndADisabledClientChannelGivesTheResultOfTheServer) {
+  addChannel(0x1201, 0x612, 0x592);
+  addChannel(0x1280, static_cast<int>(0x8000060A), 0x612);
+  EXPECT_EQ(KQ::KQ_OK, offer(0x612, READ_VENDOR_ID));
   EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, sent());
 }
 

@@ -102,6 +102,7 @@ protected:
     addObject(0x2003, 1, KQ::DATA_TYPE_UNSIGNED64);
     addObjectWithoutVariable(0x2003, 2, KQ::DATA_TYPE_VISIBLE_STRING);
     addObjectWithoutVariable(0x2003, 3, KQ::DATA_TYPE_UNSIGNED16);
+    addObject(0x2003, 4, KQ::DATA_TYPE_NONE);
     addChannel(0x1201, 0x612, 0x592);
   }
 };
@@ -134,6 +135,8 @@ const AbortRow ABORT_ROWS[] = {
     {{"DownloadOfUnknownIndex"}, {"605#2B FF 2F 00 00 00 00 00"}, {"585#80 FF 2F 00 00 00 02 06"}},
     {{"DownloadOfUnknownSubIndex"}, {"605#2B 01 20 09 00 00 00 00"}, {"585#80 01 20 09 00 00 02 06"}},
     {{"UploadOfEightBytes"}, {"605#40 03 20 01 00 00 00 00"}, {"585#80 03 20 01 10 00 07 06"}},
+    {{"UploadWithoutType"}, {"605#40 03 20 04 00 00 00 00"}, {"585#80 03 20 04 10 00 07 06"}},
+    {{"DownloadWithoutType"}, {"605#2F 03 20 04 00 00 00 00"}, {"585#80 03 20 04 00 00 02 06"}},
     {{"DownloadOfEightBytes"}, {"605#23 03 20 01 00 00 00 00"}, {"585#80 03 20 01 10 00 07 06"}},
     {{"SegmentedDownloadOfUnknownObjectIsSilent"}, {"605#21 FF 2F 00 0A 00 00 00"}, {}},
     {{"IndicatedSizeDiffers"}, {"605#2F 01 20 01 01 00 00 00"}, {"585#80 01 20 01 30 00 09 06"}},

@@ -89,11 +89,25 @@ TEST_P(SDOTransferTimeout, HoldsInOperational) {
   EXPECT_EQ(GetParam().abort, node.run(1));
 }
 
-TEST_P(SDOTransferTimeout, CountsAcrossTheWrapOfTheTick) {
-  node.clock.set(0xFFFFFFFF - 50);
-  node.canopen().setSDOTimeout(static_cast<unsigned int>(GetParam().timeout));
+/// Transfers that do time out.
+class SDOTransferTimeoutAcrossTheWrap : public SDOTransferTimeout {};
+
+TEST_P(SDOTransferTimeoutAcrossTheWrap, IsNoEarlierAndNoLater) {
+  const auto timeout = static_cast<unsigned int>(GetParam().timeout);
+  node.canopen().setSDOTimeout(timeout);
+  node.clock.set(0xFFFFFFFF - timeout);  // in time up to the last tick, too late in tick 0
   doRequests();
-  EXPECT_EQ(Frames{}, node.run(static_cast<unsigned int>(GetParam().timeout)));
+  EXPECT_EQ(Frames{}, node.run(timeout));
+  EXPECT_EQ(GetParam().abort, node.run(1));
+}
+
+TEST_P(SDOTransferTimeoutAcrossTheWrap, CountsOnFromTheLastTick) {
+  const auto timeout = static_cast<unsigned int>(GetParam().timeout);
+  node.canopen().setSDOTimeout(timeout);
+  node.clock.set(0xFFFFFFFF);
+  doRequests();
+  EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(Frames{}, node.run(timeout));
   EXPECT_EQ(GetParam().abort, node.run(1));
 }
 
@@ -108,19 +122,25 @@ const Frames ENDED_UPLOAD = {"605#40 02 20 02 00 00 00 00", "605#60 00 00 00 00 
 const TimeoutRow TIMEOUT_ROWS[] = {
     {{"InitiatedDownload"}, INITIATED_DOWNLOAD, DOWNLOAD_ABORT, 100},
     {{"RunningDownload"}, RUNNING_DOWNLOAD, DOWNLOAD_ABORT, 100},
-    {{"EndedDownload"}, ENDED_DOWNLOAD, {}, 100},
     {{"DownloadIn0"}, INITIATED_DOWNLOAD, DOWNLOAD_ABORT, 0},
     {{"DownloadIn1"}, INITIATED_DOWNLOAD, DOWNLOAD_ABORT, 1},
     {{"DownloadIn5000"}, INITIATED_DOWNLOAD, DOWNLOAD_ABORT, 5000},
     {{"InitiatedUpload"}, INITIATED_UPLOAD, UPLOAD_ABORT, 100},
     {{"RunningUpload"}, RUNNING_UPLOAD, UPLOAD_ABORT, 100},
-    {{"EndedUpload"}, ENDED_UPLOAD, {}, 100},
     {{"UploadIn0"}, INITIATED_UPLOAD, UPLOAD_ABORT, 0},
     {{"UploadIn1"}, INITIATED_UPLOAD, UPLOAD_ABORT, 1},
     {{"UploadIn5000"}, INITIATED_UPLOAD, UPLOAD_ABORT, 5000},
 };
 
+const TimeoutRow ENDED_ROWS[] = {
+    {{"EndedDownload"}, ENDED_DOWNLOAD, {}, 100},
+    {{"EndedUpload"}, ENDED_UPLOAD, {}, 100},
+};
+
 INSTANTIATE_TEST_SUITE_P(Table, SDOTransferTimeout, ::testing::ValuesIn(TIMEOUT_ROWS), test::caseName<TimeoutRow>);
+INSTANTIATE_TEST_SUITE_P(Ended, SDOTransferTimeout, ::testing::ValuesIn(ENDED_ROWS), test::caseName<TimeoutRow>);
+INSTANTIATE_TEST_SUITE_P(Table, SDOTransferTimeoutAcrossTheWrap, ::testing::ValuesIn(TIMEOUT_ROWS),
+                         test::caseName<TimeoutRow>);
 
 TEST_F(SDOServerTimeout, IsReadWhenItIsChecked) {
   request(OPEN_DOWNLOAD);
@@ -280,13 +300,13 @@ TEST_F(SDOServerTimeout, NextUploadAfterItWorks) {
   EXPECT_EQ(Frames{"585#03 6F 70 71 72 73 74 00"}, request("60 00 00 00 00 00 00 00"));
 }
 
-TEST_F(SDOServerTimeout, AbortUsesTheRemoteKeyOfAVariableThatHasOne) {
+TEST_F(SDOServerTimeout, AbortNamesTheObjectThatTheMasterNamedAlsoWhenItsVariableHasARemoteKey) {
   KQ::KQVariable variable(0x2003, 3, "remote", KQ::STORAGE_TYPE_STRING);
   variable.setInitialText("abcdefghij");
   variable.setExternalIdentifier(0x6000000Cu);
   ASSERT_EQ(KQ::KQ_OK, node.canopen().addVariable(&variable));
   request("40 03 20 03 00 00 00 00");
-  EXPECT_EQ(Frames{"585#80 00 60 0C 00 00 04 05"}, node.run(101));
+  EXPECT_EQ(Frames{"585#80 03 20 03 00 00 04 05"}, node.run(101));
 }
 
 }  // namespace

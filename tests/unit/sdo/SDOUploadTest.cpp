@@ -54,7 +54,7 @@ const NumberRow NUMBER_ROWS[] = {
     {{"Unsigned32"}, KQ::DATA_TYPE_UNSIGNED32, 0x12345678, "585#43 01 20 01 78 56 34 12"},
     {{"Integer32"}, KQ::DATA_TYPE_INTEGER32, 0x80000000, "585#43 01 20 01 00 00 00 80"},
     {{"Real32"}, KQ::DATA_TYPE_REAL32, 0xBF800000, "585#43 01 20 01 00 00 80 BF"},
-    {{"WithoutType"}, KQ::DATA_TYPE_NONE, 0x12345678, "585#4F 01 20 01 78 00 00 00"},
+    {{"WithoutType"}, KQ::DATA_TYPE_NONE, 0x12345678, "585#80 01 20 01 10 00 07 06"},
     {{"Integer40"}, KQ::DATA_TYPE_INTEGER40, 1, "585#80 01 20 01 10 00 07 06"},
     {{"Integer48"}, KQ::DATA_TYPE_INTEGER48, 1, "585#80 01 20 01 10 00 07 06"},
     {{"Integer56"}, KQ::DATA_TYPE_INTEGER56, 1, "585#80 01 20 01 10 00 07 06"},
@@ -153,6 +153,11 @@ INSTANTIATE_TEST_SUITE_P(Table, ExpeditedUploadAccess, ::testing::ValuesIn(ACCES
 
 TEST_F(ExpeditedUpload, WriteOnlyObjectOfEightBytesIsAbortedAsWriteOnly) {
   addObject(0x2001, 1, KQ::DATA_TYPE_UNSIGNED64, KQ::ACCESS_WO);
+  EXPECT_EQ(Frames{"585#80 01 20 01 01 00 01 06"}, request(READ));
+}
+
+TEST_F(ExpeditedUpload, WriteOnlyObjectWithoutTypeIsAbortedAsWriteOnly) {
+  addObject(0x2001, 1, KQ::DATA_TYPE_NONE, KQ::ACCESS_WO);
   EXPECT_EQ(Frames{"585#80 01 20 01 01 00 01 06"}, request(READ));
 }
 
@@ -357,6 +362,16 @@ TEST_F(SegmentedUpload, MatchingRequestCobIDIsNotEnough) {
   request(READ);
   server().handleSDOUploadSegmentRequest(0x592, 0x605, 0);
   EXPECT_EQ(Frames{"592#80 01 20 01 00 00 00 08"}, node.port().takeSent());
+}
+
+TEST_F(SegmentedUpload, RequestCobIDOfMoreThan16BitsNeverMatches) {
+  addChannel(0x1201, 0x10612, 0x592);
+  KQ::KQCANMessage message = test::frame("612#40 01 20 01 00 00 00 00");
+  message.identifier = 0x10612;
+  server().handleMessage(&message);
+  message.data[0] = 0x60;
+  server().handleMessage(&message);
+  EXPECT_EQ((Frames{"592#41 01 20 01 0A 00 00 00", "592#80 01 20 01 00 00 00 08"}), node.port().takeSent());
 }
 
 TEST_F(SegmentedUpload, WholeTransferOnAnotherChannel) {

@@ -252,6 +252,13 @@ TEST_F(SegmentedDownload, DeviceNameIsRefusedAfterTheLastSegment) {
   EXPECT_EQ(Frames{"585#43 08 10 00 54 41 56 4F"}, request("40 08 10 00 00 00 00 00"));
 }
 
+TEST_F(SegmentedDownload, TextWithoutVariableIsRefusedAfterTheLastSegment) {
+  addObjectWithoutVariable(0x2005, 2, KQ::DATA_TYPE_VISIBLE_STRING);
+  EXPECT_EQ(Frames{"585#60 05 20 02 00 00 00 00"}, request("21 05 20 02 07 00 00 00"));
+  const Frames expected = {"585#20 00 00 00 00 00 00 00", "585#80 05 20 02 23 00 00 08"};
+  EXPECT_EQ(expected, request("01 61 62 63 64 65 66 67"));
+}
+
 TEST_F(SegmentedDownload, RefusedTransferIsOver) {
   request("21 08 10 00 07 00 00 00");
   request("01 61 62 63 64 65 66 67");
@@ -358,6 +365,11 @@ TEST_F(SegmentedDownload, MatchingRequestCobIDIsEnoughAndTheAnswerGoesToTheSlot)
             server().handleSegmentedSDODownloadSegment(0x592, 0x605, 0x01, 0x61, 0x62, 0x63, 0x64, 0x65, 0x66, 0x67));
   EXPECT_EQ(TAKEN, node.port().takeSent());
   EXPECT_EQ("abcdefg", storedText(0x2001, 1));
+}
+
+TEST(SegmentedDownloadAlone, WithoutDictionaryTheLastSegmentGives10) {
+  KQ::KQSDOHandler handler;
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, handler.handleSegmentedSDODownloadSegment(0, 0, 0x11, 1, 2, 3, 4, 5, 6, 7));
 }
 
 TEST_F(SegmentedDownload, WholeTransferOnAnotherChannel) {

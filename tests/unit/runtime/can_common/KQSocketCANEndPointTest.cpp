@@ -1,23 +1,27 @@
 // KQSocketCANEndPoint on a kernel that the test plays
 //
-// | what                     | cases |
-// |--------------------------|-------------------------------------------------------------------------------------------|
-// | opening                  | no CAN in the kernel, no interface, not a CAN interface, other errors; interface down |
-// | reading                  | in batches one by one; extended, remote, FD, over-long frames dropped; errors never read
-// | | writing                  | straight; ENOBUFS and EAGAIN queue in order; full queue 17; retry after 1 ms; writable
-// event  | | interface down and up    | seen by read, by write; once each way; bound again; another index; queue
-// discarded            | | controller               | bus-off and its three ways back, error-passive, overruns, lost in
-// the socket buffer           | | without a manager        | comes back by reading | | threads (robustness)     |
-// writers and the manager                                                                       |
+//  what                   | cases
+//  -----------------------+--------------------------------------------------------------------------------------
+//  opening                | no CAN in the kernel, no interface, not a CAN interface, other errors; interface down
+//  reading                | in batches one by one; asked again only when there may be more; extended, remote, FD and
+//                         | over-long frames dropped; errors never read
+//  filter                 | single, neighbours, all, none, too many, refused; with an observer; after a reconnect
+//  writing                | straight; ENOBUFS and EAGAIN queue in order; full queue 17; retry after 1 ms; writable event
+//  interface down and up  | seen by read, by write; once each way; bound again; another index; queue discarded
+//  controller             | bus-off and its three ways back, error-passive, overruns, lost in the socket buffer
+//  without a manager      | comes back by reading
+//  threads (robustness)   | writers and the manager
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>
 #include <net/if.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "CANTestSupport.h"
 #include "KQSocketCANEndPoint.h"
@@ -48,7 +52,21 @@ public:
     boundIndex = interfaceIndex;
     return bindError;
   }
+  int setFilters(int, const can_filter* wanted, unsigned number) override {
+    if (filterError != 0 && wanted[0].can_mask != 0) {
+      return filterError;
+    }
+    filters.assign(wanted, wanted + number);
+    return 0;
+  }
   void clearError(int) override { receiveError = 0; }
+
+  /// Whether a data frame passes the filters, as the kernel judges it.
+  bool passes(unsigned identifier) const {
+    return std::any_of(filters.begin(), filters.end(), [identifier](const can_filter& filter) {
+      return (identifier & filter.can_mask) == (filter.can_id & filter.can_mask);
+    });
+  }
   int receive(int, Received* frames, unsigned capacity) override {
     ++receives;
     if (receiveError != 0) {
@@ -97,6 +115,7 @@ public:
   int bindError{0};
   int receiveError{0};
   int sendError{0};
+  int filterError{0};
   int fullError{-ENOBUFS};
   unsigned room{100000};
   bool exists{true};
@@ -108,6 +127,7 @@ public:
   unsigned receives{0};
   unsigned sends{0};
   std::deque<Received> waiting;
+  std::vector<can_filter> filters{{0, 0}};
   Frames sent;
   std::mutex mutex;
 };
@@ -269,6 +289,119 @@ TEST_F(SocketCAN, ErrorFramesAreCountedAndNeverRead) {
   EXPECT_EQ(port->getStatistics().errorFrames, 2U);
   EXPECT_EQ(port->getStatistics().dropped, 0U);
   EXPECT_EQ(takeStderr(), "");
+}
+
+TEST_F(SocketCAN, KernelIsAskedOnceForFewerFramesThanABatch) {
+  kernel.give(0x181);
+  kernel.give(0x182);
+  announce();
+  EXPECT_EQ(listener.frames, (Frames{"181#", "182#"}));
+  EXPECT_EQ(kernel.receives, 1U);
+}
+
+TEST_F(SocketCAN, KernelIsAskedAgainAfterAFullBatch) {
+  for (unsigned i = 0; i < 33; ++i) {
+    kernel.give(0x181);
+  }
+  announce();
+  EXPECT_EQ(listener.frames.size(), 33U);
+  EXPECT_EQ(kernel.receives, 2U);
+}
+
+// ---- Filter
+
+KQReceptionFilter filterOf(std::initializer_list<unsigned> identifiers) {
+  KQReceptionFilter filter;
+  for (const unsigned identifier : identifiers) {
+    filter.add(identifier);
+  }
+  return filter;
+}
+
+TEST_F(SocketCAN, KernelLetsThroughWhatIsWantedAndNothingElse) {
+  const KQReceptionFilter wanted = filterOf({0x000, 0x080, 0x201, 0x605, 0x700, 0x701, 0x702, 0x7FF});
+  port->setReceptionFilter(&wanted);
+  for (unsigned identifier = 0; identifier <= 0x7FF; ++identifier) {
+    EXPECT_EQ(kernel.passes(identifier), wanted.contains(identifier)) << identifier;
+  }
+  EXPECT_FALSE(kernel.passes(0x201 | CAN_EFF_FLAG));
+  EXPECT_FALSE(kernel.passes(0x201 | CAN_RTR_FLAG));
+}
+
+TEST_F(SocketCAN, NeighboursShareAFilter) {
+  KQReceptionFilter wanted;
+  for (unsigned identifier = 0x700; identifier <= 0x7FF; ++identifier) {
+    wanted.add(identifier);
+  }
+  port->setReceptionFilter(&wanted);
+  EXPECT_EQ(kernel.filters.size(), 1U);
+}
+
+TEST_F(SocketCAN, NothingWantedIsAnEmptyList) {
+  const KQReceptionFilter nothing;
+  port->setReceptionFilter(&nothing);
+  EXPECT_TRUE(kernel.filters.empty());
+}
+
+TEST_F(SocketCAN, FilterIsTakenBack) {
+  const KQReceptionFilter wanted = filterOf({0x201});
+  port->setReceptionFilter(&wanted);
+  port->setReceptionFilter(nullptr);
+  EXPECT_TRUE(kernel.passes(0x202));
+}
+
+TEST_F(SocketCAN, MoreFiltersThanTheKernelTakesLetEverythingThrough) {
+  KQReceptionFilter wanted;
+  for (unsigned identifier = 0; identifier <= 0x7FF; identifier += 2) {
+    wanted.add(identifier);
+  }
+  port->setReceptionFilter(&wanted);
+  EXPECT_TRUE(kernel.passes(0x201));
+}
+
+TEST_F(SocketCAN, AsManyFiltersAsTheKernelTakes) {
+  KQReceptionFilter wanted;
+  for (unsigned identifier = 0; identifier < 0x400; identifier += 2) {
+    wanted.add(identifier);
+  }
+  port->setReceptionFilter(&wanted);
+  EXPECT_EQ(kernel.filters.size(), 512U);
+  EXPECT_FALSE(kernel.passes(0x201));
+}
+
+TEST_F(SocketCAN, RefusedFilterIsNoFailureAndHoldsNothingBack) {
+  const KQReceptionFilter before = filterOf({0x201});
+  port->setReceptionFilter(&before);
+  kernel.filterError = -ENOMEM;
+  const KQReceptionFilter wanted = filterOf({0x202});
+  port->setReceptionFilter(&wanted);
+  EXPECT_TRUE(kernel.passes(0x202));
+  EXPECT_TRUE(port->isConnected());
+}
+
+TEST_F(SocketCAN, ObserverSeesEverythingAsLongAsItIsThere) {
+  struct Observer : KQFrameObserver {
+    void frameTransferred(const KQCANMessage& /*message*/, bool /*sent*/) override {}
+  } observer;
+  const KQReceptionFilter wanted = filterOf({0x201});
+  port->setFrameObserver(&observer);
+  port->setReceptionFilter(&wanted);
+  EXPECT_TRUE(kernel.passes(0x202));
+  port->setFrameObserver(nullptr);
+  EXPECT_FALSE(kernel.passes(0x202));
+}
+
+TEST_F(SocketCAN, FilterIsSetAgainAfterAReconnect) {
+  const KQReceptionFilter wanted = filterOf({0x201});
+  port->setReceptionFilter(&wanted);
+  kernel.receiveError = -ENETDOWN;
+  announce();
+  ASSERT_FALSE(port->isConnected());
+  kernel.filters.assign(1, {0, 0});  // as binding leaves them
+  pass(KQSocketCANEndPoint::RETRY_MS);
+  ASSERT_TRUE(port->isConnected());
+  EXPECT_FALSE(kernel.passes(0x202));
+  EXPECT_TRUE(kernel.passes(0x201));
 }
 
 // ---- Writing

@@ -1,13 +1,14 @@
 // KQVirtualBus, KQVirtualEndPoint
 //
-// | what                     | cases                                                                                |
-// |--------------------------|--------------------------------------------------------------------------------------|
-// | delivery                 | to all others, in order, not to the sender; not to other buses                         |
-// | descriptor               | readable exactly while frames wait                                                     |
-// | receive queue            | full: the newest is lost and counted; usable again; extended frames never enter | | lone
-// sender              | first frame kept for the first to attach, later ones lost; not again; not after company | |
-// backpressure             | nearly full refuses and announces room; ignored end point; detached end point           |
-// | threads (robustness)     | several writers, one order for all |
+//  what                  | cases
+//  ----------------------+--------------------------------------------------------------------------------------
+//  delivery              | to all others, in order, not to the sender; not to other buses
+//  descriptor            | readable exactly while frames wait
+//  receive queue         | full: the newest is lost and counted; usable again; extended frames never enter
+//  filter                | what is not wanted neither waits nor wakes; frames that wait stay; acknowledged all the same
+//  lone sender           | first frame kept for the first to attach, later ones lost; not again; not after company
+//  backpressure          | nearly full refuses and announces room; ignored end point; detached end point
+//  threads (robustness)  | several writers, one order for all
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
@@ -114,6 +115,31 @@ TEST(VirtualEndPoint, FullQueueLosesTheNewestAndCounts) {
   EXPECT_EQ(readAll(*receiver), (Frames{"001#", "002#"}));
   sender->writeMessage(makeMessage(4));
   EXPECT_EQ(readAll(*receiver), Frames{"004#"});
+}
+
+TEST(VirtualEndPoint, WhatIsNotWantedNeitherWaitsNorWakes) {
+  auto sender = openVirtual("filter");
+  auto receiver = openVirtual("filter");
+  KQReceptionFilter wanted;
+  wanted.add(0x181);
+  receiver->setReceptionFilter(&wanted);
+  sender->writeMessage(makeMessage(0x182));
+  EXPECT_FALSE(isReadable(receiver->getDescriptor()));
+  sender->writeMessage(makeMessage(0x181));
+  EXPECT_EQ(readAll(*receiver), Frames{"181#"});
+  EXPECT_EQ(sender->getStatistics().unacknowledged, 0U);
+}
+
+TEST(VirtualEndPoint, FramesThatWaitStayWhenTheFilterChanges) {
+  auto sender = openVirtual("filter-change");
+  auto receiver = openVirtual("filter-change");
+  sender->writeMessage(makeMessage(0x182));
+  const KQReceptionFilter nothing;
+  receiver->setReceptionFilter(&nothing);
+  sender->writeMessage(makeMessage(0x183));
+  receiver->setReceptionFilter(nullptr);
+  sender->writeMessage(makeMessage(0x184));
+  EXPECT_EQ(readAll(*receiver), (Frames{"182#", "184#"}));
 }
 
 TEST(VirtualEndPoint, NeverSeesAnExtendedFrame) {

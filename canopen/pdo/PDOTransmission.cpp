@@ -1,0 +1,172 @@
+// How TPDOs are sent: on change, when their inhibit time is over, by event timer. All of them leave through
+// sendPDODirectly().
+
+#include <mutex>
+#include <utility>
+
+#include "ClearFrame.h"
+#include "KQCANopen.h"
+#include "KQCANopenObjectDictionary.h"
+#include "KQErrorCodes.h"
+#include "KQMutex.h"
+#include "KQPDOHandler.h"
+#include "KQSyncHandler.h"
+#include "KQTick.h"
+#include "ObjectKey.h"
+#include "PDOTable.h"
+#include "PDOWalk.h"
+
+namespace KQ {
+
+namespace {
+
+using Lock = std::lock_guard<KQMutex>;
+
+constexpr int HIGHEST_COUNT = 0x7FFFFFFF;
+
+}  // namespace
+
+// ---- one transmission
+
+int KQPDOHandler::sendPDODirectly(KQPDO* pdo) {
+  const Lock lock(*sendMutex);
+  if (!isOperational() || pdo == nullptr || pdo->isRetired() || instance == nullptr ||
+      instance->getEndPoint() == nullptr) {
+    return KQ_NOT_AVAILABLE;
+  }
+  const unsigned int now = KQTick::getTickCount();
+  if (pdo->isCounting() || pdo->isInhibited(now)) {
+    return KQ_DEFERRED;
+  }
+  return transmit(*pdo, now);
+}
+
+int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
+  int result = KQ_NOT_AVAILABLE;
+  if (pdo.fillMessage(&outgoingMessage) == KQ_OK) {
+    result = sendCANMessage();
+  }
+  clearFrame(outgoingMessage);  // before the counter is written, which may send other TPDOs
+  if (result == KQ_OK) {
+    pdo.setTimeStamp(now);
+    if (pdo.getAction() == PDO_ACTION_COUNT_TRANSMISSIONS) {
+      countTransmission(pdo);
+    }
+  }
+  return result;
+}
+
+void KQPDOHandler::countTransmission(KQPDO& pdo) {
+  const unsigned int key = pdo.getActionKey();
+  if (objectDictionary == nullptr || !objectDictionary->subObjectExists(indexOf(key), subIndexOf(key))) {
+    return;
+  }
+  int count = 0;
+  objectDictionary->getValue(indexOf(key), subIndexOf(key), count);
+  const unsigned int outerCounter = std::exchange(counterBeingWritten, key);
+  pdo.setCounting(true);
+  objectDictionary->setValue(indexOf(key), subIndexOf(key), count == HIGHEST_COUNT ? 1 : count + 1, false);
+  pdo.setCounting(false);
+  counterBeingWritten = outerCounter;
+}
+
+// ---- on change
+
+int KQPDOHandler::handleVariableChange(unsigned int key, int /*value*/) {
+  if (!isOperational()) {
+    return KQ_NOT_AVAILABLE;
+  }
+  const std::shared_ptr<const PDOTable> pdos = getPDOs();
+  int result = KQ_NOT_FOUND;
+  for (const PDOTable::MappedVariable& mapped : pdos->findMappings(key)) {
+    const int triggered = triggerTransmission(*mapped.pdo, key);
+    if (triggered != KQ_NOT_FOUND) {
+      result = triggered;
+    }
+  }
+  return result;
+}
+
+int KQPDOHandler::triggerTransmission(KQPDO& pdo, unsigned int key) {
+  const KQCANopenPDOTransmissionMode mode = pdo.getTransmissionType();
+  if (isEventDriven(mode)) {
+    sendChangedPDO(pdo, key);
+    return KQ_OK;
+  }
+  if (mode == PDO_TRANSMISSION_SYNC_ACYCLIC || mode == PDO_TRANSMISSION_SYNC_CYCLIC_FIRST) {
+    return syncHandler != nullptr ? syncHandler->addTxPDO(&pdo) : static_cast<int>(KQ_NOT_AVAILABLE);
+  }
+  return KQ_NOT_FOUND;
+}
+
+void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
+  const Lock lock(*sendMutex);
+  // A TPDO would never come to rest if its own counter set it off, or that of another one which it has set off itself.
+  // With an inhibit time it goes on at that pace.
+  if (pdo.isCounting() && key == counterBeingWritten && !pdo.hasInhibitTime()) {
+    return;
+  }
+  if (sendPDODirectly(&pdo) == KQ_DEFERRED) {
+    pendingPDOs.insert(&pdo);
+  }
+}
+
+// ---- the send pass
+
+int KQPDOHandler::sendPDOs(unsigned int deadline, unsigned int* waitHint) {
+  if (!isOperational()) {
+    return KQ_NOT_AVAILABLE;
+  }
+  const int pendingResult = sendPendingPDOs(deadline);
+  const int timedResult = sendTimedPDOs(deadline, waitHint);
+  return pendingResult != KQ_OK ? pendingResult : timedResult;
+}
+
+int KQPDOHandler::sendPendingPDOs(unsigned int deadline) {
+  if (pendingPDOs.empty()) {
+    return KQ_OK;
+  }
+  const PDOWalk walk(getPDOs(), pendingPDOs, walkMemory);
+  for (KQPDO* const pdo : walk) {
+    // It leaves the set before it is sent: what changes from now on makes it pending anew.
+    if (!pendingPDOs.erase(pdo)) {
+      continue;
+    }
+    if (sendPDODirectly(pdo) != KQ_OK) {
+      pendingPDOs.insert(pdo);
+    }
+    if (KQTick::getTickCount() >= deadline) {
+      return KQ_DEFERRED;
+    }
+  }
+  return KQ_OK;
+}
+
+int KQPDOHandler::sendTimedPDOs(unsigned int deadline, unsigned int* waitHint) {
+  unsigned int unwanted = ~0U;
+  while (!eventTimers.empty()) {
+    const unsigned int now = KQTick::getTickCount();
+    if (!isTransmissionDue(now, waitHint != nullptr ? *waitHint : unwanted)) {
+      break;
+    }
+    sendTimedPDO(now);
+    if (KQTick::getTickCount() >= deadline) {
+      return KQ_DEFERRED;
+    }
+  }
+  return KQ_OK;
+}
+
+void KQPDOHandler::sendTimedPDO(unsigned int now) {
+  const std::shared_ptr<const PDOTable> held = getPDOs();
+  // The entry keeps its memory and moves on before the transmission, which may replace the PDO and take the entry out.
+  auto entry = eventTimers.extract(eventTimers.begin());
+  KQPDO* const pdo = entry.mapped();
+  entry.key() = now + pdo->getEventTimer();
+  eventTimers.insert(std::move(entry));
+  if (sendPDODirectly(pdo) == KQ_DEFERRED) {
+    pendingPDOs.insert(pdo);
+  }
+}
+
+}  // namespace KQ

@@ -1,0 +1,70 @@
+// The time-outs of both roles of the SDO handler.
+
+#include <algorithm>
+
+#include "KQCANopen.h"
+#include "KQDEI.h"
+#include "KQSDOAbortCode.h"
+#include "KQSDOHandler.h"
+#include "KQTick.h"
+#include "ObjectKey.h"
+
+namespace KQ {
+
+void KQSDOHandler::checkSDOTimeouts(unsigned int* nextDue) {
+  if (!isTransferPending()) {
+    return;
+  }
+  const unsigned int now = KQTick::getTickCount();
+  checkConfirmationTimeouts(now, nextDue);
+  checkDownloadTimeout(now);
+  checkUploadTimeout(now);
+}
+
+void KQSDOHandler::checkConfirmationTimeouts(unsigned int now, unsigned int* nextDue) {
+  for (auto it = downloadResponses.begin(); it != downloadResponses.end();) {
+    const SDODownloadResponseStorage& pending = it->second;
+    const auto remaining = static_cast<int>(pending.deadline - now);
+    if (remaining < 0) {
+      sendSDOAbort(indexOf(it->first), subIndexOf(it->first), pending.requestCOBID, SDO_ABORT_TIMED_OUT);
+      it = downloadResponses.erase(it);
+      continue;
+    }
+    if (nextDue != nullptr) {
+      *nextDue = std::min(*nextDue, static_cast<unsigned int>(remaining));
+    }
+    ++it;
+  }
+}
+
+bool KQSDOHandler::isTimedOut(unsigned int now, unsigned int lastStep) const {
+  // The difference counts on over the wrap of the tick, a sum would not.
+  return instance != nullptr && now - lastStep > instance->getSDOTimeout();
+}
+
+void KQSDOHandler::checkDownloadTimeout(unsigned int now) {
+  if (!download.inProgress || !isTimedOut(now, download.tick)) {
+    return;
+  }
+  // As client this is the COB-ID on which the server answers, not the one that the client sends on.
+  const unsigned int cobID = download.isClient ? download.requestCOBID : download.responseCOBID;
+  sendSDOAbort(download.index, download.subIndex, cobID, SDO_ABORT_TIMED_OUT);
+  download.inProgress = false;
+  signalSDOEvent(download.key(), false);
+}
+
+void KQSDOHandler::checkUploadTimeout(unsigned int now) {
+  const bool isPending = upload.inProgress || upload.responseCOBID != 0;
+  if (!isPending || !isTimedOut(now, upload.tick)) {
+    return;
+  }
+  // A server hears of an object under its own key, a master under the key that it asked for.
+  const unsigned int key = upload.isClient ? remoteKeyOf(upload.key()) : upload.key();
+  sendSDOAbort(indexOf(key), subIndexOf(key), upload.responseCOBID, SDO_ABORT_TIMED_OUT);
+  if (dei != nullptr) {
+    dei->markValueAsInvalid(upload.index, upload.subIndex, true);
+  }
+  resetUpload();
+}
+
+}  // namespace KQ

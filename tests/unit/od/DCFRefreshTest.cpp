@@ -1,0 +1,163 @@
+// The values of variables in the description file are those that the store holds when it is written.
+//
+// | covered                                                       | kind       |
+// |---------------------------------------------------------------|------------|
+// | numbers and texts, of a VAR and of a RECORD                   | functional |
+// | every access right, also write-only                           | functional |
+// | values that are marked invalid                                | functional |
+// | to a file, to standard output, by the signature of saving     | functional |
+// | what the dictionary holds afterwards                          | functional |
+// | no variable in the store, no store, an export that fails      | robustness |
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "DcfFixture.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "KQVariable.h"
+
+using namespace KQ;
+
+namespace {
+
+class DCFRefresh : public test::DcfFixture {
+protected:
+  static constexpr unsigned short NUMBER = 0x2001;
+  static constexpr unsigned short TEXT = 0x2002;
+
+  void SetUp() override {
+    KQDEI::instance()->clear();
+    dictionary.setDEI(KQDEI::instance());
+  }
+  void TearDown() override { KQDEI::instance()->clear(); }
+
+  /// The dictionary knows 1, the store 0x1234.
+  void addNumber(unsigned char subIndex = 0, KQCANopenAccessType access = ACCESS_RW) {
+    dictionary.addEntry(NUMBER, subIndex == 0 ? OBJECT_TYPE_VAR : OBJECT_TYPE_RECORD, "Number");
+    dictionary.addSubentry(NUMBER, subIndex, access, DATA_TYPE_UNSIGNED32, "Number", false, 1, "", 0);
+    KQVariable variable(NUMBER, subIndex, "number");
+    variable.setInitialValue(0x1234);
+    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+  }
+
+  /// The dictionary knows "before", the store "after".
+  void addTextVariable(KQCANopenAccessType access = ACCESS_RW) {
+    dictionary.addEntry(TEXT, OBJECT_TYPE_VAR, "Text");
+    dictionary.addSubentry(TEXT, 0, access, DATA_TYPE_VISIBLE_STRING, "Text", false, 0, "before", 0);
+    KQVariable variable(TEXT, 0, "text", STORAGE_TYPE_STRING);
+    variable.setInitialText("after");
+    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+  }
+
+  /// The current value of an object, as a file's text shows it.
+  static std::string valueIn(const std::string& text, const std::string& name) {
+    const std::string lines = section(text, name);
+    const std::string key = "ParameterValue=";
+    const std::size_t found = lines.find(key);
+    if (found == std::string::npos) {
+      return "no value";
+    }
+    const std::size_t begin = found + key.size();
+    return lines.substr(begin, lines.find('\n', begin) - begin);
+  }
+};
+
+TEST_F(DCFRefresh, NumberIsThatOfTheStore) {
+  addNumber();
+  EXPECT_EQ(valueIn(exported(), "2001"), "0x1234");
+}
+
+TEST_F(DCFRefresh, NumberInARecordIsThatOfTheStore) {
+  addNumber(3);
+  EXPECT_EQ(valueIn(exported(), "2001sub3"), "0x1234");
+}
+
+TEST_F(DCFRefresh, TextIsThatOfTheStore) {
+  addTextVariable();
+  EXPECT_EQ(valueIn(exported(), "2002"), "after");
+}
+
+TEST_F(DCFRefresh, DefaultsStay) {
+  addNumber();
+  addTextVariable();
+  const std::string text = exported();
+  EXPECT_NE(section(text, "2001").find("DefaultValue=0x1\n"), std::string::npos);
+  EXPECT_NE(section(text, "2002").find("DefaultValue=before\n"), std::string::npos);
+}
+
+class DCFRefreshAccess : public DCFRefresh, public testing::WithParamInterface<KQCANopenAccessType> {};
+
+TEST_P(DCFRefreshAccess, IsNotAsked) {
+  addNumber(0, GetParam());
+  addTextVariable(GetParam());
+  const std::string text = exported();
+  EXPECT_EQ(valueIn(text, "2001"), "0x1234");
+  EXPECT_EQ(valueIn(text, "2002"), "after");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rights, DCFRefreshAccess,
+                         testing::Values(ACCESS_RO, ACCESS_WO, ACCESS_RW, ACCESS_RWW, ACCESS_RWR, ACCESS_CONST),
+                         [](const auto& row) { return KQCANopenObjectDictionary::getAccessTypeString(row.param); });
+
+TEST_F(DCFRefresh, InvalidNumberIsTakenAllTheSame) {
+  addNumber();
+  KQDEI::instance()->markValueAsInvalid(NUMBER, 0, true);
+  EXPECT_EQ(valueIn(exported(), "2001"), "0x1234");
+}
+
+TEST_F(DCFRefresh, InvalidTextIsNot) {
+  addTextVariable();
+  KQDEI::instance()->markValueAsInvalid(TEXT, 0, true);
+  EXPECT_EQ(valueIn(exported(), "2002"), "before");
+}
+
+TEST_F(DCFRefresh, HappensBeforeStandardOutputToo) {
+  addNumber();
+  addTextVariable();
+  EXPECT_EQ(dictionary.storeParameters("cout"), KQ_OK);
+  const std::string text = output.takeOutput();
+  EXPECT_EQ(valueIn(text, "2001"), "0x1234");
+  EXPECT_EQ(valueIn(text, "2002"), "after");
+}
+
+TEST_F(DCFRefresh, HappensWhenParametersAreSaved) {
+  dictionary.createPreDefinedConnectionSet();
+  addNumber();
+  EXPECT_EQ(dictionary.setValue(0x1010, 1, 0x65766173, false), KQ_OK);
+  EXPECT_EQ(valueIn(directory.read("tavo.dcf"), "2001"), "0x1234");
+}
+
+TEST_F(DCFRefresh, DictionaryHoldsTheValuesAfterwards) {
+  addNumber();
+  addTextVariable();
+  exported();
+  EXPECT_EQ(storedValue(NUMBER, 0), 0x1234);
+  EXPECT_EQ(dictionary.getSubentry(TEXT, 0)->valueString, "after");
+}
+
+TEST_F(DCFRefresh, OfAMissingVariableChangesNothing) {
+  addNumber();
+  KQDEI::instance()->clear();
+  EXPECT_EQ(valueIn(exported(), "2001"), "0x1");
+}
+
+TEST_F(DCFRefresh, WithoutStoreChangesNothing) {
+  addNumber();
+  addTextVariable();
+  dictionary.setDEI(nullptr);
+  const std::string text = exported();
+  EXPECT_EQ(valueIn(text, "2001"), "0x1");
+  EXPECT_EQ(valueIn(text, "2002"), "before");
+}
+
+TEST_F(DCFRefresh, DoesNotHappenWhenTheFileCannotBeOpened) {
+  addNumber();
+  addTextVariable();
+  EXPECT_EQ(dictionary.storeParameters("missing/export.dcf"), KQ_FILE_ERROR);
+  EXPECT_EQ(storedValue(NUMBER, 0), 1);
+  EXPECT_EQ(dictionary.getSubentry(TEXT, 0)->valueString, "before");
+}
+
+}  // namespace
