@@ -73,8 +73,6 @@ public:
   ///   the store's code, of which 12 (marked invalid) comes with a value
   int getValue(unsigned short index, unsigned char subIndex, int& value);
   int getValue(unsigned int key, int& value);
-  /// The same of a sub-entry that addSubentry() made and that was found before.
-  int getValue(ObjectDictionarySubEntry& subEntry, int& value) const { return read(subEntry.index, subEntry, value); }
 
   /// Reads a text value; write-only objects are readable in this form. @return 0; 23; 10; the store's code
   int getValue(unsigned short index, unsigned char subIndex, std::string& value);
@@ -86,10 +84,6 @@ public:
   ///   codes of handleValueChangeRequest(); the store's code
   int setValue(unsigned short index, unsigned char subIndex, int value, bool force);
   int setValue(unsigned int key, int value, bool force);
-  /// The same for a sub-entry that addSubentry() made and that was found before.
-  int setValue(ObjectDictionarySubEntry& subEntry, int value, bool force) {
-    return write(subEntry.index, subEntry, value, force);
-  }
 
   /// Writes a VISIBLE_STRING. @return 0; 23 when missing or of another type; 20, 30; the store's code
   int setValue(unsigned short index, unsigned char subIndex, const std::string& value, bool force);

@@ -27,7 +27,6 @@ struct ObjectDictionarySubEntry {
   int highLimit = 0x7FFFFFFF;
   bool isVariable = false;  ///< the value lives in the variable store (every index from 0x2000 on)
 
-  unsigned short index = 0;              ///< of the entry that addSubentry() put it into
   bool isMappedForTransmission = false;  ///< a mapping of a transmit PDO was added for it
   bool isMappedForReception = false;     ///< the same of a receive PDO
 };

@@ -122,7 +122,6 @@ int KQCANopenObjectDictionary::addSubentry(unsigned short index, unsigned char s
   if (subEntry == nullptr) {
     subEntry = new ObjectDictionarySubEntry;
   }
-  subEntry->index = index;
   subEntry->subIndex = subIndex;
   subEntry->accessType = accessType;
   subEntry->dataType = dataType;
@@ -271,7 +270,9 @@ int KQCANopenObjectDictionary::write(unsigned short index, ObjectDictionarySubEn
     return result;
   }
   subEntry.storeValue(value);
-  notifyHandlers(index, subEntry);
+  if (!subEntry.isVariable) {
+    notifyHandlers(index, subEntry);
+  }
   return KQ_OK;
 }
 
@@ -297,9 +298,7 @@ bool KQCANopenObjectDictionary::isOwnVariable(unsigned short index, unsigned cha
 
 void KQCANopenObjectDictionary::notifyHandlers(unsigned short index, const ObjectDictionarySubEntry& subEntry) {
   if (pdoHandler != nullptr) {
-    if (!subEntry.isVariable) {
-      pdoHandler->handleVariableChange(keyOf(index, subEntry.subIndex), subEntry.loadValue());
-    }
+    pdoHandler->handleVariableChange(keyOf(index, subEntry.subIndex), subEntry.loadValue());
     if (PDO_PARAMETERS.contains(index)) {
       pdoHandler->signalPDOChange(index);
       return;

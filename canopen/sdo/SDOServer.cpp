@@ -78,7 +78,8 @@ int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsign
   }
   const unsigned int indicatedSize = sizeIndicated ? sdo::EXPEDITED_BYTES - n : sdo::SIZE_NOT_INDICATED;
   if (dataType != DATA_TYPE_VISIBLE_STRING) {
-    return downloadNumber(*subEntry, responseCOBID, indicatedSize, sdo::littleEndian(d0, d1, d2, d3));
+    return downloadNumber(keyOf(index, subIndex), dataType, responseCOBID, indicatedSize,
+                          sdo::littleEndian(d0, d1, d2, d3));
   }
   const char text[] = {static_cast<char>(d0), static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3)};
   const std::string value(text, std::min(indicatedSize, sdo::EXPEDITED_BYTES));
@@ -86,26 +87,24 @@ int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsign
                         objectDictionary->setValue(index, subIndex, value, false));
 }
 
-int KQSDOHandler::downloadNumber(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID,
+int KQSDOHandler::downloadNumber(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID,
                                  unsigned int indicatedSize, unsigned int data) {
-  const unsigned short index = subEntry.index;
-  const unsigned char subIndex = subEntry.subIndex;
-  const int bytes = objectDictionary->getNumberOfBytesByDatatType(subEntry.dataType);
+  const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
   if (!isTransferableAsNumber(bytes)) {
-    sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
+    sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
     return KQ_DONE;
   }
   const auto size = static_cast<unsigned int>(bytes);
   if (indicatedSize != sdo::SIZE_NOT_INDICATED && indicatedSize != size) {
-    sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
+    sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
     return KQ_DONE;
   }
   int value = static_cast<int>(sdo::lowBytes(data, size));
-  if (fitToDataType(*objectDictionary, subEntry.dataType, value) != KQ_OK) {
-    sendSDOAbort(index, subIndex, responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
+  if (fitToDataType(*objectDictionary, dataType, value) != KQ_OK) {
+    sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
-  return answerDownload(keyOf(index, subIndex), responseCOBID, objectDictionary->setValue(subEntry, value, false));
+  return answerDownload(key, responseCOBID, objectDictionary->setValue(key, value, false));
 }
 
 int KQSDOHandler::answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult) {
@@ -198,7 +197,7 @@ int KQSDOHandler::sendUploadResponse(unsigned short index, unsigned char subInde
   }
   return subEntry->dataType == DATA_TYPE_VISIBLE_STRING
              ? sendStringUploadResponse(index, subIndex, responseCOBID, requestCOBID)
-             : sendNumberUploadResponse(*subEntry, responseCOBID);
+             : sendNumberUploadResponse(keyOf(index, subIndex), subEntry->dataType, responseCOBID);
 }
 
 int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
@@ -217,18 +216,17 @@ int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char s
                        static_cast<unsigned int>(text.size()));
 }
 
-int KQSDOHandler::sendNumberUploadResponse(ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID) {
+int KQSDOHandler::sendNumberUploadResponse(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID) {
   int value = 0;
-  if (objectDictionary->getValue(subEntry, value) == SDO_ABORT_WRITE_ONLY) {
-    return sendSDOAbort(subEntry.index, subEntry.subIndex, responseCOBID, SDO_ABORT_WRITE_ONLY);
+  if (objectDictionary->getValue(key, value) == SDO_ABORT_WRITE_ONLY) {
+    return sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_WRITE_ONLY);
   }
-  const KQCANopenDataType dataType = subEntry.dataType;
   const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
   if (dataType == DATA_TYPE_NONE || !isTransferableAsNumber(bytes)) {
-    return sendSDOAbort(subEntry.index, subEntry.subIndex, responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
+    return sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
   }
-  return sendExpedited(responseCOBID, sdo::EXPEDITED_UPLOAD_RESPONSE, keyOf(subEntry.index, subEntry.subIndex),
-                       static_cast<unsigned int>(value), static_cast<unsigned int>(bytes));
+  return sendExpedited(responseCOBID, sdo::EXPEDITED_UPLOAD_RESPONSE, key, static_cast<unsigned int>(value),
+                       static_cast<unsigned int>(bytes));
 }
 
 int KQSDOHandler::sendInitiateSegmentedUploadResponse(unsigned short index, unsigned char subIndex,
