@@ -387,6 +387,21 @@ TEST_F(VariableAccess, VariableThatIsAddedAfterItsObjectIsSeen) {
   EXPECT_EQ(value, 9);
 }
 
+TEST_F(VariableAccess, VariableOfASubEntryThatWasPutIntoItsEntryIsFound) {
+  addVariable(42, ANOTHER);
+  auto* const sub = new ObjectDictionarySubEntry;
+  sub->subIndex = 4;
+  sub->accessType = ACCESS_RW;
+  sub->isVariable = true;
+  dictionary.getEntry(INDEX)->subEntries[4] = sub;
+  const KQVariable variable(INDEX, 4, "Variable");
+  ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+  EXPECT_EQ(dictionary.setValue(INDEX, 4, 5, false), KQ_OK);
+  int value = 0;
+  EXPECT_EQ(dictionary.getValue(INDEX, 4, value), KQ_OK);
+  EXPECT_EQ(value, 5);
+}
+
 TEST_F(VariableAccess, VariableThatTheNodeTookOverObeysItsLimits) {
   addVariable(1, NOBODY);
   setLimits(0, 10);
