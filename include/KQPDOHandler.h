@@ -130,10 +130,7 @@ private:
 
   // one PDO
   int readParameter(unsigned short index, unsigned char subIndex) const;
-  struct Mapping;
-  void readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const;
-  static unsigned int mappedBits(const Mapping& mapping);
-  void addMapping(KQPDO& pdo, const Mapping& mapping) const;
+  std::unique_ptr<KQPDO> buildPDO(unsigned short commIndex, unsigned short mappingIndex) const;
 
   // which PDOs there are
   template <typename Range, typename Build>

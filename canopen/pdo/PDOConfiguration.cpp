@@ -62,54 +62,62 @@ void reportUnusableVariable(unsigned int key, int result) {
                                                         : " could not be found in Object Dictionary ");
 }
 
+/// The entries of a mapping parameter that can be read, as they stand in the dictionary.
+class Mapping {
+public:
+  Mapping(KQCANopenObjectDictionary& od, unsigned short index) : dictionary(od) {
+    int last = 0;
+    dictionary.getValue(index, 0, last);
+    for (int subIndex = 1; subIndex <= std::min(last, object::HIGHEST_SUB_INDEX); ++subIndex) {
+      if (dictionary.getValue(index, static_cast<unsigned char>(subIndex), entries[count]) == KQ_OK) {
+        ++count;
+      }
+    }
+  }
+
+  unsigned int bits() const {
+    unsigned int total = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+      total += bitLengthOf(entries[i]);
+    }
+    return total;
+  }
+
+  void addTo(KQPDO& pdo) const {
+    unsigned int bits = 0;
+    unsigned int bytePosition = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+      const unsigned int key = keyOfMapping(entries[i]);
+      const unsigned int length = bitLengthOf(entries[i]);
+      pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key, storageTypeOf(key),
+                         dictionary.isSigned(key), 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr,
+                         false);
+      bits += length;
+      bytePosition += length >> 3;
+    }
+  }
+
+private:
+  KQVariableStorageType storageTypeOf(unsigned int key) const {
+    KQVariableStorageType storageType = STORAGE_TYPE_UNDEFINED;
+    const int result = dictionary.getVariableStorageType(key, &storageType);
+    if (result != KQ_OK) {
+      reportUnusableVariable(key, result);
+    }
+    return storageType;
+  }
+
+  KQCANopenObjectDictionary& dictionary;
+  unsigned int count = 0;
+  std::array<int, object::HIGHEST_SUB_INDEX> entries;
+};
+
 }  // namespace
 
 int KQPDOHandler::readParameter(unsigned short index, unsigned char subIndex) const {
   int value = 0;
   objectDictionary->getValue(index, subIndex, value);
   return value;
-}
-
-/// The mapping entries that are there, as they stand in the dictionary.
-struct KQPDOHandler::Mapping {
-  unsigned int count = 0;
-  std::array<int, object::HIGHEST_SUB_INDEX> entries;
-};
-
-void KQPDOHandler::readMapping(unsigned short mappingIndex, int count, Mapping& mapping) const {
-  for (int subIndex = 1; subIndex <= count; ++subIndex) {
-    int& entry = mapping.entries[mapping.count];
-    if (objectDictionary->getValue(mappingIndex, static_cast<unsigned char>(subIndex), entry) == KQ_OK) {
-      ++mapping.count;
-    }
-  }
-}
-
-unsigned int KQPDOHandler::mappedBits(const Mapping& mapping) {
-  unsigned int bits = 0;
-  for (unsigned int i = 0; i < mapping.count; ++i) {
-    bits += bitLengthOf(mapping.entries[i]);
-  }
-  return bits;
-}
-
-void KQPDOHandler::addMapping(KQPDO& pdo, const Mapping& mapping) const {
-  unsigned int bits = 0;
-  unsigned int bytePosition = 0;
-  for (unsigned int i = 0; i < mapping.count; ++i) {
-    const unsigned int key = keyOfMapping(mapping.entries[i]);
-    const unsigned int length = bitLengthOf(mapping.entries[i]);
-    KQVariableStorageType storageType = STORAGE_TYPE_UNDEFINED;
-    const int result = objectDictionary->getVariableStorageType(key, &storageType);
-    if (result != KQ_OK) {
-      reportUnusableVariable(key, result);
-    }
-    pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key, storageType,
-                       objectDictionary->isSigned(key), 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr,
-                       false);
-    bits += length;
-    bytePosition += length >> 3;
-  }
 }
 
 KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
@@ -123,31 +131,30 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
     std::cout << std::dec;  // the application finds the stream counting in tens afterwards
     return nullptr;
   }
-  const bool isReceive = object::RECEIVE_PDO_COMMUNICATION.contains(commIndex);
-  const int count = std::min(readParameter(mappingIndex, 0), object::HIGHEST_SUB_INDEX);
-  const auto mode = static_cast<KQCANopenPDOTransmissionMode>(readParameter(commIndex, object::PDO_TRANSMISSION_TYPE));
-  const auto eventTimer = static_cast<unsigned int>(readParameter(commIndex, object::PDO_EVENT_TIMER));
-  const int inhibitTime = isReceive ? 0 : readParameter(commIndex, object::PDO_INHIBIT_TIME);
-  Mapping mapping;
-  readMapping(mappingIndex, count, mapping);
-  const unsigned int length = frameLengthOf(mappedBits(mapping), commIndex, isReceive);
-
-  auto pdo =
-      std::make_unique<KQPDO>(length, transmitTypeOf(isReceive, mode, eventTimer),
-                              static_cast<unsigned short>(inhibitTime & 0xFFFF), eventTimer, objectDictionary, mode);
-  addMapping(*pdo, mapping);
-  pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
-  pdo->setCommunicationIndex(commIndex);
+  std::unique_ptr<KQPDO> pdo = buildPDO(commIndex, mappingIndex);
   const auto action = pdoActions.find(commIndex);
   if (action != pdoActions.end()) {
     pdo->setAction(action->second.action, action->second.objectKey);
   }
   const auto cobID = static_cast<unsigned int>(readParameter(commIndex, object::PDO_COB_ID));
-  if ((cobID & cobid::INVALID) != 0) {
-    return nullptr;
-  }
   pdo->setCOBID(cobID & cobid::IDENTIFIER);
-  return pdo.release();
+  return (cobID & cobid::INVALID) == 0 ? pdo.release() : nullptr;
+}
+
+std::unique_ptr<KQPDO> KQPDOHandler::buildPDO(unsigned short commIndex, unsigned short mappingIndex) const {
+  const bool isReceive = object::RECEIVE_PDO_COMMUNICATION.contains(commIndex);
+  const auto mode = static_cast<KQCANopenPDOTransmissionMode>(readParameter(commIndex, object::PDO_TRANSMISSION_TYPE));
+  const auto eventTimer = static_cast<unsigned int>(readParameter(commIndex, object::PDO_EVENT_TIMER));
+  const int inhibitTime = isReceive ? 0 : readParameter(commIndex, object::PDO_INHIBIT_TIME);
+  const Mapping mapping(*objectDictionary, mappingIndex);
+  const unsigned int length = frameLengthOf(mapping.bits(), commIndex, isReceive);
+  auto pdo =
+      std::make_unique<KQPDO>(length, transmitTypeOf(isReceive, mode, eventTimer),
+                              static_cast<unsigned short>(inhibitTime & 0xFFFF), eventTimer, objectDictionary, mode);
+  mapping.addTo(*pdo);
+  pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
+  pdo->setCommunicationIndex(commIndex);
+  return pdo;
 }
 
 }  // namespace KQ

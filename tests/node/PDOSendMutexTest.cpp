@@ -11,8 +11,8 @@
 #include <string>
 #include <thread>
 
+#include "Edition.h"
 #include "KQMutex.h"
-#include "KQTick.h"
 #include "PDOFixture.h"
 
 using namespace KQ;
@@ -39,7 +39,7 @@ protected:
     framesBefore = port->writeAttempts();
     whenFree.clear();
     whenHeld.clear();
-    KQTick::setSource(readTick);  // until the node's clock goes
+    test::edition::setClock(readTick);  // until the node's clock goes
   }
 
   /// By the number of frames that were sent since watch().

@@ -4,7 +4,8 @@
 The stack links the five runtime libraries and the standard library, nothing else, and no runtime library
 knows the stack. Three checks, each its own test:
 
-  symbols   every symbol that the stack library imports is defined by an allowed library
+  symbols   every symbol that the stack library imports is defined by an allowed library (which operations of the
+            runtime libraries these may be, tests/board/imports.py checks)
   needed    the libraries that the stack library asks the loader for are allowed ones
   includes  no source of a runtime library includes a header of the stack, and the stack includes only its
             own headers, those of the runtime libraries and those of the standard library

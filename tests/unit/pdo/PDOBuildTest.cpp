@@ -349,6 +349,18 @@ TEST_F(ReplacedPDO, GoesWithItsTableWhenAllAreBuiltAnew) {
 
 // ---- rebuilt TPDO, otherwise
 
+TEST_F(PDOBuild, RebuiltTransmitPDOIsTheLastToGoOutForAChange) {
+  addVariable(0x2001, 1, 8);
+  for (unsigned short number = 0; number < 3; ++number) {
+    addTransmitPDO(number, {0x185U + number}, {0x20010108});
+  }
+  startAndSettle();
+  rebuild(0x1800);
+  node.cycle();
+  change(0x2001, 1, 1);
+  EXPECT_EQ((Frames{"186#01", "187#01", "185#01"}), sent());
+}
+
 TEST_F(PDOBuild, RebuiltTransmitPDOHasNeverBeenSent) {
   addTransmitPDO(0, {0x185, 255, 0, 100}, {0x10060008});
   startAndSettle();

@@ -395,6 +395,17 @@ TEST_F(OrderOfEvents, FrameAfterTheEndOfTheTimeOutIsReportedAlone) {
   EXPECT_EQ(std::vector<std::string>{"received, valid"}, log);
 }
 
+TEST_F(OrderOfEvents, TimeOutsAreReportedInTheOrderOfTheIndexesHoweverThePDOsWereBuilt) {
+  NotingAction ofSecond("second timed out", log);
+  canopen().setPDOEventAction(0x1401, PDO_EVENT_RX_TIMEOUT, &ofSecond);
+  addReceivePDO(1, {0x305, 255, 500}, {});
+  handler().signalPDOChange(0x1401);
+  handler().signalPDOChange(0x1400);
+  log.clear();
+  node.run(1);
+  EXPECT_EQ((std::vector<std::string>{"timed out, invalid", "second timed out, invalid"}), log);
+}
+
 /// Rebuilds a PDO from inside its report.
 class RebuildingAction : public KQAction {
 public:
@@ -409,6 +420,18 @@ private:
   KQPDOHandler& handler;
   unsigned short index;
 };
+
+TEST_F(WatchedReception, PDOThatAnEarlierReportRebuildsIsReportedOnce) {
+  RebuildingAction rebuild(handler(), 0x1401);
+  test::CountedAction other;
+  canopen().setPDOEventAction(0x1400, PDO_EVENT_RX_TIMEOUT, &rebuild);
+  canopen().setPDOEventAction(0x1401, PDO_EVENT_RX_TIMEOUT, &other);
+  addReceivePDO(1, {0x305, 255, 200}, {});
+  startAndSettle();
+  EXPECT_EQ(0U, other.runs);
+  node.run(10);
+  EXPECT_EQ(1U, other.runs);
+}
 
 TEST_F(WatchedReception, PDOMayBeRebuiltByItsOwnEvents) {
   RebuildingAction rebuild(handler(), 0x1400);
