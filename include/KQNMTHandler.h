@@ -63,6 +63,9 @@ public:
     return state == CANOPEN_STATE_INIT || isHeartbeatDue(now) || isTimeoutDue(now);
   }
 
+  /// @return ms until isWorkDue() will be true in a communicating state; 0xFFFFFFFF: never, as it stands
+  unsigned int getTimeToNextWork(unsigned int now) const;
+
 private:
   /// A watched node. It is never taken out again.
   struct Consumer {

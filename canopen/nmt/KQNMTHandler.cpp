@@ -108,6 +108,19 @@ int KQNMTHandler::sendHeartbeatMessage(int state) {
   }
 }
 
+unsigned int KQNMTHandler::getTimeToNextWork(unsigned int now) const {
+  unsigned int time = KQCANopenStateMachine::NO_WORK;
+  const bool hasPort = instance != nullptr && instance->getEndPoint() != nullptr;
+  if (hasPort && heartbeatProducerTime != nullptr && *heartbeatProducerTime > 0) {
+    const unsigned int due = lastHeartbeatTick + static_cast<unsigned int>(*heartbeatProducerTime);
+    time = isHeartbeatDue(now) ? 0 : due - now;
+  }
+  if (earliestDeadline != ~0U) {
+    time = std::min(time, isTimeoutDue(now) ? 0 : earliestDeadline - now + 1);
+  }
+  return time;
+}
+
 int KQNMTHandler::sendStateByte(unsigned char stateByte, unsigned int now) {
   outgoingMessage.identifier = cobid::HEARTBEAT + nodeID;
   outgoingMessage.length = HEARTBEAT_LENGTH;
