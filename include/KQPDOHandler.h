@@ -121,8 +121,9 @@ public:
   /// The counter of PDO_ACTION_COUNT_TRANSMISSIONS is written with the send mutex held, on the thread that sends. Who
   /// listens to it must not wait for a lock that another thread holds while it writes a mapped variable, and two nodes
   /// must not map each other's counters. A counter that several TPDOs share and map makes each of them send for each
-  /// transmission of the others. It is an application object: a communication parameter as counter is for nodes whose
-  /// variables change on the protocol thread only.
+  /// transmission of the others. A TPDO that maps its own counter is not set off by it, unless it has an inhibit time,
+  /// at whose pace it then goes on. The counter is an application object: a communication parameter as counter is for
+  /// nodes whose variables change on the protocol thread only.
   /// @param pdoNumber zero-based. @return 1; 11 for a receive PDO
   int setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey);
 
@@ -131,6 +132,7 @@ private:
   struct TickOrder {
     bool operator()(unsigned int left, unsigned int right) const { return static_cast<int>(left - right) < 0; }
   };
+
   bool isOperational() const;
 
   // one PDO

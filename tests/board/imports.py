@@ -107,6 +107,10 @@ def check_host(arguments):
             also[name.strip()] = reason.strip()
     problems = [f"{arguments.also}: no reason for {name}" for name, reason in also.items() if not reason]
     problems += [f"{arguments.also}: in {arguments.document} already: {name}" for name in known & also.keys()]
+    offered = set()
+    for library in arguments.runtime:
+        offered |= readable(symbols_of(arguments.nm, library, "--defined-only"))
+    problems += [f"{arguments.also}: no longer in the host edition: {name}" for name in also.keys() - offered]
     for library, names in imports_by_library(arguments).items():
         problems += [f"{library}: neither in {arguments.document} nor in {arguments.also}: {name}"
                      for name in names - known - also.keys()]

@@ -343,11 +343,11 @@ private:
   std::function<void()> react;
 };
 
-class ListenedCounter : public TransmissionCounter, public testing::WithParamInterface<unsigned short> {
+class ListenedCounter : public TransmissionCounter {
 protected:
-  ListenedCounter() {
+  void addCountedPDO(unsigned char transmissionType, unsigned short inhibitTime = 0) {
     addVariables(3, 8);
-    addTransmitPDO(0, {0x185, 255, 0, GetParam()}, {0x20010108, 0x20010308});
+    addTransmitPDO(0, {0x185, transmissionType, 0, inhibitTime}, {0x20010108, 0x20010308});
     count(0, 0x20010002);
     KQVariableEventDispatcher::instance()->addMapping(0x2001, 2, &listener);
   }
@@ -360,7 +360,10 @@ protected:
   }};
 };
 
-TEST_P(ListenedCounter, ChangeOfAnotherVariableOfTheSameTPDOGoesOutLater) {
+class CounterListenedTo : public ListenedCounter, public testing::WithParamInterface<unsigned short> {};
+
+TEST_P(CounterListenedTo, ChangeOfAnotherVariableOfTheSameTPDOGoesOutLater) {
+  addCountedPDO(255, GetParam());
   startAndSettle();
   node.run(20);
   isListening = true;
@@ -370,7 +373,25 @@ TEST_P(ListenedCounter, ChangeOfAnotherVariableOfTheSameTPDOGoesOutLater) {
   EXPECT_EQ(Frames{}, node.run(100));
 }
 
-INSTANTIATE_TEST_SUITE_P(InhibitTime, ListenedCounter, testing::Values(0, 10), test::ReadableName());
+INSTANTIATE_TEST_SUITE_P(InhibitTime, CounterListenedTo, testing::Values(0, 10), test::ReadableName());
+
+TEST_F(ListenedCounter, ChangeOfAnotherVariableDuringASendPassGoesOutInTheNextOne) {
+  addCountedPDO(255);
+  start();
+  isListening = true;
+  EXPECT_EQ(Frames{"185#00 00"}, node.cycle());
+  EXPECT_EQ(Frames{"185#00 4D"}, node.cycle());
+  EXPECT_EQ(Frames{}, node.run(100));
+}
+
+TEST_F(ListenedCounter, ChangeOfAnotherVariableDuringASyncGoesOutWithTheNextOne) {
+  addCountedPDO(0);
+  start();
+  isListening = true;
+  EXPECT_EQ(Frames{"185#00 00"}, node.receive("080#"));
+  EXPECT_EQ(Frames{"185#00 4D"}, node.receive("080#"));
+  EXPECT_EQ(Frames{}, node.receive("080#"));
+}
 
 // ---- parameter
 
