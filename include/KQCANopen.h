@@ -99,6 +99,22 @@ public:
   /// @return KQCANopenState; 6 (fatal error) before init()
   int getCANopenState() const;
 
+  /// When the node next has something to do by itself: the beginning of a cycle any later than that is late, and one
+  /// before has nothing to do. Counts heartbeats, heartbeat and reception time-outs, event timers, inhibit times, SDO
+  /// time-outs and queued requests, and the states that pass by themselves. Frames, changes of variables and
+  /// configuration make work, too: it is to be asked for again after each of these. Of what other threads queue, a work
+  /// listener hears. The status word, of 5 ms at most, is for a runtime that knows nothing of this.
+  /// @return ms; 0: now; 0xFFFFFFFF: nothing is due at any time, which holds before init(), too. Protocol thread
+  unsigned int getTimeToNextWork() const;
+
+  /// Sets the single listener that is told (type 6, code 1701, no values) when a request or a transmission has been
+  /// queued for the cycle, which may be asleep: on the thread that queued it, whichever that is, with no lock of a
+  /// queue held. It should wake the protocol thread and not do more. Null removes it; not owned. Before other threads
+  /// run
+  void setWorkListener(KQSignalListener* listener) { workListener = listener; }
+  /// For the parts of the node: tells that listener. Any thread.
+  void reportQueuedWork();
+
   /// Freezes and thaws the node: no cycle, no reception, no state change. Without effect before init().
   void setPaused(bool paused);
   /// @return true before init()
@@ -253,6 +269,7 @@ private:
   bool initialised = false;
   int heartbeatProducerTime = 0;
   unsigned int sdoTimeout = 100;
+  KQSignalListener* workListener = nullptr;
   std::array<ManufacturerSpecificDataTypeDefinition, 8> dataTypeSlots;
   std::unordered_map<unsigned int, KQVariable*> applicationVariables;  ///< by variable ID, owned
   std::unordered_map<unsigned short, KQSignalListener*> pdoListeners;  ///< by PDO communication parameter index

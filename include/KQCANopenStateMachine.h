@@ -71,6 +71,11 @@ public:
   ///   pass should end. @return 0
   int sendCANMessages(unsigned int deadline);
 
+  /// What getTimeToNextWork() answers when nothing is due at any time.
+  static constexpr unsigned int NO_WORK = 0xFFFFFFFFU;
+  /// See KQCANopen::getTimeToNextWork().
+  unsigned int getTimeToNextWork() const;
+
   /// A paused machine neither runs, receives nor sends; frames stay in the port.
   void pauseMachine(bool pause) { paused = pause; }
   bool isPaused() const { return paused; }
@@ -84,6 +89,7 @@ private:
   int runInitState(unsigned int deadline);
   void recoverFromFatalError();
   int offerMessage();
+  int sendDue(unsigned int now, unsigned int deadline);
 
   KQSyncHandler* syncHandler = nullptr;
   KQNMTHandler* nmtHandler = nullptr;

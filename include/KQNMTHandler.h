@@ -63,29 +63,28 @@ public:
     return state == CANOPEN_STATE_INIT || isHeartbeatDue(now) || isTimeoutDue(now);
   }
 
+  /// @return ms until isWorkDue() will be true in a communicating state; 0xFFFFFFFF: never, as it stands
+  unsigned int getTimeToNextWork(unsigned int now) const;
+
 private:
   /// A watched node. It is never taken out again.
   struct Consumer {
     unsigned char node = 0;
     unsigned int time = 0;      ///< ms
-    unsigned int deadline = 0;  ///< tick after which the node counts as silent
-    bool hasDeadline = false;
-    bool isTimedOut = true;
+    unsigned int deadline = 0;  ///< tick after which the node counts as silent; counts while it is not timed out
+    bool isTimedOut = true;     ///< missing: not heard yet, or silent for too long
   };
 
   Consumer* findConsumer(unsigned int node);
   Consumer& addConsumer(unsigned char node);
   void declareWatchedNodes();
-  void setDeadline(Consumer& consumer, unsigned int now);
-  void reportTimeout(unsigned char node, unsigned int now);
   bool isCommandForThisNode(unsigned char addressedNode) const;
   int executeCommand(unsigned char commandSpecifier);
   bool isHeartbeatDue(unsigned int now) const {
     return heartbeatProducerTime != nullptr && *heartbeatProducerTime > 0 &&
            now >= lastHeartbeatTick + static_cast<unsigned int>(*heartbeatProducerTime);
   }
-  /// Also before the first deadlines are set.
-  bool isTimeoutDue(unsigned int now) const { return !consumers.empty() && (!hasDeadlines || now > earliestDeadline); }
+  bool isTimeoutDue(unsigned int now) const { return now > earliestDeadline; }
   int sendStateByte(unsigned char stateByte, unsigned int now);
   int handleHeartbeat(const KQCANMessage& message);
   void reportHeartbeatEvent(int code, unsigned char node, unsigned int reason, const char* logText);
@@ -97,8 +96,8 @@ private:
   const int* heartbeatProducerTime = nullptr;  ///< live value of 0x1017 inside the dictionary
   std::vector<Consumer> consumers;
   std::array<unsigned short, 256> consumerNumbers{};  ///< by node: position among the consumers + 1; 0: not watched
-  bool hasDeadlines = false;                          ///< a consumer has one
-  unsigned int earliestDeadline = ~0U;                ///< no deadline lies before; may lie too early itself
+  /// Of the nodes that are not timed out: no deadline lies before; may lie too early itself.
+  unsigned int earliestDeadline = ~0U;
   std::map<unsigned char, KQSignalListener*> heartbeatListeners;
   KQSignalListener* heartbeatListener = nullptr;
 };

@@ -58,14 +58,17 @@ public:
   unsigned int getEventTimer() const { return getCycleTime(); }
 
   /// TPDO: tick of the last successful transmission, 0 = never. RPDO: tick by which the next frame must have arrived.
-  unsigned int getTimeStamp() const { return timeStamp; }
-  void setTimeStamp(unsigned int tick) { timeStamp = tick; }
+  unsigned int getTimeStamp() const { return timeStamp.load(std::memory_order_relaxed); }
+  void setTimeStamp(unsigned int tick) { timeStamp.store(tick, std::memory_order_relaxed); }
   /// RPDO: whether the next frame should have arrived by now, or none has arrived yet.
-  bool isOverdue(unsigned int now) const { return timeStamp == 0 || static_cast<int>(now - timeStamp) > 0; }
+  bool isOverdue(unsigned int now) const { return getTimeStamp() == 0 || static_cast<int>(now - getTimeStamp()) > 0; }
   bool hasInhibitTime() const { return inhibitTime != 0; }
   /// Whether a transmission now would come within the inhibit time of the last one.
-  bool isInhibited(unsigned int now) const {
-    return inhibitTime != 0 && timeStamp != 0 && now - timeStamp < inhibitTime;
+  bool isInhibited(unsigned int now) const { return getInhibitRest(now) != 0; }
+  /// ms until it would not any more.
+  unsigned int getInhibitRest(unsigned int now) const {
+    const unsigned int passed = now - getTimeStamp();
+    return getTimeStamp() != 0 && passed < inhibitTime ? inhibitTime - passed : 0;
   }
 
   void setAction(int code, unsigned int key) {
@@ -102,7 +105,7 @@ private:
   unsigned int cobID = 0;
   unsigned int receptionKey = 0;
   unsigned short inhibitTime;
-  unsigned int timeStamp = 0;
+  std::atomic<unsigned int> timeStamp{0};  ///< of a TPDO, also read by the cycle while another thread sends
   int action = 0;
   unsigned int actionKey = 0;
   bool timedOut = false;

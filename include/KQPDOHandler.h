@@ -69,7 +69,7 @@ public:
   /// @param state of the node, KQCANopenState
   /// @param waitHint lowered to the ms until the next event timer when there is nothing to do
   bool isWorkDue(unsigned int now, int state, unsigned int& waitHint) const {
-    if (isRxDeadlineKnown) {
+    if (isReceptionOverdue(now)) {
       return true;
     }
     if (state != CANOPEN_STATE_OPERATIONAL) {
@@ -77,6 +77,11 @@ public:
     }
     return !pendingPDOs.empty() || isTransmissionDue(now, waitHint);
   }
+
+  /// @param state of the node, KQCANopenState
+  /// @return ms until isWorkDue() will be true, as it stands, or a pending transmission is worth another try;
+  ///   0xFFFFFFFF: never
+  unsigned int getTimeToNextWork(unsigned int now, int state) const;
 
   /// One send pass: pending transmissions, then event timers.
   /// @param deadline tick (ms) at which to stop; at least one PDO is tried
@@ -164,16 +169,20 @@ private:
     waitHint = std::min(waitHint, remaining);
     return false;
   }
+  bool isReceptionOverdue(unsigned int now) const { return isRxDeadlineKnown && TickOrder()(earliestRxDeadline, now); }
   int receive(KQPDO& pdo, KQCANMessage& message);
   void noteRxDeadline(unsigned int deadline);
   void reportRxTimeout(KQPDO& pdo);
   int sendPendingPDOs(unsigned int deadline);
   int sendTimedPDOs(unsigned int deadline, unsigned int* waitHint);
   void sendTimedPDO(unsigned int now);
+  int sendWithMutexHeld(KQPDO* pdo);
   int transmit(KQPDO& pdo, unsigned int now);
   void countTransmission(KQPDO& pdo);
   int triggerTransmission(KQPDO& pdo, unsigned int key);
   void sendChangedPDO(KQPDO& pdo, unsigned int key);
+  void makePending(KQPDO& pdo);
+  unsigned int timeToPendingPDO(unsigned int now) const;
 
   std::shared_ptr<const PDOTable> currentPDOs;  ///< never null
   mutable std::mutex currentPDOsMutex;

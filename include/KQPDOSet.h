@@ -26,6 +26,14 @@ public:
   /// Asks without the lock: what another thread inserts at this moment may be missed.
   bool empty() const { return !hasItems.load(std::memory_order_relaxed); }
   void reserve(std::size_t count);
+  /// Calls @p visit(const KQPDO&) for each, in their order, with the lock held.
+  template <typename Visitor>
+  void forEach(Visitor visit) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (const KQPDO* const pdo : items) {
+      visit(*pdo);
+    }
+  }
   /// The PDOs in their order, in place of what @p pdos holds.
   void copyTo(std::vector<KQPDO*>& pdos) const;
 

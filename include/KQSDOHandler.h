@@ -92,7 +92,11 @@ public:
   int sendSDOAbort(unsigned short index, unsigned char subIndex, unsigned int cobID, unsigned int abortCode);
 
   /// Whether a transfer is under way or requested: only then a cycle has something to do here.
-  bool isWorkDue() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
+  bool hasWork() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
+
+  /// @return ms until a request is to be sent (0: there is one) or a transfer times out, as it stands; 0xFFFFFFFF:
+  /// never
+  unsigned int getTimeToNextWork(unsigned int now) const;
 
   /// Aborts transfers that have been silent for longer than the instance's SDO timeout, under the object that their
   /// partner knows: a master's upload under the one that the master named, the client's read under the remote key.
@@ -220,11 +224,13 @@ private:
     return upload.inProgress || download.inProgress || upload.responseCOBID != 0 || !downloadResponses.empty();
   }
   bool isTimedOut(unsigned int now, unsigned int lastStep) const;
+  unsigned int timeToTimeout(unsigned int now, unsigned int lastStep) const;
   void checkConfirmationTimeouts(unsigned int now, unsigned int* nextDue);
   void checkDownloadTimeout(unsigned int now);
   void checkUploadTimeout(unsigned int now);
 
   // Client: requests.
+  void reportQueuedWork();
   int findChannel(unsigned int key, SDODownloadRequestParameter& request) const;
   int queueDownloadRequest(unsigned int key, int value, const std::string& text, unsigned int dataType);
   bool hasPortAndDictionary() const;

@@ -2,6 +2,7 @@
 
 #include "COBID.h"
 #include "KQCANopenObjectDictionary.h"
+#include "KQCANopenSignal.h"
 #include "KQCANopenStateMachine.h"
 #include "KQDebug.h"
 #include "KQEmergencyHandler.h"
@@ -183,6 +184,17 @@ int KQCANopen::setCANopenState(int state) {
 
 int KQCANopen::getCANopenState() const {
   return stateMachine != nullptr ? stateMachine->getState() : static_cast<int>(CANOPEN_STATE_FATAL_ERROR);
+}
+
+unsigned int KQCANopen::getTimeToNextWork() const {
+  return stateMachine != nullptr ? stateMachine->getTimeToNextWork() : KQCANopenStateMachine::NO_WORK;
+}
+
+void KQCANopen::reportQueuedWork() {
+  if (workListener != nullptr) {
+    KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_WORK_QUEUED);
+    workListener->signalOccurred(signal);
+  }
 }
 
 void KQCANopen::setPaused(bool paused) {

@@ -1,6 +1,6 @@
 #include "KQCANopenStateMachine.h"
 
-#include <ios>
+#include <algorithm>
 #include <iostream>
 #include <mutex>
 
@@ -151,7 +151,7 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
     case CANOPEN_STATE_PRE_OPERATIONAL:
     case CANOPEN_STATE_OPERATIONAL:
     case CANOPEN_STATE_STOPPED:
-      return sendCANMessages(now + SEND_BUDGET);
+      return sendDue(now, now + SEND_BUDGET);
     case CANOPEN_STATE_FATAL_ERROR:
       recoverFromFatalError();
       return KQ_OK;
@@ -229,11 +229,11 @@ int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
 }
 
 int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
-  if (paused) {
-    return KQ_OK;
-  }
-  // In most cycles nothing is due: that is found out here, by a look at each handler.
-  const unsigned int now = KQTick::getTickCount();
+  return paused ? static_cast<int>(KQ_OK) : sendDue(KQTick::getTickCount(), deadline);
+}
+
+// In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
+int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
   if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
     nmtHandler->sendHeartbeatMessage(getState());
     nmtHandler->checkHeartbeatTimeouts();
@@ -243,7 +243,7 @@ int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
     pdoHandler->sendPDOs(deadline, &waitHint);
     pdoHandler->checkRxTimeouts();
   }
-  if (sdoHandler != nullptr && sdoHandler->isWorkDue()) {
+  if (sdoHandler != nullptr && sdoHandler->hasWork()) {
     sdoHandler->checkSDOTimeouts(&waitHint);
     sdoHandler->sendQueuedDownloadRequests();
     sdoHandler->sendNextQueuedUploadRequest();
@@ -253,6 +253,30 @@ int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
     instance->setProtocolStatus(sendStatus);
   }
   return KQ_OK;
+}
+
+unsigned int KQCANopenStateMachine::getTimeToNextWork() const {
+  if (paused) {
+    return NO_WORK;
+  }
+  const int current = getState();
+  const bool isCommunicating = current == CANOPEN_STATE_PRE_OPERATIONAL || current == CANOPEN_STATE_OPERATIONAL ||
+                               current == CANOPEN_STATE_STOPPED;
+  if (!isCommunicating) {
+    return 0;
+  }
+  const unsigned int now = KQTick::getTickCount();
+  unsigned int time = NO_WORK;
+  if (nmtHandler != nullptr) {
+    time = std::min(time, nmtHandler->getTimeToNextWork(now));
+  }
+  if (pdoHandler != nullptr) {
+    time = std::min(time, pdoHandler->getTimeToNextWork(now, current));
+  }
+  if (sdoHandler != nullptr) {
+    time = std::min(time, sdoHandler->getTimeToNextWork(now));
+  }
+  return time;
 }
 
 }  // namespace KQ

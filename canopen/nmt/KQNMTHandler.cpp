@@ -108,6 +108,19 @@ int KQNMTHandler::sendHeartbeatMessage(int state) {
   }
 }
 
+unsigned int KQNMTHandler::getTimeToNextWork(unsigned int now) const {
+  unsigned int time = KQCANopenStateMachine::NO_WORK;
+  const bool hasPort = instance != nullptr && instance->getEndPoint() != nullptr;
+  if (hasPort && heartbeatProducerTime != nullptr && *heartbeatProducerTime > 0) {
+    const unsigned int due = lastHeartbeatTick + static_cast<unsigned int>(*heartbeatProducerTime);
+    time = isHeartbeatDue(now) ? 0 : due - now;
+  }
+  if (earliestDeadline != ~0U) {
+    time = std::min(time, isTimeoutDue(now) ? 0 : earliestDeadline - now + 1);
+  }
+  return time;
+}
+
 int KQNMTHandler::sendStateByte(unsigned char stateByte, unsigned int now) {
   outgoingMessage.identifier = cobid::HEARTBEAT + nodeID;
   outgoingMessage.length = HEARTBEAT_LENGTH;
@@ -134,13 +147,6 @@ KQNMTHandler::Consumer& KQNMTHandler::addConsumer(unsigned char node) {
   return consumers.back();
 }
 
-void KQNMTHandler::setDeadline(Consumer& consumer, unsigned int now) {
-  consumer.deadline = now + consumer.time;
-  consumer.hasDeadline = true;
-  hasDeadlines = true;
-  earliestDeadline = std::min(earliestDeadline, consumer.deadline);
-}
-
 void KQNMTHandler::updateHeartbeatConsumerSettings() {
   if (objectDictionary == nullptr) {
     return;
@@ -163,9 +169,10 @@ void KQNMTHandler::updateHeartbeatConsumerSettings() {
     Consumer& consumer = known != nullptr ? *known : addConsumer(node);
     consumer.time = setting & 0xFFFF;
     if (isOperational) {
-      setDeadline(consumer, now);
+      consumer.deadline = now + consumer.time;
     }
-    // A node counts as missing until it is heard; its first heartbeat is reported as a resolved time-out.
+    // A node counts as missing until it is heard; its first heartbeat is reported as a resolved time-out. Until then
+    // there is nothing to report when its deadline passes.
     consumer.isTimedOut = true;
   }
   declareWatchedNodes();
@@ -184,37 +191,24 @@ void KQNMTHandler::checkHeartbeatTimeouts() {
     return;
   }
   const unsigned int now = KQTick::getTickCount();
-  if (!hasDeadlines) {
-    for (Consumer& consumer : consumers) {
-      setDeadline(consumer, now);
-    }
-  }
   if (!isTimeoutDue(now)) {
     return;
   }
   // By node, since a listener may change what is watched.
   earliestDeadline = ~0U;
   for (unsigned int node = 0; node < consumerNumbers.size(); ++node) {
-    Consumer* const consumer = findConsumer(node);
-    if (consumer == nullptr || !consumer->hasDeadline) {
+    const Consumer* const consumer = findConsumer(node);
+    if (consumer == nullptr || consumer->isTimedOut) {
       continue;
     }
     if (now <= consumer->deadline) {
       earliestDeadline = std::min(earliestDeadline, consumer->deadline);
     } else {
-      reportTimeout(static_cast<unsigned char>(node), now);
+      reportHeartbeatEvent(SIGNAL_HEARTBEAT_TIMEOUT, static_cast<unsigned char>(node), REASON_TIMED_OUT,
+                           "Sending heartbeat timeout to ECU with node ID 0x");
+      findConsumer(node)->isTimedOut = true;  // a listener may have added another one
     }
   }
-}
-
-void KQNMTHandler::reportTimeout(unsigned char node, unsigned int now) {
-  if (!findConsumer(node)->isTimedOut) {
-    reportHeartbeatEvent(SIGNAL_HEARTBEAT_TIMEOUT, node, REASON_TIMED_OUT,
-                         "Sending heartbeat timeout to ECU with node ID 0x");
-  }
-  Consumer& consumer = *findConsumer(node);  // a listener may have added another one
-  consumer.isTimedOut = true;
-  setDeadline(consumer, now);
 }
 
 int KQNMTHandler::handleHeartbeat(const KQCANMessage& message) {
@@ -226,12 +220,15 @@ int KQNMTHandler::handleHeartbeat(const KQCANMessage& message) {
   if (consumer == nullptr) {
     return KQ_NOT_HANDLED;
   }
-  setDeadline(*consumer, KQTick::getTickCount());
+  consumer->deadline = KQTick::getTickCount() + consumer->time;
   if (consumer->isTimedOut) {
     reportHeartbeatEvent(SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, static_cast<unsigned char>(node), 0,
                          "Sending heartbeat resolved timeout to ECU with node ID 0x");
-    findConsumer(node)->isTimedOut = false;  // a listener may have added another one
   }
+  // A listener may have added another one, or changed this one's time.
+  Consumer& present = *findConsumer(node);
+  present.isTimedOut = false;
+  earliestDeadline = std::min(earliestDeadline, present.deadline);
   return KQ_NOT_HANDLED;
 }
 

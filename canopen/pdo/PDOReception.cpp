@@ -66,7 +66,7 @@ void KQPDOHandler::checkRxTimeouts() {
     return;
   }
   const unsigned int now = KQTick::getTickCount();
-  if (!TickOrder()(earliestRxDeadline, now)) {
+  if (!isReceptionOverdue(now)) {
     return;
   }
   isRxDeadlineKnown = false;

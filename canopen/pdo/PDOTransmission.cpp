@@ -1,12 +1,14 @@
 // How TPDOs are sent: on change, when their inhibit time is over, by event timer. All of them leave through
 // sendPDODirectly().
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include "ClearFrame.h"
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
+#include "KQCANopenStateMachine.h"
 #include "KQErrorCodes.h"
 #include "KQMutex.h"
 #include "KQPDOHandler.h"
@@ -23,6 +25,8 @@ namespace {
 using Lock = std::lock_guard<KQMutex>;
 
 constexpr int HIGHEST_COUNT = 0x7FFFFFFF;
+/// ms after which a transmission that failed is tried again.
+constexpr unsigned int RETRY_TIME = 5;
 
 }  // namespace
 
@@ -30,6 +34,10 @@ constexpr int HIGHEST_COUNT = 0x7FFFFFFF;
 
 int KQPDOHandler::sendPDODirectly(KQPDO* pdo) {
   const Lock lock(*sendMutex);
+  return sendWithMutexHeld(pdo);
+}
+
+int KQPDOHandler::sendWithMutexHeld(KQPDO* pdo) {
   if (!isOperational() || pdo == nullptr || pdo->isRetired() || instance == nullptr ||
       instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
@@ -100,18 +108,51 @@ int KQPDOHandler::triggerTransmission(KQPDO& pdo, unsigned int key) {
 }
 
 void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
-  const Lock lock(*sendMutex);
-  // A TPDO would never come to rest if its own counter set it off, or that of another one which it has set off itself.
-  // With an inhibit time it goes on at that pace.
-  if (pdo.isCounting() && key == counterBeingWritten && !pdo.hasInhibitTime()) {
-    return;
+  int result = KQ_OK;
+  {
+    const Lock lock(*sendMutex);
+    // A TPDO would never come to rest if its own counter set it off, or that of another one which it has set off
+    // itself. With an inhibit time it goes on at that pace.
+    if (!pdo.isCounting() || key != counterBeingWritten || pdo.hasInhibitTime()) {
+      result = sendWithMutexHeld(&pdo);
+    }
   }
-  if (sendPDODirectly(&pdo) == KQ_DEFERRED) {
-    pendingPDOs.insert(&pdo);
+  if (result == KQ_DEFERRED) {
+    makePending(pdo);
+  }
+}
+
+void KQPDOHandler::makePending(KQPDO& pdo) {
+  if (pendingPDOs.insert(&pdo) && instance != nullptr) {
+    instance->reportQueuedWork();  // the cycle may be asleep, on another thread
   }
 }
 
 // ---- the send pass
+
+unsigned int KQPDOHandler::getTimeToNextWork(unsigned int now, int state) const {
+  unsigned int time = KQCANopenStateMachine::NO_WORK;
+  if (isRxDeadlineKnown) {
+    time = isReceptionOverdue(now) ? 0 : earliestRxDeadline - now + 1;
+  }
+  if (state != CANOPEN_STATE_OPERATIONAL) {
+    return time;
+  }
+  if (isTransmissionDue(now, time)) {
+    return 0;
+  }
+  return pendingPDOs.empty() ? time : std::min(time, timeToPendingPDO(now));
+}
+
+/// A transmission that the port refused is tried again at the pace of the status word.
+unsigned int KQPDOHandler::timeToPendingPDO(unsigned int now) const {
+  unsigned int time = KQCANopenStateMachine::NO_WORK;
+  pendingPDOs.forEach([now, &time](const KQPDO& pdo) {
+    const bool isUntried = pdo.getTimeStamp() == 0;
+    time = std::min(time, isUntried ? 0 : std::max(pdo.getInhibitRest(now), RETRY_TIME));
+  });
+  return time;
+}
 
 int KQPDOHandler::sendPDOs(unsigned int deadline, unsigned int* waitHint) {
   if (!isOperational()) {

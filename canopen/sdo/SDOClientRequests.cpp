@@ -52,17 +52,27 @@ int KQSDOHandler::findChannel(unsigned int key, SDODownloadRequestParameter& req
 }
 
 int KQSDOHandler::queueDownloadRequest(unsigned int key, int value, const std::string& text, unsigned int dataType) {
-  const Lock lock(*sdoDownloadResponseLocker);
-  SDODownloadRequestParameter request;
-  const int result = findChannel(key, request);
-  if (result == KQ_OK) {
+  {
+    const Lock lock(*sdoDownloadResponseLocker);
+    SDODownloadRequestParameter request;
+    const int result = findChannel(key, request);
+    if (result != KQ_OK) {
+      return result;
+    }
     request.value = value;
     request.stringValue = text;
     request.dataType = dataType;
     downloadRequests[key] = request;
     hasDownloadRequests = true;
   }
-  return result;
+  reportQueuedWork();
+  return KQ_OK;
+}
+
+void KQSDOHandler::reportQueuedWork() {
+  if (instance != nullptr) {
+    instance->reportQueuedWork();
+  }
 }
 
 int KQSDOHandler::handleUpdateRequest(unsigned int key, int value) {
@@ -74,15 +84,19 @@ int KQSDOHandler::handleUpdateRequest(unsigned int key, const std::string& value
 }
 
 int KQSDOHandler::handleGetValueRequest(unsigned int key) {
-  const Lock lock(*sdoUploadRequestLocker);
-  SDODownloadRequestParameter request;
-  const int result = findChannel(key, request);
-  if (result == KQ_OK) {
+  {
+    const Lock lock(*sdoUploadRequestLocker);
+    SDODownloadRequestParameter request;
+    const int result = findChannel(key, request);
+    if (result != KQ_OK) {
+      return result;
+    }
     request.value = NO_VALUE;
     uploadQueue.push_back(request);
     hasUploadRequests = true;
   }
-  return result;
+  reportQueuedWork();
+  return KQ_OK;
 }
 
 // ---- writes

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "KQCANopen.h"
+#include "KQCANopenStateMachine.h"
 #include "KQDEI.h"
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
@@ -35,6 +36,33 @@ void KQSDOHandler::checkConfirmationTimeouts(unsigned int now, unsigned int* nex
     }
     ++it;
   }
+}
+
+unsigned int KQSDOHandler::getTimeToNextWork(unsigned int now) const {
+  const bool isReading = upload.inProgress || upload.responseCOBID != 0;
+  if (hasDownloadRequests || (hasUploadRequests && upload.responseCOBID == 0)) {
+    return 0;
+  }
+  unsigned int time = KQCANopenStateMachine::NO_WORK;
+  if (isReading) {
+    time = std::min(time, timeToTimeout(now, upload.tick));
+  }
+  if (download.inProgress) {
+    time = std::min(time, timeToTimeout(now, download.tick));
+  }
+  for (const auto& item : downloadResponses) {
+    const auto remaining = static_cast<int>(item.second.deadline - now);
+    time = std::min(time, remaining < 0 ? 0U : static_cast<unsigned int>(remaining) + 1);
+  }
+  return time;
+}
+
+// A transfer times out when more than the time-out has passed.
+unsigned int KQSDOHandler::timeToTimeout(unsigned int now, unsigned int lastStep) const {
+  if (instance == nullptr) {
+    return KQCANopenStateMachine::NO_WORK;
+  }
+  return isTimedOut(now, lastStep) ? 0 : instance->getSDOTimeout() - (now - lastStep) + 1;
 }
 
 bool KQSDOHandler::isTimedOut(unsigned int now, unsigned int lastStep) const {
