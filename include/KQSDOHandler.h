@@ -202,7 +202,6 @@ private:
                     unsigned int length);
   int sendSegment(Transfer& transfer, const std::string& data);
   int abortDownload(unsigned int abortCode);
-  void resetUpload();
   void signalSDOEvent(unsigned int key, bool clientTransfer);
   KQCANopenDataType localDataTypeOf(unsigned int key) const;
   unsigned int remoteKeyOf(unsigned int localKey) const;

@@ -208,11 +208,6 @@ unsigned int KQSDOHandler::Transfer::key() const {
   return keyOf(index, subIndex);
 }
 
-void KQSDOHandler::resetUpload() {
-  upload = Transfer();
-  uploadData.clear();
-}
-
 void KQSDOHandler::signalSDOEvent(unsigned int key, bool clientTransfer) {
   if (sdoEventListener == nullptr) {
     return;

@@ -105,6 +105,7 @@ int KQSDOHandler::handleSDOUploadResponse(const KQCANMessage& message, unsigned 
   upload.size = sdo::number(message);
   upload.toggle = 1;  // which the first request turns into 0
   upload.inProgress = true;
+  uploadData.clear();  // an answer that was not to be stored may have left its text
   return sendUploadSDOSegmentRequest(requestCOBID);
 }
 
@@ -149,7 +150,7 @@ int KQSDOHandler::handleSegmentedSDOUploadSegment(const KQCANMessage& message, u
     return finishClientUpload();
   }
   if (sendUploadSDOSegmentRequest(requestCOBID) != KQ_OK) {
-    resetUpload();
+    upload = Transfer();
     return KQ_DISABLED;
   }
   return KQ_OK;
@@ -178,7 +179,7 @@ int KQSDOHandler::storeUploadedNumber(int value) {
   if (updateValueAccordingToDataType(upload.index, upload.subIndex, value) == KQ_OK) {
     result = objectDictionary->setValue(upload.index, upload.subIndex, value, false);
   }
-  resetUpload();
+  upload = Transfer();
   return result;
 }
 
@@ -191,7 +192,7 @@ int KQSDOHandler::storeUploadedText() {
     return KQ_NOT_PERMITTED;
   }
   const int result = forceUploadedText();
-  resetUpload();
+  upload = Transfer();
   return result;
 }
 
@@ -208,7 +209,7 @@ int KQSDOHandler::finishClientUpload() {
     sdoEventListener->signalOccurred(signal);
   }
   printLine(std::string("Error_Code: ") + kqGetErrorString(result));
-  resetUpload();
+  upload = Transfer();
   return result;
 }
 
@@ -226,7 +227,7 @@ int KQSDOHandler::handleSDOAbortMessage(unsigned short index, unsigned char subI
     signalSDOEvent(download.key(), false);
   }
   if (upload.inProgress && upload.responseCOBID == cobID) {
-    resetUpload();
+    upload = Transfer();
   }
   return KQ_OK;
 }

@@ -92,7 +92,7 @@ void KQSDOHandler::checkUploadTimeout(unsigned int now) {
   if (dei != nullptr) {
     dei->markValueAsInvalid(upload.index, upload.subIndex, true);
   }
-  resetUpload();
+  upload = Transfer();
 }
 
 }  // namespace KQ

@@ -145,6 +145,12 @@ TEST_F(SDOClientSegmentedUpload, InitiateResponseNeedsBothCobIDsOfTheUpload) {
   EXPECT_EQ(Frames{}, sent());
 }
 
+TEST_F(SDOClientSegmentedUpload, InitiateResponseOfCobID0IsNotTakenForOneThatIsPending) {
+  const KQ::KQCANMessage response = test::frame("000#41 00 00 00 05 00 00 00");
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSDOUploadResponse(response, 0, 0));
+  EXPECT_EQ(Frames{}, sent());
+}
+
 TEST_F(SDOClientSegmentedUpload, InitiateResponseInTheMiddleIsIgnored) {
   addText(1, "old");
   ask();
