@@ -13,6 +13,7 @@ class KQCANopenMessageHandler;
 class KQCANopenObjectDictionary;
 class KQDEI;
 class KQEmergencyHandler;
+class KQEndPoint;
 class KQNMTHandler;
 class KQPDOHandler;
 class KQSDOHandler;
@@ -71,6 +72,10 @@ public:
   ///   pass should end. @return 0
   int sendCANMessages(unsigned int deadline);
 
+  /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed. Every cycle
+  /// and every reading does it by itself; who confirms a change on the bus does it before.
+  void renewReceptionFilter();
+
   /// What getTimeToNextWork() answers when nothing is due at any time.
   static constexpr unsigned int NO_WORK = 0xFFFFFFFFU;
   /// See KQCANopen::getTimeToNextWork().
@@ -106,6 +111,8 @@ private:
   int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
   bool paused = false;
   KQFrameDispatch dispatch;
+  const KQEndPoint* filteredEndPoint = nullptr;  ///< the port that was told which frames are wanted; compared only
+  unsigned int filterRevision = 0;               ///< of the dispatch, when it was told
 };
 
 }  // namespace KQ

@@ -26,11 +26,22 @@ public:
   /// The handlers that may serve a frame with that identifier: all of them when it has more than 11 bits, since no
   /// declaration speaks of such a one.
   HandlerSet handlersOf(unsigned int identifier) {
+    refresh();
+    return identifier < table.size() ? table[identifier] : everyHandler;
+  }
+
+  /// Renews the table when a declaration has changed.
+  void refresh() {
     if (changesSeen != KQServedCOBIDs::getChanges() || isFollowedChanged()) {
       renew();
     }
-    return identifier < table.size() ? table[identifier] : everyHandler;
   }
+  /// How often the table was renewed.
+  unsigned int getRevision() const { return revision; }
+  /// Whether frames with that identifier are offered to anybody, as of the last renewal. @param identifier below 0x800
+  bool serves(unsigned int identifier) const { return table[identifier] != 0; }
+  /// Whether there is a handler that has declared nothing.
+  bool servesEveryFrame() const { return hasUndeclaredHandler; }
 
 private:
   /// An identifier that a handler lets stand in the dictionary.
@@ -53,6 +64,8 @@ private:
   Handlers handlers{};
   std::array<HandlerSet, KQServedCOBIDs::COUNT> table{};
   HandlerSet everyHandler = 0;
+  bool hasUndeclaredHandler = true;
+  unsigned int revision = 0;
   std::array<Followed, HANDLERS> followed{};
   std::size_t followedCount = 0;
   unsigned int changesSeen = 0;

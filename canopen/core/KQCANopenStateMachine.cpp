@@ -19,6 +19,7 @@
 #include "KQSignalListener.h"
 #include "KQSyncHandler.h"
 #include "KQTick.h"
+#include "RuntimeExtensions.h"
 
 namespace KQ {
 
@@ -205,6 +206,17 @@ int KQCANopenStateMachine::offerMessage() {
   return result;
 }
 
+void KQCANopenStateMachine::renewReceptionFilter() {
+  KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
+  dispatch.refresh();
+  if (endPoint == nullptr || (endPoint == filteredEndPoint && filterRevision == dispatch.getRevision())) {
+    return;
+  }
+  filteredEndPoint = endPoint;
+  filterRevision = dispatch.getRevision();
+  extension::setReceptionFilter(*endPoint, dispatch, 0);
+}
+
 int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
   if (paused) {
     return KQ_OK;
@@ -215,6 +227,7 @@ int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
     return KQ_NOT_AVAILABLE;
   }
   for (;;) {
+    renewReceptionFilter();
     // Asked for again for each frame: what a frame sets off may close or reopen the port.
     KQEndPoint* const endPoint = instance->getEndPoint();
     if (endPoint == nullptr || endPoint->readMessage(receivedMessage) != KQ_OK) {
@@ -234,6 +247,7 @@ int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
 
 // In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
 int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
+  renewReceptionFilter();
   if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
     nmtHandler->sendHeartbeatMessage(getState());
     nmtHandler->checkHeartbeatTimeouts();

@@ -14,6 +14,8 @@ void KQFrameDispatch::renew() {
   changesSeen = KQServedCOBIDs::getChanges();
   table.fill(0);
   everyHandler = 0;
+  hasUndeclaredHandler = false;
+  ++revision;
   followedCount = 0;
   for (std::size_t position = 0; position < HANDLERS; ++position) {
     if (handlers[position] != nullptr) {
@@ -25,6 +27,7 @@ void KQFrameDispatch::renew() {
 void KQFrameDispatch::enter(const KQServedCOBIDs* served, HandlerSet handler) {
   everyHandler = static_cast<HandlerSet>(everyHandler | handler);
   if (served == nullptr) {
+    hasUndeclaredHandler = true;
     for (HandlerSet& handlersOfOne : table) {
       handlersOfOne = static_cast<HandlerSet>(handlersOfOne | handler);
     }

@@ -114,7 +114,7 @@ public:
    * filter, or not so finely, hands out more.
    * @param filter copied; null: every frame, as at the start. Any thread.
    */
-  void setReceptionFilter(const KQReceptionFilter* filter);
+  virtual void setReceptionFilter(const KQReceptionFilter* filter);
 
   /// A snapshot of the counters. Any thread.
   virtual KQEndPointStatistics getStatistics() const;
