@@ -115,6 +115,9 @@ public:
   /// For the parts of the node: tells that listener. Any thread.
   void reportQueuedWork();
 
+  /// For the parts of the node: as KQCANopenStateMachine::renewReceptionFilter().
+  void renewReceptionFilter();
+
   /// Freezes and thaws the node: no cycle, no reception, no state change. Without effect before init().
   void setPaused(bool paused);
   /// @return true before init()

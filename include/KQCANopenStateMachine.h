@@ -13,7 +13,6 @@ class KQCANopenMessageHandler;
 class KQCANopenObjectDictionary;
 class KQDEI;
 class KQEmergencyHandler;
-class KQEndPoint;
 class KQNMTHandler;
 class KQPDOHandler;
 class KQSDOHandler;
@@ -111,8 +110,7 @@ private:
   int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
   bool paused = false;
   KQFrameDispatch dispatch;
-  const KQEndPoint* filteredEndPoint = nullptr;  ///< the port that was told which frames are wanted; compared only
-  unsigned int filterRevision = 0;               ///< of the dispatch, when it was told
+  unsigned int filterRevision = 0;  ///< of the dispatch, when the port was told which frames are wanted
 };
 
 }  // namespace KQ

@@ -36,7 +36,7 @@ public:
       renew();
     }
   }
-  /// How often the table was renewed.
+  /// Changes whenever what is served does.
   unsigned int getRevision() const { return revision; }
   /// Whether frames with that identifier are offered to anybody, as of the last renewal. @param identifier below 0x800
   bool serves(unsigned int identifier) const { return table[identifier] != 0; }
@@ -44,6 +44,8 @@ public:
   bool servesEveryFrame() const { return hasUndeclaredHandler; }
 
 private:
+  using Table = std::array<HandlerSet, KQServedCOBIDs::COUNT>;
+
   /// An identifier that a handler lets stand in the dictionary.
   struct Followed {
     const int* cobID;
@@ -62,7 +64,7 @@ private:
   void enter(const KQServedCOBIDs* served, HandlerSet handler);
 
   Handlers handlers{};
-  std::array<HandlerSet, KQServedCOBIDs::COUNT> table{};
+  Table table{};
   HandlerSet everyHandler = 0;
   bool hasUndeclaredHandler = true;
   unsigned int revision = 0;

@@ -14,7 +14,8 @@ Filter filterOf(void (EndPoint::*)(const Filter*));
 /// Tells the port which frames the node serves, so that others need not wake it.
 ///
 /// Asks for KQEndPoint::setReceptionFilter(const Filter*), where null stands for every frame and a Filter takes
-/// identifiers by add(unsigned int). It has to hold for every frame that arrives after its return.
+/// identifiers by add(unsigned int). It has to hold for every frame that arrives after its return. And for
+/// KQEndPoint::hasReceptionFilter(), which tells a port that was opened anew from one that has been told.
 template <typename EndPoint>
 auto setReceptionFilter(EndPoint& endPoint, const KQFrameDispatch& dispatch, int /*preferred*/)
     -> decltype(endPoint.setReceptionFilter(nullptr)) {
@@ -31,9 +32,19 @@ auto setReceptionFilter(EndPoint& endPoint, const KQFrameDispatch& dispatch, int
   endPoint.setReceptionFilter(&filter);
 }
 
-/// Without it every frame is read and declined.
+template <typename EndPoint>
+auto lacksReceptionFilter(const EndPoint& endPoint, const KQFrameDispatch& dispatch, int /*preferred*/)
+    -> decltype(endPoint.hasReceptionFilter()) {
+  return !dispatch.servesEveryFrame() && !endPoint.hasReceptionFilter();
+}
+
+/// Without them every frame is read and declined.
 template <typename EndPoint>
 void setReceptionFilter(EndPoint& /*endPoint*/, const KQFrameDispatch& /*dispatch*/, long /*fallback*/) {}
+template <typename EndPoint>
+bool lacksReceptionFilter(const EndPoint& /*endPoint*/, const KQFrameDispatch& /*dispatch*/, long /*fallback*/) {
+  return false;
+}
 
 }  // namespace extension
 

@@ -190,6 +190,12 @@ unsigned int KQCANopen::getTimeToNextWork() const {
   return stateMachine != nullptr ? stateMachine->getTimeToNextWork() : KQCANopenStateMachine::NO_WORK;
 }
 
+void KQCANopen::renewReceptionFilter() {
+  if (stateMachine != nullptr) {
+    stateMachine->renewReceptionFilter();
+  }
+}
+
 void KQCANopen::reportQueuedWork() {
   if (workListener != nullptr) {
     KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_WORK_QUEUED);

@@ -250,6 +250,7 @@ int KQCANopen::addHeartbeatConsumer(unsigned char node, unsigned short timeMs) {
   placeHeartbeatConsumer(node, timeMs);
   if (nmtHandler != nullptr) {
     nmtHandler->updateHeartbeatConsumerSettings();
+    renewReceptionFilter();
   }
   return KQ_OK;
 }

@@ -209,10 +209,12 @@ int KQCANopenStateMachine::offerMessage() {
 void KQCANopenStateMachine::renewReceptionFilter() {
   KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
   dispatch.refresh();
-  if (endPoint == nullptr || (endPoint == filteredEndPoint && filterRevision == dispatch.getRevision())) {
+  if (endPoint == nullptr) {
     return;
   }
-  filteredEndPoint = endPoint;
+  if (filterRevision == dispatch.getRevision() && !extension::lacksReceptionFilter(*endPoint, dispatch, 0)) {
+    return;
+  }
   filterRevision = dispatch.getRevision();
   extension::setReceptionFilter(*endPoint, dispatch, 0);
 }

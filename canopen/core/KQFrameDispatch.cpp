@@ -12,16 +12,18 @@ void KQFrameDispatch::setHandlers(const Handlers& nodeHandlers) {
 void KQFrameDispatch::renew() {
   // Noted first: a declaration that changes meanwhile, of another node on another thread, is seen by the next look.
   changesSeen = KQServedCOBIDs::getChanges();
+  const Table previous = table;
+  const bool hadUndeclaredHandler = hasUndeclaredHandler;
   table.fill(0);
   everyHandler = 0;
   hasUndeclaredHandler = false;
-  ++revision;
   followedCount = 0;
   for (std::size_t position = 0; position < HANDLERS; ++position) {
     if (handlers[position] != nullptr) {
       enter(handlers[position]->getServedCOBIDs(), static_cast<HandlerSet>(1U << position));
     }
   }
+  revision += table != previous || hasUndeclaredHandler != hadUndeclaredHandler ? 1U : 0U;
 }
 
 void KQFrameDispatch::enter(const KQServedCOBIDs* served, HandlerSet handler) {

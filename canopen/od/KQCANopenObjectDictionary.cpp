@@ -272,6 +272,10 @@ int KQCANopenObjectDictionary::write(unsigned short index, ObjectDictionarySubEn
   subEntry.storeValue(value);
   if (!subEntry.isVariable) {
     notifyHandlers(index, subEntry);
+    if (instance != nullptr) {
+      // Whoever hears that a COB-ID was changed may send on it at once.
+      instance->renewReceptionFilter();
+    }
   }
   return KQ_OK;
 }

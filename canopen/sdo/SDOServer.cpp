@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "KQCANopenObjectDictionary.h"
-#include "KQCANopenStateMachine.h"
 #include "KQErrorCodes.h"
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
@@ -109,10 +108,6 @@ int KQSDOHandler::downloadNumber(unsigned int key, KQCANopenDataType dataType, u
 }
 
 int KQSDOHandler::answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult) {
-  if (stateMachine != nullptr) {
-    // Whoever is told that a COB-ID was changed may send on it at once.
-    stateMachine->renewReceptionFilter();
-  }
   if (isWritten(writeResult)) {
     sendFrame(responseCOBID, sdo::DOWNLOAD_RESPONSE, key, 0);
   } else {

@@ -116,6 +116,9 @@ public:
    */
   virtual void setReceptionFilter(const KQReceptionFilter* filter);
 
+  /// Whether it has been told of any but every frame. Any thread.
+  bool hasReceptionFilter() const { return isFiltered_.load(std::memory_order_relaxed); }
+
   /// A snapshot of the counters. Any thread.
   virtual KQEndPointStatistics getStatistics() const;
 
@@ -194,6 +197,7 @@ private:
   std::atomic<KQFrameObserver*> observer_{nullptr};
   std::atomic<KQEndPointManager*> manager_{nullptr};
   std::atomic<unsigned> transitions_{0};
+  std::atomic<bool> isFiltered_{false};
   std::mutex filterMutex_;
   std::optional<KQReceptionFilter> filter_;  ///< guarded by the mutex; none: every frame is wanted
   std::uint64_t readsLeft_{NO_LIMIT};        ///< in this wait of the manager; the reading thread's

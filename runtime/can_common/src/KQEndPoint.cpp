@@ -43,6 +43,7 @@ void KQEndPoint::setReceptionFilter(const KQReceptionFilter* filter) {
   {
     const std::lock_guard<std::mutex> lock(filterMutex_);
     filter_ = filter != nullptr ? std::optional<KQReceptionFilter>(*filter) : std::nullopt;
+    isFiltered_ = filter != nullptr;
   }
   applyFilter();
 }
