@@ -183,12 +183,15 @@ private:
   void sendChangedPDO(KQPDO& pdo, unsigned int key);
   void makePending(KQPDO& pdo);
   unsigned int timeToPendingPDO(unsigned int now) const;
+  void noteFailure(const KQPDO& pdo, unsigned int now);
 
   std::shared_ptr<const PDOTable> currentPDOs;  ///< never null
   mutable std::mutex currentPDOsMutex;
   KQPDOSet pendingPDOs;                                        ///< TPDOs to be tried in the next send pass
   std::vector<KQPDO*> walkMemory;                              ///< of the walks over them
   std::multimap<unsigned int, KQPDO*, TickOrder> eventTimers;  ///< by due tick
+  bool hasFailedTransmission = false;                          ///< in the last send pass, though nothing held it back
+  unsigned int failedTick = 0;                                 ///< when
   bool isRxDeadlineKnown = false;                              ///< there is an RPDO whose reception may time out
   unsigned int earliestRxDeadline = 0;                         ///< none is overdue before; may lie too early
   std::map<unsigned short, PDOActionStruct> pdoActions;        ///< by communication parameter index

@@ -17,6 +17,9 @@ public:
 
   /// Lets the application catch up with the time that passed. Called once before every cycle.
   virtual void update() = 0;
+
+  /// @return ms until update() has something to do by itself; 0xFFFFFFFF: never, as it stands
+  virtual unsigned int getTimeToNextUpdate() const { return 0xFFFFFFFFU; }
 };
 
 }  // namespace panel

@@ -72,6 +72,8 @@ constexpr Mapping MAPPINGS[] = {
     {KQ::PDO_TYPE_RECEIVE, 1, DemoApplication::SUB_RUN, 1},
 };
 
+constexpr unsigned int NEVER = 0xFFFFFFFFU;
+
 // The regulator's swing about the set point, one entry a step, in 0.1 degC.
 constexpr std::array<int, 8> SWING = {0, 2, DemoApplication::RIPPLE, 2, 0, -2, -DemoApplication::RIPPLE, -2};
 
@@ -145,6 +147,9 @@ void DemoApplication::addPDOs(KQ::KQCANopen& node) {
 
 void DemoApplication::update() {
   const unsigned int now = KQ::KQTick::getTickCount();
+  if (isAtRest()) {
+    lastStep = now;
+  }
   while (now - lastStep >= STEP_MS) {
     lastStep += STEP_MS;
     step();
@@ -152,6 +157,17 @@ void DemoApplication::update() {
   if (peer) {
     peer->update();
   }
+}
+
+unsigned int DemoApplication::getTimeToNextUpdate() const {
+  const unsigned int passed = KQ::KQTick::getTickCount() - lastStep;
+  const unsigned int step = isAtRest() ? NEVER : passed < STEP_MS ? STEP_MS - passed : 0;
+  return peer ? std::min(step, peer->getTimeToNextUpdate()) : step;
+}
+
+// What a master writes wakes the panel anyway.
+bool DemoApplication::isAtRest() const {
+  return read(SUB_RUN) == 0 && warmth == AMBIENT && read(SUB_ALARMS) == ALARM_STOPPED;
 }
 
 void DemoApplication::step() {

@@ -20,8 +20,8 @@ namespace panel {
 ///
 /// Its measured values are variables of the application, which the node shows as they stand in the store; set point
 /// and run switch are variables of the node, so that it refuses values outside their limits. The machine makes one
-/// step every STEP_MS and looks at what a master wrote then. Its values are mapped into two TPDOs, its settings into
-/// two RPDOs.
+/// step every STEP_MS and looks at what a master wrote then; once it is stopped and has cooled down, it rests. Its
+/// values are mapped into two TPDOs, its settings into two RPDOs.
 class DemoApplication : public Application, public KQ::KQVariableOwner {
 public:
   /// The machine's RECORD and its sub-indexes.
@@ -65,6 +65,7 @@ public:
 
   void bind(KQ::KQCANopen& node) override;
   void update() override;
+  unsigned int getTimeToNextUpdate() const override;
 
   /// Writes of the runtime's other users: the device text is theirs to change, the measured values are not.
   /// @return 0; 30 for a measured value; 23 for any other address
@@ -77,6 +78,7 @@ public:
 private:
   void addMeasuredValues();
   void addPDOs(KQ::KQCANopen& node);
+  bool isAtRest() const;
   void step();
   void heat(bool running, int setPoint);
   void count(bool running);

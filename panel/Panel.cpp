@@ -13,8 +13,10 @@
 #include "EdsApplication.h"
 #include "KQCANPortRegistry.h"
 #include "KQCANopenInstanceManager.h"
+#include "KQCANopenSignal.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
+#include "KQSignal.h"
 #include "KQTick.h"
 #include "KQVariableEventDispatcher.h"
 #include "PanelError.h"
@@ -110,6 +112,7 @@ void Panel::initialise(KQ::KQCANopen& created) {
 
 // Listeners, communication and variables need the object dictionary, and are to be there before the first cycle.
 void Panel::bind(KQ::KQCANopen& created) {
+  created.setWorkListener(this);
   created.addStateListener(&stateReporter);
   created.addHeartbeatListener(&heartbeatReporter);
   application->bind(created);
@@ -132,7 +135,8 @@ void Panel::run() {
       trace->flush();
     }
     // Frames are handed to the node in here, by its onEndPointReadable().
-    endPoints.wait(getWaitTime(node->getProtocolStatus(), options.cycle));
+    const unsigned int nextWork = std::min(node->getTimeToNextWork(), application->getTimeToNextUpdate());
+    endPoints.wait(getWaitTime(nextWork, options.cycle));
   }
 }
 
@@ -145,8 +149,19 @@ void Panel::cycle() {
   }
 }
 
-int Panel::getWaitTime(int status, int longest) {
-  return std::clamp(status, 1, longest);
+int Panel::getWaitTime(unsigned int nextWork, int longest) {
+  return static_cast<int>(std::clamp(nextWork, 1U, static_cast<unsigned int>(longest)));
+}
+
+// What another thread has queued ends the sleep; what this one has queued, the loop comes to by itself.
+int Panel::signalOccurred(KQ::KQSignal& signal) {
+  if (signal.getCode() != KQ::SIGNAL_WORK_QUEUED) {
+    return KQ::KQ_NOT_HANDLED;
+  }
+  if (std::this_thread::get_id() != protocolThread) {
+    endPoints.wake();
+  }
+  return KQ::KQ_OK;
 }
 
 }  // namespace panel

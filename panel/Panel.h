@@ -1,12 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <thread>
 
 #include "Application.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
 #include "KQCANopen.h"
 #include "KQEndPointManager.h"
+#include "KQSignalListener.h"
 #include "KQSocketcandServer.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
@@ -16,12 +18,12 @@ namespace panel {
 
 /// One CANopen node with its application and its CAN port, and the loop that drives them on one thread.
 /// The steps are called in the order in which they stand here; each throws PanelError when it cannot be done.
-class Panel {
+class Panel : private KQ::KQSignalListener {
 public:
   explicit Panel(const PanelOptions& wanted);
 
   /// Deletes the node, and with it closes its port.
-  ~Panel();
+  ~Panel() override;
   Panel(const Panel&) = delete;
   Panel& operator=(const Panel&) = delete;
 
@@ -35,10 +37,10 @@ public:
   void run();
 
   /// How long to wait for frames before the next cycle.
-  /// @param status the node's protocol status word: milliseconds after which it wants a cycle
+  /// @param nextWork ms until somebody has something to do
   /// @param longest in ms, at least 1
   /// @return at least 1, so that the loop never spins
-  static int getWaitTime(int status, int longest);
+  static int getWaitTime(unsigned int nextWork, int longest);
 
 private:
   void connect(KQ::KQCANopen& created);
@@ -46,6 +48,7 @@ private:
   void bind(KQ::KQCANopen& created);
   void serveBus();
   void cycle();
+  int signalOccurred(KQ::KQSignal& signal) override;
 
   const PanelOptions options;
   TerminationSignals signals;
@@ -56,6 +59,7 @@ private:
   std::unique_ptr<FrameTrace> trace;
   KQ::KQSocketcandServer server;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
+  const std::thread::id protocolThread = std::this_thread::get_id();
   bool running = true;
 };
 

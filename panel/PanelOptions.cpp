@@ -76,7 +76,7 @@ struct CommandLine {
     app.add_option("--app", options.app, "EDS whose objects from 0x2000 on take the place of the demo application")
         ->type_name("FILE.eds");
     app.add_option("--trace", options.trace, "Write all frames to FILE, as lines of a candump log")->type_name("FILE");
-    app.add_option("--cycle", options.cycle, "Longest wait between two cycles in ms; the node often asks for less")
+    app.add_option("--cycle", options.cycle, "Longest wait between two cycles in ms")
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
     app.add_flag("--quiet", options.quiet, "Print nothing but errors");

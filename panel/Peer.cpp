@@ -23,6 +23,9 @@ constexpr int ACCESS_READ_ONLY = 2;
 constexpr unsigned int COB_ID_SDO_REQUEST = 0x600;
 constexpr unsigned int COB_ID_SDO_RESPONSE = 0x580;
 
+// After which a reading that the node did not take is asked for again.
+constexpr unsigned int RETRY_MS = 5;
+
 // The name that ties the remote variables to the SDO channel.
 constexpr const char* CHANNEL = "peer";
 
@@ -124,6 +127,17 @@ void Peer::reportReadability(Reading& reading) {
   }
   reading.isReadable = isReadable;
   output << "peer: " << reading.name << (isReadable ? " readable again" : " not readable") << std::endl;
+}
+
+unsigned int Peer::getTimeToNextUpdate() const {
+  const unsigned int now = KQ::KQTick::getTickCount();
+  unsigned int time = RETRY_MS;
+  for (const Reading& reading : readings) {
+    const unsigned int passed = now - reading.tick;
+    const unsigned int rest = passed < reading.interval ? reading.interval - passed : RETRY_MS;
+    time = &reading == &readings.front() ? rest : std::min(time, rest);
+  }
+  return time;
 }
 
 void Peer::readWhenDue(Reading& reading) {

@@ -57,6 +57,9 @@ public:
   /// Sends what was commanded and reads what is due. Called once before every cycle.
   void update();
 
+  /// @return ms until the next reading is due
+  unsigned int getTimeToNextUpdate() const;
+
   /// Writes of the runtime's other users: commands are theirs to give.
   /// @return 0; 30 for what is known of the peer; 23 for any other address
   int updateRequest(unsigned short group, unsigned short id, int value) override;

@@ -147,9 +147,10 @@ unsigned int KQPDOHandler::getTimeToNextWork(unsigned int now, int state) const 
 /// A transmission that the port refused is tried again at the pace of the status word.
 unsigned int KQPDOHandler::timeToPendingPDO(unsigned int now) const {
   unsigned int time = KQCANopenStateMachine::NO_WORK;
-  pendingPDOs.forEach([now, &time](const KQPDO& pdo) {
-    const bool isUntried = pdo.getTimeStamp() == 0;
-    time = std::min(time, isUntried ? 0 : std::max(pdo.getInhibitRest(now), RETRY_TIME));
+  const unsigned int sinceFailure = now - failedTick;
+  const unsigned int retryTime = hasFailedTransmission && sinceFailure < RETRY_TIME ? RETRY_TIME - sinceFailure : 0;
+  pendingPDOs.forEach([now, retryTime, &time](const KQPDO& pdo) {
+    time = std::min(time, std::max(pdo.getInhibitRest(now), retryTime));
   });
   return time;
 }
@@ -167,20 +168,31 @@ int KQPDOHandler::sendPendingPDOs(unsigned int deadline) {
   if (pendingPDOs.empty()) {
     return KQ_OK;
   }
+  hasFailedTransmission = false;
   const PDOWalk walk(getPDOs(), pendingPDOs, walkMemory);
   for (KQPDO* const pdo : walk) {
     // It leaves the set before it is sent: what changes from now on makes it pending anew.
     if (!pendingPDOs.erase(pdo)) {
       continue;
     }
-    if (sendPDODirectly(pdo) != KQ_OK) {
+    const bool isSent = sendPDODirectly(pdo) == KQ_OK;
+    const unsigned int now = KQTick::getTickCount();
+    if (!isSent) {
       pendingPDOs.insert(pdo);
+      noteFailure(*pdo, now);
     }
-    if (KQTick::getTickCount() >= deadline) {
+    if (now >= deadline) {
       return KQ_DEFERRED;
     }
   }
   return KQ_OK;
+}
+
+void KQPDOHandler::noteFailure(const KQPDO& pdo, unsigned int now) {
+  if (!pdo.isInhibited(now)) {
+    hasFailedTransmission = true;
+    failedTick = now;
+  }
 }
 
 int KQPDOHandler::sendTimedPDOs(unsigned int deadline, unsigned int* waitHint) {

@@ -1,6 +1,6 @@
 // | covered                                             | kind       |
 // |-----------------------------------------------------|------------|
-// | wait between two cycles against status word and limit | functional |
+// | wait between two cycles against the time to the next work and the limit | functional |
 #include "Panel.h"
 
 #include <gtest/gtest.h>
@@ -9,22 +9,22 @@ namespace {
 
 struct WaitCase {
   const char* name;
-  int status;
+  unsigned int nextWork;
   int longest;
   int wait;
 };
 
 class PanelWaitTime : public testing::TestWithParam<WaitCase> {};
 
-TEST_P(PanelWaitTime, IsTheStatusWordWithinItsLimits) {
-  EXPECT_EQ(panel::Panel::getWaitTime(GetParam().status, GetParam().longest), GetParam().wait);
+TEST_P(PanelWaitTime, IsTheTimeToTheNextWorkWithinItsLimits) {
+  EXPECT_EQ(panel::Panel::getWaitTime(GetParam().nextWork, GetParam().longest), GetParam().wait);
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, PanelWaitTime,
-                         testing::Values(WaitCase{"NeverNegative", -1, 1000, 1}, WaitCase{"NeverZero", 0, 1000, 1},
-                                         WaitCase{"Lowest", 1, 1000, 1}, WaitCase{"AsNamed", 5, 1000, 5},
-                                         WaitCase{"Highest", 1000, 1000, 1000}, WaitCase{"Limited", 1001, 1000, 1000},
-                                         WaitCase{"LimitedToOne", 5, 1, 1}),
+                         testing::Values(WaitCase{"NeverZero", 0, 1000, 1}, WaitCase{"Lowest", 1, 1000, 1},
+                                         WaitCase{"AsNamed", 5, 1000, 5}, WaitCase{"Highest", 1000, 1000, 1000},
+                                         WaitCase{"Limited", 1001, 1000, 1000}, WaitCase{"LimitedToOne", 5, 1, 1},
+                                         WaitCase{"NothingDue", 0xFFFFFFFFU, 1000, 1000}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace
