@@ -91,6 +91,11 @@ class Panel:
         status = pathlib.Path(f"/proc/{self._process.pid}/status").read_text()
         return int(re.search(r"^VmRSS:\s+(\d+) kB", status, re.MULTILINE)[1])
 
+    def wakes(self):
+        """How often it has gone to sleep so far, and so come back."""
+        status = pathlib.Path(f"/proc/{self._process.pid}/status").read_text()
+        return int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", status, re.MULTILINE)[1])
+
     def descriptors(self):
         return len(os.listdir(f"/proc/{self._process.pid}/fd"))
 
