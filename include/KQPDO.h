@@ -3,13 +3,16 @@
 #include <atomic>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "KQCANMappingObject.h"
 #include "KQCANopenPDOTransmissionMode.h"
+#include "KQKeyTable.h"
 
 namespace KQ {
 
 class KQCANopenObjectDictionary;
+struct ObjectDictionarySubEntry;
 
 /// One process data object (CiA 301 PDO), receive or transmit: its communication parameters and, in its base, the
 /// mapping of dictionary objects to the bits of the frame. Built and owned by the PDO handler. Once it is in use, its
@@ -27,6 +30,10 @@ public:
   ~KQPDO() override;
   KQPDO(const KQPDO&) = delete;
   KQPDO& operator=(const KQPDO&) = delete;
+
+  /// Looks the mapped objects up once and for all: to be called when the mapping is complete, and of use to every frame
+  /// from then on. The dictionary never takes an object out; one that it gets later is looked up for each frame.
+  void findObjects();
 
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
   /// @return 0; 20 for null
@@ -94,11 +101,19 @@ public:
   void setCounting(bool isWriting) { counting = isWriting; }
 
 private:
+  struct MappedObject {
+    unsigned int key;
+    ObjectDictionarySubEntry* subEntry;
+  };
+  static unsigned int keyOfObject(const MappedObject& object) { return object.key; }
+
   int currentValue(unsigned int key) const;
   template <typename Value>
   int store(unsigned int key, const Value& value) const;
 
   KQCANopenObjectDictionary* objectDictionary;
+  std::vector<MappedObject> objects;
+  KQKeyTable<const MappedObject, keyOfObject> objectsByKey;
   KQCANopenPDOTransmissionMode transmissionType;
   unsigned short communicationIndex = 0;
   unsigned char frameLength = 0;

@@ -267,9 +267,19 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
   if (subEntry.dataType == DATA_TYPE_VISIBLE_STRING) {
     return KQ_NOT_FOUND;
   }
-  const bool isInStore = subEntry.isVariable && dei != nullptr;
-  const int result = isInStore ? writeVariable(index, subEntry, value, force)
-                               : handleValueChangeRequest(index, &subEntry, value, force);
+  if (!subEntry.isVariable || dei == nullptr) {
+    return writeIntoDictionary(index, subEntry, value, force);
+  }
+  const int result = writeVariable(index, subEntry, value, force);
+  if (result == KQ_OK) {
+    subEntry.storeValue(value);
+  }
+  return result;
+}
+
+int KQCANopenObjectDictionary::writeIntoDictionary(unsigned short index, ObjectDictionarySubEntry& subEntry, int value,
+                                           bool force) {
+  const int result = handleValueChangeRequest(index, &subEntry, value, force);
   if (result != KQ_OK) {
     return result;
   }
@@ -280,8 +290,8 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
   return KQ_OK;
 }
 
-int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value,
-                                             bool force) const {
+inline int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry,
+                                                    int value, bool force) const {
   const bool isOwn = isOwnVariable(index, subEntry.subIndex);
   // Another owner's variable is never written against its access right, not even by the stack itself.
   if (isReadOnly(subEntry) && !(isOwn && force)) {

@@ -29,6 +29,17 @@ KQPDO::~KQPDO() {
   objectDictionary = nullptr;
 }
 
+void KQPDO::findObjects() {
+  objects.reserve(getMappedKeys().size());
+  for (const unsigned int key : getMappedKeys()) {
+    ObjectDictionarySubEntry* const subEntry = objectDictionary->getSubentry(indexOf(key), subIndexOf(key));
+    if (subEntry != nullptr && !isDummy(key)) {
+      objects.push_back({key, subEntry});
+      objectsByKey.insert(&objects.back());
+    }
+  }
+}
+
 int KQPDO::fillMessage(KQCANMessage* message) {
   if (message == nullptr) {
     return KQ_INVALID_ARGUMENT;
@@ -47,8 +58,10 @@ int KQPDO::fillMessage(KQCANMessage* message) {
 
 int KQPDO::currentValue(unsigned int key) const {
   int value = 0;
-  if (objectDictionary != nullptr && !isDummy(key)) {
-    // What cannot be read goes out as 0, an invalid value as it stands.
+  // What cannot be read goes out as 0, an invalid value as it stands.
+  if (const MappedObject* const object = objectsByKey.find(key)) {
+    objectDictionary->getValue(indexOf(key), *object->subEntry, value);
+  } else if (objectDictionary != nullptr && !isDummy(key)) {
     objectDictionary->getValue(indexOf(key), subIndexOf(key), value);
   }
   return value;
@@ -65,6 +78,9 @@ int KQPDO::store(unsigned int key, const Value& value) const {
 
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
+  if (const MappedObject* const object = objectsByKey.find(key)) {
+    return objectDictionary->setValue(indexOf(key), *object->subEntry, value, false);
+  }
   return store(key, value);
 }
 

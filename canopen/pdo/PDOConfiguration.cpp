@@ -152,6 +152,7 @@ std::unique_ptr<KQPDO> KQPDOHandler::buildPDO(unsigned short commIndex, unsigned
       std::make_unique<KQPDO>(length, transmitTypeOf(isReceive, mode, eventTimer),
                               static_cast<unsigned short>(inhibitTime & 0xFFFF), eventTimer, objectDictionary, mode);
   mapping.addTo(*pdo);
+  pdo->findObjects();
   pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
   pdo->setCommunicationIndex(commIndex);
   return pdo;
