@@ -1,13 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "KQCANMappingObject.h"
 #include "KQCANopenPDOTransmissionMode.h"
-#include "KQKeyTable.h"
 
 namespace KQ {
 
@@ -31,9 +31,9 @@ public:
   KQPDO(const KQPDO&) = delete;
   KQPDO& operator=(const KQPDO&) = delete;
 
-  /// Looks the mapped objects up once and for all: to be called when the mapping is complete, and of use to every frame
-  /// from then on. The dictionary never takes an object out; one that it gets later is looked up for each frame.
-  void findObjects();
+  /// Makes the object of the last added record known, so that it is not looked up for each frame: the dictionary never
+  /// takes one out. For all records or for none. @param subEntry null when it is to be looked up all the same
+  void keepObject(unsigned int key, ObjectDictionarySubEntry* subEntry) { objects.push_back({key, subEntry}); }
 
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
   /// @return 0; 20 for null
@@ -105,15 +105,15 @@ private:
     unsigned int key;
     ObjectDictionarySubEntry* subEntry;
   };
-  static unsigned int keyOfObject(const MappedObject& object) { return object.key; }
 
-  int currentValue(unsigned int key) const;
+  ObjectDictionarySubEntry* findObject(unsigned int key) const;
+  int currentValue(unsigned int key, ObjectDictionarySubEntry* object) const;
   template <typename Value>
   int store(unsigned int key, const Value& value) const;
 
   KQCANopenObjectDictionary* objectDictionary;
-  std::vector<MappedObject> objects;
-  KQKeyTable<const MappedObject, keyOfObject> objectsByKey;
+  std::vector<MappedObject> objects;   ///< those of the records, in their order
+  mutable std::size_t nextObject = 0;  ///< of a received frame, whose values come in the order of the records
   KQCANopenPDOTransmissionMode transmissionType;
   unsigned short communicationIndex = 0;
   unsigned char frameLength = 0;

@@ -29,17 +29,6 @@ KQPDO::~KQPDO() {
   objectDictionary = nullptr;
 }
 
-void KQPDO::findObjects() {
-  objects.reserve(getMappedKeys().size());
-  for (const unsigned int key : getMappedKeys()) {
-    ObjectDictionarySubEntry* const subEntry = objectDictionary->getSubentry(indexOf(key), subIndexOf(key));
-    if (subEntry != nullptr && !isDummy(key)) {
-      objects.push_back({key, subEntry});
-      objectsByKey.insert(&objects.back());
-    }
-  }
-}
-
 int KQPDO::fillMessage(KQCANMessage* message) {
   if (message == nullptr) {
     return KQ_INVALID_ARGUMENT;
@@ -47,24 +36,37 @@ int KQPDO::fillMessage(KQCANMessage* message) {
   message->identifier = cobID & cobid::IDENTIFIER;
   message->length = frameLength;
   unsigned int bitCursor = 0;
+  auto object = objects.begin();
   for (const auto& record : getMappingData()) {
+    ObjectDictionarySubEntry* const known = object != objects.end() ? (object++)->subEntry : nullptr;
     if (record != nullptr) {
-      addSingleMappingDataToCANMsgData(message->data, frameLength, bitCursor, currentValue(record->getKey()), &*record,
-                                       false);
+      addSingleMappingDataToCANMsgData(message->data, frameLength, bitCursor, currentValue(record->getKey(), known),
+                                       &*record, false);
     }
   }
   return KQ_OK;
 }
 
-int KQPDO::currentValue(unsigned int key) const {
+int KQPDO::currentValue(unsigned int key, ObjectDictionarySubEntry* object) const {
   int value = 0;
   // What cannot be read goes out as 0, an invalid value as it stands.
-  if (const MappedObject* const object = objectsByKey.find(key)) {
-    objectDictionary->getValue(indexOf(key), *object->subEntry, value);
+  if (object != nullptr) {
+    objectDictionary->getValue(indexOf(key), *object, value);
   } else if (objectDictionary != nullptr && !isDummy(key)) {
     objectDictionary->getValue(indexOf(key), subIndexOf(key), value);
   }
   return value;
+}
+
+ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
+  for (std::size_t left = objects.size(); left > 0; --left) {
+    const MappedObject& object = objects[nextObject];
+    nextObject = nextObject + 1 < objects.size() ? nextObject + 1 : 0;
+    if (object.key == key) {
+      return object.subEntry;
+    }
+  }
+  return nullptr;
 }
 
 template <typename Value>
@@ -78,8 +80,8 @@ int KQPDO::store(unsigned int key, const Value& value) const {
 
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  if (const MappedObject* const object = objectsByKey.find(key)) {
-    return objectDictionary->setValue(indexOf(key), *object->subEntry, value, false);
+  if (ObjectDictionarySubEntry* const object = findObject(key)) {
+    return objectDictionary->setValue(indexOf(key), *object, value, false);
   }
   return store(key, value);
 }

@@ -89,9 +89,16 @@ public:
     for (unsigned int i = 0; i < count; ++i) {
       const unsigned int key = keyOfMapping(entries[i]);
       const unsigned int length = bitLengthOf(entries[i]);
-      pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key, storageTypeOf(key),
-                         dictionary.isSigned(key), 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr,
-                         false);
+      ObjectDictionarySubEntry* const object = dictionary.getSubentry(indexOf(key), subIndexOf(key));
+      const bool isSigned = object != nullptr && dictionary.isDataTypeSigned(object->dataType);
+      const int result = pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key,
+                                            storageTypeOf(key), isSigned, 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F,
+                                            1.0F, 0, nullptr, false);
+      if (result == KQ_OK) {
+        // A dummy entry has a data type's object, which is neither read nor written.
+        const bool isDummy = indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
+        pdo.keepObject(key, isDummy ? nullptr : object);
+      }
       bits += length;
       bytePosition += length >> 3;
     }
@@ -152,7 +159,6 @@ std::unique_ptr<KQPDO> KQPDOHandler::buildPDO(unsigned short commIndex, unsigned
       std::make_unique<KQPDO>(length, transmitTypeOf(isReceive, mode, eventTimer),
                               static_cast<unsigned short>(inhibitTime & 0xFFFF), eventTimer, objectDictionary, mode);
   mapping.addTo(*pdo);
-  pdo->findObjects();
   pdo->setFrameLength(static_cast<unsigned char>(pdo->getDataLength() & 0xFF));
   pdo->setCommunicationIndex(commIndex);
   return pdo;
