@@ -34,6 +34,7 @@ public:
   /// Makes the object of the last added record known, so that it is not looked up for each frame: the dictionary never
   /// takes one out. For all records or for none. @param subEntry null when it is to be looked up all the same
   void keepObject(unsigned int key, ObjectDictionarySubEntry* subEntry) { objects.push_back({key, subEntry}); }
+  void reserveObjects(std::size_t count) { objects.reserve(count); }
 
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
   /// @return 0; 20 for null
@@ -108,12 +109,12 @@ private:
 
   ObjectDictionarySubEntry* findObject(unsigned int key) const;
   int currentValue(unsigned int key, ObjectDictionarySubEntry* object) const;
+  int lookUpValue(unsigned int key) const;
   template <typename Value>
-  int store(unsigned int key, const Value& value) const;
+  int lookUpAndStore(unsigned int key, const Value& value) const;
 
   KQCANopenObjectDictionary* objectDictionary;
-  std::vector<MappedObject> objects;   ///< those of the records, in their order
-  mutable std::size_t nextObject = 0;  ///< of a received frame, whose values come in the order of the records
+  std::vector<MappedObject> objects;  ///< those of the records, in their order
   KQCANopenPDOTransmissionMode transmissionType;
   unsigned short communicationIndex = 0;
   unsigned char frameLength = 0;

@@ -277,8 +277,9 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
   return result;
 }
 
-int KQCANopenObjectDictionary::writeIntoDictionary(unsigned short index, ObjectDictionarySubEntry& subEntry, int value,
-                                           bool force) {
+[[gnu::noinline]] int KQCANopenObjectDictionary::writeIntoDictionary(unsigned short index,
+                                                                     ObjectDictionarySubEntry& subEntry, int value,
+                                                                     bool force) {
   const int result = handleValueChangeRequest(index, &subEntry, value, force);
   if (result != KQ_OK) {
     return result;

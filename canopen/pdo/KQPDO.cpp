@@ -47,21 +47,26 @@ int KQPDO::fillMessage(KQCANMessage* message) {
   return KQ_OK;
 }
 
-int KQPDO::currentValue(unsigned int key, ObjectDictionarySubEntry* object) const {
+// What cannot be read goes out as 0, an invalid value as it stands.
+inline int KQPDO::currentValue(unsigned int key, ObjectDictionarySubEntry* object) const {
+  if (object == nullptr) {
+    return lookUpValue(key);
+  }
   int value = 0;
-  // What cannot be read goes out as 0, an invalid value as it stands.
-  if (object != nullptr) {
-    objectDictionary->getValue(indexOf(key), *object, value);
-  } else if (objectDictionary != nullptr && !isDummy(key)) {
+  objectDictionary->getValue(indexOf(key), *object, value);
+  return value;
+}
+
+int KQPDO::lookUpValue(unsigned int key) const {
+  int value = 0;
+  if (objectDictionary != nullptr && !isDummy(key)) {
     objectDictionary->getValue(indexOf(key), subIndexOf(key), value);
   }
   return value;
 }
 
-ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
-  for (std::size_t left = objects.size(); left > 0; --left) {
-    const MappedObject& object = objects[nextObject];
-    nextObject = nextObject + 1 < objects.size() ? nextObject + 1 : 0;
+inline ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
+  for (const MappedObject& object : objects) {
     if (object.key == key) {
       return object.subEntry;
     }
@@ -70,7 +75,7 @@ ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
 }
 
 template <typename Value>
-int KQPDO::store(unsigned int key, const Value& value) const {
+[[gnu::noinline]] int KQPDO::lookUpAndStore(unsigned int key, const Value& value) const {
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -80,15 +85,14 @@ int KQPDO::store(unsigned int key, const Value& value) const {
 
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  if (ObjectDictionarySubEntry* const object = findObject(key)) {
-    return objectDictionary->setValue(indexOf(key), *object, value, false);
-  }
-  return store(key, value);
+  ObjectDictionarySubEntry* const object = findObject(key);
+  return object != nullptr ? objectDictionary->setValue(indexOf(key), *object, value, false)
+                           : lookUpAndStore(key, value);
 }
 
 int KQPDO::handleExtractedValue(unsigned int key, const std::string& value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  return store(key, value);
+  return lookUpAndStore(key, value);
 }
 
 }  // namespace KQ

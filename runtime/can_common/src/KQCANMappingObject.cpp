@@ -201,8 +201,8 @@ int KQCANMappingObject::addSingleMappingDataToCANMsgData(unsigned char* data, un
   return KQ_OK;
 }
 
-int KQCANMappingObject::addOtherValue(unsigned char* data, unsigned int& bitCursor, int value,
-                                      KQCANMappingData* record, bool checkLimits) const {
+int KQCANMappingObject::addOtherValue(unsigned char* data, unsigned int& bitCursor, int value, KQCANMappingData* record,
+                                      bool checkLimits) const {
   if (record->getLayout() == Layout::TEXT) {
     return KQ_DOES_NOT_FIT;
   }
