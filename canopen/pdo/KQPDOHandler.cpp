@@ -168,12 +168,16 @@ bool KQPDOHandler::retire(KQPDO& pdo) {
 
 void KQPDOHandler::retireAll() {
   const KQPublishedPDOs::Walk pdos = walkOverPDOs();
-  for (const auto& pdo : pdos->getReceivePDOs()) {
-    retire(*pdo);
+  for (const PDOTable::PDOs* const all : {&pdos->getReceivePDOs(), &pdos->getTransmitPDOs()}) {
+    for (const auto& pdo : *all) {
+      pdo->retire();
+      if (syncHandler != nullptr) {
+        syncHandler->forgetPDO(pdo.get());
+      }
+    }
   }
-  for (const auto& pdo : pdos->getTransmitPDOs()) {
-    retire(*pdo);
-  }
+  pendingPDOs.clear();
+  eventTimers.clear();
 }
 
 void KQPDOHandler::declareReceivePDOs() {

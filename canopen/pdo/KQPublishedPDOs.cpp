@@ -16,13 +16,19 @@ KQPublishedPDOs::KQPublishedPDOs(std::shared_ptr<const PDOTable> table)
 void KQPublishedPDOs::publish(std::shared_ptr<const PDOTable> table) {
   {
     const Lock lock(mutex);
-    current = table.get();
     owner.swap(table);
+    current = owner.get();
+  }
+  if (walks == 0) {
+    return;  // the one before goes now
+  }
+  {
+    const Lock lock(mutex);
     replaced.push_back(std::move(table));
     hasReplaced = true;
   }
   if (walks == 0) {
-    forgetReplaced();
+    forgetReplaced();  // the last walk has ended before it saw that
   }
 }
 
