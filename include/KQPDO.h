@@ -111,7 +111,7 @@ private:
   int currentValue(unsigned int key, ObjectDictionarySubEntry* object) const;
   int lookUpValue(unsigned int key) const;
   template <typename Value>
-  int lookUpAndStore(unsigned int key, const Value& value) const;
+  int lookUpAndStore(unsigned int key, Value value) const;
 
   KQCANopenObjectDictionary* objectDictionary;
   std::vector<MappedObject> objects;  ///< those of the records, in their order

@@ -74,8 +74,9 @@ inline ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
   return nullptr;
 }
 
+// Value is int or const std::string&; an integer stays in a register that way.
 template <typename Value>
-[[gnu::noinline]] int KQPDO::lookUpAndStore(unsigned int key, const Value& value) const {
+[[gnu::noinline]] int KQPDO::lookUpAndStore(unsigned int key, Value value) const {
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -87,12 +88,12 @@ int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQV
                                 int /*tag*/) const {
   ObjectDictionarySubEntry* const object = findObject(key);
   return object != nullptr ? objectDictionary->setValue(indexOf(key), *object, value, false)
-                           : lookUpAndStore(key, value);
+                           : lookUpAndStore<int>(key, value);
 }
 
 int KQPDO::handleExtractedValue(unsigned int key, const std::string& value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  return lookUpAndStore(key, value);
+  return lookUpAndStore<const std::string&>(key, value);
 }
 
 }  // namespace KQ
