@@ -49,7 +49,7 @@ int KQPDOHandler::sendWithMutexHeld(KQPDO* pdo) {
   return transmit(*pdo, now);
 }
 
-int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
+inline int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
   int result = KQ_NOT_AVAILABLE;
   if (pdo.fillMessage(&outgoingMessage) == KQ_OK) {
     result = sendCANMessage();
