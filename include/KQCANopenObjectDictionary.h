@@ -73,6 +73,8 @@ public:
   ///   the store's code, of which 12 (marked invalid) comes with a value
   int getValue(unsigned short index, unsigned char subIndex, int& value);
   int getValue(unsigned int key, int& value);
+  /// The same for who has looked the object up. @param subEntry one of the object @p index
+  int getValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
 
   /// Reads a text value; write-only objects are readable in this form. @return 0; 23; 10; the store's code
   int getValue(unsigned short index, unsigned char subIndex, std::string& value);
@@ -84,6 +86,8 @@ public:
   ///   codes of handleValueChangeRequest(); the store's code
   int setValue(unsigned short index, unsigned char subIndex, int value, bool force);
   int setValue(unsigned int key, int value, bool force);
+  /// The same for who has looked the object up. @param subEntry one of the object @p index
+  int setValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
 
   /// Writes a VISIBLE_STRING. @return 0; 23 when missing or of another type; 20, 30; the store's code
   int setValue(unsigned short index, unsigned char subIndex, const std::string& value, bool force);
@@ -139,9 +143,8 @@ public:
   int createPreDefinedConnectionSet();
 
 private:
-  int read(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
   int readVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
-  int write(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
+  int writeIntoDictionary(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
   int writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value, bool force) const;
   bool isOwnVariable(unsigned short index, unsigned char subIndex) const;
   void notifyHandlers(unsigned short index, const ObjectDictionarySubEntry& subEntry);

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "KQCANMappingObject.h"
 #include "KQCANopenPDOTransmissionMode.h"
@@ -10,6 +12,7 @@
 namespace KQ {
 
 class KQCANopenObjectDictionary;
+struct ObjectDictionarySubEntry;
 
 /// One process data object (CiA 301 PDO), receive or transmit: its communication parameters and, in its base, the
 /// mapping of dictionary objects to the bits of the frame. Built and owned by the PDO handler. Once it is in use, its
@@ -27,6 +30,11 @@ public:
   ~KQPDO() override;
   KQPDO(const KQPDO&) = delete;
   KQPDO& operator=(const KQPDO&) = delete;
+
+  /// Makes the object of the last added record known, so that it is not looked up for each frame: the dictionary never
+  /// takes one out. For all records or for none. @param subEntry null when it is to be looked up all the same
+  void keepObject(unsigned int key, ObjectDictionarySubEntry* subEntry) { objects.push_back({key, subEntry}); }
+  void reserveObjects(std::size_t count) { objects.reserve(count); }
 
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
   /// @return 0; 20 for null
@@ -94,11 +102,19 @@ public:
   void setCounting(bool isWriting) { counting = isWriting; }
 
 private:
-  int currentValue(unsigned int key) const;
+  struct MappedObject {
+    unsigned int key;
+    ObjectDictionarySubEntry* subEntry;
+  };
+
+  ObjectDictionarySubEntry* findObject(unsigned int key) const;
+  int currentValue(unsigned int key, ObjectDictionarySubEntry* object) const;
+  int lookUpValue(unsigned int key) const;
   template <typename Value>
-  int store(unsigned int key, const Value& value) const;
+  int lookUpAndStore(unsigned int key, Value value) const;
 
   KQCANopenObjectDictionary* objectDictionary;
+  std::vector<MappedObject> objects;  ///< those of the records, in their order
   KQCANopenPDOTransmissionMode transmissionType;
   unsigned short communicationIndex = 0;
   unsigned char frameLength = 0;

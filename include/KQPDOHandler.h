@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "KQCANopenState.h"
 #include "KQPDO.h"
 #include "KQPDOSet.h"
+#include "KQPublishedPDOs.h"
 #include "PDOActionStruct.h"
 
 namespace KQ {
@@ -95,7 +95,9 @@ public:
   int sendPDODirectly(KQPDO* pdo);
 
   /// The PDOs of the node at this moment, which exist at least as long as the result does. Any thread.
-  std::shared_ptr<const PDOTable> getPDOs() const;
+  std::shared_ptr<const PDOTable> getPDOs() const { return publishedPDOs.get(); }
+  /// The same for the time of a walk over them, on the way of a frame. Any thread.
+  KQPublishedPDOs::Walk walkOverPDOs() { return KQPublishedPDOs::Walk(publishedPDOs); }
 
   /// A mapped value changed: event-driven TPDOs go out, synchronous ones are queued for the next SYNC. Any thread.
   /// @param key object key; @param value not used: the frame takes it from the dictionary
@@ -151,7 +153,7 @@ private:
   void startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnAtNextSync);
   bool retire(KQPDO& pdo);
   void retireAll();
-  void publish(std::shared_ptr<PDOTable> pdos);
+  void publish(const std::shared_ptr<PDOTable>& pdos);
   void declareReceivePDOs();
 
   // transmission and reception
@@ -185,8 +187,7 @@ private:
   unsigned int timeToPendingPDO(unsigned int now) const;
   void noteFailure(const KQPDO& pdo, unsigned int now);
 
-  std::shared_ptr<const PDOTable> currentPDOs;  ///< never null
-  mutable std::mutex currentPDOsMutex;
+  KQPublishedPDOs publishedPDOs;
   KQPDOSet pendingPDOs;                                        ///< TPDOs to be tried in the next send pass
   std::vector<KQPDO*> walkMemory;                              ///< of the walks over them
   std::multimap<unsigned int, KQPDO*, TickOrder> eventTimers;  ///< by due tick

@@ -208,13 +208,13 @@ private:
 
   // Server.
   void handleDownloadRequest(const KQCANMessage& message, unsigned int requestCOBID, unsigned int responseCOBID);
-  int downloadNumber(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID,
+  int downloadNumber(unsigned int key, ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID,
                      unsigned int indicatedSize, unsigned int data);
   int answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult);
   int finishDownload();
   int sendStringUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
                                unsigned int requestCOBID);
-  int sendNumberUploadResponse(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID);
+  int sendNumberUploadResponse(unsigned int key, ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID);
   int abortUpload(unsigned int cobID, unsigned int abortCode);
   void endUpload();
 

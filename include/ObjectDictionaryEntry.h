@@ -21,7 +21,8 @@ struct ObjectDictionaryEntry {
   ObjectDictionaryEntry& operator=(const ObjectDictionaryEntry&) = delete;
 
   unsigned short index;
-  std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;  ///< by sub-index, owned
+  /// By sub-index, owned. One that a PDO maps stays, since the PDO keeps it.
+  std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;
   KQCANopenObjectType objectType;
   std::string name;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <algorithm>
-#include <iterator>
+#include <cstring>
 
 #include "KQCANMessage.h"
 
@@ -11,7 +10,7 @@ namespace KQ {
 inline void clearFrame(KQCANMessage& message) {
   message.identifier = 0;
   message.length = 0;
-  std::fill(std::begin(message.data), std::end(message.data), static_cast<unsigned char>(0));
+  std::memset(message.data, 0, sizeof message.data);
   message.flags = 0;
 }
 

@@ -184,7 +184,7 @@ void KQCANopenStateMachine::recoverFromFatalError() {
   setState(CANOPEN_STATE_RESET_COMMUNICATION);
 }
 
-int KQCANopenStateMachine::offerMessage() {
+inline int KQCANopenStateMachine::offerMessage() {
   const KQFrameDispatch::HandlerSet servers = dispatch.handlersOf(receivedMessage.identifier);
   int result = KQ_NOT_HANDLED;
   if ((servers & NMT_HANDLER) != 0) {

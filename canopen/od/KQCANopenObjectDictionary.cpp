@@ -154,7 +154,9 @@ ObjectDictionaryEntry* KQCANopenObjectDictionary::getEntry(unsigned short index)
   return it != entries.end() ? it->second : nullptr;
 }
 
-ObjectDictionarySubEntry* KQCANopenObjectDictionary::getSubentry(unsigned short index, unsigned char subIndex) const {
+// Every frame that reads or writes an object comes through here: both look-ups in one piece.
+[[gnu::flatten]] ObjectDictionarySubEntry* KQCANopenObjectDictionary::getSubentry(unsigned short index,
+                                                                                  unsigned char subIndex) const {
   const ObjectDictionaryEntry* const entry = getEntry(index);
   if (entry == nullptr) {
     return nullptr;
@@ -197,14 +199,14 @@ int KQCANopenObjectDictionary::getDataType(unsigned short index, unsigned char s
 
 int KQCANopenObjectDictionary::getValue(unsigned short index, unsigned char subIndex, int& value) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? read(index, *subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? getValue(index, *subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
 }
 
 int KQCANopenObjectDictionary::getValue(unsigned int key, int& value) {
   return getValue(indexOf(key), subIndexOf(key), value);
 }
 
-int KQCANopenObjectDictionary::read(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const {
+int KQCANopenObjectDictionary::getValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const {
   if (subEntry.accessType == ACCESS_WO) {
     return SDO_ABORT_WRITE_ONLY;
   }
@@ -253,19 +255,32 @@ int KQCANopenObjectDictionary::getValue(unsigned int key, std::string& value) {
 
 int KQCANopenObjectDictionary::setValue(unsigned short index, unsigned char subIndex, int value, bool force) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? write(index, *subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? setValue(index, *subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
 }
 
 int KQCANopenObjectDictionary::setValue(unsigned int key, int value, bool force) {
   return setValue(indexOf(key), subIndexOf(key), value, force);
 }
 
-int KQCANopenObjectDictionary::write(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force) {
+int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int value,
+                                        bool force) {
   if (subEntry.dataType == DATA_TYPE_VISIBLE_STRING) {
     return KQ_NOT_FOUND;
   }
-  const int result = subEntry.isVariable && dei != nullptr ? writeVariable(index, subEntry, value, force)
-                                                           : handleValueChangeRequest(index, &subEntry, value, force);
+  if (!subEntry.isVariable || dei == nullptr) {
+    return writeIntoDictionary(index, subEntry, value, force);
+  }
+  const int result = writeVariable(index, subEntry, value, force);
+  if (result == KQ_OK) {
+    subEntry.storeValue(value);
+  }
+  return result;
+}
+
+[[gnu::noinline]] int KQCANopenObjectDictionary::writeIntoDictionary(unsigned short index,
+                                                                     ObjectDictionarySubEntry& subEntry, int value,
+                                                                     bool force) {
+  const int result = handleValueChangeRequest(index, &subEntry, value, force);
   if (result != KQ_OK) {
     return result;
   }
@@ -280,8 +295,8 @@ int KQCANopenObjectDictionary::write(unsigned short index, ObjectDictionarySubEn
   return KQ_OK;
 }
 
-int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value,
-                                             bool force) const {
+inline int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry,
+                                                    int value, bool force) const {
   const bool isOwn = isOwnVariable(index, subEntry.subIndex);
   // Another owner's variable is never written against its access right, not even by the stack itself.
   if (isReadOnly(subEntry) && !(isOwn && force)) {

@@ -36,26 +36,47 @@ int KQPDO::fillMessage(KQCANMessage* message) {
   message->identifier = cobID & cobid::IDENTIFIER;
   message->length = frameLength;
   unsigned int bitCursor = 0;
+  auto object = objects.begin();
   for (const auto& record : getMappingData()) {
+    ObjectDictionarySubEntry* const known = object != objects.end() ? (object++)->subEntry : nullptr;
     if (record != nullptr) {
-      addSingleMappingDataToCANMsgData(message->data, frameLength, bitCursor, currentValue(record->getKey()), &*record,
-                                       false);
+      addSingleMappingDataToCANMsgData(message->data, frameLength, bitCursor, currentValue(record->getKey(), known),
+                                       &*record, false);
     }
   }
   return KQ_OK;
 }
 
-int KQPDO::currentValue(unsigned int key) const {
+// What cannot be read goes out as 0, an invalid value as it stands.
+inline int KQPDO::currentValue(unsigned int key, ObjectDictionarySubEntry* object) const {
+  if (object == nullptr) {
+    return lookUpValue(key);
+  }
+  int value = 0;
+  objectDictionary->getValue(indexOf(key), *object, value);
+  return value;
+}
+
+int KQPDO::lookUpValue(unsigned int key) const {
   int value = 0;
   if (objectDictionary != nullptr && !isDummy(key)) {
-    // What cannot be read goes out as 0, an invalid value as it stands.
     objectDictionary->getValue(indexOf(key), subIndexOf(key), value);
   }
   return value;
 }
 
+inline ObjectDictionarySubEntry* KQPDO::findObject(unsigned int key) const {
+  for (const MappedObject& object : objects) {
+    if (object.key == key) {
+      return object.subEntry;
+    }
+  }
+  return nullptr;
+}
+
+// Value is int or const std::string&; an integer stays in a register that way.
 template <typename Value>
-int KQPDO::store(unsigned int key, const Value& value) const {
+[[gnu::noinline]] int KQPDO::lookUpAndStore(unsigned int key, Value value) const {
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -65,12 +86,14 @@ int KQPDO::store(unsigned int key, const Value& value) const {
 
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  return store(key, value);
+  ObjectDictionarySubEntry* const object = findObject(key);
+  return object != nullptr ? objectDictionary->setValue(indexOf(key), *object, value, false)
+                           : lookUpAndStore<int>(key, value);
 }
 
 int KQPDO::handleExtractedValue(unsigned int key, const std::string& value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,
                                 int /*tag*/) const {
-  return store(key, value);
+  return lookUpAndStore<const std::string&>(key, value);
 }
 
 }  // namespace KQ

@@ -4,7 +4,6 @@
 
 #include <iterator>
 #include <typeinfo>
-#include <utility>
 
 #include "KQCANopen.h"
 #include "KQCANopenObjectDictionary.h"
@@ -22,7 +21,7 @@
 namespace KQ {
 
 KQPDOHandler::KQPDOHandler(KQCANopen* canopen)
-    : currentPDOs(std::make_shared<const PDOTable>()), dei(KQDEI::instance()), sendMutex(KQMutex::create()) {
+    : publishedPDOs(std::make_shared<const PDOTable>()), dei(KQDEI::instance()), sendMutex(KQMutex::create()) {
   setCANopenInstance(canopen);
 }
 
@@ -32,16 +31,9 @@ bool KQPDOHandler::isOperational() const {
   return stateMachine != nullptr && stateMachine->getState() == CANOPEN_STATE_OPERATIONAL;
 }
 
-std::shared_ptr<const PDOTable> KQPDOHandler::getPDOs() const {
-  const std::lock_guard<std::mutex> lock(currentPDOsMutex);
-  return currentPDOs;
-}
-
-void KQPDOHandler::publish(std::shared_ptr<PDOTable> pdos) {
+void KQPDOHandler::publish(const std::shared_ptr<PDOTable>& pdos) {
   pdos->indexMappedVariables();
-  std::shared_ptr<const PDOTable> table = std::move(pdos);
-  const std::lock_guard<std::mutex> lock(currentPDOsMutex);
-  currentPDOs.swap(table);  // the previous one goes when the lock is given back, unless a walk still holds it
+  publishedPDOs.publish(pdos);
 }
 
 // ---- all PDOs
@@ -175,18 +167,22 @@ bool KQPDOHandler::retire(KQPDO& pdo) {
 }
 
 void KQPDOHandler::retireAll() {
-  const std::shared_ptr<const PDOTable> pdos = getPDOs();
-  for (const auto& pdo : pdos->getReceivePDOs()) {
-    retire(*pdo);
+  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  for (const PDOTable::PDOs* const all : {&pdos->getReceivePDOs(), &pdos->getTransmitPDOs()}) {
+    for (const auto& pdo : *all) {
+      pdo->retire();
+      if (syncHandler != nullptr) {
+        syncHandler->forgetPDO(pdo.get());
+      }
+    }
   }
-  for (const auto& pdo : pdos->getTransmitPDOs()) {
-    retire(*pdo);
-  }
+  pendingPDOs.clear();
+  eventTimers.clear();
 }
 
 void KQPDOHandler::declareReceivePDOs() {
   KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQPDOHandler));
-  const std::shared_ptr<const PDOTable> pdos = getPDOs();
+  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
   for (const auto& pdo : pdos->getReceivePDOs()) {
     served.add(pdo->getReceptionKey());
   }

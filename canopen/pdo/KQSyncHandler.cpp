@@ -48,6 +48,7 @@ int KQSyncHandler::handleMessage(KQCANMessage* message) {
   }
   passPDOValuesToApplication();
   if (pdoHandler != nullptr) {
+    const KQPublishedPDOs::Walk held = pdoHandler->walkOverPDOs();
     sendQueuedPDOs();
     sendCyclicPDOs();
   }
@@ -56,7 +57,10 @@ int KQSyncHandler::handleMessage(KQCANMessage* message) {
 }
 
 void KQSyncHandler::sendQueuedPDOs() {
-  const PDOWalk walk(pdoHandler->getPDOs(), nextSyncPDOs, walkMemory);
+  if (nextSyncPDOs.empty()) {
+    return;
+  }
+  const PDOWalk walk(nextSyncPDOs, walkMemory);
   for (KQPDO* const pdo : walk) {
     // It leaves the set before it is sent: what is queued from now on is for the next SYNC.
     if (nextSyncPDOs.erase(pdo)) {
@@ -66,7 +70,10 @@ void KQSyncHandler::sendQueuedPDOs() {
 }
 
 void KQSyncHandler::sendCyclicPDOs() {
-  const PDOWalk walk(pdoHandler->getPDOs(), cyclicPDOs, walkMemory);
+  if (cyclicPDOs.empty()) {
+    return;
+  }
+  const PDOWalk walk(cyclicPDOs, walkMemory);
   for (KQPDO* const pdo : walk) {
     if (syncCounter % pdo->getTransmissionType() == 0) {
       pdoHandler->sendPDODirectly(pdo);
@@ -95,6 +102,9 @@ int KQSyncHandler::addReceivePDO(KQPDO* pdo, KQCANMessage* message) {
 }
 
 void KQSyncHandler::passPDOValuesToApplication() {
+  if (receivedFrames.empty()) {
+    return;
+  }
   // What a frame writes may replace PDOs, its own too: that one is kept while its frame is applied, and each frame
   // leaves the buffer before.
   const std::shared_ptr<const PDOTable> held = pdoHandler != nullptr ? pdoHandler->getPDOs() : nullptr;

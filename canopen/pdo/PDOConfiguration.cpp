@@ -86,12 +86,20 @@ public:
   void addTo(KQPDO& pdo) const {
     unsigned int bits = 0;
     unsigned int bytePosition = 0;
+    pdo.reserveObjects(count);
     for (unsigned int i = 0; i < count; ++i) {
       const unsigned int key = keyOfMapping(entries[i]);
       const unsigned int length = bitLengthOf(entries[i]);
-      pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key, storageTypeOf(key),
-                         dictionary.isSigned(key), 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr,
-                         false);
+      ObjectDictionarySubEntry* const object = dictionary.getSubentry(indexOf(key), subIndexOf(key));
+      const bool isSigned = object != nullptr && dictionary.isDataTypeSigned(object->dataType);
+      const int result =
+          pdo.addMappingData(static_cast<int>(bytePosition), bits - 8 * bytePosition, length, key, storageTypeOf(key),
+                             isSigned, 0, nullptr, 0xFFFFFFFF, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr, false);
+      if (result == KQ_OK) {
+        // A dummy entry has a data type's object, which is neither read nor written.
+        const bool isDummy = indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
+        pdo.keepObject(key, isDummy ? nullptr : object);
+      }
       bits += length;
       bytePosition += length >> 3;
     }

@@ -24,7 +24,7 @@ int KQPDOHandler::handleMessage(KQCANMessage* message) {
   if (message == nullptr || !isOperational()) {
     return KQ_NOT_HANDLED;
   }
-  const std::shared_ptr<const PDOTable> pdos = getPDOs();
+  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
   KQPDO* const found = pdos->findFrameTaker(message->identifier);
   return found != nullptr ? receive(*found, *message) : static_cast<int>(KQ_NOT_HANDLED);
 }
@@ -70,7 +70,7 @@ void KQPDOHandler::checkRxTimeouts() {
     return;
   }
   isRxDeadlineKnown = false;
-  const std::shared_ptr<const PDOTable> pdos = getPDOs();
+  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
   for (const auto& pdo : pdos->getReceivePDOs()) {
     // An event may replace PDOs that are still to come.
     if (!pdo->isMonitored() || pdo->isTimedOut() || pdo->isRetired()) {

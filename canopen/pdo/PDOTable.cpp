@@ -54,6 +54,11 @@ std::shared_ptr<KQPDO> PDOTable::removeTransmitPDO(unsigned short communicationI
 }
 
 void PDOTable::indexMappedVariables() {
+  std::size_t count = 0;
+  for (const auto& pdo : transmitPDOs) {
+    count += pdo->getMappedKeys().size();
+  }
+  mappedVariables.reserve(count);
   for (const auto& pdo : transmitPDOs) {
     for (const unsigned int key : pdo->getMappedKeys()) {
       mappedVariables.push_back({key, pdo.get()});

@@ -49,7 +49,7 @@ int KQPDOHandler::sendWithMutexHeld(KQPDO* pdo) {
   return transmit(*pdo, now);
 }
 
-int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
+inline int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
   int result = KQ_NOT_AVAILABLE;
   if (pdo.fillMessage(&outgoingMessage) == KQ_OK) {
     result = sendCANMessage();
@@ -84,7 +84,7 @@ int KQPDOHandler::handleVariableChange(unsigned int key, int /*value*/) {
   if (!isOperational()) {
     return KQ_NOT_AVAILABLE;
   }
-  const std::shared_ptr<const PDOTable> pdos = getPDOs();
+  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
   int result = KQ_NOT_FOUND;
   for (const PDOTable::MappedVariable& mapped : pdos->findMappings(key)) {
     const int triggered = triggerTransmission(*mapped.pdo, key);
@@ -169,7 +169,8 @@ int KQPDOHandler::sendPendingPDOs(unsigned int deadline) {
     return KQ_OK;
   }
   hasFailedTransmission = false;
-  const PDOWalk walk(getPDOs(), pendingPDOs, walkMemory);
+  const KQPublishedPDOs::Walk held = walkOverPDOs();
+  const PDOWalk walk(pendingPDOs, walkMemory);
   for (KQPDO* const pdo : walk) {
     // It leaves the set before it is sent: what changes from now on makes it pending anew.
     if (!pendingPDOs.erase(pdo)) {
@@ -211,7 +212,7 @@ int KQPDOHandler::sendTimedPDOs(unsigned int deadline, unsigned int* waitHint) {
 }
 
 void KQPDOHandler::sendTimedPDO(unsigned int now) {
-  const std::shared_ptr<const PDOTable> held = getPDOs();
+  const KQPublishedPDOs::Walk held = walkOverPDOs();
   // The entry keeps its memory and moves on before the transmission, which may replace the PDO and take the entry out.
   auto entry = eventTimers.extract(eventTimers.begin());
   KQPDO* const pdo = entry.mapped();

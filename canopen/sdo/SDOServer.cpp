@@ -78,7 +78,7 @@ int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsign
   }
   const unsigned int indicatedSize = sizeIndicated ? sdo::EXPEDITED_BYTES - n : sdo::SIZE_NOT_INDICATED;
   if (dataType != DATA_TYPE_VISIBLE_STRING) {
-    return downloadNumber(keyOf(index, subIndex), dataType, responseCOBID, indicatedSize,
+    return downloadNumber(keyOf(index, subIndex), *subEntry, responseCOBID, indicatedSize,
                           sdo::littleEndian(d0, d1, d2, d3));
   }
   const char text[] = {static_cast<char>(d0), static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3)};
@@ -87,9 +87,9 @@ int KQSDOHandler::handleExpeditedSDODownloadRequest(unsigned short index, unsign
                         objectDictionary->setValue(index, subIndex, value, false));
 }
 
-int KQSDOHandler::downloadNumber(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID,
+int KQSDOHandler::downloadNumber(unsigned int key, ObjectDictionarySubEntry& subEntry, unsigned int responseCOBID,
                                  unsigned int indicatedSize, unsigned int data) {
-  const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
+  const int bytes = objectDictionary->getNumberOfBytesByDatatType(subEntry.dataType);
   if (!isTransferableAsNumber(bytes)) {
     sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
     return KQ_DONE;
@@ -100,11 +100,11 @@ int KQSDOHandler::downloadNumber(unsigned int key, KQCANopenDataType dataType, u
     return KQ_DONE;
   }
   int value = static_cast<int>(sdo::lowBytes(data, size));
-  if (fitToDataType(*objectDictionary, dataType, value) != KQ_OK) {
+  if (fitToDataType(*objectDictionary, subEntry.dataType, value) != KQ_OK) {
     sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_VALUE_RANGE_EXCEEDED);
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
-  return answerDownload(key, responseCOBID, objectDictionary->setValue(key, value, false));
+  return answerDownload(key, responseCOBID, objectDictionary->setValue(indexOf(key), subEntry, value, false));
 }
 
 int KQSDOHandler::answerDownload(unsigned int key, unsigned int responseCOBID, int writeResult) {
@@ -197,7 +197,7 @@ int KQSDOHandler::sendUploadResponse(unsigned short index, unsigned char subInde
   }
   return subEntry->dataType == DATA_TYPE_VISIBLE_STRING
              ? sendStringUploadResponse(index, subIndex, responseCOBID, requestCOBID)
-             : sendNumberUploadResponse(keyOf(index, subIndex), subEntry->dataType, responseCOBID);
+             : sendNumberUploadResponse(keyOf(index, subIndex), *subEntry, responseCOBID);
 }
 
 int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char subIndex, unsigned int responseCOBID,
@@ -216,13 +216,14 @@ int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char s
                        static_cast<unsigned int>(text.size()));
 }
 
-int KQSDOHandler::sendNumberUploadResponse(unsigned int key, KQCANopenDataType dataType, unsigned int responseCOBID) {
+int KQSDOHandler::sendNumberUploadResponse(unsigned int key, ObjectDictionarySubEntry& subEntry,
+                                           unsigned int responseCOBID) {
   int value = 0;
-  if (objectDictionary->getValue(key, value) == SDO_ABORT_WRITE_ONLY) {
+  if (objectDictionary->getValue(indexOf(key), subEntry, value) == SDO_ABORT_WRITE_ONLY) {
     return sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_WRITE_ONLY);
   }
-  const int bytes = objectDictionary->getNumberOfBytesByDatatType(dataType);
-  if (dataType == DATA_TYPE_NONE || !isTransferableAsNumber(bytes)) {
+  const int bytes = objectDictionary->getNumberOfBytesByDatatType(subEntry.dataType);
+  if (subEntry.dataType == DATA_TYPE_NONE || !isTransferableAsNumber(bytes)) {
     return sendSDOAbort(indexOf(key), subIndexOf(key), responseCOBID, SDO_ABORT_LENGTH_MISMATCH);
   }
   return sendExpedited(responseCOBID, sdo::EXPEDITED_UPLOAD_RESPONSE, key, static_cast<unsigned int>(value),

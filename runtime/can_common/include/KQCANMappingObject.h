@@ -131,7 +131,8 @@ private:
   };
 
   /// For whatever does not fill one, two or four bytes as it is.
-  int addOtherValue(unsigned char* data, int value, KQCANMappingData* record, bool checkLimits) const;
+  int addOtherValue(unsigned char* data, unsigned int& bitCursor, int value, KQCANMappingData* record,
+                    bool checkLimits) const;
   void extractOther(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
   void extractCheckedValue(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
   void extractText(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;

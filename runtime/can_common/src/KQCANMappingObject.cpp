@@ -195,16 +195,13 @@ int KQCANMappingObject::addSingleMappingDataToCANMsgData(unsigned char* data, un
     return KQ_DOES_NOT_FIT;
   }
   if (checkLimits || !record->storeWholeBytes(data, value)) {
-    const int result = addOtherValue(data, value, record, checkLimits);
-    if (result != KQ_OK) {
-      return result;
-    }
+    return addOtherValue(data, bitCursor, value, record, checkLimits);
   }
   bitCursor = record->getEndBit();
   return KQ_OK;
 }
 
-int KQCANMappingObject::addOtherValue(unsigned char* data, int value, KQCANMappingData* record,
+int KQCANMappingObject::addOtherValue(unsigned char* data, unsigned int& bitCursor, int value, KQCANMappingData* record,
                                       bool checkLimits) const {
   if (record->getLayout() == Layout::TEXT) {
     return KQ_DOES_NOT_FIT;
@@ -214,6 +211,7 @@ int KQCANMappingObject::addOtherValue(unsigned char* data, int value, KQCANMappi
     return KQ_INVALID_ARGUMENT;
   }
   storeBits(data, rawValue, *record);
+  bitCursor = record->getEndBit();
   return KQ_OK;
 }
 

@@ -30,12 +30,13 @@ public:
   /// The node of a key, or null. From any thread; no lock, no allocation.
   Node* find(unsigned int key) const {
     const Slots& slots = *current_.load(std::memory_order_acquire);
-    for (unsigned int position = slots.home(key);; position = slots.next(position)) {
-      Node* node = slots.nodes[position].load(std::memory_order_acquire);
-      if (node == nullptr || node->key == key) {
-        return node;
-      }
+    unsigned int position = slots.home(key);
+    Node* node = slots.nodes[position].load(std::memory_order_acquire);
+    while (node != nullptr && node->key != key) {
+      position = slots.next(position);
+      node = slots.nodes[position].load(std::memory_order_acquire);
     }
+    return node;
   }
 
   /// Enters a node, whose key must not be there yet.

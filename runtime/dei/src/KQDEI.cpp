@@ -52,9 +52,14 @@ struct KQDEI::Record {
   /// Tells the listeners of the variable, if there are any.
   void report(int code, unsigned int number) const {
     if (mapping.hasListeners()) {
-      KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, key, number);
-      KQVariableEventDispatcher::instance()->dispatch(mapping, signal);
+      tellListeners(code, number);
     }
+  }
+
+  /// Apart, so that a write that nobody listens to has no signal on its stack.
+  [[gnu::noinline]] void tellListeners(int code, unsigned int number) const {
+    KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, key, number);
+    KQVariableEventDispatcher::instance()->dispatch(mapping, signal);
   }
 
   const unsigned int key;
