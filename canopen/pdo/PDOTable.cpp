@@ -13,7 +13,7 @@ std::shared_ptr<KQPDO> removeFrom(PDOTable::PDOs& pdos, unsigned short communica
   if (place == pdos.end()) {
     return nullptr;
   }
-  const std::shared_ptr<KQPDO> removed = *place;
+  std::shared_ptr<KQPDO> removed = *place;
   pdos.erase(place);
   return removed;
 }

@@ -306,6 +306,7 @@ int KQEndPointManager::announceFrames(Entry& entry) {
 /// add entries meanwhile.
 int KQEndPointManager::serveUnasked() {
   int served = 0;
+  // NOLINTNEXTLINE(modernize-loop-convert): the entries may move in memory meanwhile
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     Entry& entry = *entries_[i];
     if (entry.removed || entry.service == nullptr) {

@@ -6,7 +6,7 @@
 //  reading                | in batches one by one; asked again only when there may be more; extended, remote, FD and
 //                         | over-long frames dropped; errors never read
 //  filter                 | single, neighbours, all, none, too many, refused; with an observer; after a reconnect
-//  writing                | straight; ENOBUFS and EAGAIN queue in order; full queue 17; retry after 1 ms; writable event
+//  writing                | straight; ENOBUFS, EAGAIN queue in order; full queue 17; retry after 1 ms
 //  interface down and up  | seen by read, by write; once each way; bound again; another index; queue discarded
 //  controller             | bus-off and its three ways back, error-passive, overruns, lost in the socket buffer
 //  without a manager      | comes back by reading
