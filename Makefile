@@ -14,14 +14,17 @@ timed = @start=$$SECONDS; ( $(2) ) || exit; echo "== $(1): $$((SECONDS - start))
 # $(call build,PRESET,TARGET,OPTIONS) configures a preset when that was not done yet, and builds with it.
 build = { [ -f build/$(1)/build.ninja ] || cmake --preset $(1) $(3); } && cmake --build build/$(1) -j $(JOBS) --target $(2)
 
-.PHONY: help run test test-armhf test-target bench bench-target format format-check tidy sanitize thread-sanitize clean
+.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy sanitize thread-sanitize clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
 	@echo "make test [PRESET=clang]       build everything and run all tests"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
-	@echo "make bench                     count what a node costs: instructions, allocations, memory"
+	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
+	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
+	@echo "make bench-update              the same count, written to that file"
+	@echo "make bench-growth              draw how it grows with PDOs, consumers, variables and nodes"
 	@echo "make bench-target              times and processor shares measured on that machine"
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
 	@echo "make tidy                      run clang-tidy over the sources"
@@ -46,11 +49,21 @@ test:
 	$(call timed,build,$(call build,$(PRESET),all))
 	@ctest --preset $(PRESET) -j $(JOBS)
 
-# The table is all that goes to standard output.
-bench:
+# The tables are all that goes to standard output.
+bench bench-update:
 	@scripts/setup.sh bench >&2
 	@( $(call build,bench,all) ) >&2
-	@bench/run build/bench
+	@JOBS=$(JOBS) bench/run $(if $(findstring update,$@),--update) build/bench
+
+bench-check:
+	@scripts/setup.sh bench
+	$(call timed,build for bench,$(call build,bench,tavo-bench tavo-turn))
+	$(call timed,bench-check,JOBS=$(JOBS) bench/run --check build/bench)
+
+bench-growth:
+	@scripts/setup.sh bench
+	@$(call build,bench,tavo-bench)
+	@JOBS=$(JOBS) bench/growth build/bench docs/benchmarks-growth.svg
 
 # ARMHF=armhf-clang and so on: another preset of the same kind.
 ARMHF ?= armhf

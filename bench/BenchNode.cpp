@@ -14,7 +14,6 @@ namespace bench {
 
 namespace {
 
-constexpr unsigned int PORT = 1;
 constexpr int HEARTBEAT_TIME = 1000;
 constexpr unsigned short CONSUMER_TIME = 3000;
 constexpr unsigned short EVENT_TIMER = 2000;
@@ -41,8 +40,8 @@ BenchApplication::BenchApplication(const Configuration& configuration) : KQVaria
       addVariable(static_cast<unsigned short>(FIRST_SENT_OBJECT + pdo), subIndex, 16);
     }
   }
-  for (unsigned char subIndex = 1; subIndex <= SDO_UNSIGNED32_COUNT; ++subIndex) {
-    addVariable(SDO_OBJECT, subIndex, 32);
+  for (unsigned int number = 0; number < configuration.variables; ++number) {
+    addVariable(indexOfUnsigned32(number), subIndexOfUnsigned32(number), 32);
   }
   addVariable(SDO_OBJECT, SDO_UNSIGNED16, 16);
   KQ::KQVariable text(SDO_OBJECT, SDO_TEXT, "text", KQ::STORAGE_TYPE_STRING);
@@ -73,21 +72,22 @@ int BenchApplication::getValueRequest(unsigned short /*group*/, unsigned short /
   return KQ::KQ_NOT_HANDLED;
 }
 
-BenchNode::BenchNode(const Configuration& configuration) : rings(std::make_unique<FrameRings>()) {
+BenchNode::BenchNode(const Configuration& configuration, unsigned int portNumber)
+    : port(portNumber), rings(std::make_unique<FrameRings>()) {
   KQ::KQCANPortRegistry::instance()->bindPort(
-      PORT, [this](std::string& /*error*/) { return std::make_unique<RingEndPoint>(*rings); });
+      port, [this](std::string& /*error*/) { return std::make_unique<RingEndPoint>(*rings); });
   build(configuration);
   start(configuration);
 }
 
 BenchNode::~BenchNode() {
   node.reset();
-  KQ::KQCANPortRegistry::instance()->unbindPort(PORT);
+  KQ::KQCANPortRegistry::instance()->unbindPort(port);
 }
 
 void BenchNode::build(const Configuration& configuration) {
   node = std::make_unique<KQ::KQCANopen>("bench");
-  require(node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr), "create");
+  require(node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), port, nullptr), "create");
   node->setNodeID(NODE_ID);
   node->setHeartbeatProducerTime(HEARTBEAT_TIME);
   require(node->init(), "init");

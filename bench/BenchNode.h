@@ -13,15 +13,16 @@ namespace bench {
 inline constexpr unsigned char NODE_ID = 5;
 inline constexpr unsigned int VALUES_PER_PDO = 4;
 
-/// Objects from here on, one for each RPDO, are mapped into the RPDOs: four UNSIGNED16 in sub-index 1 to 4.
-inline constexpr unsigned short FIRST_RECEIVED_OBJECT = 0x2000;
-/// The same for the TPDOs.
-inline constexpr unsigned short FIRST_SENT_OBJECT = 0x2100;
-/// What the SDO scenarios read and write: UNSIGNED32 in sub-index 1 to 4, an UNSIGNED16 and a text.
+/// What the SDO scenarios read and write: UNSIGNED32 in sub-index 1 to 4, an UNSIGNED16 and a text. More UNSIGNED32 are
+/// in sub-index 1 to 4 of the objects that follow.
 inline constexpr unsigned short SDO_OBJECT = 0x2200;
-inline constexpr unsigned char SDO_UNSIGNED32_COUNT = 4;
+inline constexpr unsigned int SDO_UNSIGNED32_PER_OBJECT = 4;
 inline constexpr unsigned char SDO_UNSIGNED16 = 5;
 inline constexpr unsigned char SDO_TEXT = 6;
+/// Objects from here on, one for each RPDO, are mapped into the RPDOs: four UNSIGNED16 in sub-index 1 to 4.
+inline constexpr unsigned short FIRST_RECEIVED_OBJECT = 0x5000;
+/// The same for the TPDOs.
+inline constexpr unsigned short FIRST_SENT_OBJECT = 0x5800;
 
 inline constexpr unsigned int FIRST_RPDO_COB_ID = 0x201;
 inline constexpr unsigned int FIRST_TPDO_COB_ID = 0x181;
@@ -31,6 +32,8 @@ struct Configuration {
   unsigned int pdos;                   ///< of RPDOs and of TPDOs
   unsigned int consumers;              ///< heartbeat consumers
   unsigned char sentTransmissionType;  ///< of the TPDOs
+  unsigned int variables = 4;          ///< UNSIGNED32 for SDOs
+  unsigned int nodes = 1;              ///< in the process, all alike
 };
 
 inline constexpr unsigned char EVENT_DRIVEN = 255;
@@ -61,10 +64,19 @@ private:
   void addVariable(unsigned short index, unsigned char subIndex, int bits);
 };
 
+/// Where UNSIGNED32 for SDOs are. @param number from 0
+inline unsigned short indexOfUnsigned32(unsigned int number) {
+  return static_cast<unsigned short>(SDO_OBJECT + number / SDO_UNSIGNED32_PER_OBJECT);
+}
+inline unsigned char subIndexOfUnsigned32(unsigned int number) {
+  return static_cast<unsigned char>(number % SDO_UNSIGNED32_PER_OBJECT + 1);
+}
+
 /// A node on a port in memory, in OPERATIONAL, with all watched nodes heard and all TPDOs sent once.
 class BenchNode {
 public:
-  explicit BenchNode(const Configuration& configuration);
+  /// @param portNumber that no other node has
+  explicit BenchNode(const Configuration& configuration, unsigned int portNumber = 1);
   ~BenchNode();
   BenchNode(const BenchNode&) = delete;
   BenchNode& operator=(const BenchNode&) = delete;
@@ -86,6 +98,7 @@ private:
   void addPDOs(const Configuration& configuration);
   void start(const Configuration& configuration);
 
+  unsigned int port;
   std::unique_ptr<FrameRings> rings;
   std::unique_ptr<KQ::KQCANopen> node;
 };

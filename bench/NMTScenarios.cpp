@@ -45,6 +45,12 @@ bool Rejection::isDone(std::size_t /*operation*/) const {
   return node.canopen().getCANopenState() == KQ::CANOPEN_STATE_OPERATIONAL;
 }
 
+IdleCycle::IdleCycle(const Configuration& configuration) : RepeatedScenario(configuration) {
+  for (unsigned int port = 2; port <= configuration.nodes; ++port) {
+    otherNodes.push_back(std::make_unique<BenchNode>(configuration, port));
+  }
+}
+
 Reset::Reset(const Configuration& configuration)
     : RepeatedScenario(configuration), command(frame(COB_ID_NMT, {RESET_COMMUNICATION, NODE_ID})) {}
 

@@ -14,8 +14,8 @@ constexpr std::size_t SEGMENT_BYTES = 7;
 /// No text is a multiple of seven long, so that a last segment with less is among them.
 constexpr std::size_t SEGMENTS = (TEXT_LENGTH + SEGMENT_BYTES - 1) / SEGMENT_BYTES;
 
-int valueOf(unsigned int subIndex) {
-  return static_cast<int>(0x87654321U * subIndex);
+int valueOf(unsigned int number) {
+  return static_cast<int>(0x87654321U * (number + 1));
 }
 
 /// A text of 1 KiB. @param start lets texts differ in every character
@@ -56,17 +56,20 @@ KQ::KQCANMessage initiateFrame(unsigned int cobID, unsigned int command, std::si
 }  // namespace
 
 ExpeditedUpload::ExpeditedUpload(const Configuration& configuration) : RepeatedScenario(configuration) {
-  for (unsigned char subIndex = 1; subIndex <= SDO_UNSIGNED32_COUNT; ++subIndex) {
-    KQ::KQDEI::instance()->setVariableValue(SDO_OBJECT, subIndex, valueOf(subIndex), true, false);
-    requests.push_back(frame(COB_ID_REQUEST, {0x40, OBJECT_LOW, OBJECT_HIGH, subIndex, 0, 0, 0, 0}));
+  for (unsigned int number = 0; number < configuration.variables; ++number) {
+    const unsigned int index = indexOfUnsigned32(number);
+    const unsigned char subIndex = subIndexOfUnsigned32(number);
+    KQ::KQDEI::instance()->setVariableValue(indexOfUnsigned32(number), subIndex, valueOf(number), true, false);
+    requests.push_back(frame(COB_ID_REQUEST, {0x40, index & 0xFF, index >> 8, subIndex, 0, 0, 0, 0}));
   }
 }
 
 Frames ExpeditedUpload::expectedFrames(std::size_t operation) const {
-  const auto subIndex = static_cast<unsigned int>(operation % requests.size() + 1);
-  const auto value = static_cast<unsigned int>(valueOf(subIndex));
-  return {frame(COB_ID_RESPONSE, {0x43, OBJECT_LOW, OBJECT_HIGH, subIndex, value & 0xFF, value >> 8 & 0xFF,
-                                  value >> 16 & 0xFF, value >> 24})};
+  const auto number = static_cast<unsigned int>(operation % requests.size());
+  const auto value = static_cast<unsigned int>(valueOf(number));
+  const unsigned int index = indexOfUnsigned32(number);
+  return {frame(COB_ID_RESPONSE, {0x43, index & 0xFF, index >> 8, subIndexOfUnsigned32(number), value & 0xFF,
+                                  value >> 8 & 0xFF, value >> 16 & 0xFF, value >> 24})};
 }
 
 ExpeditedDownload::ExpeditedDownload(const Configuration& configuration)

@@ -49,8 +49,8 @@ void Scenario::check() {
 
 namespace {
 
-template <typename Kind, const Configuration& configuration>
-std::unique_ptr<Scenario> create() {
+template <typename Kind>
+std::unique_ptr<Scenario> create(const Configuration& configuration) {
   return std::make_unique<Kind>(configuration);
 }
 
@@ -60,23 +60,23 @@ const std::vector<ScenarioEntry>& scenarios() {
   constexpr const Configuration& A = CONFIGURATION_A;
   constexpr const Configuration& B = CONFIGURATION_B;
   static const std::vector<ScenarioEntry> all{
-      {"sdo-upload-4", "expedited upload of an UNSIGNED32", 1, "operation", true, create<ExpeditedUpload, A>},
-      {"sdo-download-2", "expedited download of an UNSIGNED16", 1, "operation", true, create<ExpeditedDownload, A>},
-      {"sdo-segment-upload", "upload of a text of 1 KiB", TEXT_LENGTH, "byte", true, create<SegmentedUpload, A>},
-      {"sdo-segment-download", "download of a text of 1 KiB", TEXT_LENGTH, "byte", true, create<SegmentedDownload, A>},
-      {"rpdo-4x16", "event-driven RPDO in", 1, "operation", true, create<ReceivedPDO, A>},
-      {"rpdo-4x16-b", "the same with 64 + 64 PDOs", 1, "operation", true, create<ReceivedPDO, B>},
-      {"tpdo-change", "a variable changes, event-driven TPDO out", 1, "operation", true, create<ChangedPDO, A>},
-      {"tpdo-change-b", "the same with 64 + 64 PDOs", 1, "operation", true, create<ChangedPDO, B>},
-      {"sync-4", "SYNC in, four TPDOs out", SYNCHRONOUS_PDOS, "frame", true,
-       create<SynchronousPDOs, CONFIGURATION_A_SYNC>},
-      {"heartbeat-1", "heartbeat of a watched node in", 1, "operation", true, create<Heartbeat, A>},
-      {"heartbeat-126", "the same with 126 watched nodes", 1, "operation", true, create<Heartbeat, B>},
-      {"reject-a", "a frame for nobody in", 1, "operation", true, create<Rejection, A>},
-      {"reject-b", "the same with 64 + 64 PDOs", 1, "operation", true, create<Rejection, B>},
-      {"idle-a", "cycle with nothing due", 1, "operation", true, create<IdleCycle, A>},
-      {"idle-b", "the same with 64 + 64 PDOs", 1, "operation", true, create<IdleCycle, B>},
-      {"reset", "NMT reset communication to boot-up", 1, "operation", false, create<Reset, A>},
+      {"sdo-upload-4", "expedited upload of an UNSIGNED32", 1, "operation", true, A, create<ExpeditedUpload>},
+      {"sdo-download-2", "expedited download of an UNSIGNED16", 1, "operation", true, A, create<ExpeditedDownload>},
+      {"sdo-segment-upload", "upload of a text of 1 KiB", TEXT_LENGTH, "byte", true, A, create<SegmentedUpload>},
+      {"sdo-segment-download", "download of a text of 1 KiB", TEXT_LENGTH, "byte", true, A, create<SegmentedDownload>},
+      {"rpdo-4x16", "event-driven RPDO in", 1, "operation", true, A, create<ReceivedPDO>},
+      {"rpdo-4x16-b", "the same with 64 + 64 PDOs", 1, "operation", true, B, create<ReceivedPDO>},
+      {"tpdo-change", "a variable changes, event-driven TPDO out", 1, "operation", true, A, create<ChangedPDO>},
+      {"tpdo-change-b", "the same with 64 + 64 PDOs", 1, "operation", true, B, create<ChangedPDO>},
+      {"sync-4", "SYNC in, four TPDOs out", SYNCHRONOUS_PDOS, "frame", true, CONFIGURATION_A_SYNC,
+       create<SynchronousPDOs>},
+      {"heartbeat-1", "heartbeat of a watched node in", 1, "operation", true, A, create<Heartbeat>},
+      {"heartbeat-126", "the same with 126 watched nodes", 1, "operation", true, B, create<Heartbeat>},
+      {"reject-a", "a frame for nobody in", 1, "operation", true, A, create<Rejection>},
+      {"reject-b", "the same with 64 + 64 PDOs", 1, "operation", true, B, create<Rejection>},
+      {"idle-a", "cycle with nothing due", 1, "operation", true, A, create<IdleCycle>},
+      {"idle-b", "the same with 64 + 64 PDOs", 1, "operation", true, B, create<IdleCycle>},
+      {"reset", "NMT reset communication to boot-up", 1, "operation", false, A, create<Reset>},
   };
   return all;
 }

@@ -80,7 +80,10 @@ struct ScenarioEntry {
   std::size_t units;      ///< by what the cost of an operation is divided for its figure
   const char* unit;       ///< of the figure: an operation, a byte, a frame
   bool isSteady;          ///< false: an operation may allocate memory, as long as it gives it back
-  std::unique_ptr<Scenario> (*create)();
+  const Configuration& configuration;
+  std::unique_ptr<Scenario> (*createFor)(const Configuration& configuration);
+
+  std::unique_ptr<Scenario> create() const { return createFor(configuration); }
 };
 
 /// All scenarios.

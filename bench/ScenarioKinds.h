@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ inline constexpr std::size_t SYNCHRONOUS_PDOS = 4;
 
 // ---- SDO server
 
+/// The variables take turns.
 class ExpeditedUpload : public RepeatedScenario<ExpeditedUpload> {
 public:
   explicit ExpeditedUpload(const Configuration& configuration);
@@ -21,6 +23,7 @@ public:
 
 protected:
   Frames expectedFrames(std::size_t operation) const override;
+  std::size_t round() const override { return requests.size(); }
 
 private:
   Frames requests;
@@ -163,10 +166,16 @@ private:
   Frames strangers;
 };
 
+/// A cycle of each node.
 class IdleCycle : public RepeatedScenario<IdleCycle> {
 public:
-  explicit IdleCycle(const Configuration& configuration) : RepeatedScenario(configuration) {}
-  void perform(std::size_t /*operation*/) { failures += node.cycle() != 0 ? 1U : 0U; }
+  explicit IdleCycle(const Configuration& configuration);
+  void perform(std::size_t /*operation*/) {
+    failures += node.cycle() != 0 ? 1U : 0U;
+    for (const auto& other : otherNodes) {
+      failures += other->cycle() != 0 ? 1U : 0U;
+    }
+  }
   std::size_t framesPerOperation() const override { return 0; }
 
 protected:
@@ -174,6 +183,7 @@ protected:
   bool isDone(std::size_t /*operation*/) const override { return failures == 0; }
 
 private:
+  std::vector<std::unique_ptr<BenchNode>> otherNodes;
   std::size_t failures = 0;
 };
 

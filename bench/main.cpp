@@ -1,10 +1,13 @@
 // tavo-bench: one kind of work of the node, a given number of times, for counting instructions.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <memory>
+#include <utility>
 
 #include "AllocationCounter.h"
 #include "Scenario.h"
@@ -33,8 +36,8 @@ void printHeap() {
   std::printf("heap\t%zu\n", after - before - rings);
 }
 
-void runScenario(const bench::ScenarioEntry& entry, std::size_t count) {
-  const std::unique_ptr<bench::Scenario> scenario = entry.create();
+void runScenario(const bench::ScenarioEntry& entry, const bench::Configuration& configuration, std::size_t count) {
+  const std::unique_ptr<bench::Scenario> scenario = entry.createFor(configuration);
   scenario->prepare();
   const std::size_t before = AllocationCounter::allocations();
   scenario->run(count);
@@ -42,6 +45,38 @@ void runScenario(const bench::ScenarioEntry& entry, std::size_t count) {
   scenario->check();
   std::printf("%s\t%zu operations\t%zu frames\t%zu allocations\n", entry.name, count,
               count * scenario->framesPerOperation(), allocations);
+}
+
+/// @return 0 for anything but a number from 1 on
+unsigned long parseCount(const char* text) {
+  char* end = nullptr;
+  const unsigned long count = std::strtoul(text, &end, 10);
+  return *end == '\0' ? count : 0;
+}
+
+/// Takes an option over into the configuration. @return whether there is such an option
+bool setOption(bench::Configuration& configuration, const char* option, unsigned int value) {
+  constexpr std::pair<const char*, unsigned int bench::Configuration::*> OPTIONS[] = {
+      {"--pdos", &bench::Configuration::pdos},
+      {"--consumers", &bench::Configuration::consumers},
+      {"--variables", &bench::Configuration::variables},
+      {"--nodes", &bench::Configuration::nodes},
+  };
+  const auto* const found = std::find_if(std::begin(OPTIONS), std::end(OPTIONS), [option](const auto& candidate) {
+    return std::strcmp(candidate.first, option) == 0;
+  });
+  if (found == std::end(OPTIONS)) {
+    return false;
+  }
+  configuration.*found->second = value;
+  return true;
+}
+
+int showUsage() {
+  std::fprintf(stderr,
+               "usage: tavo-bench SCENARIO COUNT [--pdos N] [--consumers N] [--variables N] [--nodes N]\n"
+               "       tavo-bench --list | --heap\n");
+  return WRONG_ARGUMENTS;
 }
 
 int run(int argc, char** argv) {
@@ -53,18 +88,23 @@ int run(int argc, char** argv) {
     printHeap();
     return EXIT_SUCCESS;
   }
-  char* end = nullptr;
-  const unsigned long count = argc == 3 ? std::strtoul(argv[2], &end, 10) : 0;
-  if (count == 0 || *end != '\0') {
-    std::fprintf(stderr, "usage: tavo-bench SCENARIO COUNT | --list | --heap\n");
-    return WRONG_ARGUMENTS;
+  const unsigned long count = argc >= 3 && argc % 2 == 1 ? parseCount(argv[2]) : 0;
+  if (count == 0) {
+    return showUsage();
   }
   const bench::ScenarioEntry* const entry = bench::findScenario(argv[1]);
   if (entry == nullptr) {
     std::fprintf(stderr, "tavo-bench: no scenario '%s', see --list\n", argv[1]);
     return WRONG_ARGUMENTS;
   }
-  runScenario(*entry, count);
+  bench::Configuration configuration = entry->configuration;
+  for (int i = 3; i < argc; i += 2) {
+    const auto value = static_cast<unsigned int>(parseCount(argv[i + 1]));
+    if (value == 0 || !setOption(configuration, argv[i], value)) {
+      return showUsage();
+    }
+  }
+  runScenario(*entry, configuration, count);
   return EXIT_SUCCESS;
 }
 
