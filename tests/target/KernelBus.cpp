@@ -5,6 +5,7 @@
 #include <linux/can/raw.h>
 #include <net/if.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <stdexcept>
 
 namespace test {
@@ -66,6 +68,17 @@ std::int64_t wallTime() {
 
 void canlink(const std::string& request) {
   ASSERT_EQ(std::system(("canlink " + request).c_str()), 0) << request;
+}
+
+AheadOfOthers::AheadOfOthers() {
+  sched_param parameter{};
+  parameter.sched_priority = 1;
+  EXPECT_EQ(sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameter), 0) << std::strerror(errno);
+}
+
+AheadOfOthers::~AheadOfOthers() {
+  const sched_param parameter{};
+  EXPECT_EQ(sched_setscheduler(0, SCHED_OTHER, &parameter), 0) << std::strerror(errno);
 }
 
 std::string outputOf(const std::string& command) {
@@ -244,6 +257,17 @@ int Process::terminate() {
 std::int64_t Process::processorTime() const {
   clockid_t clock{};
   return clock_getcpuclockid(process, &clock) == 0 ? timeOf(clock) : 0;
+}
+
+long Process::wakes() const {
+  std::ifstream file("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(file, line);) {
+    const std::string label = "voluntary_ctxt_switches:";
+    if (line.rfind(label, 0) == 0) {
+      return std::stol(line.substr(label.size()));
+    }
+  }
+  fail("wakes");
 }
 
 }  // namespace test

@@ -22,6 +22,15 @@ constexpr std::int64_t MILLISECOND = 1'000'000;
 /// Runs canlink, which changes a network interface. Fails the test when the kernel refuses.
 void canlink(const std::string& request);
 
+/// While it lives, this process runs as soon as it has something to do, whatever another one is doing.
+class AheadOfOthers {
+public:
+  AheadOfOthers();
+  ~AheadOfOthers();
+  AheadOfOthers(const AheadOfOthers&) = delete;
+  AheadOfOthers& operator=(const AheadOfOthers&) = delete;
+};
+
 /// What a shell command writes on standard output.
 std::string outputOf(const std::string& command);
 
@@ -92,6 +101,8 @@ public:
   bool isRunning();
   /// Processor time that it has used, in nanoseconds.
   std::int64_t processorTime() const;
+  /// How often it has gone to sleep so far, and so come back.
+  long wakes() const;
 
 private:
   pid_t process;

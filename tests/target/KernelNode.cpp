@@ -60,8 +60,18 @@ void KernelNode::addVariables(unsigned int number) {
 
 void KernelNode::addTransmitPDO(unsigned short number, unsigned int cobID, unsigned char transmissionType,
                                 unsigned short variable) {
-  require(node.addPDO(KQ::PDO_TYPE_TRANSMIT, number, cobID, 0, 0, transmissionType, true, nullptr), "addPDO");
-  require(node.addPDOMapping(number, KQ::PDO_TYPE_TRANSMIT, indexOf(variable), 0, VALUE_BITS), "addPDOMapping");
+  addPDO(KQ::PDO_TYPE_TRANSMIT, number, cobID, transmissionType, variable);
+}
+
+void KernelNode::addReceivePDO(unsigned short number, unsigned int cobID, unsigned short variable) {
+  constexpr unsigned char EVENT_DRIVEN = 255;
+  addPDO(KQ::PDO_TYPE_RECEIVE, number, cobID, EVENT_DRIVEN, variable);
+}
+
+void KernelNode::addPDO(KQ::KQCANopenPDOType type, unsigned short number, unsigned int cobID,
+                        unsigned char transmissionType, unsigned short variable) {
+  require(node.addPDO(type, number, cobID, 0, 0, transmissionType, true, nullptr), "addPDO");
+  require(node.addPDOMapping(number, type, indexOf(variable), 0, VALUE_BITS), "addPDOMapping");
 }
 
 void KernelNode::write(unsigned short variable, unsigned int value) {
@@ -77,7 +87,7 @@ unsigned int KernelNode::read(unsigned short variable) const {
 void KernelNode::cycle(int longestMs) {
   constexpr unsigned int BUDGET_MS = 50;
   node.process(KQ::KQTick::getTickCount() + BUDGET_MS);
-  endPoints.wait(std::clamp(node.getProtocolStatus(), 0, longestMs));
+  endPoints.wait(static_cast<int>(std::min(node.getTimeToNextWork(), static_cast<unsigned int>(longestMs))));
 }
 
 void KernelNode::run(int milliseconds) {

@@ -22,6 +22,9 @@ public:
   void addTransmitPDO(unsigned short number, unsigned int cobID, unsigned char transmissionType,
                       unsigned short variable);
 
+  /// Adds an RPDO that is written into variable @p variable as it is received.
+  void addReceivePDO(unsigned short number, unsigned int cobID, unsigned short variable);
+
   /// The application writes a variable.
   void write(unsigned short variable, unsigned int value);
   unsigned int read(unsigned short variable) const;
@@ -34,6 +37,10 @@ public:
 
   KQ::KQEndPointManager endPoints;
   KQ::KQCANopen node;
+
+private:
+  void addPDO(KQ::KQCANopenPDOType type, unsigned short number, unsigned int cobID, unsigned char transmissionType,
+              unsigned short variable);
 };
 
 }  // namespace test

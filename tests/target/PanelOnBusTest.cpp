@@ -7,10 +7,13 @@
 // | interface       | can0 down and up (robustness)                                                              |
 // | flood           | ten seconds at the full rate of the bus: SDO is answered, heartbeats come (robustness);    |
 // |                 | two seconds while every frame is traced                                                    |
+// | foreign frames  | wake nobody, and are traced; two panels on one interface: each sleeps while the other is      |
+// |                 | asked                                                                                      |
 // | foreign clients | candump, cansend and cangen                                                                |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <iostream>
@@ -58,6 +61,16 @@ protected:
     nextHeartbeat();
     return nextHeartbeat();
   }
+
+  /// How often the panel wakes in two seconds, with a program beside it.
+  long wakesBeside(const std::vector<std::string>& words) {
+    constexpr int DURATION_MS = 2000;
+    const Process program(words);
+    const long before = panel->wakes();
+    poll(nullptr, 0, DURATION_MS);
+    return panel->wakes() - before;
+  }
+  long wakesAlone() { return wakesBeside({"true"}); }
 
   void flood(std::int64_t duration);
 
@@ -147,6 +160,43 @@ TEST_F(PanelOnBus, FloodOfTenSecondsHoldsUpNeitherSDONorHeartbeat) {
   flood(10'000 * MILLISECOND);
 }
 
+// ---- Foreign frames
+
+// What a panel's own timers make the difference between two spans of the same length.
+constexpr long FEW_WAKES = 5;
+
+unsigned long framesSentBy(const std::string& interface) {
+  return std::stoul(outputOf("cat /sys/class/net/" + interface + "/statistics/tx_packets"));
+}
+
+TEST_F(PanelOnBus, ForeignFramesDoNotWakeIt) {
+  const long alone = wakesAlone();
+  const unsigned long before = framesSentBy("can1");
+  EXPECT_NEAR(wakesBeside({"cangen", "can1", "-g", "1", "-I", "2A5", "-L", "8"}), alone, FEW_WAKES);
+  EXPECT_GT(framesSentBy("can1") - before, 1000U);
+}
+
+class TwoPanelsOnBus : public PanelOnBus {
+protected:
+  TwoPanelsOnBus() { EXPECT_TRUE(master.receiveOf("706", 5000)) << "the second panel does not boot"; }
+
+  const Process second{{"tavo-panel", "--can", "socketcan:can0", "--node-id", "6"}};
+};
+
+TEST_F(TwoPanelsOnBus, OneSleepsWhileTheOtherIsAsked) {
+  const long alone = wakesAlone();
+  const long secondBefore = second.wakes();
+  EXPECT_NEAR(wakesBeside({"cangen", "can1", "-g", "1", "-I", "606", "-L", "8", "-D", "4018100100000000"}), alone,
+              FEW_WAKES);
+  EXPECT_GT(second.wakes() - secondBefore, 1000);
+}
+
+TEST_F(TwoPanelsOnBus, BothAnswer) {
+  EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
+  master.send("606#40 18 10 01 00 00 00 00");
+  EXPECT_TRUE(master.receiveOf("586", PATIENCE_MS));
+}
+
 // ---- Foreign clients
 
 TEST_F(PanelOnBus, CandumpSeesWhatThePanelSends) {
@@ -175,6 +225,13 @@ TEST_F(TracedPanelOnBus, TraceHasTheFramesThatCandumpLogs) {
     EXPECT_THAT(trace, HasSubstr(" " + text + "\n"));
   }
   EXPECT_EQ(number, 12U);
+}
+
+TEST_F(TracedPanelOnBus, TraceHasTheFramesThatAreNobodys) {
+  constexpr int FRAMES = 200;
+  outputOf("cangen can1 -g 1 -n " + std::to_string(FRAMES) + " -I 2A5 -L 8 -D i");
+  nextHeartbeat();
+  EXPECT_EQ(std::stoi(outputOf("grep -c ' 2A5#' /tmp/panel-trace.log")), FRAMES);
 }
 
 TEST_F(TracedPanelOnBus, FloodHoldsUpNothingEither) {

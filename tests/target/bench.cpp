@@ -16,12 +16,21 @@
 
 #include "KernelBus.h"
 #include "KernelNode.h"
+#include "Measuring.h"
+#include "PanelCosts.h"
 
 namespace {
 
+using test::FOREIGN_FRAME;
 using test::KernelNode;
+using test::measureShare;
 using test::MILLISECOND;
+using test::pause;
 using test::RawSocket;
+using test::sentFrames;
+using test::SHARE_SECONDS;
+using test::Times;
+using test::Traffic;
 
 constexpr int IDLE_HEARTBEAT_MS = 1000;
 constexpr unsigned int VARIABLES = 50;
@@ -31,9 +40,6 @@ constexpr unsigned short STAMPED_VARIABLE = 40;
 constexpr unsigned short STAMPING_SWITCH = 41;  ///< while not 0, the application writes the time into the other one
 constexpr std::int64_t STAMP_EVERY = 7 * MILLISECOND;
 constexpr int MEASUREMENTS = 1000;
-constexpr int SHARE_SECONDS = 5;
-
-using Times = std::vector<std::int64_t>;
 
 std::size_t usedHeap() {
   return mallinfo2().uordblks;
@@ -71,10 +77,6 @@ RawSocket::Received receive(RawSocket& master, const std::string& identifier) {
     throw std::runtime_error("no frame " + identifier);
   }
   return *received;
-}
-
-void pause(int milliseconds) {
-  poll(nullptr, 0, milliseconds);
 }
 
 void download(RawSocket& master, const std::string& request) {
@@ -147,40 +149,10 @@ Times measureHeartbeat(RawSocket& master) {
   return times;
 }
 
-double measureShare(const test::Process& node) {
-  const std::int64_t begin = test::monotonicTime();
-  const std::int64_t used = node.processorTime();
-  pause(SHARE_SECONDS * 1000);
-  return 100.0 * static_cast<double>(node.processorTime() - used) / static_cast<double>(test::monotonicTime() - begin);
-}
-
-/// Sends frames that are nobody's for as long as it lives, as many as can1 takes.
-class Flood {
-public:
-  Flood()
-      : sender([] {
-          RawSocket bus("can1");
-          bus.listenOnlyTo(0x7FF, 0x7FF);
-          for (;;) {
-            bus.send("2A5#00 01 02 03 04 05 06 07");
-          }
-        }) {}
-
-private:
-  test::Process sender;
-};
-
 // ---- The table
 
-std::int64_t fractionOf(const Times& sorted, double fraction) {
-  return sorted[static_cast<std::size_t>(fraction * static_cast<double>(sorted.size() - 1))];
-}
-
-void printTimes(const char* what, Times times) {
-  std::sort(times.begin(), times.end());
-  const auto microseconds = [&times](double fraction) {
-    return static_cast<double>(fractionOf(times, fraction)) / 1e3;
-  };
+void printTimes(const char* what, const Times& times) {
+  const auto microseconds = [&times](double fraction) { return test::quantile(times, fraction); };
   std::printf("| %s | %.0f | %.0f | %.0f | %.0f |\n", what, microseconds(0), microseconds(0.5), microseconds(0.99),
               microseconds(1));
   std::fflush(stdout);
@@ -191,25 +163,15 @@ void printShare(const char* what, double percent) {
   std::fflush(stdout);
 }
 
-unsigned long sentFrames() {
-  return std::strtoul(test::outputOf("cat /sys/class/net/can1/statistics/tx_packets").c_str(), nullptr, 10);
-}
-
 void measureShares(const test::Process& node) {
   std::puts("\n| node's share of the processor | % |\n|---|---|");
   printShare("idle bus, heartbeat every second", measureShare(node));
-  if (std::system("canlink pace can1 9009 1000") != 0) {
-    throw std::runtime_error("canlink");
-  }
   {
-    const Flood flood;
+    const Traffic flood(FOREIGN_FRAME, 9009);
     printShare("flood of 9009 frames/s, which is 1 Mbit/s with 8 bytes in each", measureShare(node));
   }
-  if (std::system("canlink unpace can1") != 0) {
-    throw std::runtime_error("canlink");
-  }
   const unsigned long before = sentFrames();
-  const Flood flood;
+  const Traffic flood(FOREIGN_FRAME);
   const double share = measureShare(node);
   const unsigned long rate = (sentFrames() - before) / SHARE_SECONDS;
   printShare(("flood of " + std::to_string(rate) + " frames/s, all that the emulated bus carries").c_str(), share);
@@ -246,6 +208,7 @@ int main() {
   // The lines of the stack are no part of the table, and it prints nothing with printf.
   std::cout.setstate(std::ios::failbit);
   try {
+    test::printPanelCosts();
     measure();
     printHeap();
   } catch (const std::exception& error) {
