@@ -178,6 +178,8 @@ private:
   int sendPendingPDOs(unsigned int deadline);
   int sendTimedPDOs(unsigned int deadline, unsigned int* waitHint);
   void sendTimedPDO(unsigned int now);
+  void bringEventTimersUpToDate(unsigned int now);
+  int queueForSync(KQPDO& pdo, unsigned int key);
   int sendWithMutexHeld(KQPDO* pdo);
   int transmit(KQPDO& pdo, unsigned int now);
   void countTransmission(KQPDO& pdo);
@@ -191,6 +193,7 @@ private:
   KQPDOSet pendingPDOs;                                        ///< TPDOs to be tried in the next send pass
   std::vector<KQPDO*> walkMemory;                              ///< of the walks over them
   std::multimap<unsigned int, KQPDO*, TickOrder> eventTimers;  ///< by due tick
+  unsigned int eventTimersTick = 0;                            ///< when they were last looked at
   bool hasFailedTransmission = false;                          ///< in the last send pass, though nothing held it back
   unsigned int failedTick = 0;                                 ///< when
   bool isRxDeadlineKnown = false;                              ///< there is an RPDO whose reception may time out

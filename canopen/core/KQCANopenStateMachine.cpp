@@ -279,7 +279,10 @@ unsigned int KQCANopenStateMachine::getTimeToNextWork() const {
   const bool isCommunicating = current == CANOPEN_STATE_PRE_OPERATIONAL || current == CANOPEN_STATE_OPERATIONAL ||
                                current == CANOPEN_STATE_STOPPED;
   if (!isCommunicating) {
-    return 0;
+    // A state that passes by itself, now; one that is tried again or reported in every cycle, at the usual pace.
+    const bool isPassing = current == CANOPEN_STATE_INIT || current == CANOPEN_STATE_RESET_APPLICATION ||
+                           current == CANOPEN_STATE_RESET_COMMUNICATION;
+    return isPassing ? 0 : INITIAL_SEND_STATUS;
   }
   const unsigned int now = KQTick::getTickCount();
   unsigned int time = NO_WORK;

@@ -22,6 +22,9 @@ constexpr unsigned int NMT_COMMAND_LENGTH = 2;
 constexpr unsigned char ALL_NODES = 0;
 constexpr unsigned int HEARTBEAT_LENGTH = 1;
 
+/// ms between two heartbeats that are due all the time.
+constexpr unsigned int SHORTEST_PAUSE = 5;
+
 /// Second value of a time-out signal.
 constexpr unsigned int REASON_TIMED_OUT = 17;
 
@@ -112,8 +115,11 @@ unsigned int KQNMTHandler::getTimeToNextWork(unsigned int now) const {
   unsigned int time = KQCANopenStateMachine::NO_WORK;
   const bool hasPort = instance != nullptr && instance->getEndPoint() != nullptr;
   if (hasPort && heartbeatProducerTime != nullptr && *heartbeatProducerTime > 0) {
-    const unsigned int due = lastHeartbeatTick + static_cast<unsigned int>(*heartbeatProducerTime);
-    time = isHeartbeatDue(now) ? 0 : due - now;
+    const auto period = static_cast<unsigned int>(*heartbeatProducerTime);
+    const unsigned int passed = now - lastHeartbeatTick;
+    // Before the wrap of the tick one is due in every cycle: at the usual pace then, not without a pause.
+    const unsigned int shortest = std::min(period, SHORTEST_PAUSE);
+    time = !isHeartbeatDue(now) ? lastHeartbeatTick + period - now : passed < shortest ? shortest - passed : 0;
   }
   if (earliestDeadline != ~0U) {
     time = std::min(time, isTimeoutDue(now) ? 0 : earliestDeadline - now + 1);

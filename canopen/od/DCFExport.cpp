@@ -245,16 +245,16 @@ std::string KQCANopenObjectDictionary::getDescription() {
 
 int KQCANopenObjectDictionary::storeParameters(const std::string& fileName) {
   const bool isFile = fileName != "cout";
-  std::ofstream file;
-  if (isFile) {
-    // Before the values are refreshed: a failure changes nothing.
-    file.open(fileName, std::ios::out | std::ios::trunc);
-    if (!file.is_open()) {
-      return KQ_FILE_ERROR;
-    }
+  // Before the values are refreshed: a failure changes nothing. What is in the file stays until there is a text for it.
+  if (isFile && !std::ofstream(fileName, std::ios::out | std::ios::app).is_open()) {
+    return KQ_FILE_ERROR;
   }
   refreshVariables();
   const std::string text = getDescription();
+  std::ofstream file;
+  if (isFile) {
+    file.open(fileName, std::ios::out | std::ios::trunc);
+  }
   std::ostream& out = isFile ? file : std::cout;
   // Unformatted: what the application has set on its output stream plays no part.
   out.write(text.data(), static_cast<std::streamsize>(text.size()));

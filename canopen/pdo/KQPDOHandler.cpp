@@ -3,6 +3,7 @@
 #include "KQPDOHandler.h"
 
 #include <iterator>
+#include <mutex>
 #include <typeinfo>
 
 #include "KQCANopen.h"
@@ -101,13 +102,14 @@ void KQPDOHandler::signalPDOChange(unsigned short index) {
 void KQPDOHandler::rebuildTransmitPDO(unsigned short index) {
   const auto pdos = std::make_shared<PDOTable>(*getPDOs());
   const std::shared_ptr<KQPDO> previous = pdos->removeTransmitPDO(index);
-  const bool hadTurnAtNextSync = previous != nullptr && retire(*previous);
   const std::shared_ptr<KQPDO> pdo(getPDODataFromObjectDictionary(index));
   if (pdo != nullptr) {
     pdos->addTransmitPDO(pdo);
     listenToVariables(*pdo);
   }
   publish(pdos);
+  // Afterwards, so that who meets a retired PDO finds its successor.
+  const bool hadTurnAtNextSync = previous != nullptr && retire(*previous);
   if (pdo != nullptr) {
     // One of type 0 waits for its first change, unlike at the start, unless a change has been waiting already.
     startTransmission(*pdo, KQTick::getTickCount(), hadTurnAtNextSync);
@@ -145,6 +147,7 @@ void KQPDOHandler::startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnA
   const KQCANopenPDOTransmissionMode mode = pdo.getTransmissionType();
   if (isEventDriven(mode)) {
     if (pdo.getEventTimer() != 0) {
+      bringEventTimersUpToDate(now);
       eventTimers.emplace(now + pdo.getEventTimer(), &pdo);
     }
     pendingPDOs.insert(&pdo);
@@ -158,7 +161,11 @@ void KQPDOHandler::startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnA
 
 /// @return whether the PDO had a turn at the next SYNC
 bool KQPDOHandler::retire(KQPDO& pdo) {
-  pdo.retire();  // first, so that no thread that still walks over it enters it again
+  {
+    // First, so that no thread that still walks over it enters it again, and not while one sends it.
+    const std::lock_guard<KQMutex> lock(*sendMutex);
+    pdo.retire();
+  }
   pendingPDOs.erase(&pdo);
   for (auto entry = eventTimers.begin(); entry != eventTimers.end();) {
     entry = entry->second == &pdo ? eventTimers.erase(entry) : std::next(entry);

@@ -102,9 +102,25 @@ int KQPDOHandler::triggerTransmission(KQPDO& pdo, unsigned int key) {
     return KQ_OK;
   }
   if (mode == PDO_TRANSMISSION_SYNC_ACYCLIC || mode == PDO_TRANSMISSION_SYNC_CYCLIC_FIRST) {
-    return syncHandler != nullptr ? syncHandler->addTxPDO(&pdo) : static_cast<int>(KQ_NOT_AVAILABLE);
+    return syncHandler != nullptr ? queueForSync(pdo, key) : static_cast<int>(KQ_NOT_AVAILABLE);
   }
   return KQ_NOT_FOUND;
+}
+
+int KQPDOHandler::queueForSync(KQPDO& pdo, unsigned int key) {
+  const int result = syncHandler->addTxPDO(&pdo);
+  if (!pdo.isRetired()) {
+    return result;
+  }
+  // Replaced while this thread was on its way to it: the change is its successor's.
+  const KQPublishedPDOs::Walk now = walkOverPDOs();
+  for (const PDOTable::MappedVariable& mapped : now->findMappings(key)) {
+    const bool isSuccessor = mapped.pdo->getCommunicationIndex() == pdo.getCommunicationIndex();
+    if (isSuccessor && mapped.pdo->getTransmissionType() <= PDO_TRANSMISSION_SYNC_CYCLIC_FIRST) {
+      syncHandler->addTxPDO(mapped.pdo);
+    }
+  }
+  return result;
 }
 
 void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
@@ -198,6 +214,9 @@ void KQPDOHandler::noteFailure(const KQPDO& pdo, unsigned int now) {
 
 int KQPDOHandler::sendTimedPDOs(unsigned int deadline, unsigned int* waitHint) {
   unsigned int unwanted = ~0U;
+  if (!eventTimers.empty()) {
+    bringEventTimersUpToDate(KQTick::getTickCount());
+  }
   while (!eventTimers.empty()) {
     const unsigned int now = KQTick::getTickCount();
     if (!isTransmissionDue(now, waitHint != nullptr ? *waitHint : unwanted)) {
@@ -209,6 +228,24 @@ int KQPDOHandler::sendTimedPDOs(unsigned int deadline, unsigned int* waitHint) {
     }
   }
   return KQ_OK;
+}
+
+// What was due long ago is due now: further behind than half of the range of ticks, it would seem to lie ahead, and
+// stand behind what is due later. That takes weeks outside of OPERATIONAL.
+void KQPDOHandler::bringEventTimersUpToDate(unsigned int now) {
+  constexpr unsigned int LONG_AGO = 0x40000000U;
+  const bool isLongAgo = now - eventTimersTick > LONG_AGO;
+  eventTimersTick = now;
+  if (!isLongAgo) {
+    return;
+  }
+  decltype(eventTimers) upToDate;
+  for (const auto& [due, pdo] : eventTimers) {
+    const unsigned int remaining = due - now;
+    const bool isAhead = remaining != 0 && remaining <= pdo->getEventTimer();
+    upToDate.emplace(isAhead ? due : now, pdo);
+  }
+  eventTimers.swap(upToDate);
 }
 
 void KQPDOHandler::sendTimedPDO(unsigned int now) {

@@ -133,7 +133,7 @@ int KQSDOHandler::handleClientMessage(const KQCANMessage& message, unsigned int 
     case sdo::INITIATE_UPLOAD_RESPONSE:
       return handleSDOUploadResponse(message, responseCOBID, requestCOBID);
     case sdo::INITIATE_DOWNLOAD_RESPONSE:
-      return isClientDownloading() && download.key() == keyOf(index, subIndex)
+      return isClientDownloading() && download.requestCOBID == responseCOBID && download.key() == keyOf(index, subIndex)
                  ? handleSegmentedSDODownloadSegmentResponse(message, responseCOBID, requestCOBID)
                  : handleSDODownloadResponse(index, subIndex, responseCOBID);
     case sdo::ABORT_TRANSFER:
@@ -229,7 +229,8 @@ KQCANopenDataType KQSDOHandler::localDataTypeOf(unsigned int key) const {
 unsigned int KQSDOHandler::remoteKeyOf(unsigned int localKey) const {
   const KQVariable* const variable = instance != nullptr ? instance->getVariable(localKey) : nullptr;
   const bool hasRemoteKey = variable != nullptr && variable->getExternalIdentifier() != 0;
-  return hasRemoteKey ? variable->getExternalIdentifier() : localKey;
+  const unsigned int key = hasRemoteKey ? variable->getExternalIdentifier() : localKey;
+  return keyOf(indexOf(key), subIndexOf(key));  // as a frame holds it, and so an answer names it
 }
 
 }  // namespace KQ

@@ -52,12 +52,12 @@ int KQSDOHandler::handleSegmentedSDODownloadSegmentResponse(const KQCANMessage& 
   if (!isClientDownloading()) {
     return KQ_UNEXPECTED;
   }
-  if (download.isConfirmed) {
-    return finishClientDownload(responseCOBID);
-  }
-  // The slot's names are those of the server side.
+  // The slot's names are those of the server side. What another server answers is about another transfer.
   if (responseCOBID != download.requestCOBID || requestCOBID != download.responseCOBID) {
     return KQ_UNEXPECTED;
+  }
+  if (download.isConfirmed) {
+    return finishClientDownload(responseCOBID);
   }
   if (sdo::commandSpecifier(message) == sdo::INITIATE_DOWNLOAD_RESPONSE) {
     download.toggle = 0;

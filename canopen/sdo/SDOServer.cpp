@@ -204,6 +204,7 @@ int KQSDOHandler::sendStringUploadResponse(unsigned short index, unsigned char s
                                            unsigned int requestCOBID) {
   // Read apart from a transfer that may be running; its memory is that of the last one.
   std::string& text = uploadText;
+  text.clear();
   const int result = objectDictionary->getValue(index, subIndex, text);
   if (result != KQ_OK && result != KQ_VALUE_INVALID) {
     const int abortCode = result >= FIRST_READ_ABORT_CODE ? result : SDO_ABORT_NO_DICTIONARY;

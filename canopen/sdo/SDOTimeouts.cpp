@@ -19,7 +19,7 @@ void KQSDOHandler::checkSDOTimeouts(unsigned int* nextDue) {
   const unsigned int now = KQTick::getTickCount();
   checkConfirmationTimeouts(now, nextDue);
   checkDownloadTimeout(now);
-  checkUploadTimeout(now);
+  checkUploadTimeout(KQTick::getTickCount());  // who heard of the one before may have begun another one
 }
 
 void KQSDOHandler::checkConfirmationTimeouts(unsigned int now, unsigned int* nextDue) {

@@ -63,6 +63,8 @@ private:
 
   KQSocketCANEndPoint(std::string interfaceName, int descriptor, KQCANSocketCalls* calls);
 
+  static constexpr unsigned USUAL_BATCH = 4;
+
   int receiveBatch();
   bool acceptReceived(const KQCANSocketCalls::Received& received, KQCANMessage& message);
   void countLost(unsigned lostInAll);
@@ -94,6 +96,7 @@ private:
   std::array<KQCANSocketCalls::Received, 32> batch_;
   unsigned receivedCount_{0};
   unsigned nextReceived_{0};
+  unsigned wanted_{USUAL_BATCH};  ///< as many as there may be: a read costs by what it asks for
   bool isEmptied_{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
   unsigned lostBefore_{0};
   bool errorPassive_{false};

@@ -140,12 +140,14 @@ int KQSocketCANEndPoint::doRead(KQCANMessage& message) {
 int KQSocketCANEndPoint::receiveBatch() {
   nextReceived_ = 0;
   receivedCount_ = 0;
-  const int result = calls_->receive(descriptor_, batch_.data(), static_cast<unsigned>(batch_.size()));
+  const int result = calls_->receive(descriptor_, batch_.data(), wanted_);
   if (result > 0) {
     receivedCount_ = static_cast<unsigned>(result);
-    isEmptied_ = receivedCount_ < batch_.size();
+    isEmptied_ = receivedCount_ < wanted_;
+    wanted_ = isEmptied_ ? USUAL_BATCH : static_cast<unsigned>(batch_.size());
     return KQ_OK;
   }
+  wanted_ = USUAL_BATCH;
   if (meansInterfaceDown(result)) {
     goDown(Outage::INTERFACE_DOWN, "interface is down");
   }

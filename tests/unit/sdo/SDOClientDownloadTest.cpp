@@ -274,11 +274,20 @@ TEST_F(SDOClientDownload, ObjectWithoutVariableIsNotFoundAtTheEnd) {
   EXPECT_EQ(Frames{}, node.run(200));
 }
 
-TEST_F(SDOClientDownload, LastConfirmationOnAnotherChannelEndsWithoutAVariable) {
+TEST_F(SDOClientDownload, LastConfirmationOnAnotherChannelIsNotTaken) {
   startText("hello");
-  EXPECT_EQ(0x08000000, offer("587#20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, offer("587#20 00 00 00 00 00 00 00"));
   EXPECT_EQ("old", storedText(1));
-  EXPECT_EQ(KQ::KQ_UNEXPECTED, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(KQ::KQ_OK, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ("hello", storedText(1));
+}
+
+TEST_F(SDOClientDownload, ConfirmationOfTheSameObjectOnAnotherChannelDoesNotEndTheSegments) {
+  startText("hello");
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, offer("587#60 00 60 11 00 00 00 00"));
+  EXPECT_EQ("old", storedText(1));
+  EXPECT_EQ(KQ::KQ_OK, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ("hello", storedText(1));
 }
 
 TEST_F(SDOClientDownload, SecondTextAfterAFinishedOneStartsAfresh) {
