@@ -20,9 +20,9 @@ inline constexpr unsigned int SDO_UNSIGNED32_PER_OBJECT = 4;
 inline constexpr unsigned char SDO_UNSIGNED16 = 5;
 inline constexpr unsigned char SDO_TEXT = 6;
 /// Objects from here on, one for each RPDO, are mapped into the RPDOs: four UNSIGNED16 in sub-index 1 to 4.
-inline constexpr unsigned short FIRST_RECEIVED_OBJECT = 0x5000;
+inline constexpr unsigned short FIRST_RECEIVED_OBJECT = 0x3000;
 /// The same for the TPDOs.
-inline constexpr unsigned short FIRST_SENT_OBJECT = 0x5800;
+inline constexpr unsigned short FIRST_SENT_OBJECT = 0x4000;
 
 inline constexpr unsigned int FIRST_RPDO_COB_ID = 0x201;
 inline constexpr unsigned int FIRST_TPDO_COB_ID = 0x181;
