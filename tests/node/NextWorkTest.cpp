@@ -250,6 +250,12 @@ TEST_F(NextWork, IsNowUntilTheNodeCommunicates) {
   EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
 }
 
+TEST_F(NextWork, OfAnUnknownStateIsAtThePaceOfTheStatusWord) {
+  start();
+  node.canopen().getStateMachine()->setState(77);
+  EXPECT_EQ(node.canopen().getTimeToNextWork(), 5U);
+}
+
 TEST_F(NextWork, OfAPausedNodeIsNever) {
   node.canopen().setHeartbeatProducerTime(10);
   start();

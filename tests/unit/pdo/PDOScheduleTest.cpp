@@ -2,7 +2,8 @@
 //
 // | subject     | functional                             | robustness                                          |
 // |-------------|----------------------------------------|-----------------------------------------------------|
-// | event timer | period, from the moment of processing  | late passes, inhibited, refused, the tick wraps     |
+// | event timer | period, from the moment of processing  | late passes, inhibited, refused, the tick wraps,    |
+// |             |                                        | weeks outside OPERATIONAL                           |
 // | wait hint   | lowered only; status word of the cycle | no event timer                                      |
 // | time budget | the rest goes in the next pass; 50 ms  | one PDO is tried in any case; any deadline of the   |
 // |             | for that of a cycle                    | cycle                                               |
@@ -109,6 +110,22 @@ TEST_F(PDOSchedule, EventTimerSurvivesTheWrapOfTheTick) {
   EXPECT_EQ(Frames{}, node.run(99));
   EXPECT_EQ(Frames{"185#"}, node.run(1));
   EXPECT_EQ(Frames{}, node.run(99));
+}
+
+TEST_F(PDOSchedule, EventTimersGoOnAfterWeeksOutsideOperational) {
+  constexpr unsigned int WEEKS = 0x80000000U;  // half of the range of ticks: what was due then seems to lie ahead
+  addTransmitPDO(0, {0x185, 255, 1000}, {});
+  addTransmitPDO(1, {0x186, 255, 3000}, {});
+  startAndSettle();
+  node.receive("000#80 00");
+  node.clock.advance(WEEKS + 2000);
+  node.receive("000#01 00");
+  node.cycle();
+  EXPECT_EQ(Frames{"185#"}, node.run(1000));
+  EXPECT_EQ(Frames{"185#"}, node.run(1000));
+  Frames both = node.run(1000);
+  std::sort(both.begin(), both.end());
+  EXPECT_EQ((Frames{"185#", "186#"}), both);
 }
 
 // ---- wait hint

@@ -95,6 +95,17 @@ TEST_F(SDOClientDownload, ConfirmedNumberIsTakenOverWhateverTheAccessRight) {
   EXPECT_EQ(5, stored(1));
 }
 
+TEST_F(SDOClientDownload, RemoteKeyIsComparedAsAFrameHoldsIt) {
+  KQ::KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, 16, false);
+  variable.setExternalIdentifier(0x60000111U);  // a frame has no room for bits 8 to 15
+  variable.setChannelName("remote");
+  ASSERT_EQ(KQ::KQ_OK, node.canopen().addVariable(&variable));
+  ASSERT_EQ(KQ::KQ_OK, node.canopen().setSDOServerID(INDEX, 1, 0x606));
+  EXPECT_EQ(Frames{"606#2B 00 60 11 05 00 00 00"}, sendWrite(1, 5));
+  EXPECT_EQ(KQ::KQ_OK, answer(CONFIRMATION));
+  EXPECT_EQ(5, stored(1));
+}
+
 TEST_F(SDOClientDownload, ConfirmationOfNothingPendingGives23) {
   addNumber(1, 16, false);
   EXPECT_EQ(KQ::KQ_NOT_FOUND, answer(CONFIRMATION));
