@@ -229,7 +229,11 @@ int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
     return KQ_NOT_AVAILABLE;
   }
   for (;;) {
-    renewReceptionFilter();
+    // What the last frame changed holds for the next one. A port that was opened anew is told in the next cycle.
+    dispatch.refresh();
+    if (filterRevision != dispatch.getRevision()) {
+      renewReceptionFilter();
+    }
     // Asked for again for each frame: what a frame sets off may close or reopen the port.
     KQEndPoint* const endPoint = instance->getEndPoint();
     if (endPoint == nullptr || endPoint->readMessage(receivedMessage) != KQ_OK) {
