@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "KQPDOHandler.h"
@@ -59,9 +58,10 @@ TEST_F(PublishedPDOs, KeepTheOneBeforeUntilTheOuterWalkEnds) {
 }
 
 TEST_F(PublishedPDOs, LetTheOneBeforeGoWithTheLastWalk) {
-  std::optional<KQPublishedPDOs::Walk> walk(published);
-  published.publish(second);
-  walk.reset();
+  {
+    const KQPublishedPDOs::Walk walk(published);
+    published.publish(second);
+  }
   EXPECT_TRUE(replaced.expired());
 }
 
