@@ -71,8 +71,9 @@ public:
   ///   pass should end. @return 0
   int sendCANMessages(unsigned int deadline);
 
-  /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed. Every cycle
-  /// and every reading does it by itself; who confirms a change on the bus does it before.
+  /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed or the port
+  /// was opened anew. Every cycle does it by itself, and a reading when that has changed; who confirms a change on the
+  /// bus does it before.
   void renewReceptionFilter();
 
   /// What getTimeToNextWork() answers when nothing is due at any time.
