@@ -141,7 +141,7 @@ private:
   /// return, by its name, hence never inlined.
   [[gnu::noinline]] void turn() {
     KQ::KQCANopenInstanceManager::instance()->updateAllData(KQ::KQTick::getTickCount() + CYCLE_BUDGET_MS);
-    timeToNextWork += node->getTimeToNextWork();
+    timeToNextWork += node->getTimeToNextWork(KQ::KQTick::getTickCount());
     manager.wait(0);
   }
 

@@ -104,7 +104,9 @@ public:
   /// time-outs and queued requests, and the states that pass by themselves. Frames, changes of variables and
   /// configuration make work, too: it is to be asked for again after each of these. Of what other threads queue, a work
   /// listener hears. The status word, of 5 ms at most, is for a runtime that knows nothing of this.
+  /// @param now tick, for a caller that has read it already
   /// @return ms; 0: now; 0xFFFFFFFF: nothing is due at any time, which holds before init(), too. Protocol thread
+  unsigned int getTimeToNextWork(unsigned int now) const;
   unsigned int getTimeToNextWork() const;
 
   /// Sets the single listener that is told (type 6, code 1701, no values) when a request or a transmission has been

@@ -145,7 +145,7 @@ public:
 private:
   int readVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
   int writeIntoDictionary(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
-  int writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry, int value, bool force) const;
+  int writeVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force) const;
   bool isOwnVariable(unsigned short index, unsigned char subIndex) const;
   void notifyHandlers(unsigned short index, const ObjectDictionarySubEntry& subEntry);
   void raiseHighestSubIndex(const ObjectDictionaryEntry& entry, unsigned char subIndex);

@@ -65,6 +65,8 @@ public:
   /// result
   ///   of the last handler asked
   int receiveCANMessages(unsigned int budget);
+  /// The same, with the sum. @param end tick at which to stop
+  int drainPort(unsigned int end);
 
   /// One send pass: heartbeat and heartbeat time-outs, PDOs and their time-outs, SDO time-outs and requests. Called in
   /// INIT, where run() makes none, it sends the boot-up message each time. @param deadline tick (ms) by which the PDO
@@ -72,14 +74,13 @@ public:
   int sendCANMessages(unsigned int deadline);
 
   /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed or the port
-  /// was opened anew. Every cycle does it by itself, and a reading when that has changed; who confirms a change on the
-  /// bus does it before.
+  /// was opened anew. Every cycle does it by itself; who confirms a change on the bus does it before.
   void renewReceptionFilter();
 
   /// What getTimeToNextWork() answers when nothing is due at any time.
   static constexpr unsigned int NO_WORK = 0xFFFFFFFFU;
   /// See KQCANopen::getTimeToNextWork().
-  unsigned int getTimeToNextWork() const;
+  unsigned int getTimeToNextWork(unsigned int now) const;
 
   /// A paused machine neither runs, receives nor sends; frames stay in the port.
   void pauseMachine(bool pause) { paused = pause; }
@@ -93,6 +94,7 @@ private:
   void storeState(int newState);
   int runInitState(unsigned int deadline);
   void recoverFromFatalError();
+  void keepReceptionFilter();
   int offerMessage();
   int sendDue(unsigned int now, unsigned int deadline);
 
@@ -110,6 +112,7 @@ private:
   std::atomic<int> state{CANOPEN_STATE_INIT};       ///< application threads read it before they send a PDO
   int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
   bool paused = false;
+  bool canReceive = false;  ///< the handlers are there that are asked for every frame
   KQFrameDispatch dispatch;
   unsigned int filterRevision = 0;  ///< of the dispatch, when the port was told which frames are wanted
 };

@@ -145,8 +145,7 @@ void DemoApplication::addPDOs(KQ::KQCANopen& node) {
   runReception.watch(node);
 }
 
-void DemoApplication::update() {
-  const unsigned int now = KQ::KQTick::getTickCount();
+void DemoApplication::update(unsigned int now) {
   if (isAtRest()) {
     lastStep = now;
   }
@@ -159,8 +158,8 @@ void DemoApplication::update() {
   }
 }
 
-unsigned int DemoApplication::getTimeToNextUpdate() const {
-  const unsigned int passed = KQ::KQTick::getTickCount() - lastStep;
+unsigned int DemoApplication::getTimeToNextUpdate(unsigned int now) const {
+  const unsigned int passed = now - lastStep;
   const unsigned int step = isAtRest() ? NEVER : passed < STEP_MS ? STEP_MS - passed : 0;
   return peer ? std::min(step, peer->getTimeToNextUpdate()) : step;
 }

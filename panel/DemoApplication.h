@@ -64,8 +64,8 @@ public:
   DemoApplication(KQ::KQDEI& store, std::ostream& console, std::optional<unsigned char> peerNode);
 
   void bind(KQ::KQCANopen& node) override;
-  void update() override;
-  unsigned int getTimeToNextUpdate() const override;
+  void update(unsigned int now) override;
+  unsigned int getTimeToNextUpdate(unsigned int now) const override;
 
   /// Writes of the runtime's other users: the device text is theirs to change, the measured values are not.
   /// @return 0; 30 for a measured value; 23 for any other address

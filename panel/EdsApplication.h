@@ -33,7 +33,7 @@ public:
   void bind(KQ::KQCANopen& node) override;
 
   /// The variables change by what a master writes, and only by that.
-  void update() override {}
+  void update(unsigned int /*now*/) override {}
 
   /// What was read, by index.
   const std::vector<Object>& getObjects() const { return objects; }

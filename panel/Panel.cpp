@@ -129,24 +129,28 @@ void Panel::serveBus() {
 
 void Panel::run() {
   while (running) {
-    application->update();
-    cycle();
+    const unsigned int now = KQ::KQTick::getTickCount();
+    application->update(now);
+    cycle(now);
     if (trace) {
       trace->flush();
     }
     // Frames are handed to the node in here, by its onEndPointReadable().
-    const unsigned int nextWork = std::min(node->getTimeToNextWork(), application->getTimeToNextUpdate());
-    endPoints.wait(getWaitTime(nextWork, options.cycle));
+    endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
   }
 }
 
-void Panel::cycle() {
+void Panel::cycle(unsigned int now) {
   const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
-  KQ::KQCANopenInstanceManager::instance()->updateAllData(KQ::KQTick::getTickCount() + CYCLE_BUDGET_MS);
+  KQ::KQCANopenInstanceManager::instance()->updateAllData(now + CYCLE_BUDGET_MS);
   const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
   if (options.autostart && hasBooted) {
     node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
   }
+}
+
+unsigned int Panel::getTimeToNextWork(unsigned int now) const {
+  return std::min(node->getTimeToNextWork(now), application->getTimeToNextUpdate(now));
 }
 
 int Panel::getWaitTime(unsigned int nextWork, int longest) {

@@ -47,7 +47,8 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
-  void cycle();
+  void cycle(unsigned int now);
+  unsigned int getTimeToNextWork(unsigned int now) const;
   int signalOccurred(KQ::KQSignal& signal) override;
 
   const PanelOptions options;

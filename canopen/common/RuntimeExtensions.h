@@ -1,6 +1,12 @@
 #pragma once
 
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "KQErrorCodes.h"
 #include "KQFrameDispatch.h"
+#include "ObjectDictionarySubEntry.h"
 
 namespace KQ {
 
@@ -45,6 +51,57 @@ template <typename EndPoint>
 bool lacksReceptionFilter(const EndPoint& /*endPoint*/, const KQFrameDispatch& /*dispatch*/, long /*fallback*/) {
   return false;
 }
+
+/// The variable of an object in the store, by the operations that every store has: looked up for each of them.
+template <typename Store, typename = void>
+class ObjectVariable {
+public:
+  ObjectVariable(Store& theStore, unsigned short theIndex, const ObjectDictionarySubEntry& subEntry)
+      : store(theStore), index(theIndex), subIndex(subEntry.subIndex) {}
+
+  int getValue(int& value) const { return store.getVariableValue(index, subIndex, &value); }
+  int setValue(int value) const { return store.setVariableValue(index, subIndex, value, true, false); }
+  int forceSetValue(int value, const std::string& ownerName) const {
+    return store.forceSetVariableValue(index, subIndex, value, ownerName, true, false);
+  }
+  auto getOwner() const { return store.getVariableOwnerPointer(index, subIndex); }
+
+private:
+  Store& store;
+  const unsigned short index;
+  const unsigned char subIndex;
+};
+
+/// The same with a store that hands the variable out, which then stands in the object's entry.
+///
+/// Asks for KQStoredVariable* KQDEI::findVariable(index, sub-index), null when there is none. What it gives out has the
+/// operations of the store for that one variable, with the same results, and exists as long as the process.
+template <typename Store>
+class ObjectVariable<Store, std::void_t<decltype(std::declval<Store&>().findVariable(0, 0))>> {
+public:
+  ObjectVariable(Store& store, unsigned short index, ObjectDictionarySubEntry& subEntry)
+      : variable(__atomic_load_n(&subEntry.storedVariable, __ATOMIC_ACQUIRE)) {
+    if (variable == nullptr) {
+      variable = store.findVariable(index, subEntry.subIndex);
+      __atomic_store_n(&subEntry.storedVariable, variable, __ATOMIC_RELEASE);
+    }
+  }
+
+  int getValue(int& value) const {
+    return variable != nullptr ? variable->getVariableValue(&value) : static_cast<int>(KQ_NOT_FOUND);
+  }
+  int setValue(int value) const {
+    return variable != nullptr ? variable->setVariableValue(value, true) : static_cast<int>(KQ_NOT_FOUND);
+  }
+  int forceSetValue(int value, const std::string& ownerName) const {
+    return variable != nullptr ? variable->forceSetVariableValue(value, ownerName, true)
+                               : static_cast<int>(KQ_NOT_FOUND);
+  }
+  auto getOwner() const { return variable != nullptr ? variable->getVariableOwnerPointer() : nullptr; }
+
+private:
+  decltype(std::declval<Store&>().findVariable(0, 0)) variable;
+};
 
 }  // namespace extension
 

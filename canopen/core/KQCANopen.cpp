@@ -22,9 +22,10 @@ namespace {
 
 /// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Added to the tick of the notification. Draining adds the tick at its own start to that, so that the tick counts
-/// twice and this is no time that draining may take: the port is read as long as it has frames. Only where the sum
-/// wraps, which is in the upper half of the tick's range, does draining end after one frame. Tests pin it: it stays.
+/// Added to the tick of the notification, which is what receiveCANMessages() is to be given. That adds the tick at its
+/// own start, so that the tick counts twice and this is no time that draining may take: the port is read as long as it
+/// has frames. Only where the sum wraps, which is in the upper half of the tick's range, does draining end after one
+/// frame. Tests pin it: it stays. One reading of the clock serves for both.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 
 template <typename Part>
@@ -126,7 +127,8 @@ void KQCANopen::onEndPointReadable(KQEndPoint* readable, KQEndPointManager* /*ma
   if (stateMachine == nullptr || readable == nullptr || readable != getEndPoint()) {
     return;
   }
-  stateMachine->receiveCANMessages(KQTick::getTickCount() + RECEIVE_BUDGET);
+  const unsigned int now = KQTick::getTickCount();
+  stateMachine->drainPort(now + (now + RECEIVE_BUDGET));
 }
 
 void KQCANopen::onEndPointReconnected(KQEndPoint* /*endPoint*/) {}
@@ -186,8 +188,12 @@ int KQCANopen::getCANopenState() const {
   return stateMachine != nullptr ? stateMachine->getState() : static_cast<int>(CANOPEN_STATE_FATAL_ERROR);
 }
 
+unsigned int KQCANopen::getTimeToNextWork(unsigned int now) const {
+  return stateMachine != nullptr ? stateMachine->getTimeToNextWork(now) : KQCANopenStateMachine::NO_WORK;
+}
+
 unsigned int KQCANopen::getTimeToNextWork() const {
-  return stateMachine != nullptr ? stateMachine->getTimeToNextWork() : KQCANopenStateMachine::NO_WORK;
+  return getTimeToNextWork(KQTick::getTickCount());
 }
 
 void KQCANopen::renewReceptionFilter() {

@@ -68,6 +68,7 @@ void KQCANopenStateMachine::setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* 
   syncHandler = sync;
   nmtHandler = nmt;
   emergencyHandler = emergency;
+  canReceive = sdo != nullptr && pdo != nullptr && sync != nullptr && nmt != nullptr;
   dispatch.setHandlers({nmt, sync, pdo, sdo, emergency});
 }
 
@@ -136,6 +137,18 @@ void KQCANopenStateMachine::setState(int newState) {
   std::cout << std::dec;
 }
 
+inline void KQCANopenStateMachine::keepReceptionFilter() {
+  dispatch.refresh();
+  KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
+  if (endPoint == nullptr) {
+    return;
+  }
+  if (filterRevision != dispatch.getRevision() || extension::lacksReceptionFilter(*endPoint, dispatch, 0)) {
+    filterRevision = dispatch.getRevision();
+    extension::setReceptionFilter(*endPoint, dispatch, 0);
+  }
+}
+
 int KQCANopenStateMachine::run(unsigned int deadline) {
   if (paused) {
     return KQ_OK;
@@ -169,6 +182,7 @@ int KQCANopenStateMachine::runInitState(unsigned int deadline) {
     setState(CANOPEN_STATE_FATAL_ERROR);
     return result;
   }
+  keepReceptionFilter();  // who hears the boot-up message may answer at once
   if (nmtHandler != nullptr) {
     nmtHandler->sendHeartbeatMessage(CANOPEN_STATE_INIT);
   } else {
@@ -207,33 +221,21 @@ inline int KQCANopenStateMachine::offerMessage() {
 }
 
 void KQCANopenStateMachine::renewReceptionFilter() {
-  KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
-  dispatch.refresh();
-  if (endPoint == nullptr) {
-    return;
-  }
-  if (filterRevision == dispatch.getRevision() && !extension::lacksReceptionFilter(*endPoint, dispatch, 0)) {
-    return;
-  }
-  filterRevision = dispatch.getRevision();
-  extension::setReceptionFilter(*endPoint, dispatch, 0);
+  keepReceptionFilter();
 }
 
 int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
+  return paused ? static_cast<int>(KQ_OK) : drainPort(KQTick::getTickCount() + budget);
+}
+
+int KQCANopenStateMachine::drainPort(unsigned int end) {
   if (paused) {
     return KQ_OK;
   }
-  const unsigned int start = KQTick::getTickCount();
-  if (instance == nullptr || instance->getEndPoint() == nullptr || nmtHandler == nullptr || sdoHandler == nullptr ||
-      pdoHandler == nullptr || syncHandler == nullptr) {
+  if (!canReceive || instance == nullptr || instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
   for (;;) {
-    // What the last frame changed holds for the next one. A port that was opened anew is told in the next cycle.
-    dispatch.refresh();
-    if (filterRevision != dispatch.getRevision()) {
-      renewReceptionFilter();
-    }
     // Asked for again for each frame: what a frame sets off may close or reopen the port.
     KQEndPoint* const endPoint = instance->getEndPoint();
     if (endPoint == nullptr || endPoint->readMessage(receivedMessage) != KQ_OK) {
@@ -241,7 +243,7 @@ int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
     }
     const int result = offerMessage();
     clearFrame(receivedMessage);
-    if (start + budget <= KQTick::getTickCount()) {
+    if (end <= KQTick::getTickCount()) {
       return result;
     }
   }
@@ -253,7 +255,7 @@ int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
 
 // In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
 int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
-  renewReceptionFilter();
+  keepReceptionFilter();
   if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
     nmtHandler->sendHeartbeatMessage(getState());
     nmtHandler->checkHeartbeatTimeouts();
@@ -275,7 +277,7 @@ int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
   return KQ_OK;
 }
 
-unsigned int KQCANopenStateMachine::getTimeToNextWork() const {
+unsigned int KQCANopenStateMachine::getTimeToNextWork(unsigned int now) const {
   if (paused) {
     return NO_WORK;
   }
@@ -288,7 +290,6 @@ unsigned int KQCANopenStateMachine::getTimeToNextWork() const {
                            current == CANOPEN_STATE_RESET_COMMUNICATION;
     return isPassing ? 0 : INITIAL_SEND_STATUS;
   }
-  const unsigned int now = KQTick::getTickCount();
   unsigned int time = NO_WORK;
   if (nmtHandler != nullptr) {
     time = std::min(time, nmtHandler->getTimeToNextWork(now));

@@ -12,10 +12,13 @@
 #include "KQSDOHandler.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
+#include "RuntimeExtensions.h"
 
 namespace KQ {
 
 namespace {
+
+using Variable = extension::ObjectVariable<KQDEI>;
 
 constexpr object::IndexRange SDO_PARAMETERS{object::SERVER_SDO_PARAMETERS.first, object::CLIENT_SDO_PARAMETERS.last};
 constexpr object::IndexRange PDO_PARAMETERS{object::RECEIVE_PDO_COMMUNICATION.first, object::TRANSMIT_PDO_MAPPING.last};
@@ -222,7 +225,7 @@ int KQCANopenObjectDictionary::readVariable(unsigned short index, ObjectDictiona
   if (dei == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
-  const int result = dei->getVariableValue(index, subEntry.subIndex, &value);
+  const int result = Variable(*dei, index, subEntry).getValue(value);
   // A value that is marked invalid is delivered and kept all the same.
   if (result == KQ_OK || result == KQ_VALUE_INVALID) {
     subEntry.storeValue(value);
@@ -295,20 +298,21 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
   return KQ_OK;
 }
 
-inline int KQCANopenObjectDictionary::writeVariable(unsigned short index, const ObjectDictionarySubEntry& subEntry,
-                                                    int value, bool force) const {
-  const bool isOwn = isOwnVariable(index, subEntry.subIndex);
+inline int KQCANopenObjectDictionary::writeVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int value,
+                                                    bool force) const {
+  const Variable variable(*dei, index, subEntry);
+  const bool isOwn = instance != nullptr && variable.getOwner() == instance;
   // Another owner's variable is never written against its access right, not even by the stack itself.
   if (isReadOnly(subEntry) && !(isOwn && force)) {
     return SDO_ABORT_READ_ONLY;
   }
   if (!isOwn) {
-    return dei->setVariableValue(index, subEntry.subIndex, value, true, false);
+    return variable.setValue(value);
   }
   if (!isWithinLimits(subEntry, value, isDataTypeSigned(subEntry.dataType))) {
     return SDO_ABORT_VALUE_RANGE_EXCEEDED;
   }
-  return dei->forceSetVariableValue(index, subEntry.subIndex, value, instance->getOwnerName(), true, false);
+  return variable.forceSetValue(value, instance->getOwnerName());
 }
 
 bool KQCANopenObjectDictionary::isOwnVariable(unsigned short index, unsigned char subIndex) const {

@@ -99,7 +99,19 @@ public:
   /// @return 0; 20 for null, or for a value that was refused; 24 when the record does not lie within `length`
   /// bytes, is a text or is never moved. The data and the cursor are untouched unless the result is 0.
   int addSingleMappingDataToCANMsgData(unsigned char* data, unsigned int length, unsigned int& bitCursor, int value,
-                                       KQCANMappingData* record, bool checkLimits) const;
+                                       KQCANMappingData* record, bool checkLimits) const {
+    if (data == nullptr || record == nullptr) {
+      return KQ_INVALID_ARGUMENT;
+    }
+    if (!record->fitsInto(length)) {
+      return KQ_DOES_NOT_FIT;
+    }
+    if (checkLimits || !record->storeWholeBytes(data, value)) {
+      return addOtherValue(data, bitCursor, value, record, checkLimits);
+    }
+    bitCursor = record->getEndBit();
+    return KQ_OK;
+  }
 
   /// Unpacks a received frame: hands each value to handleExtractedValue, in the order of the list. A
   /// record that starts or ends beyond the frame's length is passed over, so that a short frame is

@@ -185,22 +185,6 @@ void KQCANMappingObject::insertMappedKey(unsigned int key) {
   }
 }
 
-int KQCANMappingObject::addSingleMappingDataToCANMsgData(unsigned char* data, unsigned int length,
-                                                         unsigned int& bitCursor, int value, KQCANMappingData* record,
-                                                         bool checkLimits) const {
-  if (data == nullptr || record == nullptr) {
-    return KQ_INVALID_ARGUMENT;
-  }
-  if (!record->fitsInto(length)) {
-    return KQ_DOES_NOT_FIT;
-  }
-  if (checkLimits || !record->storeWholeBytes(data, value)) {
-    return addOtherValue(data, bitCursor, value, record, checkLimits);
-  }
-  bitCursor = record->getEndBit();
-  return KQ_OK;
-}
-
 int KQCANMappingObject::addOtherValue(unsigned char* data, unsigned int& bitCursor, int value, KQCANMappingData* record,
                                       bool checkLimits) const {
   if (record->getLayout() == Layout::TEXT) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "KQStoredVariable.h"
 #include "KQVariable.h"
 #include "KQVariableStorageType.h"
 
@@ -100,11 +101,17 @@ public:
   /// @param owner  an owner of nothing, or null, changes nothing.
   void removeOwner(const KQVariableOwner* owner);
 
+  /// The variable itself, for who uses it often: with it, values are read and written without a look-up.
+  /// @return null when there is no such variable; else it exists as long as the process.
+  KQStoredVariable* findVariable(unsigned short index, unsigned short subIndex) const;
+
   /// Forgets all variables, for tests and for the end of the application. No other thread may be inside
-  /// the store, and no pointer that the store gave out may be used afterwards.
+  /// the store. What the store gave out may not be used afterwards, except for the results of findVariable(): each
+  /// stands for a variable that does not exist, until one of the same key is added.
   void clear();
 
 private:
+  friend class KQStoredVariable;
   struct Store;
   struct Record;
 

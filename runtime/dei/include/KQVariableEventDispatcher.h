@@ -47,6 +47,7 @@ public:
 private:
   // The store keeps a variable's mapping beside its value, which saves the second look-up of every write.
   friend class KQDEI;
+  friend class KQStoredVariable;
   struct Mapping;
   struct Registry;
 

@@ -11,11 +11,11 @@
 namespace KQ {
 
 /// A hash table by 32-bit key that is read without a lock while others insert. Nodes are never moved
-/// and never taken out, so that a pointer to one is good until clear().
+/// and never taken out, so that a pointer to one is good as long as the table.
 ///
 /// Open addressing with linear probing over an array of node pointers that is at most half full. To
 /// grow, the nodes are entered into an array of twice the size, which then takes the place of the old
-/// one; a reader may still be walking the old one, so it is kept until clear() (all old arrays
+/// one; a reader may still be walking the old one, so it is kept (all old arrays
 /// together are smaller than the current one).
 ///
 /// @tparam Node  has a member `const unsigned int key`.
@@ -53,13 +53,6 @@ public:
 
   /// All nodes, in the order of their insertion.
   const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return nodes_; }
-
-  /// Deletes all nodes. No other thread may be reading.
-  void clear(const WriterLock& /*writer*/) {
-    slots_.clear();
-    nodes_.clear();
-    addSlots(initialSizeBits);
-  }
 
 private:
   static constexpr unsigned int keyBits = 32;

@@ -12,94 +12,77 @@
 #include "KQErrorCodes.h"
 #include "KQSignal.h"
 #include "KQSignalListener.h"
+#include "KQStoredVariable.h"
 #include "KQVariableEventDispatcher.h"
 #include "KQVariableOwner.h"
 #include "VariableMapping.h"
 
 namespace KQ {
 
-namespace {
-
-/// An owner as the store knows it. It never changes and is kept until clear(), so that it can be read
-/// without asking whether the owner still lives.
-struct Ownership {
-  explicit Ownership(KQVariableOwner* theOwner)
-      : owner(theOwner), nameAddress(&theOwner->getOwnerName()), name(theOwner->getOwnerName()) {}
-
-  bool isNamed(const std::string& ownerName) const { return &ownerName == nameAddress || ownerName == name; }
-
-  KQVariableOwner* const owner;
-  const std::string* const nameAddress;  ///< where the owner keeps its name; compared, never read
-  const std::string name;
-};
-
-}  // namespace
-
-/// One variable. What the hot path needs stands first and is atomic; the rest says who guards it.
-struct KQDEI::Record {
+/// One variable: what it is beside its value.
+struct KQDEI::Record : KQStoredVariable {
   Record(const KQVariable& variable, const KQVariableEventDispatcher::Mapping& eventMapping)
-      : key(keyOf(variable.getFirstAddress(), variable.getSecondAddress())),
+      : KQStoredVariable(eventMapping.listeners),
+        key(keyOf(variable.getFirstAddress(), variable.getSecondAddress())),
         mapping(eventMapping),
         description(variable) {}
 
-  bool holds(KQVariableStorageType type) const { return storageType.load(std::memory_order_relaxed) == type; }
-
-  /// A writer stores the value first and the validity after it, a reader goes the other way round: who sees that a
-  /// value became valid sees that value or a later one.
-  bool isMarkedInvalid() const { return invalid.load(std::memory_order_acquire); }
-  void markInvalid(bool isInvalid) { invalid.store(isInvalid, std::memory_order_release); }
-
-  /// Tells the listeners of the variable, if there are any.
-  void report(int code, unsigned int number) const {
-    if (mapping.hasListeners()) {
-      tellListeners(code, number);
-    }
-  }
-
-  /// Apart, so that a write that nobody listens to has no signal on its stack.
-  [[gnu::noinline]] void tellListeners(int code, unsigned int number) const {
-    KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, key, number);
-    KQVariableEventDispatcher::instance()->dispatch(mapping, signal);
-  }
-
   const unsigned int key;
-  std::atomic<int> value{0};
-  std::atomic<bool> invalid{false};
-  std::atomic<KQVariableStorageType> storageType{STORAGE_TYPE_UNDEFINED};
-  std::atomic<const Ownership*> ownership{nullptr};
   const KQVariableEventDispatcher::Mapping& mapping;
   std::string text;        ///< guarded by Store::textMutex
   KQVariable description;  ///< guarded by Store::mutex
 };
 
+KQStoredVariable::Ownership::Ownership(KQVariableOwner* theOwner)
+    : owner(theOwner), nameAddress(&theOwner->getOwnerName()), name(theOwner->getOwnerName()) {}
+
+bool KQStoredVariable::isNamed(const Ownership& ownership, const std::string& ownerName) {
+  return ownerName == ownership.name;
+}
+
+int KQStoredVariable::codeOfOther() const {
+  return holds(FORGOTTEN) ? KQ_NOT_FOUND : KQ_INVALID_ARGUMENT;
+}
+
+int KQStoredVariable::codeOfStranger() const {
+  return holds(FORGOTTEN) ? KQ_NOT_FOUND : KQ_NOT_PERMITTED;
+}
+
+void KQStoredVariable::tellListeners(int code, unsigned int number) const {
+  const auto& record = static_cast<const KQDEI::Record&>(*this);
+  KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, code, record.key, number);
+  KQVariableEventDispatcher::instance()->dispatch(record.mapping, signal);
+}
+
 struct KQDEI::Store {
   using Table = InsertOnlyTable<Record>;
 
-  Record* find(unsigned short index, unsigned short subIndex) const { return table.find(keyOf(index, subIndex)); }
+  /// @return null when there is none, or it was forgotten
+  Record* find(unsigned int key) const {
+    Record* const record = table.find(key);
+    return record != nullptr && !record->holds(KQStoredVariable::FORGOTTEN) ? record : nullptr;
+  }
+  Record* find(unsigned short index, unsigned short subIndex) const { return find(keyOf(index, subIndex)); }
 
-  const Ownership* ownershipOf(KQVariableOwner* owner);
+  const KQStoredVariable::Ownership* ownershipOf(KQVariableOwner* owner);
   void describe(Record& record, const KQVariable& variable);
   void startAfresh(Record& record, const KQVariable& variable);
   int add(const KQVariable& variable);
 
-  void assign(Record& record, int value, bool notify);
   void assign(Record& record, const std::string& value, bool notify);
-  // Argument is int or const std::string&; an integer stays in a register that way.
-  template <typename Argument>
-  int write(Record* record, Argument value, bool notify, bool forwardToOwner);
-  template <typename Argument>
-  int forceWrite(Record* record, Argument value, const std::string& ownerName, bool notify, bool forwardToOwner);
-  template <typename Argument>
-  int forceWriteByText(Record* record, Argument value, const std::string& ownerName, bool notify, bool forwardToOwner);
+  template <typename Value>
+  int write(Record* record, const Value& value, bool notify, bool forwardToOwner);
+  template <typename Value>
+  int forceWrite(Record* record, const Value& value, const std::string& ownerName, bool notify, bool forwardToOwner);
 
   mutable std::mutex mutex;      ///< guards changes of the table, the descriptions and the ownerships
   mutable std::mutex textMutex;  ///< guards the texts; may be taken while `mutex` is held
   Table table;
-  std::map<std::pair<const KQVariableOwner*, std::string>, Ownership> ownerships;
+  std::map<std::pair<const KQVariableOwner*, std::string>, KQStoredVariable::Ownership> ownerships;
   KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
 };
 
-const Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* owner) {
+const KQStoredVariable::Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* owner) {
   if (owner == nullptr) {
     return nullptr;
   }
@@ -109,7 +92,7 @@ const Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* owner) {
 void KQDEI::Store::describe(Record& record, const KQVariable& variable) {
   record.description = variable;
   record.description.setName(variable.getName());
-  record.ownership.store(ownershipOf(variable.getOwner()), std::memory_order_release);
+  record.ownership_.store(ownershipOf(variable.getOwner()), std::memory_order_release);
 }
 
 void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
@@ -117,9 +100,9 @@ void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
     const std::lock_guard<std::mutex> textLock(textMutex);
     record.text = variable.getInitialText();
   }
-  record.value.store(variable.getInitialValue(), std::memory_order_relaxed);
+  record.value_.store(variable.getInitialValue(), std::memory_order_relaxed);
   record.markInvalid(!variable.isValid());
-  record.storageType.store(variable.getStorageType(), std::memory_order_release);
+  record.storageType_.store(variable.getStorageType(), std::memory_order_release);
 }
 
 int KQDEI::Store::add(const KQVariable& variable) {
@@ -134,9 +117,9 @@ int KQDEI::Store::add(const KQVariable& variable) {
     table.insert(std::move(added), lock);
     return KQ_OK;
   }
-  const Ownership* present = record->ownership.load(std::memory_order_acquire);
   const KQVariableOwner* newOwner = variable.getOwner();
-  if (present != nullptr && (newOwner == nullptr || !present->isNamed(newOwner->getOwnerName()))) {
+  const bool isOwned = record->getOwnership() != nullptr;
+  if (isOwned && (newOwner == nullptr || !record->isOwnedBy(newOwner->getOwnerName()))) {
     return KQ_ALREADY_EXISTS;
   }
   describe(*record, variable);
@@ -144,14 +127,6 @@ int KQDEI::Store::add(const KQVariable& variable) {
     startAfresh(*record, variable);
   }
   return KQ_OK;
-}
-
-inline void KQDEI::Store::assign(Record& record, int value, bool notify) {
-  const int previous = record.value.exchange(value, std::memory_order_acq_rel);
-  record.markInvalid(false);
-  if (notify && previous != value) {
-    record.report(KQ_SIGNAL_VARIABLE_CHANGED, static_cast<unsigned int>(value));
-  }
 }
 
 void KQDEI::Store::assign(Record& record, const std::string& value, bool notify) {
@@ -169,50 +144,36 @@ void KQDEI::Store::assign(Record& record, const std::string& value, bool notify)
   }
 }
 
-template <typename Argument>
-inline int KQDEI::Store::write(Record* record, Argument value, bool notify, bool forwardToOwner) {
-  constexpr auto type = std::is_same_v<Argument, int> ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING;
+template <typename Value>
+inline int KQDEI::Store::write(Record* record, const Value& value, bool notify, bool forwardToOwner) {
+  constexpr bool isNumber = std::is_same_v<Value, int>;
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  if (!record->holds(type)) {
+  if (!record->holds(isNumber ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING)) {
     return KQ_INVALID_ARGUMENT;
   }
-  if (forwardToOwner) {
-    if (const Ownership* ownership = record->ownership.load(std::memory_order_acquire)) {
-      return ownership->owner->updateRequest(static_cast<unsigned short>(record->key >> 16),
-                                             static_cast<unsigned short>(record->key & 0xFFFFU), value);
-    }
+  KQVariableOwner* const owner = forwardToOwner ? record->getVariableOwnerPointer() : nullptr;
+  if (owner != nullptr) {
+    return owner->updateRequest(static_cast<unsigned short>(record->key >> 16),
+                                static_cast<unsigned short>(record->key & 0xFFFFU), value);
   }
-  assign(*record, value, notify);
+  if constexpr (isNumber) {
+    record->assign(value, notify);
+  } else {
+    assign(*record, value, notify);
+  }
   return KQ_OK;
 }
 
-template <typename Argument>
-inline int KQDEI::Store::forceWrite(Record* record, Argument value, const std::string& ownerName, bool notify,
+template <typename Value>
+inline int KQDEI::Store::forceWrite(Record* record, const Value& value, const std::string& ownerName, bool notify,
                                     bool forwardToOwner) {
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  const Ownership* ownership = record->ownership.load(std::memory_order_acquire);
-  if (ownership == nullptr) {
-    return KQ_NOT_PERMITTED;
-  }
-  if (&ownerName != ownership->nameAddress) {
-    return forceWriteByText<Argument>(record, value, ownerName, notify, forwardToOwner);
-  }
-  return write<Argument>(record, value, notify, forwardToOwner);
-}
-
-/// Apart, so that the comparison of texts does not weigh on an owner that passes its own string.
-template <typename Argument>
-[[gnu::noinline]] int KQDEI::Store::forceWriteByText(Record* record, Argument value, const std::string& ownerName,
-                                                     bool notify, bool forwardToOwner) {
-  const Ownership* ownership = record->ownership.load(std::memory_order_acquire);
-  if (ownership == nullptr || !ownership->isNamed(ownerName)) {
-    return KQ_NOT_PERMITTED;
-  }
-  return write<Argument>(record, value, notify, forwardToOwner);
+  return record->isOwnedBy(ownerName) ? write(record, value, notify, forwardToOwner)
+                                      : static_cast<int>(KQ_NOT_PERMITTED);
 }
 
 KQDEI* KQDEI::instance() {
@@ -237,20 +198,16 @@ int KQDEI::addVariable(const KQVariable* variable) {
   return result;
 }
 
+KQStoredVariable* KQDEI::findVariable(unsigned short index, unsigned short subIndex) const {
+  return store_->find(index, subIndex);
+}
+
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* value) const {
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
   const Record* record = store_->find(index, subIndex);
-  if (record == nullptr) {
-    return KQ_NOT_FOUND;
-  }
-  if (!record->holds(STORAGE_TYPE_INTEGER)) {
-    return KQ_INVALID_ARGUMENT;
-  }
-  const bool isInvalid = record->isMarkedInvalid();
-  *value = record->value.load(std::memory_order_relaxed);
-  return isInvalid ? KQ_VALUE_INVALID : KQ_OK;
+  return record != nullptr ? record->getVariableValue(value) : static_cast<int>(KQ_NOT_FOUND);
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::string* value) const {
@@ -271,34 +228,32 @@ int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, int value, bool notify,
                             bool forwardToOwner) {
-  return store_->write<int>(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, const std::string& value, bool notify,
                             bool forwardToOwner) {
-  return store_->write<const std::string&>(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, int value, const std::string& ownerName,
                                  bool notify, bool forwardToOwner) {
-  return store_->forceWrite<int>(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
+  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, const std::string& value,
                                  const std::string& ownerName, bool notify, bool forwardToOwner) {
-  return store_->forceWrite<const std::string&>(store_->find(index, subIndex), value, ownerName, notify,
-                                                forwardToOwner);
+  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 KQVariableOwner* KQDEI::getVariableOwnerPointer(unsigned short index, unsigned short subIndex) const {
   const Record* record = store_->find(index, subIndex);
-  const Ownership* ownership = record != nullptr ? record->ownership.load(std::memory_order_acquire) : nullptr;
-  return ownership != nullptr ? ownership->owner : nullptr;
+  return record != nullptr ? record->getVariableOwnerPointer() : nullptr;
 }
 
 const std::string* KQDEI::getVariableOwner(unsigned short index, unsigned short subIndex) const {
   const Record* record = store_->find(index, subIndex);
-  const Ownership* ownership = record != nullptr ? record->ownership.load(std::memory_order_acquire) : nullptr;
+  const KQStoredVariable::Ownership* ownership = record != nullptr ? record->getOwnership() : nullptr;
   return ownership != nullptr ? &ownership->name : nullptr;
 }
 
@@ -318,27 +273,25 @@ bool KQDEI::isValid(unsigned short index, unsigned short subIndex) const {
 
 int KQDEI::getVariableLength(unsigned int variableID) const {
   const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->table.find(variableID);
+  const Record* record = store_->find(variableID);
   return record != nullptr ? record->description.getBitLength() : 0;
 }
 
 bool KQDEI::isVariableSigned(unsigned int variableID) const {
   const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->table.find(variableID);
+  const Record* record = store_->find(variableID);
   return record != nullptr && record->description.isSigned();
 }
 
 std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
   const Store::Table::WriterLock lock(store_->mutex);
-  const auto& records = store_->table.nodes(lock);
-  if (records.empty()) {
-    return nullptr;
-  }
   auto copy = std::make_unique<KQVariableMap>();
-  for (const auto& record : records) {
-    copy->emplace(record->key, record->description);
+  for (const auto& record : store_->table.nodes(lock)) {
+    if (!record->holds(KQStoredVariable::FORGOTTEN)) {
+      copy->emplace(record->key, record->description);
+    }
   }
-  return copy;
+  return !copy->empty() ? std::move(copy) : nullptr;
 }
 
 void KQDEI::removeOwner(const KQVariableOwner* owner) {
@@ -348,7 +301,7 @@ void KQDEI::removeOwner(const KQVariableOwner* owner) {
   const Store::Table::WriterLock lock(store_->mutex);
   for (const auto& record : store_->table.nodes(lock)) {
     if (record->description.getOwner() == owner) {
-      record->ownership.store(nullptr, std::memory_order_release);
+      record->ownership_.store(nullptr, std::memory_order_release);
       record->description.setOwner(nullptr);
     }
   }
@@ -356,7 +309,11 @@ void KQDEI::removeOwner(const KQVariableOwner* owner) {
 
 void KQDEI::clear() {
   const Store::Table::WriterLock lock(store_->mutex);
-  store_->table.clear(lock);
+  for (const auto& record : store_->table.nodes(lock)) {
+    record->storageType_.store(KQStoredVariable::FORGOTTEN, std::memory_order_release);
+    record->ownership_.store(nullptr, std::memory_order_release);
+    record->description.setOwner(nullptr);
+  }
   store_->ownerships.clear();
 }
 

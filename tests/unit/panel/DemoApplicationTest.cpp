@@ -14,6 +14,7 @@
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQDEI.h"
+#include "KQTick.h"
 #include "TestNode.h"
 
 namespace {
@@ -44,7 +45,7 @@ protected:
   void runSteps(unsigned int steps) {
     for (unsigned int i = 0; i < steps; ++i) {
       node.clock.advance(Demo::STEP_MS);
-      application.update();
+      application.update(KQ::KQTick::getTickCount());
     }
   }
 
@@ -102,16 +103,16 @@ TEST_F(DemoApplicationTest, DeviceTextIsWritableOverSDO) {
 
 TEST_F(DemoApplicationTest, NothingMovesBeforeAStepIsOver) {
   node.clock.advance(Demo::STEP_MS - 1);
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   EXPECT_EQ(read(Demo::SUB_ANALOGUE_INPUT), 0);
   node.clock.advance(1);
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   EXPECT_EQ(read(Demo::SUB_ANALOGUE_INPUT), Demo::ANALOGUE_STEP);
 }
 
 TEST_F(DemoApplicationTest, LateUpdateCatchesUp) {
   node.clock.advance(10 * Demo::STEP_MS);
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   EXPECT_EQ(read(Demo::SUB_ANALOGUE_INPUT), 10 * Demo::ANALOGUE_STEP);
 }
 
@@ -224,9 +225,9 @@ TEST(DemoApplicationWithPeer, AsksThePeerAfterTheBootUp) {
   Demo application(*KQ::KQDEI::instance(), console, 6);
   node.init();
   application.bind(node.canopen());
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   EXPECT_EQ(node.cycle(), test::Frames{"606#40 00 20 02 00 00 00 00"});
 }
 
@@ -279,7 +280,7 @@ protected:
     test::Frames frames;
     for (unsigned int i = 0; i < steps; ++i) {
       node.clock.advance(Demo::STEP_MS);
-      application.update();
+      application.update(KQ::KQTick::getTickCount());
       for (const std::string& frame : node.cycle()) {
         frames.push_back(frame);
       }
@@ -376,7 +377,7 @@ TEST(DemoApplicationClock, StepsGoOnAcrossTheWrapOfTheClock) {
   std::ostringstream console;
   panel::DemoApplication application(*KQ::KQDEI::instance(), console, std::nullopt);
   clock.advance(Demo::STEP_MS);
-  application.update();
+  application.update(KQ::KQTick::getTickCount());
   int value = 0;
   KQ::KQDEI::instance()->getVariableValue(Demo::MACHINE, Demo::SUB_ANALOGUE_INPUT, &value);
   EXPECT_EQ(value, Demo::ANALOGUE_STEP);

@@ -1,11 +1,11 @@
 // What this file covers:
-//   addVariable        | null, new, initial value and validity, taken key, taking over, many variables | functional,
-//   robustness getVariableValue   | integer, text, null, other storage type, unknown, invalid                    |
-//   functional, robustness setVariableValue   | storing, validity, report or none, forwarding to the owner |
-//   functional, robustness forceSet...        | name of the owner by address and by text, another name, no owner |
-//   functional owners             | pointer, name, an owner that goes                                            |
-//   functional descriptions       | length, sign, copy of the map                                                |
-//   functional
+//   addVariable       | null, new, initial value and validity, taken key, taking over, many  | functional, robustness
+//   getVariableValue  | integer, text, null, other storage type, unknown, invalid            | functional, robustness
+//   setVariableValue  | storing, validity, report or none, forwarding to the owner           | functional
+//   forceSet...       | name of the owner by address and by text, another name, no owner     | functional, robustness
+//   owners            | pointer, name, an owner that goes                                    | functional
+//   descriptions      | length, sign, copy of the map                                        | functional
+//   findVariable      | value, reports, validity, text, owner, forgotten, coming back         | functional, robustness
 #include "KQDEI.h"
 
 #include <gtest/gtest.h>
@@ -538,6 +538,96 @@ TEST_F(VariableStore, ListenerMayUseTheStore) {
   EXPECT_EQ(43, busy.seen());
   EXPECT_EQ("from listener", text(textSub));
   EXPECT_TRUE(dei_->isValid(index, 30));
+}
+
+// ---- a variable that was found once and kept
+
+TEST_F(VariableStore, FindsNoVariableThatIsNotThere) {
+  EXPECT_EQ(nullptr, dei_->findVariable(index, unknownSub));
+}
+
+TEST_F(VariableStore, KeptVariableHasTheValueOfTheStore) {
+  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  dei_->setVariableValue(index, integerSub, 7, false, false);
+  int value = 0;
+  EXPECT_EQ(0, kept->getVariableValue(&value));
+  EXPECT_EQ(7, value);
+  EXPECT_EQ(0, kept->setVariableValue(8, false));
+  EXPECT_EQ(8, integer(integerSub));
+}
+
+TEST_F(VariableStore, KeptVariableReportsAChangeOnce) {
+  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  kept->setVariableValue(9, true);
+  kept->setVariableValue(9, true);
+  kept->setVariableValue(10, false);
+  expectOneReport(KQ_SIGNAL_VARIABLE_CHANGED, integerSub, 9);
+}
+
+TEST_F(VariableStore, KeptVariableTellsOfItsInvalidValue) {
+  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  dei_->markValueAsInvalid(index, integerSub, true);
+  int value = 0;
+  EXPECT_EQ(12, kept->getVariableValue(&value));
+  EXPECT_EQ(42, value);
+  kept->setVariableValue(42, true);
+  EXPECT_EQ(0, kept->getVariableValue(&value));
+}
+
+TEST_F(VariableStore, KeptTextIsNoNumber) {
+  KQStoredVariable* const kept = dei_->findVariable(index, textSub);
+  int value = 3;
+  EXPECT_EQ(20, kept->getVariableValue(&value));
+  EXPECT_EQ(3, value);
+  EXPECT_EQ(20, kept->setVariableValue(1, false));
+}
+
+TEST_F(VariableStore, KeptVariableKnowsItsOwner) {
+  KQStoredVariable* const kept = dei_->findVariable(index, ownedSub);
+  EXPECT_EQ(&owner_, kept->getVariableOwnerPointer());
+  EXPECT_EQ(0, kept->forceSetVariableValue(5, owner_.getOwnerName(), false));
+  EXPECT_EQ(0, kept->forceSetVariableValue(6, "node5", false));
+  EXPECT_EQ(6, integer(ownedSub));
+  EXPECT_EQ(30, kept->forceSetVariableValue(7, "node6", false));
+  EXPECT_EQ(6, integer(ownedSub));
+  dei_->removeOwner(&owner_);
+  EXPECT_EQ(nullptr, kept->getVariableOwnerPointer());
+  EXPECT_EQ(30, kept->forceSetVariableValue(7, "node5", false));
+}
+
+TEST_F(VariableStore, KeptVariableThatWasForgottenIsNotThere) {
+  KQStoredVariable* const kept = dei_->findVariable(index, ownedSub);
+  dei_->clear();
+  int value = 3;
+  EXPECT_EQ(23, kept->getVariableValue(&value));
+  EXPECT_EQ(3, value);
+  EXPECT_EQ(23, kept->setVariableValue(1, true));
+  EXPECT_EQ(23, kept->forceSetVariableValue(1, "node5", true));
+  EXPECT_EQ(nullptr, kept->getVariableOwnerPointer());
+  EXPECT_EQ(nullptr, dei_->findVariable(index, ownedSub));
+}
+
+TEST_F(VariableStore, ForgottenVariableIsNotThereForAnyOperation) {
+  dei_->clear();
+  int value = 0;
+  EXPECT_EQ(23, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(23, dei_->setVariableValue(index, textSub, std::string("a"), true, false));
+  EXPECT_EQ(23, dei_->markValueAsInvalid(index, integerSub, true));
+  EXPECT_FALSE(dei_->isValid(index, integerSub));
+  EXPECT_EQ(0, dei_->getVariableLength(static_cast<unsigned int>(index) << 16 | integerSub));
+  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, ownedSub));
+}
+
+TEST_F(VariableStore, ForgottenVariableThatComesBackStartsAfresh) {
+  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  kept->setVariableValue(7, false);
+  dei_->markValueAsInvalid(index, integerSub, true);
+  dei_->clear();
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, nullptr, 11));
+  int value = 0;
+  EXPECT_EQ(0, kept->getVariableValue(&value));
+  EXPECT_EQ(11, value);
+  EXPECT_EQ(kept, dei_->findVariable(index, integerSub));
 }
 
 }  // namespace

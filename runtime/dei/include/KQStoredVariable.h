@@ -1,0 +1,118 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "KQErrorCodes.h"
+#include "KQSignal.h"
+#include "KQVariableStorageType.h"
+
+namespace KQ {
+
+class KQSignalListener;
+class KQVariableOwner;
+
+/// A variable as the store keeps it, for those who use one often: found once (KQDEI::findVariable) and kept, it is read
+/// and written without a look-up. Each operation does what the one of the same name in KQDEI does for the variable,
+/// with the same results; the store never moves or deletes it. When the store forgets the variable, the results are
+/// those of a variable that does not exist, until it is added again. Any thread.
+class KQStoredVariable {
+public:
+  KQStoredVariable(const KQStoredVariable&) = delete;
+  KQStoredVariable& operator=(const KQStoredVariable&) = delete;
+
+  int getVariableValue(int* value) const {
+    if (!holds(STORAGE_TYPE_INTEGER)) {
+      return codeOfOther();
+    }
+    const bool isInvalid = isMarkedInvalid();
+    *value = value_.load(std::memory_order_relaxed);
+    return isInvalid ? KQ_VALUE_INVALID : KQ_OK;
+  }
+
+  /// Without forwarding to the owner.
+  int setVariableValue(int value, bool notify) {
+    if (!holds(STORAGE_TYPE_INTEGER)) {
+      return codeOfOther();
+    }
+    assign(value, notify);
+    return KQ_OK;
+  }
+
+  /// Without forwarding to the owner.
+  int forceSetVariableValue(int value, const std::string& ownerName, bool notify) {
+    return isOwnedBy(ownerName) ? setVariableValue(value, notify) : codeOfStranger();
+  }
+
+  KQVariableOwner* getVariableOwnerPointer() const {
+    const Ownership* const ownership = getOwnership();
+    return ownership != nullptr ? ownership->owner : nullptr;
+  }
+
+private:
+  friend class KQDEI;
+
+  /// An owner as the store knows it. It never changes and is kept until KQDEI::clear(), so that it can be read without
+  /// asking whether the owner still lives.
+  struct Ownership {
+    explicit Ownership(KQVariableOwner* theOwner);
+
+    KQVariableOwner* const owner;
+    const std::string* const nameAddress;  ///< where the owner keeps its name; compared, never read
+    const std::string name;
+  };
+
+  /// Null when nobody listens.
+  using Listeners = std::atomic<const std::vector<KQSignalListener*>*>;
+
+  /// The storage type of a variable that the store has forgotten.
+  static constexpr auto FORGOTTEN = static_cast<KQVariableStorageType>(-1);
+
+  explicit KQStoredVariable(const Listeners& listeners) : listeners_(listeners) {}
+  ~KQStoredVariable() = default;
+
+  bool holds(KQVariableStorageType type) const { return storageType_.load(std::memory_order_relaxed) == type; }
+  /// Why a variable that is not of the wanted type is refused.
+  int codeOfOther() const;
+
+  const Ownership* getOwnership() const { return ownership_.load(std::memory_order_acquire); }
+  bool isOwnedBy(const std::string& ownerName) const {
+    const Ownership* const ownership = getOwnership();
+    return ownership != nullptr && (&ownerName == ownership->nameAddress || isNamed(*ownership, ownerName));
+  }
+  /// Apart, so that the comparison of texts does not weigh on an owner that passes its own string.
+  static bool isNamed(const Ownership& ownership, const std::string& ownerName);
+  /// Why one is refused who is not the owner.
+  int codeOfStranger() const;
+
+  /// A writer stores the value first and the validity after it, a reader goes the other way round: who sees that a
+  /// value became valid sees that value or a later one.
+  bool isMarkedInvalid() const { return invalid_.load(std::memory_order_acquire); }
+  void markInvalid(bool isInvalid) { invalid_.store(isInvalid, std::memory_order_release); }
+
+  void assign(int value, bool notify) {
+    const int previous = value_.exchange(value, std::memory_order_acq_rel);
+    markInvalid(false);
+    if (notify && previous != value) {
+      report(KQ_SIGNAL_VARIABLE_CHANGED, static_cast<unsigned int>(value));
+    }
+  }
+
+  /// Tells the listeners, if there are any.
+  void report(int code, unsigned int number) const {
+    if (listeners_.load(std::memory_order_relaxed) != nullptr) {
+      tellListeners(code, number);
+    }
+  }
+  /// Apart, so that a write that nobody listens to has no signal on its stack.
+  void tellListeners(int code, unsigned int number) const;
+
+  std::atomic<int> value_{0};
+  std::atomic<bool> invalid_{false};
+  std::atomic<KQVariableStorageType> storageType_{STORAGE_TYPE_UNDEFINED};
+  std::atomic<const Ownership*> ownership_{nullptr};
+  const Listeners& listeners_;
+};
+
+}  // namespace KQ
