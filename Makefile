@@ -57,7 +57,7 @@ bench bench-update:
 
 bench-check:
 	@scripts/setup.sh bench
-	$(call timed,build for bench,$(call build,bench,tavo-bench tavo-turn))
+	$(call timed,build for bench,$(call build,bench,tavo-bench tavo-turn kqapi_canopen_plain))
 	$(call timed,bench-check,JOBS=$(JOBS) bench/run --check build/bench)
 
 bench-growth:

@@ -18,26 +18,29 @@ OWN_LIBRARY = re.compile(r"/libKQAPI_\w+\.so$")
 Instructions = collections.namedtuple("Instructions", "own total")
 
 
-def output_of(*command):
-    result = subprocess.run(command, capture_output=True, text=True)
+def output_of(*command, libraries=None):
+    """libraries: a folder in which a program finds libraries before it looks in its own."""
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(libraries)} if libraries else None
+    result = subprocess.run(command, capture_output=True, text=True, env=environment)
     if result.returncode != 0:
         sys.exit(f"{' '.join(command)}\n{result.stderr}")
     return result.stdout
 
 
-def instructions(command, count, *options, within=None):
+def instructions(command, count, *options, within=None, libraries=None):
     """Instructions of one operation.
 
     within: a pattern of functions; only what runs between their call and their return is counted.
     """
-    once, twice = (count_once([*command, str(number), *options], within) for number in (count, 2 * count))
+    once, twice = (count_once([*command, str(number), *options], within, libraries) for number in (count, 2 * count))
     return Instructions(*((b - a) / count for a, b in zip(once, twice)))
 
 
-def count_once(command, within):
+def count_once(command, within, libraries):
     with tempfile.NamedTemporaryFile("r", prefix="tavo-callgrind-") as file:
         selection = [f"--toggle-collect={within}"] if within else []
-        output_of("valgrind", "--tool=callgrind", f"--callgrind-out-file={file.name}", *selection, *map(str, command))
+        output_of("valgrind", "--tool=callgrind", f"--callgrind-out-file={file.name}", *selection, *map(str, command),
+                  libraries=libraries)
         by_object = costs_by_object(file)
     own = sum(cost for name, cost in by_object.items() if OWN_LIBRARY.search(name))
     return Instructions(own, sum(by_object.values()))

@@ -44,6 +44,10 @@ function(tavo_shared_library target output_name include_dir)
   else()
     target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
   endif()
+endfunction()
+
+# tavo_install_library(TARGET INCLUDE_DIR): the library goes into an installation, with its headers.
+function(tavo_install_library target include_dir)
   install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(DIRECTORY ${include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen FILES_MATCHING PATTERN "*.h")
 endfunction()

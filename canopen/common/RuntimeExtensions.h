@@ -11,9 +11,11 @@
 namespace KQ {
 
 /// What a runtime may offer beyond the operations that every runtime has. Where it does, it is used; where it does not,
-/// the node does the same at a higher cost. This file is the only one that knows of such operations.
+/// the node does the same at a higher cost. This file is the only one that knows of such operations. The benchmark
+/// builds the stack also without them, to show what they pay.
 namespace extension {
 
+#ifndef TAVO_NO_RUNTIME_EXTENSIONS
 template <typename EndPoint, typename Filter>
 Filter filterOf(void (EndPoint::*)(const Filter*));
 
@@ -43,6 +45,7 @@ auto lacksReceptionFilter(const EndPoint& endPoint, const KQFrameDispatch& dispa
     -> decltype(endPoint.hasReceptionFilter()) {
   return !dispatch.servesEveryFrame() && !endPoint.hasReceptionFilter();
 }
+#endif
 
 /// Without them every frame is read and declined.
 template <typename EndPoint>
@@ -72,6 +75,7 @@ private:
   const unsigned char subIndex;
 };
 
+#ifndef TAVO_NO_RUNTIME_EXTENSIONS
 /// The same with a store that hands the variable out, which then stands in the object's entry.
 ///
 /// Asks for KQStoredVariable* KQDEI::findVariable(index, sub-index), null when there is none. What it gives out has the
@@ -102,6 +106,7 @@ public:
 private:
   decltype(std::declval<Store&>().findVariable(0, 0)) variable;
 };
+#endif
 
 }  // namespace extension
 
