@@ -9,11 +9,10 @@
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 
 #include "SDOServerFixture.h"
+#include "TestSeed.h"
 
 namespace {
 
@@ -21,9 +20,7 @@ using test::Frames;
 
 class SDOServerRobustness : public test::SDOServerFixture {
 protected:
-  SDOServerRobustness() : seed(chooseSeed()), random(seed) {
-    std::printf("seed %u\n", seed);  // standard output of C is not captured
-    RecordProperty("seed", std::to_string(seed));
+  SDOServerRobustness() : random(test::chooseSeed()) {
     addChannel(0x1201, 0x612, 0x592);
     addChannel(0x1202, 0x613, static_cast<int>(0x80000593));
     addOwnNumber(0x2001, 1, 8, true);
@@ -92,14 +89,7 @@ protected:
     node.output.takeErrors();
   }
 
-  unsigned int seed;
-
 private:
-  static unsigned int chooseSeed() {
-    const char* given = std::getenv("TAVO_TEST_SEED");
-    return given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 0)) : std::random_device()();
-  }
-
   std::mt19937 random;
 };
 
