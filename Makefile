@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy sanitize thread-sanitize clean
+.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy soak sanitize thread-sanitize clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -39,6 +39,7 @@ help:
 	@echo "make tidy                      run clang-tidy over the sources"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
 	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
+	@echo "make soak [SEED=1 DAYS=30]     random tests with a fresh seed; a network for a month, ten thousand lives of a node"
 	@echo "make clean                     remove everything that was built"
 
 # The panel is started here, so that files named in ARGS are found, and leaves the DCFs of its node here. Only its own
@@ -107,6 +108,19 @@ tidy:
 	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
 	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
+
+# Fresh random numbers, which are printed; SEED=... takes others. DAYS, LIVES and SYNCS: how much of the rest.
+SEED ?= $(shell od -An -N4 -tu4 /dev/urandom | tr -d ' ')
+DAYS ?= 30
+LIVES ?= 10000
+SYNCS ?= 1000
+soak:
+	@scripts/setup.sh bench test
+	@cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
+	$(call timed,build for soak,$(call build,release,all))
+	@echo "== SEED=$(SEED)"
+	@TAVO_TEST_SEED=$(SEED) TAVO_TEST_OPERATIONS=1000000 TAVO_SOAK_DAYS=$(DAYS) TAVO_SOAK_LIVES=$(LIVES) \
+	  TAVO_SOAK_SYNCS=$(SYNCS) ctest --preset release -j $(JOBS) --timeout 3600 -R 'Random|Robustness|Packing|MappingObject|^soak[.]'
 
 sanitize:
 	@scripts/setup.sh test
