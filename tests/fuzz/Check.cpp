@@ -1,5 +1,7 @@
 #include "Check.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -7,9 +9,12 @@ namespace fuzz {
 
 namespace {
 
+/// A standard error of its own: libFuzzer may be told to close the one of the target, which prints at its will.
+const int report = dup(STDERR_FILENO);
+
 /// Reports at the end of the program, as libFuzzer reports its own figures.
 struct FrameCounter {
-  ~FrameCounter() { std::fprintf(stderr, "stat::number_of_frames: %llu\n", count); }
+  ~FrameCounter() { dprintf(report, "stat::number_of_frames: %llu\n", count); }
   unsigned long long count = 0;
 };
 
@@ -19,14 +24,14 @@ FrameCounter frames;
 
 void require(bool condition, const char* what) {
   if (!condition) {
-    std::fprintf(stderr, "FUZZ: %s\n", what);
+    dprintf(report, "FUZZ: %s\n", what);
     std::abort();
   }
 }
 
 void require(bool condition, const char* what, unsigned int number) {
   if (!condition) {
-    std::fprintf(stderr, "FUZZ: %s: %u (0x%x)\n", what, number, number);
+    dprintf(report, "FUZZ: %s: %u (0x%x)\n", what, number, number);
     std::abort();
   }
 }
@@ -36,11 +41,11 @@ void trace(const KQ::KQCANMessage& message, const char* what, unsigned int tick)
   if (!isWanted) {
     return;
   }
-  std::fprintf(stderr, "%u %s %03X#", tick, what, message.identifier);
+  dprintf(report, "%u %s %03X#", tick, what, message.identifier);
   for (unsigned int i = 0; i < message.length && i < sizeof message.data; ++i) {
-    std::fprintf(stderr, " %02X", static_cast<unsigned int>(message.data[i]));
+    dprintf(report, " %02X", static_cast<unsigned int>(message.data[i]));
   }
-  std::fprintf(stderr, "\n");
+  dprintf(report, "\n");
 }
 
 void countFrame() {
