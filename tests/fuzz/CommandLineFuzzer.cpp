@@ -1,10 +1,12 @@
 // Any command line, one argument a line: it is refused in one line, or every option is in its range. The same text is
 // tried as the URI of a port.
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "Check.h"
+#include "Input.h"
 #include "KQEndPointFactory.h"
 #include "PanelError.h"
 #include "PanelOptions.h"
@@ -12,16 +14,28 @@
 namespace {
 
 constexpr std::size_t MOST_ARGUMENTS = 32;
+constexpr const char* NUMBERS[] = {"--node-id", "--heartbeat", "--sdo-timeout", "--peer", "--cycle"};
+constexpr unsigned char FIRST_CONTROL = 0xF8;
 
-std::vector<std::string> splitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::size_t begin = 0;
-  while (begin < text.size() && lines.size() < MOST_ARGUMENTS) {
-    const std::size_t end = text.find('\n', begin);
-    lines.push_back(text.substr(begin, end - begin));
-    begin = end == text.npos ? text.size() : end + 1;
+/// Texts up to a byte from 0xF8 on, which names an option with a number: texts alone would hardly ever come across the
+/// ends of its range.
+std::vector<std::string> readArguments(fuzz::Input& input) {
+  std::vector<std::string> found(1);
+  while (!input.isEmpty() && found.size() < MOST_ARGUMENTS) {
+    const unsigned char byte = input.byte();
+    if (byte >= FIRST_CONTROL && byte - FIRST_CONTROL < 5) {
+      const unsigned int number = input.word() | (input.byte() & 1U) << 16;
+      found.emplace_back(NUMBERS[byte - FIRST_CONTROL]);
+      found.push_back(std::to_string(static_cast<int>(number) - 100));
+      found.emplace_back();
+    } else if (byte == '\n') {
+      found.emplace_back();
+    } else {
+      found.back() += static_cast<char>(byte);
+    }
   }
-  return lines;
+  found.erase(std::remove(found.begin(), found.end(), std::string()), found.end());
+  return found;
 }
 
 panel::PanelOptions parse(const std::vector<std::string>& arguments) {
@@ -59,7 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data), size);
   checkURI(text);
   try {
-    const panel::PanelOptions options = parse(splitLines(text));
+    fuzz::Input input(data, size);
+    const panel::PanelOptions options = parse(readArguments(input));
     if (options.information.empty()) {
       checkOptions(options);
     }
