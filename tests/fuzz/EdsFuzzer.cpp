@@ -1,10 +1,17 @@
-// Any text as an EDS: it is refused in one line that names the file, or every object of it is one that a node can have.
+// Any text as an EDS: it is refused in one line that names the file, or every object of it is one that a node can have,
+// and the node that has them describes itself.
 #include <cstdint>
 #include <string>
 
 #include "Check.h"
 #include "EdsApplication.h"
+#include "KQCANopen.h"
+#include "KQCANopenObjectDictionary.h"
+#include "KQDEI.h"
+#include "KQErrorCodes.h"
+#include "KQVariableEventDispatcher.h"
 #include "PanelError.h"
+#include "Surroundings.h"
 #include "TextFile.h"
 
 namespace {
@@ -47,6 +54,27 @@ void checkObject(const panel::EdsApplication::Object& object) {
   }
 }
 
+/// Binds the objects to a node and lets it describe itself. That description is read as an EDS, too.
+void bindToNode(panel::EdsApplication& application) {
+  const fuzz::Surroundings surroundings(1000);
+  KQ::KQDEI::instance()->clear();
+  KQ::KQVariableEventDispatcher::instance()->clear();
+  KQ::KQCANopen node("node");
+  node.create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), 1, nullptr);
+  node.setNodeID(NODE_ID);
+  fuzz::require(node.init() == KQ::KQ_OK, "the node cannot be built");
+  application.bind(node);
+  for (const panel::EdsApplication::Object& object : application.getObjects()) {
+    fuzz::require(node.getObjectDictionary()->objectExists(object.index), "an object was not bound", object.index);
+  }
+  fuzz::require(node.getObjectDictionary()->storeParameters("tavo.dcf") == KQ::KQ_OK, "no description was written");
+  try {
+    panel::EdsApplication("tavo.dcf", NODE_ID);
+  } catch (const panel::PanelError&) {
+    // Names may be longer than the reader's lines, for one.
+  }
+}
+
 void checkError(const std::string& message, const std::string& fileName) {
   fuzz::require(message.rfind(fileName, 0) == 0, "an error that does not name the file");
   fuzz::require(message.find('\n') == std::string::npos, "an error of more than one line");
@@ -58,13 +86,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static fuzz::TextFile file;
   file.write(std::string(reinterpret_cast<const char*>(data), size));
   try {
-    const panel::EdsApplication application(file.getName(), NODE_ID);
+    panel::EdsApplication application(file.getName(), NODE_ID);
     int last = -1;
     for (const panel::EdsApplication::Object& object : application.getObjects()) {
       fuzz::require(object.index > last, "objects out of order", object.index);
       last = object.index;
       checkObject(object);
     }
+    bindToNode(application);
   } catch (const panel::PanelError& error) {
     checkError(error.what(), file.getName());
   }

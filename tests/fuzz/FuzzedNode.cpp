@@ -15,6 +15,7 @@
 #include "KQSignal.h"
 #include "KQVariable.h"
 #include "KQVariableEventDispatcher.h"
+#include "SDOPartner.h"
 #include "Sequence.h"
 #include "Surroundings.h"
 
@@ -29,8 +30,6 @@ constexpr unsigned int COB_ID_HEARTBEAT = 0x700;
 constexpr unsigned int SDO_REQUESTS = 0x600;
 constexpr unsigned int SDO_RESPONSES = 0x580;
 
-/// A frame that ends a segmented download is confirmed, and may be followed by the abort that says why it failed.
-constexpr std::size_t ANSWERS_TO_A_FRAME = 2;
 /// Frames that one operation may let out: all TPDOs over and over, as their counters set them off, but with an end.
 constexpr std::size_t MOST_FRAMES = 20000;
 
@@ -47,6 +46,13 @@ constexpr int BIT_LENGTHS[NUMBERS] = {8, 16, 24, 32, 1, 12, 8, 32};
 KQ::KQVariable makeNumber(unsigned short index, unsigned char subIndex) {
   return {
       index, subIndex, "number", KQ::STORAGE_TYPE_INTEGER, BIT_LENGTHS[(subIndex - 1) % NUMBERS], subIndex % 2 == 0};
+}
+
+/// A segment that ends a download is confirmed, and the abort that says why the write failed may follow. Everything
+/// else has one answer at most.
+std::size_t mostAnswersTo(const KQ::KQCANMessage& message) {
+  const bool isLastSegment = message.data[0] >> 5 == 0 && (message.data[0] & 1U) != 0;
+  return isLastSegment ? 2 : 1;
 }
 
 int limitOf(const KQ::KQVariable& variable, bool isHighest) {
@@ -90,6 +96,8 @@ FuzzedNode::FuzzedNode(Input& input) : bytesBefore(__sanitizer_get_current_alloc
   node = std::make_unique<KQ::KQCANopen>("node");
   node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr);
   node->setNodeID(NODE_ID);
+  lastOfClient.identifier = SDO_REQUESTS + REMOTE_NODE;
+  lastOfServer.identifier = SDO_RESPONSES + NODE_ID;
   const unsigned char options = input.byte();
   for (int option = 0; option < KQ::KQCANopen::OPTION_COUNT; ++option) {
     node->setOption(option, (options >> option & 1) != 0);
@@ -192,10 +200,11 @@ void FuzzedNode::addPDOs(unsigned char seed) {
 
 void FuzzedNode::addMapping(Input& input, unsigned short number, KQ::KQCANopenPDOType type) {
   constexpr unsigned short OBJECTS[] = {APPLICATION_NUMBERS, OWN_NUMBERS, REMOTE_NUMBERS, APPLICATION_NUMBERS,
-                                        OWN_NUMBERS,         OWN_NUMBERS, 0x0005,         APPLICATION_NUMBERS};
+                                        OWN_NUMBERS,         OWN_TEXT,    0x0005,         APPLICATION_TEXT};
   const unsigned char choice = input.byte();
   const unsigned short index = OBJECTS[choice & 7U];
-  const auto subIndex = static_cast<unsigned short>(index < 0x1000 ? 0 : (choice >> 3 & 7U) + 1U);
+  const bool isRecord = index == APPLICATION_NUMBERS || index == OWN_NUMBERS || index == REMOTE_NUMBERS;
+  const auto subIndex = static_cast<unsigned short>(isRecord ? (choice >> 3 & 7U) + 1U : 0U);
   // Two in four as long as the object, the others of any length.
   const int bits = choice < 0x80 ? BIT_LENGTHS[choice >> 3 & 7U] : input.byte() % 65;
   if (bits > 0) {
@@ -236,7 +245,23 @@ void FuzzedNode::receive(const KQ::KQCANMessage& message) {
     KQ::KQCANMessage rest;
     require(port->readMessage(rest) == KQ::KQ_NO_DATA, "a frame was left at the port");
   }
-  checkSent(isForChannel && !isStopped ? ANSWERS_TO_A_FRAME : 0);
+  checkSent(isForChannel && !isStopped ? mostAnswersTo(message) : 0);
+}
+
+void FuzzedNode::continueTransfer(Input& input) {
+  if ((input.byte() & 1U) == 0) {
+    receive(SDOPartner::answer(lastOfClient, input));
+  } else {
+    receive(SDOPartner::goOn(lastOfServer, input));
+  }
+}
+
+void FuzzedNode::noteTransfer(const KQ::KQCANMessage& message) {
+  if (message.identifier == SDO_REQUESTS + REMOTE_NODE || message.identifier == SDO_REQUESTS + REMOTE_NODE + 1) {
+    lastOfClient = message;
+  } else if (message.identifier == SDO_RESPONSES + NODE_ID || message.identifier == SDO_RESPONSES + 0x20) {
+    lastOfServer = message;
+  }
 }
 
 void FuzzedNode::advance(unsigned int milliseconds) {
@@ -375,6 +400,7 @@ void FuzzedNode::checkSent(std::size_t mostSDOFrames) {
   std::size_t sdoFrames = 0;
   for (const SentFrame& sent : port->sent) {
     checkFrame(sent, sdoFrames);
+    noteTransfer(sent.message);
   }
   require(sdoFrames <= mostSDOFrames, "SDO frames that nobody asked for", static_cast<unsigned int>(sdoFrames));
   port->sent.clear();

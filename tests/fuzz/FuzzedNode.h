@@ -56,6 +56,8 @@ public:
 
   /// Lets a frame arrive at the port and the node drain it.
   void receive(const KQ::KQCANMessage& message);
+  /// Lets the remote server answer what the node's client has sent last, or a master go on with an upload.
+  void continueTransfer(Input& input);
   void advance(unsigned int milliseconds);
   void cycle();
   void configure(Input& input);
@@ -79,6 +81,7 @@ private:
   void learnIdentifiers();
   void checkSent(std::size_t mostSDOFrames);
   void checkFrame(const SentFrame& sent, std::size_t& sdoFrames) const;
+  void noteTransfer(const KQ::KQCANMessage& message);
   bool isOwnHeartbeat(const SentFrame& sent) const;
   bool isForSDO(const KQ::KQCANMessage& message) const;
 
@@ -95,6 +98,8 @@ private:
   std::bitset<0x800> pdos;            ///< identifiers that TPDOs have had
   std::bitset<0x800> sdoSent;         ///< identifiers that SDO channels may send on
   std::bitset<0x800> sdoReceived;     ///< and receive on
+  KQ::KQCANMessage lastOfClient;
+  KQ::KQCANMessage lastOfServer;
   std::size_t bytesBefore;
   std::size_t operations = 0;
 };

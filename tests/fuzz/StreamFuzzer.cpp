@@ -59,7 +59,6 @@ private:
         receiveAnyFrame();
         break;
       case 1:
-      case 2:
         receiveServedFrame();
         break;
       case 3:
@@ -71,6 +70,9 @@ private:
         break;
       case 6:
         sendText();
+        break;
+      case 2:
+        node.continueTransfer(input);
         break;
       case 7:
         receiveNMTCommand();
@@ -179,7 +181,7 @@ private:
   void receiveBurst() {
     const unsigned char kind = input.byte();
     fuzz::Sequence sequence(input.word());
-    for (unsigned int count = 4U * input.byte(); count > 0 && frames < MOST_FRAMES; --count) {
+    for (unsigned int count = 16U * input.byte(); count > 0 && frames < MOST_FRAMES; --count) {
       const unsigned int any = sequence.byte() | static_cast<unsigned int>(sequence.byte()) << 8;
       const unsigned int identifier = kind % 4 == 0 ? any & 0x7FFU : SERVED[(kind / 4U + any % (kind % 4U)) % 16U];
       KQ::KQCANMessage message = makeFrame(identifier, (any >> 11) % 9U);
