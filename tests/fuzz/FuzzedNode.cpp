@@ -25,6 +25,7 @@ namespace {
 
 constexpr unsigned int PORT = 88;
 constexpr const char* CHANNEL = "remote";
+constexpr unsigned short MISSING_OBJECT = 0x2300;
 constexpr unsigned int HIGHEST_IDENTIFIER = 0x7FF;
 constexpr unsigned int COB_ID_HEARTBEAT = 0x700;
 constexpr unsigned int SDO_REQUESTS = 0x600;
@@ -103,12 +104,17 @@ FuzzedNode::FuzzedNode(Input& input) : bytesBefore(__sanitizer_get_current_alloc
     node->setOption(option, (options >> option & 1) != 0);
   }
   node->setHeartbeatProducerTime(input.byte() * 8);
+  build(input.byte());
+}
+
+/// The first time, or anew.
+void FuzzedNode::build(unsigned char seed) {
+  parameters.clear();
   require(node->init() == KQ::KQ_OK, "the node cannot be built");
   require(port != nullptr, "the node has opened no port");
   node->getApplicationVariables();
   addOwnVariables();
   addChannels();
-  const unsigned char seed = input.byte();
   addPDOs(seed);
   node->addHeartbeatConsumer(REMOTE_NODE, 200);
   node->addHeartbeatConsumer(REMOTE_NODE + 1, 50);
@@ -283,13 +289,16 @@ void FuzzedNode::configure(Input& input) {
   const auto number = static_cast<unsigned short>(input.below(PDOS));
   const auto type = static_cast<KQ::KQCANopenPDOType>(choice >> 7);
   const auto index = static_cast<unsigned short>((type == KQ::PDO_TYPE_RECEIVE ? 0x1400 : 0x1800) + number);
-  switch (choice % 10) {
+  switch (choice % 11) {
     case 0:
       node->addPDO(type, number, 0x181U + input.word() % 0x380U, input.byte(), input.byte(), input.byte(),
                    (choice & 0x40) != 0, &application);
       break;
     case 1:
       addMapping(input, number, type);
+      break;
+    case 9:
+      node->addPDOMapping(number, type, MISSING_OBJECT, 1, 8);
       break;
     case 2:
       node->setPDOAction(number, type, static_cast<int>(input.below(4)),
@@ -359,7 +368,7 @@ void FuzzedNode::writeVariable(Input& input) {
 
 void FuzzedNode::control(Input& input) {
   const unsigned char choice = input.byte();
-  switch (choice % 6) {
+  switch (choice % 7) {
     case 0:
       node->setPaused((choice & 0x40) != 0);
       break;
@@ -374,6 +383,9 @@ void FuzzedNode::control(Input& input) {
       break;
     case 4:
       node->getApplicationVariables();
+      break;
+    case 5:
+      build(input.byte());
       break;
     default:
       node->setPaused(false);

@@ -73,6 +73,7 @@ public:
   void check();
 
 private:
+  void build(unsigned char seed);
   void addApplicationVariables();
   void addOwnVariables();
   void addChannels();
