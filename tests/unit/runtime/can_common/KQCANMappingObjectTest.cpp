@@ -726,10 +726,8 @@ TEST(MappingObject, MovesBitsLikeTheReference) {
 }
 
 TEST(MappingObject, MovesOverlappingRecordsInTheirOrderLikeTheReference) {
-  const std::uint32_t seed = std::random_device{}();
-  RecordProperty("seed", std::to_string(seed));
+  const std::uint32_t seed = test::chooseSeed();
   SCOPED_TRACE("seed " + std::to_string(seed));
-  std::printf("seed %u\n", seed);
   std::mt19937 random(seed);
   const auto number = [&](unsigned int bound) { return static_cast<unsigned int>(random()) % bound; };
 
