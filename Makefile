@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy soak sanitize thread-sanitize clean
+.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -40,6 +40,8 @@ help:
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
 	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
 	@echo "make soak [SEED=1 DAYS=30]     random tests with a fresh seed; a network for a month, ten thousand lives of a node"
+	@echo "make fuzz [SECONDS=60] [TARGET=stream]  try new inputs for that long for each target, or for one"
+	@echo "make fuzz-smoke                the inputs that are kept, and the same few thousand more every time"
 	@echo "make clean                     remove everything that was built"
 
 # The panel is started here, so that files named in ARGS are found, and leaves the DCFs of its node here. Only its own
@@ -131,6 +133,18 @@ thread-sanitize:
 	@scripts/setup.sh test
 	$(call timed,build for thread-sanitize,$(call build,thread-sanitize,node_tests))
 	@ctest --preset thread-sanitize -L '^node$$' -j $(JOBS)
+
+# SECONDS is a variable of the shell as well, which begins with what stands here.
+fuzz: SECONDS ?= 60
+fuzz:
+	@scripts/setup.sh fuzz
+	$(call timed,build for fuzz,$(call build,fuzz,fuzz_targets))
+	@tests/fuzz/run --jobs $(JOBS) long $(SECONDS) $(TARGET)
+
+fuzz-smoke:
+	@scripts/setup.sh fuzz
+	$(call timed,build for fuzz,$(call build,fuzz,fuzz_targets))
+	$(call timed,fuzz-smoke,tests/fuzz/run --jobs $(JOBS) smoke)
 
 clean:
 	@rm -rf build

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <limits>
 
 #include "PanelError.h"
 
@@ -55,15 +56,16 @@ bool removeNodeID(std::string& text) {
   return true;
 }
 
-std::optional<EdsFile::Number> parseNumber(const std::string& text) {
+// @param offset 0 to 127, added to the number
+std::optional<EdsFile::Number> parseNumber(const std::string& text, int offset) {
   const char* const begin = text.c_str();
   char* end = nullptr;
   errno = 0;
   const long long value = std::strtoll(begin, &end, 0);
-  if (end == begin || *end != '\0' || errno != 0) {
+  if (end == begin || *end != '\0' || errno != 0 || value > std::numeric_limits<long long>::max() - offset) {
     return std::nullopt;
   }
-  return EdsFile::Number{value, text.rfind("0X", 0) == 0};
+  return EdsFile::Number{value + offset, text.rfind("0X", 0) == 0};
 }
 
 }  // namespace
@@ -90,12 +92,9 @@ std::optional<EdsFile::Number> EdsFile::getNumber(const std::string& section, co
   }
   std::string digits = withoutBlanksInUpperCase(text);
   const bool dependsOnNode = removeNodeID(digits);
-  std::optional<Number> number = parseNumber(digits);
+  const std::optional<Number> number = parseNumber(digits, dependsOnNode ? nodeID : 0);
   if (!number) {
     fail(section, key, "'" + text + "' is not a number");
-  }
-  if (dependsOnNode) {
-    number->value += nodeID;
   }
   return number;
 }

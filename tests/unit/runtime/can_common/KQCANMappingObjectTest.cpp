@@ -6,8 +6,8 @@
 //   functional, robustness limits         | checkRawValue from both sides, applied only when asked for | functional
 //   scaling        | both directions, rounding, what exceeds the range                              | functional,
 //   robustness destinations   | variable store with and without owner, tag, listener                           |
-//   functional all together   | random records and frames against a reference that moves bit by bit            |
-//   functional
+//   functional all together   | random records and frames, overlapping ones of any width too, against a reference   |
+//   that moves bit by bit      | functional
 #include "KQCANMappingObject.h"
 
 #include <gtest/gtest.h>
@@ -722,6 +722,40 @@ TEST(MappingObject, MovesBitsLikeTheReference) {
     ASSERT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, value,
                                                          object.getMappingData().front().get(), false));
     ASSERT_EQ(expected, data);
+  }
+}
+
+TEST(MappingObject, MovesOverlappingRecordsInTheirOrderLikeTheReference) {
+  const std::uint32_t seed = test::chooseSeed();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto number = [&](unsigned int bound) { return static_cast<unsigned int>(random()) % bound; };
+
+  for (int round = 0; round < 5000; ++round) {
+    RecordingObject object;
+    Bytes data{};
+    std::generate(data.begin(), data.end(), [&] { return static_cast<unsigned char>(random()); });
+    Bytes expected = data;
+    KQCANMessage message = frameOf(data);
+    std::vector<std::pair<unsigned int, int>> unpacked;
+    // Half of the records are wider than a value, and all of them together do not fit side by side.
+    for (unsigned int i = 0; i < 6; ++i) {
+      const unsigned int length = number(2) == 0 ? 1 + number(32) : 33 + number(32);
+      const unsigned int start = number(65 - length);
+      const bool isSigned = number(2) != 0;
+      const auto value = static_cast<int>(static_cast<std::uint32_t>(random()));
+      addPlain(object, static_cast<int>(start / 8), start % 8, length, isSigned, i);
+      unpacked.emplace_back(i, BitByBit::get(data, start, length, isSigned));
+      BitByBit::put(expected, start, length, isSigned, value);
+      unsigned int cursor = 0;
+      ASSERT_EQ(0, object.addSingleMappingDataToCANMsgData(message.data, 8, cursor, value,
+                                                           object.getMappingData().back().get(), false));
+      ASSERT_EQ(start + length, cursor);
+    }
+    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), message.data)) << "round " << round;
+    KQCANMessage received = frameOf(data);
+    object.extractMappedValues(&received, nullptr, nullptr, false);
+    ASSERT_EQ(unpacked, object.integers) << "round " << round;
   }
 }
 
