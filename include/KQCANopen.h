@@ -133,6 +133,15 @@ public:
   void setSDOTimeout(unsigned int ms) { sdoTimeout = ms; }
   unsigned int getSDOTimeout() const { return sdoTimeout; }
 
+  /// The limit of setSDOTransferLimit() unless set: 64 MiB.
+  static constexpr unsigned int DEFAULT_SDO_TRANSFER_LIMIT = 64U * 1024U * 1024U;
+  /// Bounds what a segmented SDO transfer into this node may carry, a master's download as well as a server's answer to
+  /// the client: the segment that would exceed it is answered with abort 0x05040005 (out of memory), and
+  /// KQSDOHandler::getRefusedTransferCount() counts. While a transfer grows, its memory takes up to twice the limit.
+  /// Takes effect at once. @param bytes 0 refuses every byte
+  void setSDOTransferLimit(unsigned int bytes) { sdoTransferLimit = bytes; }
+  unsigned int getSDOTransferLimit() const { return sdoTransferLimit; }
+
   /// The parts of the node, null before init(). They stay owned by the node.
   KQCANopenObjectDictionary* getObjectDictionary() const { return objectDictionary; }
   KQCANopenStateMachine* getStateMachine() const { return stateMachine; }
@@ -274,6 +283,7 @@ private:
   bool initialised = false;
   int heartbeatProducerTime = 0;
   unsigned int sdoTimeout = 100;
+  unsigned int sdoTransferLimit = DEFAULT_SDO_TRANSFER_LIMIT;
   KQSignalListener* workListener = nullptr;
   std::array<ManufacturerSpecificDataTypeDefinition, 8> dataTypeSlots;
   std::unordered_map<unsigned int, KQVariable*> applicationVariables;  ///< by variable ID, owned
