@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <unordered_set>
 
 #include "KQCANopenDataType.h"
 #include "KQCANopenMessageHandler.h"
@@ -118,8 +119,12 @@ public:
   int handleUpdateRequest(unsigned int key, int value);
   int handleUpdateRequest(unsigned int key, const std::string& value);
 
-  /// Queues the read of a remote variable. Any thread. @return as handleUpdateRequest()
+  /// Queues the read of a remote variable. One that waits in the queue for the same server is not queued again: its
+  /// answer is the newer one's, too. Any thread. @return as handleUpdateRequest()
   int handleGetValueRequest(unsigned int key);
+
+  /// How many reads were not queued because one of the same variable was waiting. Counts on over the wrap. Any thread.
+  unsigned int getJoinedReadCount() const { return joinedReads; }
 
   /// Sends every queued write, in the order of the keys, without waiting for confirmations.
   void sendQueuedDownloadRequests();
@@ -262,6 +267,8 @@ private:
   std::map<unsigned int, SDODownloadResponseStorage> downloadResponses;  ///< by remote key
   std::map<unsigned int, SDODownloadRequestParameter> downloadRequests;  ///< queued writes, by local key
   std::deque<SDODownloadRequestParameter> uploadQueue;                   ///< queued reads, oldest first
+  std::unordered_set<unsigned long long> queuedReads;                    ///< what is in it: request COB-ID, local key
+  std::atomic<unsigned int> joinedReads{0};
   std::atomic<unsigned int> refusedTransfers{0};
   std::atomic<bool> hasDownloadRequests{false};  ///< whether writes are queued, known without their lock
   std::atomic<bool> hasUploadRequests{false};
