@@ -50,7 +50,7 @@ public:
   /// @param name the owner name of the node's variables in the store
   explicit KQCANopen(const std::string& name);
 
-  /// Deletes the parts of the node and the variables that it created.
+  /// Deletes the parts of the node and the variables that it created, and takes it out of the instance manager.
   ~KQCANopen() override;
 
   // ---- the runtime's protocol interface
@@ -116,6 +116,9 @@ public:
   void setWorkListener(KQSignalListener* listener) { workListener = listener; }
   /// For the parts of the node: tells that listener. Any thread.
   void reportQueuedWork();
+
+  /// For the instance manager: it knows this node, until the destructor takes it out there.
+  void setRegistered() { registered = true; }
 
   /// For the parts of the node: as KQCANopenStateMachine::renewReceptionFilter().
   void renewReceptionFilter();
@@ -281,6 +284,7 @@ private:
   unsigned char nodeID = 0;
   std::array<bool, OPTION_COUNT> options{};
   bool initialised = false;
+  bool registered = false;
   int heartbeatProducerTime = 0;
   unsigned int sdoTimeout = 100;
   unsigned int sdoTransferLimit = DEFAULT_SDO_TRANSFER_LIMIT;

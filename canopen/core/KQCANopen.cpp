@@ -1,6 +1,7 @@
 #include "KQCANopen.h"
 
 #include "COBID.h"
+#include "KQCANopenInstanceManager.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenSignal.h"
 #include "KQCANopenStateMachine.h"
@@ -45,6 +46,9 @@ KQCANopen::KQCANopen(const std::string& name) : KQCANProtocol(name, PROTOCOL_TYP
 }
 
 KQCANopen::~KQCANopen() {
+  if (registered) {
+    KQCANopenInstanceManager::instance()->removeCANopenInstance(this);
+  }
   deleteParts();
   deleteVariables();
 }
