@@ -2,8 +2,10 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "KQCANProtocol.h"
 #include "KQCANopenDataType.h"
@@ -65,8 +67,11 @@ public:
   int enableMessage(unsigned int index, bool enable) override;
 
   /// Builds the node: object dictionary with the standard objects, state machine, handlers. Called again, it builds
-  /// the node anew: variables, configuration and listeners have to be added again. @return 0; 3 without a protocol
-  ///   context
+  /// the node anew: variables, configuration and listeners, PDO actions included, have to be added again. What stays is
+  /// what the calling order puts before it, and the work listener.
+  ///
+  /// A listener may call it again, on an NMT reset for instance. The parts of before then do nothing more, and exist
+  /// until the cycle or the reception that called the listener returns. @return 0; 3 without a protocol context
   int init() override;
 
   /// One cycle of the node. @param deadline not used: what the cycle sends is given 50 ms from its start, whatever the
@@ -114,6 +119,27 @@ public:
   /// queue held. It should wake the protocol thread and not do more. Null removes it; not owned. Before other threads
   /// run
   void setWorkListener(KQSignalListener* listener) { workListener = listener; }
+  /// While one exists, what calls listeners is under way in a part of the node: no part is deleted under it.
+  class Use {
+  public:
+    /// @param canopen may be null
+    explicit Use(KQCANopen* canopen) : used(canopen) {
+      if (used != nullptr) {
+        ++used->uses;
+      }
+    }
+    ~Use() {
+      if (used != nullptr && --used->uses == 0 && !used->formerParts.empty()) {
+        used->formerParts.clear();
+      }
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+  private:
+    KQCANopen* used;
+  };
+
   /// For the parts of the node: tells that listener. Any thread.
   void reportQueuedWork();
 
@@ -264,7 +290,11 @@ public:
 
 private:
   void deleteParts();
+  void deleteStateMachine();
+  template <typename Part>
+  void deletePart(Part*& part);
   void deleteVariables();
+  void forgetConfiguration();
   void bindRuntimeVariable(const KQVariable& variable);
   void addRuntimeEntry(const KQVariable& variable, unsigned short index, unsigned char subIndex);
   void addVariableToStore(const KQVariable& variable);
@@ -281,6 +311,8 @@ private:
   KQNMTHandler* nmtHandler = nullptr;
   KQSyncHandler* syncHandler = nullptr;
   KQEmergencyHandler* emergencyHandler = nullptr;
+  unsigned int uses = 0;                                 ///< calls under way in parts that call listeners
+  std::vector<std::shared_ptr<const void>> formerParts;  ///< of an earlier init(), while such calls are under way
   unsigned char nodeID = 0;
   std::array<bool, OPTION_COUNT> options{};
   bool initialised = false;
