@@ -55,14 +55,11 @@ std::string getBusName(const std::string& uri) {
 
 }  // namespace
 
-Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {
-  endPoints.addDescriptor(signals.getDescriptor(), EPOLLIN, [this](unsigned int) { running = false; });
-}
+Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {}
 
 Panel::~Panel() {
   // The node first: it uses everything else.
   KQ::KQCANopenInstanceManager::instance()->deleteAllInstances();
-  endPoints.removeDescriptor(signals.getDescriptor());
 }
 
 void Panel::prepare() {
@@ -128,6 +125,8 @@ void Panel::serveBus() {
 }
 
 void Panel::run() {
+  const int signalDescriptor = signals.hold();
+  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
   while (running) {
     const unsigned int now = KQ::KQTick::getTickCount();
     application->update(now);
@@ -135,9 +134,12 @@ void Panel::run() {
     if (trace) {
       trace->flush();
     }
+    std::cout.flush();  // what was dropped while nobody read is told as soon as somebody does
+    std::cerr.flush();
     // Frames are handed to the node in here, by its onEndPointReadable().
     endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
   }
+  endPoints.removeDescriptor(signalDescriptor);
 }
 
 void Panel::cycle(unsigned int now) {
