@@ -16,6 +16,7 @@
 #include "KQCANopenSignal.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
+#include "KQNMTHandler.h"
 #include "KQSignal.h"
 #include "KQTick.h"
 #include "KQVariableEventDispatcher.h"
@@ -143,11 +144,22 @@ void Panel::run() {
 }
 
 void Panel::cycle(unsigned int now) {
+  if (lastTick.hasPassed(now)) {
+    sendHeartbeatOfLastTick();
+  }
   const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
   KQ::KQCANopenInstanceManager::instance()->updateAllData(now + CYCLE_BUDGET_MS);
   const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
   if (options.autostart && hasBooted) {
     node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
+  }
+}
+
+void Panel::sendHeartbeatOfLastTick() {
+  const int state = node->getCANopenState();
+  if (state != KQ::CANOPEN_STATE_INIT) {  // which would send a boot-up
+    const LastTick::Hold hold;
+    node->getNMTHandler()->sendHeartbeatMessage(state);
   }
 }
 
