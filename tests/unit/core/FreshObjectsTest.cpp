@@ -275,7 +275,7 @@ TEST_F(FreshObjects, StateMachine) {
                 [&] { machine.pauseMachine(below(4) == 0); },
                 [&] { machine.addStateListener(maybe(listener)); },
                 [&] { machine.renewReceptionFilter(); },
-                [&] { machine.getTimeToNextWork(); },
+                [&] { machine.getTimeToNextWork(surroundings.clock.now()); },
                 [&] { machine.retire(); },
                 [&] { surroundings.clock.advance(below(200)); },
             },
