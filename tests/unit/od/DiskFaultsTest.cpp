@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -154,14 +155,16 @@ TEST_F(DiskFaults, KilledWhileItSavesItHasAnsweredNothingAndTheNextOneSavesAgain
     ::_exit(::write(answer[1], &result, sizeof result) > 0 ? 0 : 1);
   }
   ::close(answer[1]);
-  char text[4096];
-  const ssize_t length = ::read(reader, text, sizeof text);  // the save is under way
+  pollfd begun{reader, POLLIN, 0};
+  EXPECT_EQ(::poll(&begun, 1, -1), 1);  // the save is under way, and cannot end: nobody takes what is in the pipe
   ::kill(child, SIGKILL);
   int status = 0;
   EXPECT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
   int unused = 0;
   EXPECT_EQ(::read(answer[0], &unused, sizeof unused), 0) << "it has answered";
+  char text[4096];
+  const ssize_t length = ::read(reader, text, sizeof text);
   ::close(answer[0]);
   ::close(reader);
   std::filesystem::remove("tavo.dcf");
