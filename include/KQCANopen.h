@@ -2,8 +2,10 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "KQCANProtocol.h"
 #include "KQCANopenDataType.h"
@@ -50,7 +52,7 @@ public:
   /// @param name the owner name of the node's variables in the store
   explicit KQCANopen(const std::string& name);
 
-  /// Deletes the parts of the node and the variables that it created.
+  /// Deletes the parts of the node and the variables that it created, and takes it out of the instance manager.
   ~KQCANopen() override;
 
   // ---- the runtime's protocol interface
@@ -65,8 +67,11 @@ public:
   int enableMessage(unsigned int index, bool enable) override;
 
   /// Builds the node: object dictionary with the standard objects, state machine, handlers. Called again, it builds
-  /// the node anew: variables, configuration and listeners have to be added again. @return 0; 3 without a protocol
-  ///   context
+  /// the node anew: variables, configuration and listeners, PDO actions included, have to be added again. What stays is
+  /// what the calling order puts before it, and the work listener.
+  ///
+  /// A listener may call it again, on an NMT reset for instance. The parts of before then do nothing more, and exist
+  /// until the cycle or the reception that called the listener returns. @return 0; 3 without a protocol context
   int init() override;
 
   /// One cycle of the node. @param deadline not used: what the cycle sends is given 50 ms from its start, whatever the
@@ -114,8 +119,32 @@ public:
   /// queue held. It should wake the protocol thread and not do more. Null removes it; not owned. Before other threads
   /// run
   void setWorkListener(KQSignalListener* listener) { workListener = listener; }
+  /// While one exists, what calls listeners is under way in a part of the node: no part is deleted under it.
+  class Use {
+  public:
+    /// @param canopen may be null
+    explicit Use(KQCANopen* canopen) : used(canopen) {
+      if (used != nullptr) {
+        ++used->uses;
+      }
+    }
+    ~Use() {
+      if (used != nullptr && --used->uses == 0 && !used->formerParts.empty()) {
+        used->formerParts.clear();
+      }
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+  private:
+    KQCANopen* used;
+  };
+
   /// For the parts of the node: tells that listener. Any thread.
   void reportQueuedWork();
+
+  /// For the instance manager: it knows this node, until the destructor takes it out there.
+  void setRegistered() { registered = true; }
 
   /// For the parts of the node: as KQCANopenStateMachine::renewReceptionFilter().
   void renewReceptionFilter();
@@ -132,6 +161,15 @@ public:
   /// @param ms silence after which an SDO transfer is aborted (CiA 301 SDO time-out), 100 unless set
   void setSDOTimeout(unsigned int ms) { sdoTimeout = ms; }
   unsigned int getSDOTimeout() const { return sdoTimeout; }
+
+  /// The limit of setSDOTransferLimit() unless set: 64 MiB.
+  static constexpr unsigned int DEFAULT_SDO_TRANSFER_LIMIT = 64U * 1024U * 1024U;
+  /// Bounds what a segmented SDO transfer into this node may carry, a master's download as well as a server's answer to
+  /// the client: the segment that would exceed it is answered with abort 0x05040005 (out of memory), and
+  /// KQSDOHandler::getRefusedTransferCount() counts. While a transfer grows, its memory takes up to twice the limit.
+  /// Takes effect at once. @param bytes 0 refuses every byte
+  void setSDOTransferLimit(unsigned int bytes) { sdoTransferLimit = bytes; }
+  unsigned int getSDOTransferLimit() const { return sdoTransferLimit; }
 
   /// The parts of the node, null before init(). They stay owned by the node.
   KQCANopenObjectDictionary* getObjectDictionary() const { return objectDictionary; }
@@ -252,7 +290,11 @@ public:
 
 private:
   void deleteParts();
+  void deleteStateMachine();
+  template <typename Part>
+  void deletePart(Part*& part);
   void deleteVariables();
+  void forgetConfiguration();
   void bindRuntimeVariable(const KQVariable& variable);
   void addRuntimeEntry(const KQVariable& variable, unsigned short index, unsigned char subIndex);
   void addVariableToStore(const KQVariable& variable);
@@ -269,11 +311,15 @@ private:
   KQNMTHandler* nmtHandler = nullptr;
   KQSyncHandler* syncHandler = nullptr;
   KQEmergencyHandler* emergencyHandler = nullptr;
+  unsigned int uses = 0;                                 ///< calls under way in parts that call listeners
+  std::vector<std::shared_ptr<const void>> formerParts;  ///< of an earlier init(), while such calls are under way
   unsigned char nodeID = 0;
   std::array<bool, OPTION_COUNT> options{};
   bool initialised = false;
+  bool registered = false;
   int heartbeatProducerTime = 0;
   unsigned int sdoTimeout = 100;
+  unsigned int sdoTransferLimit = DEFAULT_SDO_TRANSFER_LIMIT;
   KQSignalListener* workListener = nullptr;
   std::array<ManufacturerSpecificDataTypeDefinition, 8> dataTypeSlots;
   std::unordered_map<unsigned int, KQVariable*> applicationVariables;  ///< by variable ID, owned

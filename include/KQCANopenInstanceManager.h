@@ -19,8 +19,12 @@ public:
 
   /// Registers @p canopen under its port key, the low 16 bits of the port number given to create(); without a
   /// context that is 0. Null is ignored. The same instance added twice is registered twice. It is not owned until
-  /// deleteAllInstances().
+  /// deleteAllInstances(); an instance that its owner deletes before is taken out by its destructor.
   void addCANopenInstance(KQCANopen* canopen);
+
+  /// Takes @p canopen out, however often it was registered. Null and one that is not registered are ignored. Allowed in
+  /// the cycle of any node.
+  void removeCANopenInstance(const KQCANopen* canopen);
 
   /// @param port only its low 16 bits count
   /// @param nodeID 1 to 127, or 0 for the first instance registered on the port
@@ -37,6 +41,7 @@ private:
   KQCANopenInstanceManager() = default;
 
   std::multimap<unsigned short, KQCANopen*> instances;
+  std::multimap<unsigned short, KQCANopen*>::iterator nextTurn = instances.end();  ///< of the cycle under way
   unsigned int count = 0;
 };
 

@@ -132,7 +132,8 @@ public:
   /// Writes the dictionary with its current values as a device configuration file (CiA 306); those of variables are
   /// read from the store first, whatever their access right.
   /// @param fileName replaced when it exists; "cout" writes to standard output instead
-  /// @return 0; 16 when the file cannot be opened for writing
+  /// @return 0, also when the file could be opened but not be written to its end, on a full disk for instance: that is
+  ///   one line on standard error, with the name of the file; 16 when the file cannot be opened for writing
   int storeParameters(const std::string& fileName);
 
   /// Creates the data type area (0x0001 to 0x001B). @return 0

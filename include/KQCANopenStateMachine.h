@@ -86,6 +86,10 @@ public:
   void pauseMachine(bool pause) { paused = pause; }
   bool isPaused() const { return paused; }
 
+  /// Another one has taken its place, in a call of one of its listeners perhaps: it reads no further frame, and a cycle
+  /// that is under way ends with the handler that called.
+  void retire() { retired = true; }
+
   /// Sets the single state listener, replacing an earlier one; null removes it. Not owned.
   void addStateListener(KQSignalListener* listener) { stateListener = listener; }
 
@@ -112,6 +116,7 @@ private:
   std::atomic<int> state{CANOPEN_STATE_INIT};       ///< application threads read it before they send a PDO
   int resetKind = CANOPEN_STATE_RESET_APPLICATION;  ///< record of the last reset request
   bool paused = false;
+  bool retired = false;
   bool canReceive = false;  ///< the handlers are there that are asked for every frame
   KQFrameDispatch dispatch;
   unsigned int filterRevision = 0;  ///< of the dispatch, when the port was told which frames are wanted

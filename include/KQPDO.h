@@ -100,6 +100,9 @@ public:
   /// TPDO: whether its counter is being written, further up the call stack. Only for the holder of the send mutex.
   bool isCounting() const { return counting; }
   void setCounting(bool isWriting) { counting = isWriting; }
+  /// TPDO: in which of the PDO handler's calls its counter was written last, 0 = never. Likewise.
+  unsigned int getCountingCall() const { return countingCall; }
+  void setCountingCall(unsigned int call) { countingCall = call; }
 
 private:
   struct MappedObject {
@@ -126,6 +129,7 @@ private:
   unsigned int actionKey = 0;
   bool timedOut = false;
   bool counting = false;
+  unsigned int countingCall = 0;
   std::atomic<bool> retired{false};
 };
 

@@ -122,10 +122,11 @@ public:
   ///
   /// The counter of PDO_ACTION_COUNT_TRANSMISSIONS is written with the send mutex held, on the thread that sends. Who
   /// listens to it must not wait for a lock that another thread holds while it writes a mapped variable, and two nodes
-  /// must not map each other's counters. A counter that several TPDOs share and map makes each of them send for each
-  /// transmission of the others. A TPDO that maps its own counter is not set off by it, unless it has an inhibit time,
-  /// at whose pace it then goes on. The counter is an application object: a communication parameter as counter is for
-  /// nodes whose variables change on the protocol thread only.
+  /// must not map each other's counters. Counters that TPDOs share, or map from each other, set each of them off once
+  /// in one call. A TPDO that maps its own counter is not set off by it, unless it has an inhibit time,
+  /// at whose pace it then goes on. Whatever else changes while counters are written, and is mapped into a TPDO that
+  /// has been counted in the same call, goes out with the next pass. The counter is an application object: a
+  /// communication parameter as counter is for nodes whose variables change on the protocol thread only.
   /// @param pdoNumber zero-based. @return 1; 11 for a receive PDO
   int setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey);
 
@@ -205,6 +206,7 @@ private:
   KQDEI* dei;
   std::unique_ptr<KQMutex> sendMutex;
   unsigned int counterBeingWritten = 0;  ///< key of the innermost one, 0: none; only for the holder of the send mutex
+  unsigned int countingCall = 0;         ///< number of the outermost transmission that has written a counter; likewise
 };
 
 }  // namespace KQ

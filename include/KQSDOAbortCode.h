@@ -7,6 +7,7 @@ enum KQSDOAbortCode : int {
   SDO_ABORT_TOGGLE_BIT = 0x05030000,            ///< toggle bit not alternated
   SDO_ABORT_TIMED_OUT = 0x05040000,             ///< SDO protocol timed out
   SDO_ABORT_COMMAND_SPECIFIER = 0x05040001,     ///< command specifier not valid or unknown
+  SDO_ABORT_OUT_OF_MEMORY = 0x05040005,         ///< out of memory
   SDO_ABORT_UNSUPPORTED_ACCESS = 0x06010000,    ///< unsupported access to an object
   SDO_ABORT_WRITE_ONLY = 0x06010001,            ///< attempt to read a write-only object
   SDO_ABORT_READ_ONLY = 0x06010002,             ///< attempt to write a read-only object

@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <unordered_set>
 
 #include "KQCANopenDataType.h"
 #include "KQCANopenMessageHandler.h"
@@ -63,7 +64,8 @@ public:
                                         unsigned char n, unsigned int responseCOBID, unsigned int requestCOBID,
                                         unsigned char d0, unsigned char d1, unsigned char d2, unsigned char d3);
 
-  /// Takes one segment of a download; the last one writes the object. One COB-ID of the transfer's is enough.
+  /// Takes one segment of a download; the last one writes the object. One COB-ID of the transfer's is enough. A segment
+  /// that would make the download longer than KQCANopen::getSDOTransferLimit() ends it with abort 0x05040005.
   /// @param command the frame's command byte; d1 to d7 its data bytes
   /// @return 0, also for a segment of another channel, which is ignored; the code of the failed transmission or write;
   ///   10 without dictionary
@@ -91,6 +93,10 @@ public:
   ///   transmission
   int sendSDOAbort(unsigned short index, unsigned char subIndex, unsigned int cobID, unsigned int abortCode);
 
+  /// How many transfers were ended because they would have become longer than the limit: downloads of masters and
+  /// answers of servers. Counts on over the wrap. Any thread.
+  unsigned int getRefusedTransferCount() const { return refusedTransfers; }
+
   /// Whether a transfer is under way or requested: only then a cycle has something to do here.
   bool hasWork() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
 
@@ -113,8 +119,12 @@ public:
   int handleUpdateRequest(unsigned int key, int value);
   int handleUpdateRequest(unsigned int key, const std::string& value);
 
-  /// Queues the read of a remote variable. Any thread. @return as handleUpdateRequest()
+  /// Queues the read of a remote variable. One that waits in the queue for the same server is not queued again: its
+  /// answer is the newer one's, too. Any thread. @return as handleUpdateRequest()
   int handleGetValueRequest(unsigned int key);
+
+  /// How many reads were not queued because one of the same variable was waiting. Counts on over the wrap. Any thread.
+  unsigned int getJoinedReadCount() const { return joinedReads; }
 
   /// Sends every queued write, in the order of the keys, without waiting for confirmations.
   void sendQueuedDownloadRequests();
@@ -146,11 +156,12 @@ public:
 
   /// Stores an expedited upload.
   /// @return 10 before init(); 24 too many bytes; 15 wrong size; 30 not this node's variable (the upload then ends by
-  ///   its time-out); 0x06090030 does not fit; the result of the write
+  ///   its time-out); 0x06090030 does not fit; 0x05040005 beyond KQCANopen::getSDOTransferLimit(), which the server
+  ///   is told and which ends the upload; the result of the write
   int handleExpeditedSDOUploadResponse(const KQCANMessage& message);
 
   /// Takes a segment of an upload; the last one is stored.
-  /// @return 0; 8; 7 when the next segment could not be requested; 30; the result of the write
+  /// @return 0; 8; 7 when the next segment could not be requested; 30; 0x05040005 as above; the result of the write
   int handleSegmentedSDOUploadSegment(const KQCANMessage& message, unsigned int responseCOBID,
                                       unsigned int requestCOBID);
 
@@ -202,6 +213,7 @@ private:
                     unsigned int length);
   int sendSegment(Transfer& transfer, const std::string& data);
   int abortDownload(unsigned int abortCode);
+  bool takeBytes(std::string& data, const unsigned char* bytes, std::size_t count);
   void signalSDOEvent(unsigned int key, bool clientTransfer);
   KQCANopenDataType localDataTypeOf(unsigned int key) const;
   unsigned int remoteKeyOf(unsigned int localKey) const;
@@ -246,6 +258,7 @@ private:
   int forceUploadedText();
   int storeUploadedText();
   int finishClientUpload();
+  int refuseUpload();
 
   std::map<unsigned int, int> serverChannels;         ///< request COB-ID -> response COB-ID, negative = disabled
   std::map<unsigned int, int> clientRequestChannels;  ///< request COB-ID towards a server -> its response COB-ID
@@ -254,6 +267,9 @@ private:
   std::map<unsigned int, SDODownloadResponseStorage> downloadResponses;  ///< by remote key
   std::map<unsigned int, SDODownloadRequestParameter> downloadRequests;  ///< queued writes, by local key
   std::deque<SDODownloadRequestParameter> uploadQueue;                   ///< queued reads, oldest first
+  std::unordered_set<unsigned long long> queuedReads;                    ///< what is in it: request COB-ID, local key
+  std::atomic<unsigned int> joinedReads{0};
+  std::atomic<unsigned int> refusedTransfers{0};
   std::atomic<bool> hasDownloadRequests{false};  ///< whether writes are queued, known without their lock
   std::atomic<bool> hasUploadRequests{false};
   KQCANopenStateMachine* stateMachine = nullptr;

@@ -22,7 +22,11 @@ constexpr std::size_t LONGEST_BUFFER = 16384;
 constexpr std::size_t LONGEST_LINE = 256;
 
 int openForWriting(const std::string& fileName) {
-  const int descriptor = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
+  constexpr int OPTIONS = O_NONBLOCK | O_APPEND | O_CLOEXEC;
+  int descriptor = open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | OPTIONS, 0644);
+  if (descriptor < 0 && errno == ENXIO) {
+    descriptor = open(fileName.c_str(), O_RDWR | OPTIONS);  // a pipe that nobody reads yet: the node does not wait
+  }
   if (descriptor < 0) {
     throw PanelError("--trace: cannot write '" + fileName + "': " + std::strerror(errno));
   }
@@ -54,10 +58,14 @@ FrameTrace::~FrameTrace() {
 
 void FrameTrace::frameTransferred(const KQ::KQCANMessage& message, bool /*sent*/) {
   const std::lock_guard<std::mutex> lock(mutex);
-  appendLine(lines, getWallClock(), interfaceName, message);
   if (lines.size() > LONGEST_BUFFER - LONGEST_LINE) {
     writeLines();
   }
+  if (lines.size() > LONGEST_BUFFER - LONGEST_LINE) {
+    ++missing;
+    return;
+  }
+  appendLine(lines, getWallClock(), interfaceName, message);
 }
 
 void FrameTrace::flush() {
@@ -68,12 +76,20 @@ void FrameTrace::flush() {
 }
 
 void FrameTrace::writeLines() {
-  const bool written = write(descriptor, lines.data(), lines.size()) == static_cast<ssize_t>(lines.size());
-  if (!written && !failed) {
+  const ssize_t written = write(descriptor, lines.data(), lines.size());
+  if (written < 0 && errno == EAGAIN) {
+    return;  // a pipe whose reader is busy
+  }
+  if (written < 0 && !failed) {
     failed = true;
     std::cerr << "tavo-panel: frames are missing in the trace '" << fileName << "': " << std::strerror(errno) << '\n';
   }
-  lines.clear();
+  lines.erase(0, written < 0 ? std::string::npos : static_cast<std::size_t>(written));
+  if (lines.empty() && missing > 0) {
+    std::cerr << "tavo-panel: " << missing << " frames are missing in the trace '" << fileName
+              << "': it was not read\n";
+    missing = 0;
+  }
 }
 
 void FrameTrace::appendLine(std::string& text, long long microseconds, const std::string& interfaceName,

@@ -9,7 +9,9 @@ namespace panel {
 
 /// Writes every frame that passes a CAN port to a file, as lines of a candump log: "(1700000000.123456) bus0 705#00".
 /// Lines are gathered until flush(): on a busy bus, a write for each would cost more than all else that the node does.
-/// They are written whole, so that another program can follow the file while it grows.
+/// They are written whole, so that another program can follow the file while it grows. A pipe that nobody reads holds
+/// nobody up: frames for which there is no room are left out and counted, which is told on standard error when it is
+/// read again.
 class FrameTrace : public KQ::KQFrameObserver {
 public:
   /// Opens the file and empties it.
@@ -44,6 +46,7 @@ private:
   std::mutex mutex;
   std::string lines;
   bool failed{false};
+  unsigned int missing{0};  ///< frames since there was room last
 };
 
 }  // namespace panel

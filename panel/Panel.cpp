@@ -16,6 +16,7 @@
 #include "KQCANopenSignal.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
+#include "KQNMTHandler.h"
 #include "KQSignal.h"
 #include "KQTick.h"
 #include "KQVariableEventDispatcher.h"
@@ -55,14 +56,11 @@ std::string getBusName(const std::string& uri) {
 
 }  // namespace
 
-Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {
-  endPoints.addDescriptor(signals.getDescriptor(), EPOLLIN, [this](unsigned int) { running = false; });
-}
+Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {}
 
 Panel::~Panel() {
   // The node first: it uses everything else.
   KQ::KQCANopenInstanceManager::instance()->deleteAllInstances();
-  endPoints.removeDescriptor(signals.getDescriptor());
 }
 
 void Panel::prepare() {
@@ -128,6 +126,8 @@ void Panel::serveBus() {
 }
 
 void Panel::run() {
+  const int signalDescriptor = signals.hold();
+  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
   while (running) {
     const unsigned int now = KQ::KQTick::getTickCount();
     application->update(now);
@@ -135,17 +135,31 @@ void Panel::run() {
     if (trace) {
       trace->flush();
     }
+    std::cout.flush();  // what was dropped while nobody read is told as soon as somebody does
+    std::cerr.flush();
     // Frames are handed to the node in here, by its onEndPointReadable().
     endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
   }
+  endPoints.removeDescriptor(signalDescriptor);
 }
 
 void Panel::cycle(unsigned int now) {
+  if (lastTick.hasPassed(now)) {
+    sendHeartbeatOfLastTick();
+  }
   const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
   KQ::KQCANopenInstanceManager::instance()->updateAllData(now + CYCLE_BUDGET_MS);
   const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
   if (options.autostart && hasBooted) {
     node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
+  }
+}
+
+void Panel::sendHeartbeatOfLastTick() {
+  const int state = node->getCANopenState();
+  if (state != KQ::CANOPEN_STATE_INIT) {  // which would send a boot-up
+    const LastTick::Hold hold;
+    node->getNMTHandler()->sendHeartbeatMessage(state);
   }
 }
 

@@ -10,6 +10,7 @@
 #include "KQEndPointManager.h"
 #include "KQSignalListener.h"
 #include "KQSocketcandServer.h"
+#include "LastTick.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
@@ -49,6 +50,7 @@ private:
   void serveBus();
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
+  void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
 
   const PanelOptions options;
@@ -61,6 +63,7 @@ private:
   KQ::KQSocketcandServer server;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
+  LastTick lastTick;
   bool running = true;
 };
 

@@ -14,13 +14,16 @@ namespace panel {
 
 namespace {
 
+extern "C" void endAtOnce(int /*signal*/) {
+  _exit(0);
+}
+
 int openSignalDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
   const int opened = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   if (opened < 0) {
     throw PanelError(std::string("cannot wait for signals: ") + std::strerror(errno));
@@ -30,10 +33,23 @@ int openSignalDescriptor() {
 
 }  // namespace
 
-TerminationSignals::TerminationSignals() : descriptor(openSignalDescriptor()) {}
+TerminationSignals::TerminationSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGINT, endAtOnce);
+  std::signal(SIGTERM, endAtOnce);
+}
 
 TerminationSignals::~TerminationSignals() {
-  close(descriptor);
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+}
+
+int TerminationSignals::hold() {
+  if (descriptor < 0) {
+    descriptor = openSignalDescriptor();
+  }
+  return descriptor;
 }
 
 }  // namespace panel

@@ -7,6 +7,7 @@
 #include "Panel.h"
 #include "PanelError.h"
 #include "PanelOptions.h"
+#include "PatientOutput.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ void silenceStandardOutput() {
 }
 
 void runPanel(const panel::PanelOptions& options) {
+  const panel::PatientOutput output;
   if (options.quiet) {
     silenceStandardOutput();
   }

@@ -1,6 +1,9 @@
 #include "KQCANopen.h"
 
+#include <utility>
+
 #include "COBID.h"
+#include "KQCANopenInstanceManager.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQCANopenSignal.h"
 #include "KQCANopenStateMachine.h"
@@ -28,12 +31,6 @@ constexpr int PROTOCOL_TYPE_CANOPEN = 3;
 /// frame. Tests pin it: it stays. One reading of the clock serves for both.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 
-template <typename Part>
-void deletePart(Part*& part) {
-  delete part;
-  part = nullptr;
-}
-
 }  // namespace
 
 const int KQCANopen::debugSection = KQDebug::insertNewDebugSection("kq_can_open");
@@ -45,6 +42,9 @@ KQCANopen::KQCANopen(const std::string& name) : KQCANProtocol(name, PROTOCOL_TYP
 }
 
 KQCANopen::~KQCANopen() {
+  if (registered) {
+    KQCANopenInstanceManager::instance()->removeCANopenInstance(this);
+  }
   deleteParts();
   deleteVariables();
 }
@@ -56,9 +56,31 @@ void KQCANopen::deleteVariables() {
   applicationVariables.clear();
 }
 
+// Kept while calls are under way that may return into it.
+template <typename Part>
+void KQCANopen::deletePart(Part*& part) {
+  const std::shared_ptr<const void> former(std::exchange(part, nullptr));
+  if (uses > 0) {
+    formerParts.push_back(former);
+  }
+}
+
+void KQCANopen::forgetConfiguration() {
+  pdoListeners.clear();
+  pdoEventActions.clear();
+  sdoChannelNames.clear();
+}
+
+void KQCANopen::deleteStateMachine() {
+  if (stateMachine != nullptr) {
+    stateMachine->retire();
+  }
+  deletePart(stateMachine);
+}
+
 void KQCANopen::deleteParts() {
   // A variable that changes from here on finds no handler: signalOccurred() sees the null pointers.
-  deletePart(stateMachine);
+  deleteStateMachine();
   deletePart(objectDictionary);
   deletePart(syncHandler);
   deletePart(sdoHandler);
@@ -73,6 +95,9 @@ int KQCANopen::init() {
   }
   deleteParts();
   deleteVariables();
+  if (initialised) {
+    forgetConfiguration();
+  }
 
   objectDictionary = new KQCANopenObjectDictionary;
   objectDictionary->setCANopenInstance(this);
@@ -104,7 +129,7 @@ int KQCANopen::init() {
 }
 
 int KQCANopen::createStateMachine() {
-  deletePart(stateMachine);
+  deleteStateMachine();
   stateMachine = new KQCANopenStateMachine(this);
   stateMachine->setDEI(getContext() != nullptr ? getContext()->dei : nullptr);
   stateMachine->setMessageHandlers(sdoHandler, pdoHandler, syncHandler, nmtHandler, emergencyHandler);

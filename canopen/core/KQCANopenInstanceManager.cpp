@@ -1,7 +1,5 @@
 #include "KQCANopenInstanceManager.h"
 
-#include <set>
-
 #include "KQCANopen.h"
 #include "KQTick.h"
 
@@ -31,6 +29,20 @@ void KQCANopenInstanceManager::addCANopenInstance(KQCANopen* canopen) {
   const KQCANProtocolContext* const context = canopen->getContext();
   instances.emplace(portKeyOf(context != nullptr ? context->portNumber : 0), canopen);
   ++count;
+  canopen->setRegistered();
+}
+
+void KQCANopenInstanceManager::removeCANopenInstance(const KQCANopen* canopen) {
+  for (auto it = instances.begin(); it != instances.end();) {
+    if (it->second != canopen) {
+      ++it;
+      continue;
+    }
+    const bool isNext = it == nextTurn;
+    it = instances.erase(it);
+    nextTurn = isNext ? it : nextTurn;
+    --count;
+  }
 }
 
 KQCANopen* KQCANopenInstanceManager::getCANopenInstance(unsigned int port, unsigned char nodeID) {
@@ -48,20 +60,20 @@ void KQCANopenInstanceManager::updateAllData(unsigned int deadline) {
     return;
   }
   const unsigned int slice = (deadline - KQTick::getTickCount()) / count;
-  for (const auto& item : instances) {
-    item.second->process(KQTick::getTickCount() + slice);
+  // What a node sets off in its turn may take nodes out.
+  for (nextTurn = instances.begin(); nextTurn != instances.end();) {
+    KQCANopen* const node = nextTurn->second;
+    ++nextTurn;
+    node->process(KQTick::getTickCount() + slice);
   }
 }
 
 void KQCANopenInstanceManager::deleteAllInstances() {
-  std::set<KQCANopen*> deleted;
-  for (const auto& item : instances) {
-    if (deleted.insert(item.second).second) {
-      delete item.second;
-    }
+  while (!instances.empty()) {
+    KQCANopen* const node = instances.begin()->second;
+    removeCANopenInstance(node);  // as often as it was added
+    delete node;
   }
-  instances.clear();
-  count = 0;
 }
 
 }  // namespace KQ

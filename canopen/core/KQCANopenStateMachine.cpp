@@ -126,6 +126,7 @@ void KQCANopenStateMachine::storeState(int newState) {
 }
 
 void KQCANopenStateMachine::setState(int newState) {
+  const KQCANopen::Use use(instance);  // the listener may build the node anew
   storeState(newState);
   if (stateListener != nullptr) {
     KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_STATE_CHANGED, instance != nullptr ? instance->getNodeID() : 0U,
@@ -150,6 +151,7 @@ inline void KQCANopenStateMachine::keepReceptionFilter() {
 }
 
 int KQCANopenStateMachine::run(unsigned int deadline) {
+  const KQCANopen::Use use(instance);
   if (paused) {
     return KQ_OK;
   }
@@ -232,6 +234,7 @@ int KQCANopenStateMachine::drainPort(unsigned int end) {
   if (paused) {
     return KQ_OK;
   }
+  const KQCANopen::Use use(instance);
   if (!canReceive || instance == nullptr || instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -243,13 +246,14 @@ int KQCANopenStateMachine::drainPort(unsigned int end) {
     }
     const int result = offerMessage();
     clearFrame(receivedMessage);
-    if (end <= KQTick::getTickCount()) {
+    if (retired || end <= KQTick::getTickCount()) {
       return result;
     }
   }
 }
 
 int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
+  const KQCANopen::Use use(instance);
   return paused ? static_cast<int>(KQ_OK) : sendDue(KQTick::getTickCount(), deadline);
 }
 
@@ -259,11 +263,17 @@ int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
   if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
     nmtHandler->sendHeartbeatMessage(getState());
     nmtHandler->checkHeartbeatTimeouts();
+    if (retired) {
+      return KQ_OK;
+    }
   }
   unsigned int waitHint = INITIAL_SEND_STATUS;
   if (pdoHandler != nullptr && pdoHandler->isWorkDue(now, getState(), waitHint)) {
     pdoHandler->sendPDOs(deadline, &waitHint);
     pdoHandler->checkRxTimeouts();
+    if (retired) {
+      return KQ_OK;
+    }
   }
   if (sdoHandler != nullptr && sdoHandler->hasWork()) {
     sdoHandler->checkSDOTimeouts(&waitHint);

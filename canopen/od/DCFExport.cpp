@@ -6,6 +6,7 @@
 #include <sstream>
 #include <vector>
 
+#include "DiagnosticLine.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
 #include "KQTime.h"
@@ -259,6 +260,11 @@ int KQCANopenObjectDictionary::storeParameters(const std::string& fileName) {
   // Unformatted: what the application has set on its output stream plays no part.
   out.write(text.data(), static_cast<std::streamsize>(text.size()));
   out.flush();
+  file.close();
+  if (isFile && file.fail()) {
+    // Who asked for it is told that it is done, all the same: that is what masters know.
+    printErrorLine("CANopen: the file " + fileName + " is incomplete, it could not be written to its end");
+  }
   return KQ_OK;
 }
 

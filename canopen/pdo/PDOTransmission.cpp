@@ -72,6 +72,8 @@ void KQPDOHandler::countTransmission(KQPDO& pdo) {
   int count = 0;
   objectDictionary->getValue(indexOf(key), subIndexOf(key), count);
   const unsigned int outerCounter = std::exchange(counterBeingWritten, key);
+  countingCall += outerCounter == 0 ? 1 : 0;
+  pdo.setCountingCall(countingCall);
   pdo.setCounting(true);
   objectDictionary->setValue(indexOf(key), subIndexOf(key), count == HIGHEST_COUNT ? 1 : count + 1, false);
   pdo.setCounting(false);
@@ -127,11 +129,14 @@ void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
   int result = KQ_OK;
   {
     const Lock lock(*sendMutex);
-    // A TPDO would never come to rest if its own counter set it off, or that of another one which it has set off
-    // itself. With an inhibit time it goes on at that pace.
-    if (!pdo.isCounting() || key != counterBeingWritten || pdo.hasInhibitTime()) {
+    const bool hasCounted = counterBeingWritten != 0 && pdo.getCountingCall() == countingCall;
+    if (!hasCounted) {
       result = sendWithMutexHeld(&pdo);
+    } else if (key != counterBeingWritten || pdo.hasInhibitTime()) {
+      result = KQ_DEFERRED;
     }
+    // Else it has been counted in this call, and is set off by its own counter or one that it has set off itself: it
+    // would never come to rest, nor would several that share a counter. With an inhibit time it goes on at that pace.
   }
   if (result == KQ_DEFERRED) {
     makePending(pdo);

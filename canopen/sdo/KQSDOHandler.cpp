@@ -208,6 +208,19 @@ unsigned int KQSDOHandler::Transfer::key() const {
   return keyOf(index, subIndex);
 }
 
+// Whoever sends one segment after the other must not get all the memory that there is.
+bool KQSDOHandler::takeBytes(std::string& data, const unsigned char* bytes, std::size_t count) {
+  const std::size_t limit =
+      instance != nullptr ? instance->getSDOTransferLimit() : KQCANopen::DEFAULT_SDO_TRANSFER_LIMIT;
+  if (data.size() + count > limit) {
+    std::string().swap(data);  // the slots keep their memory, but not as much as that
+    ++refusedTransfers;
+    return false;
+  }
+  data.append(bytes, bytes + count);
+  return true;
+}
+
 void KQSDOHandler::signalSDOEvent(unsigned int key, bool clientTransfer) {
   if (sdoEventListener == nullptr) {
     return;

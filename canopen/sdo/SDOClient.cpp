@@ -125,8 +125,8 @@ int KQSDOHandler::handleExpeditedSDOUploadResponse(const KQCANMessage& message) 
   }
   printLine("SDO => Expedited NOOFBYTES: " + std::to_string(bytes) + " DATATYPE: " + std::to_string(dataType));
   if (isText) {
-    uploadData.append(message.data + 4, message.data + 8 - unused);
-    return storeUploadedText();
+    return takeBytes(uploadData, message.data + 4, static_cast<std::size_t>(DATA_BYTES - unused)) ? storeUploadedText()
+                                                                                                  : refuseUpload();
   }
   if (DATA_BYTES - unused > bytes) {
     return KQ_DOES_NOT_FIT;
@@ -145,7 +145,9 @@ int KQSDOHandler::handleSegmentedSDOUploadSegment(const KQCANMessage& message, u
       sdo::toggle(command) != upload.toggle) {
     return KQ_UNEXPECTED;
   }
-  uploadData.append(message.data + 1, message.data + 8 - sdo::unusedSegmentBytes(command));
+  if (!takeBytes(uploadData, message.data + 1, sdo::SEGMENT_BYTES - sdo::unusedSegmentBytes(command))) {
+    return refuseUpload();
+  }
   if (sdo::isLastSegment(command)) {
     return finishClientUpload();
   }
@@ -211,6 +213,13 @@ int KQSDOHandler::finishClientUpload() {
   printLine(std::string("Error_Code: ") + kqGetErrorString(result));
   upload = Transfer();
   return result;
+}
+
+int KQSDOHandler::refuseUpload() {
+  const unsigned int remoteKey = remoteKeyOf(upload.key());
+  sendSDOAbort(indexOf(remoteKey), subIndexOf(remoteKey), upload.requestCOBID, SDO_ABORT_OUT_OF_MEMORY);
+  upload = Transfer();
+  return SDO_ABORT_OUT_OF_MEMORY;
 }
 
 // ---- aborts

@@ -22,6 +22,10 @@ using Lock = std::lock_guard<KQMutex>;
 /// Value of a queued read, which has none.
 constexpr int NO_VALUE = -1;
 
+unsigned long long identityOf(const SDODownloadRequestParameter& read) {
+  return static_cast<unsigned long long>(read.requestCOBID) << 32 | read.key;
+}
+
 }  // namespace
 
 // ---- queues
@@ -90,6 +94,11 @@ int KQSDOHandler::handleGetValueRequest(unsigned int key) {
     const int result = findChannel(key, request);
     if (result != KQ_OK) {
       return result;
+    }
+    // Asked for faster than the servers answer, the queue would grow without end.
+    if (!queuedReads.insert(identityOf(request)).second) {
+      ++joinedReads;
+      return KQ_OK;
     }
     request.value = NO_VALUE;
     uploadQueue.push_back(request);
@@ -179,6 +188,7 @@ void KQSDOHandler::sendNextQueuedUploadRequest() {
   const Lock lock(*sdoUploadRequestLocker);
   const SDODownloadRequestParameter request = uploadQueue.front();
   uploadQueue.pop_front();
+  queuedReads.erase(identityOf(request));
   hasUploadRequests = !uploadQueue.empty();
   sendSDOUploadRequest(request.key, static_cast<unsigned int>(request.responseCOBID), request.requestCOBID);
 }

@@ -160,9 +160,10 @@ int KQSDOHandler::handleSegmentedSDODownloadSegment(unsigned int responseCOBID, 
     return abortDownload(SDO_ABORT_TOGGLE_BIT);
   }
   download.toggle = toggle;
-  const char data[] = {static_cast<char>(d1), static_cast<char>(d2), static_cast<char>(d3), static_cast<char>(d4),
-                       static_cast<char>(d5), static_cast<char>(d6), static_cast<char>(d7)};
-  downloadData.append(data, sdo::SEGMENT_BYTES - sdo::unusedSegmentBytes(command));
+  const unsigned char data[] = {d1, d2, d3, d4, d5, d6, d7};
+  if (!takeBytes(downloadData, data, sdo::SEGMENT_BYTES - sdo::unusedSegmentBytes(command))) {
+    return abortDownload(SDO_ABORT_OUT_OF_MEMORY);
+  }
   const int result = sendFrame(download.responseCOBID, sdo::withToggle(sdo::DOWNLOAD_SEGMENT_RESPONSE, toggle), 0, 0);
   download.tick = KQTick::getTickCount();
   return sdo::isLastSegment(command) ? finishDownload() : result;

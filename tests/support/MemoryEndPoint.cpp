@@ -24,7 +24,16 @@ void MemoryEndPoint::refuse(unsigned int count, int code) {
   refusalCode = code;
 }
 
+void MemoryEndPoint::failReads(unsigned int count, int code) {
+  readFailures = count;
+  readFailureCode = code;
+}
+
 int MemoryEndPoint::doRead(KQ::KQCANMessage& message) {
+  if (readFailures > 0) {
+    --readFailures;
+    return readFailureCode;
+  }
   if (incoming.empty()) {
     return KQ::KQ_NO_DATA;
   }

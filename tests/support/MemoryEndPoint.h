@@ -23,6 +23,9 @@ public:
   /// Refuses the next @p count writes with @p code.
   void refuse(unsigned int count, int code);
 
+  /// Lets the next @p count reads end with @p code; the frames wait on.
+  void failReads(unsigned int count, int code);
+
   /// How many writes were asked for, the refused ones included.
   unsigned int writeAttempts() const { return attempts; }
   std::size_t waitingFrames() const { return incoming.size(); }
@@ -41,6 +44,8 @@ private:
   unsigned int refusals = 0;
   int refusalCode = 0;
   unsigned int attempts = 0;
+  unsigned int readFailures = 0;
+  int readFailureCode = 0;
 };
 
 }  // namespace test

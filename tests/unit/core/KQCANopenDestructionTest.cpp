@@ -7,14 +7,18 @@
 //  with a state machine only             |                         | x
 //  running                               | silent                  |
 //  with variables                        | variables stay          | a variable that changes later
-//  initialised again                     |                         | a variable of before that changes later
+//  initialised again                     | configuration forgotten | a variable of before that changes later
+//  initialised again by a listener       | goes on as a fresh node | state, heartbeat, SDO; in a cycle and a reception
 //  with an open port                     | port is closed once     |
 
 #include <memory>
 
+#include "CountedAction.h"
 #include "KQCANPortRegistry.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
+#include "KQSignal.h"
+#include "KQSignalListener.h"
 #include "KQVariable.h"
 #include "SignalRecorder.h"
 #include "TestNode.h"
@@ -98,6 +102,172 @@ TEST(StackInstanceEnd, ChangeAfterASecondInitIsOfNoInterest) {
   node.receive("000#01 00");
   EXPECT_EQ(KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false), 0);
   EXPECT_EQ(node.cycle(), test::Frames{});
+}
+
+// ---- what the first init() had
+
+TEST(SecondInit, ForgetsPDOActions) {
+  TestNode node;
+  test::CountedAction action;
+  node.init();
+  node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
+  node.init();
+  node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
+  EXPECT_EQ(action.runs, 0U);
+}
+
+TEST(SecondInit, ForgetsChannelNames) {
+  TestNode node;
+  node.init();
+  node.canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "remote");
+  node.init();
+  KQ::KQVariable variable(0x2001, 3, "speed");
+  variable.setExternalIdentifier(0x60000001);
+  variable.setChannelName("remote");
+  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
+  EXPECT_EQ(node.canopen().getVariableByExternalIdentifier(0x6000, 1, 0x586), nullptr);
+}
+
+TEST(SecondInit, KeepsAnActionThatWasSetBeforeTheFirst) {
+  TestNode node;
+  test::CountedAction action;
+  node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
+  node.init();
+  node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
+  EXPECT_EQ(action.runs, 1U);
+}
+
+TEST(SecondInit, KeepsTheWorkListener) {
+  TestNode node;
+  test::SignalRecorder work;
+  node.canopen().setWorkListener(&work);
+  node.init();
+  node.init();
+  node.canopen().reportQueuedWork();
+  EXPECT_EQ(work.signals.size(), 1U);
+}
+
+/// Builds the node anew at the first signal with its code.
+class Rebuilder : public KQ::KQSignalListener {
+public:
+  Rebuilder(TestNode& testNode, int signalCode, unsigned int signalValue)
+      : node(testNode), code(signalCode), value(signalValue) {}
+
+  int signalOccurred(KQ::KQSignal& signal) override {
+    if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
+      ++rebuilds;
+      EXPECT_EQ(node.canopen().init(), 0);
+      node.canopen().addStateListener(&states);
+    }
+    return 0;
+  }
+
+  int rebuilds = 0;
+  test::SignalRecorder states;
+
+private:
+  TestNode& node;
+  int code;
+  unsigned int value;
+};
+
+class InitInAListener : public testing::Test {
+protected:
+  /// The node boots as a fresh one does, with a frame that waits still unread.
+  void expectFreshNode(const Rebuilder& rebuilder) {
+    EXPECT_EQ(rebuilder.rebuilds, 1);
+    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
+    EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
+    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+    EXPECT_EQ(rebuilder.states.signals.size(), 1U);
+    EXPECT_EQ(node.output.takeErrors(), "");
+  }
+
+  TestNode node;
+};
+
+TEST_F(InitInAListener, OfANodeResetIsSafe) {
+  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  node.start();
+  node.canopen().addStateListener(&rebuilder);
+  node.receive("000#81 05");
+  expectFreshNode(rebuilder);
+}
+
+TEST_F(InitInAListener, LeavesTheFramesBehindTheResetToTheFreshNode) {
+  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  node.start();
+  node.canopen().addStateListener(&rebuilder);
+  node.port().inject("000#81 05");
+  node.port().inject("605#40 18 10 01 00 00 00 00");
+  node.canopen().onEndPointReadable(&node.port(), nullptr);
+  EXPECT_EQ(node.port().waitingFrames(), 1U);
+  expectFreshNode(rebuilder);
+  node.canopen().onEndPointReadable(&node.port(), nullptr);
+  EXPECT_EQ(node.port().takeSent().size(), 1U);
+}
+
+TEST_F(InitInAListener, OfACycleIsSafe) {
+  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_INIT);
+  node.start();
+  node.receive("000#81 05");
+  node.canopen().addStateListener(&rebuilder);
+  node.cycle();
+  expectFreshNode(rebuilder);
+}
+
+TEST_F(InitInAListener, OfTheApplicationsOwnStateChangeIsSafe) {
+  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  node.canopen().setOption(KQCANopen::OPTION_ALLOW_STATE_CHANGE, true);
+  node.start();
+  node.canopen().addStateListener(&rebuilder);
+  EXPECT_EQ(node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION), 0);
+  expectFreshNode(rebuilder);
+}
+
+TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
+  constexpr unsigned int TIMED_OUT = 17;
+  Rebuilder rebuilder(node, 0x517, TIMED_OUT);
+  node.init();
+  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr), 0);
+  node.canopen().addHeartbeatConsumer(9, 100);
+  node.canopen().addHeartbeatListener(&rebuilder);
+  node.cycle();
+  node.receive("000#01 00");
+  node.receive("709#05");
+  node.run(100);
+  node.clock.advance(1000);
+  EXPECT_EQ(node.cycle(), test::Frames{});  // the event timer of before is over, too
+  expectFreshNode(rebuilder);
+}
+
+TEST_F(InitInAListener, OfAnSDOEventIsSafe) {
+  Rebuilder rebuilder(node, 1103, 0);
+  node.start();
+  node.canopen().setSDOEventListener(&rebuilder);
+  node.receive("605#80 18 10 01 00 00 00 00");
+  expectFreshNode(rebuilder);
+}
+
+TEST_F(InitInAListener, OfAPDOIsSafe) {
+  class Rebuilding : public KQ::KQAction {
+  public:
+    explicit Rebuilding(TestNode& testNode) : node(testNode) {}
+    int execute() override { return node.canopen().init(); }
+
+  private:
+    TestNode& node;
+  } action(node);
+  node.init();
+  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 0, 0, 255, true, nullptr), 0);
+  ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_RECEIVE, 5, 0, 8), 0);
+  node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
+  node.cycle();
+  node.receive("000#01 00");
+  node.port().takeSent();
+  node.receive("205#01");
+  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
 }
 
 /// Tells when it is deleted.

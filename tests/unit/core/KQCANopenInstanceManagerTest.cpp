@@ -6,7 +6,9 @@
 //  getCANopenInstance  | a row for each kind of look-up             | low 16 bits of the port, unknown ones
 //  updateAllData       | slices, key order, tick of each turn       | none registered, deadline passed, failing cycle
 //  deleteAllInstances  | every instance once                        | empty registry, used again afterwards
+//  removal             | by the owner's delete, by call             | twice registered, unknown, in a node's turn
 
+#include <memory>
 #include <vector>
 
 #include "KQCANopenInstanceManager.h"
@@ -267,6 +269,65 @@ TEST_F(InstanceManager, IsUsableAfterDeletion) {
   manager.updateAllData(10100);
   EXPECT_EQ(manager.getCANopenInstance(1, 0), node);
   EXPECT_EQ(turns, (Turns{{2, 10100}}));  // the count began anew as well
+}
+
+// ---- removal
+
+TEST_F(InstanceManager, InstanceThatItsOwnerDeletesIsTakenOut) {
+  delete add(1, 5);
+  KQ::KQCANopen* const second = add(1, 6);
+  EXPECT_EQ(manager.getCANopenInstance(1, 5), nullptr);
+  manager.updateAllData(10100);
+  EXPECT_EQ(turns, (Turns{{2, 10100}}));  // the whole time is its own
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), second);
+}
+
+TEST_F(InstanceManager, InstanceThatWasAddedTwiceIsTakenOutTwice) {
+  KQ::KQCANopen* const node = add(1, 5);
+  manager.addCANopenInstance(node);
+  delete node;
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), nullptr);
+  manager.updateAllData(10100);
+  EXPECT_EQ(turns, Turns{});
+}
+
+TEST_F(InstanceManager, RemovedInstanceIsNotDeleted) {
+  const std::unique_ptr<KQ::KQCANopen> node(add(1, 5));
+  manager.removeCANopenInstance(node.get());
+  manager.deleteAllInstances();
+  EXPECT_EQ(deletions, std::vector<int>{});
+}
+
+TEST_F(InstanceManager, RemovalOfAnUnknownInstanceChangesNothing) {
+  KQ::KQCANopen* const node = add(1, 5);
+  KQ::KQCANopen unknown("unknown");
+  manager.removeCANopenInstance(&unknown);
+  manager.removeCANopenInstance(nullptr);
+  EXPECT_EQ(manager.getCANopenInstance(1, 0), node);
+}
+
+/// A node that deletes another one in its turn.
+class DeletingNode : public KQ::KQCANopen {
+public:
+  explicit DeletingNode(KQ::KQCANopen* otherNode) : KQCANopen("deleting"), other(otherNode) {}
+  int process(unsigned int /*deadline*/) override {
+    delete other;
+    other = nullptr;
+    return KQ::KQ_OK;
+  }
+
+private:
+  KQ::KQCANopen* other;
+};
+
+TEST_F(InstanceManager, InstanceDeletedInTheTurnOfAnotherOneHasNoTurn) {
+  KQ::KQCANopen* const doomed = add(2, 5);
+  add(3, 6);
+  auto* const deleting = new DeletingNode(doomed);
+  deleting->create(KQ::KQDEI::instance(), nullptr, 1, nullptr);
+  manager.addCANopenInstance(deleting);
+  manager.updateAllData(10300);
+  EXPECT_EQ(turns, (Turns{{2, 10100}}));
 }
 
 }  // namespace

@@ -4,13 +4,19 @@
 // | interface name of each kind of port                               | functional |
 // | frames are in the file after a flush, when they are many, in the end; an old trace is emptied | functional |
 // | a file that cannot be opened, one that cannot be written any more  | robustness |
+// | a pipe that nobody reads: not waited for, what is missing is told  | robustness |
 #include "FrameTrace.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <fstream>
+#include <sstream>
 
 #include "CapturedOutput.h"
 #include "Frames.h"
@@ -133,6 +139,75 @@ TEST(FrameTrace, FullDiskIsReportedOnce) {
     trace.flush();
   }
   EXPECT_EQ(output.takeErrors(), "tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n");
+}
+
+/// A named pipe as trace.
+class PipedTrace : public testing::Test {
+protected:
+  PipedTrace() { EXPECT_EQ(mkfifo("trace.pipe", 0600), 0); }
+
+  /// What is in the pipe at the moment.
+  static std::string readAll(int reader) {
+    std::string text;
+    std::array<char, 4096> part{};
+    for (ssize_t count = 0; (count = read(reader, part.data(), part.size())) > 0;) {
+      text.append(part.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+  static void transfer(FrameTrace& trace, unsigned int frames) {
+    for (unsigned int i = 0; i < frames; ++i) {
+      trace.frameTransferred(test::frame("705#00"), true);
+    }
+    trace.flush();
+  }
+
+  const test::TemporaryDirectory directory;
+  test::CapturedOutput output;
+};
+
+TEST_F(PipedTrace, IsNotWaitedFor) {
+  FrameTrace trace("trace.pipe", "bus0");
+  transfer(trace, 1);
+  const int reader = open("trace.pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_THAT(readAll(reader), testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) bus0 705#00\n"));
+  close(reader);
+}
+
+TEST_F(PipedTrace, ThatNobodyReadsLeavesFramesOutAndSaysHowMany) {
+  constexpr unsigned int FRAMES = 10000;
+  FrameTrace trace("trace.pipe", "bus0");
+  transfer(trace, FRAMES);
+  EXPECT_EQ(output.takeErrors(), "");
+  const int reader = open("trace.pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  std::string text = readAll(reader);
+  trace.flush();
+  text += readAll(reader);
+  const auto lines = static_cast<unsigned int>(std::count(text.begin(), text.end(), '\n'));
+  EXPECT_GT(lines, 0U);
+  EXPECT_LT(lines, FRAMES);
+  EXPECT_EQ(output.takeErrors(), "tavo-panel: " + std::to_string(FRAMES - lines) +
+                                     " frames are missing in the trace 'trace.pipe': it was not read\n");
+  transfer(trace, 1);
+  text += readAll(reader);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), lines + 1);
+  EXPECT_EQ(output.takeErrors(), "");
+  close(reader);
+}
+
+TEST_F(PipedTrace, KeepsEveryLineWhole) {
+  FrameTrace trace("trace.pipe", "bus0");
+  transfer(trace, 10000);
+  const int reader = open("trace.pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  std::string text = readAll(reader);
+  trace.flush();
+  text += readAll(reader);
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_THAT(line, testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) bus0 705#00"));
+  }
+  close(reader);
 }
 
 }  // namespace

@@ -7,11 +7,13 @@
 // | counter       | dictionary object, variable of the node, of the application   | missing, read-only, at its limit  |
 // | other actions | no effect                                                     |                                   |
 // | mapped        | into another TPDO, into its own, two into each other, a ring, | bounded frames, no deadlock       |
-// |               | shared by two; on change, by timer, on SYNC                   |                                   |
+// |               | shared by two and by eight; on change, by timer, on SYNC      |                                   |
 // | listener      | changes another variable of the same TPDO, with and without   |                                   |
 // |               | inhibit time                                                  |                                   |
 // | parameter     | of its own PDO, of another one, mapped or not                 | the PDO is rebuilt meanwhile      |
 
+#include <algorithm>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <utility>
@@ -330,6 +332,69 @@ TEST_F(TransmissionCounter, SharedByTwoTPDOsThatMapItComesToRest) {
   EXPECT_EQ(Frames{}, node.run(100));
 }
 
+class SharedCounter : public TransmissionCounter {
+protected:
+  /// The TPDOs 0x185 and so on, all of which map the counter 0x2001 sub-index 2 and count in it.
+  void addSharers(unsigned char sharers) {
+    addVariables(2, 8);
+    for (unsigned char i = 0; i < sharers; ++i) {
+      addTransmitPDO(i, {0x185U + i}, i == 0 ? test::Mapping{0x20010108, 0x20010208} : test::Mapping{0x20010208});
+      count(i, 0x20010002);
+    }
+  }
+};
+
+TEST_F(SharedCounter, SendsEachOfItsTPDOsOnceForOneChange) {
+  addSharers(8);
+  startAndSettle();
+  node.run(20);
+  changeValue();
+  EXPECT_EQ(8U, sent().size());
+  EXPECT_EQ(Frames{}, node.run(100));
+}
+
+TEST_F(SharedCounter, LeavesWithItsLastValueInATPDOThatOnlyMapsIt) {
+  addSharers(4);
+  addTransmitPDO(4, {0x195}, {0x20010208});
+  startAndSettle();
+  node.run(20);
+  changeValue();
+  const Frames frames = sent();
+  char last[16];
+  std::snprintf(last, sizeof last, "195#%02X", static_cast<unsigned int>(stored(0x2001, 2)));
+  EXPECT_NE(frames.end(), std::find(frames.begin(), frames.end(), last)) << last;
+  EXPECT_LE(frames.size(), 4U + 4U);
+  EXPECT_EQ(Frames{}, node.run(100));
+}
+
+TEST_F(SharedCounter, SetsItsTPDOsOffAnewWithTheNextChange) {
+  addSharers(3);
+  startAndSettle();
+  node.run(20);
+  changeValue();
+  sent();
+  changeValue();
+  EXPECT_EQ(3U, sent().size());
+}
+
+TEST_F(TransmissionCounter, ManyTPDOsThatMapAllOfEachOthersCountersComeToRest) {
+  constexpr unsigned char COUNT = 7;
+  addVariables(COUNT + 1, 8);
+  test::Mapping all;
+  for (unsigned int i = 1; i <= COUNT + 1U; ++i) {
+    all.push_back(0x20010008U | i << 8);
+  }
+  for (unsigned char i = 0; i < COUNT; ++i) {
+    addTransmitPDO(i, {0x185U + i}, all);
+    count(i, 0x20010002U + i);
+  }
+  startAndSettle();
+  node.run(20);
+  changeValue();
+  EXPECT_LE(sent().size(), static_cast<std::size_t>(COUNT) * COUNT);
+  EXPECT_EQ(Frames{}, node.run(100));
+}
+
 /// Writes another variable whenever it is told of a change of the counter.
 class CounterListener : public KQSignalListener {
 public:
@@ -342,6 +407,22 @@ public:
 private:
   std::function<void()> react;
 };
+
+TEST_F(TransmissionCounter, ListenerThatChangesWhatManyCountedTPDOsMapIsBounded) {
+  constexpr unsigned char COUNT = 8;
+  addVariables(3, 8);
+  for (unsigned char i = 0; i < COUNT; ++i) {
+    addTransmitPDO(i, {0x185U + i}, {i == 0 ? 0x20010108U : 0x20010308U});
+    count(i, 0x20010002);
+  }
+  int changes = 0;
+  CounterListener listener([this, &changes] { change(0x2001, 3, ++changes & 0x7F); });
+  startAndSettle();
+  node.run(20);
+  KQVariableEventDispatcher::instance()->addMapping(0x2001, 2, &listener);
+  changeValue();
+  EXPECT_EQ(COUNT, sent().size());
+}
 
 class ListenedCounter : public TransmissionCounter {
 protected:

@@ -4,7 +4,7 @@
 // |---------------|--------------------------------------------------|-------------------------------------|
 // | look-up       | variable, server, channel                        | each missing; channel disabled      |
 // | queued writes | newest of a variable, order of keys, all at once | port refuses                        |
-// | queued reads  | order of arrival, one at a time                  | port refuses                        |
+// | queued reads  | order of arrival, one at a time                  | port refuses; asked for again       |
 // | remote key    | replaces the local one; object without variable  | 0                                   |
 // | number        | 1 to 4 bytes, both limits                        | longer than its type                |
 // | text          | 0 to 4 characters, 5 and more                    | bytes of an earlier text            |
@@ -235,15 +235,46 @@ TEST_F(SDOClientRequest, ReadWaitsForThePendingOne) {
   EXPECT_EQ(Frames{"607#40 00 60 12 00 00 00 00"}, node.cycle());
 }
 
-TEST_F(SDOClientRequest, EveryReadOfTheSameVariableGoesOut) {
+TEST_F(SDOClientRequest, ReadThatWaitsIsNotQueuedAgain) {
   addNumber(1, 8, false);
-  read(1);
-  read(1);
-  EXPECT_EQ(1U, node.cycle().size());
-  answer("4F 00 60 11 01 00 00 00");
+  EXPECT_EQ(KQ::KQ_OK, read(1));
+  EXPECT_EQ(KQ::KQ_OK, read(1));
   EXPECT_EQ(1U, node.cycle().size());
   answer("4F 00 60 11 01 00 00 00");
   EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(1U, client().getJoinedReadCount());
+}
+
+TEST_F(SDOClientRequest, ReadOfAVariableWhoseReadIsUnderWayIsQueued) {
+  addNumber(1, 8, false);
+  sendRead(1);
+  read(1);
+  answer("4F 00 60 11 01 00 00 00");
+  EXPECT_EQ(1U, node.cycle().size());
+  EXPECT_EQ(0U, client().getJoinedReadCount());
+}
+
+TEST_F(SDOClientRequest, ReadsKeepTheirPlaceWhenOthersAreNotQueuedAgain) {
+  addNumber(1, 8, false);
+  addNumber(2, 8, false);
+  read(1);
+  read(2);
+  read(1);
+  EXPECT_EQ(Frames{"606#40 00 60 11 00 00 00 00"}, node.cycle());
+  answer("4F 00 60 11 01 00 00 00");
+  EXPECT_EQ(Frames{"606#40 00 60 12 00 00 00 00"}, node.cycle());
+  answer("4F 00 60 12 01 00 00 00");
+  EXPECT_EQ(Frames{}, node.cycle());
+}
+
+TEST_F(SDOClientRequest, ReadFromAnotherServerIsQueuedBesideOneThatWaits) {
+  addNumber(1, 8, false);
+  read(1);
+  moveToOtherServer(1);
+  read(1);
+  EXPECT_EQ(Frames{"606#40 00 60 11 00 00 00 00"}, node.cycle());
+  answer("4F 00 60 11 01 00 00 00");
+  EXPECT_EQ(Frames{"607#40 00 60 11 00 00 00 00"}, node.cycle());
 }
 
 TEST_F(SDOClientRequest, WritesGoOutBeforeTheRead) {

@@ -7,8 +7,10 @@
 // | end                 | stored only now, log line             | into a number, more segments              |
 // | abort by the server | ends it                               | before the first segment, other channel   |
 // | one upload slot     | waits for the upload of a master      | a master takes it over                    |
+// | limit               | reached                               | exceeded, by an expedited answer, too     |
 
 #include "KQErrorCodes.h"
+#include "KQSDOAbortCode.h"
 #include "SDOClientFixture.h"
 #include "SDOServerFixture.h"
 
@@ -225,6 +227,65 @@ TEST_F(SDOClientSegmentedUpload, OfAMasterTakesTheSlotOver) {
   EXPECT_EQ(Frames{"585#41 01 20 01 10 00 00 00"}, node.receive("605#40 01 20 01 00 00 00 00"));
   EXPECT_EQ(KQ::KQ_UNEXPECTED, answer("4F 00 60 12 05 00 00 00"));
   EXPECT_EQ(0, stored(2));
+}
+
+// ---- limit
+
+class SDOClientUploadLimit : public SDOClientSegmentedUpload {
+protected:
+  SDOClientUploadLimit() {
+    node.canopen().setSDOTransferLimit(10);
+    addText(1, "old");
+    ask();
+  }
+
+  const Frames outOfMemory = {"606#80 00 60 11 05 00 04 05"};
+};
+
+TEST_F(SDOClientUploadLimit, ReachedIsTaken) {
+  server("41 00 60 11 0A 00 00 00");
+  server("00 61 62 63 64 65 66 67");
+  EXPECT_EQ(Frames{}, server("19 68 69 6A 00 00 00 00"));
+  EXPECT_EQ("abcdefghij", storedText(1));
+  EXPECT_EQ(0U, client().getRefusedTransferCount());
+}
+
+TEST_F(SDOClientUploadLimit, ExceededAbortsTheServer) {
+  server("41 00 60 11 0A 00 00 00");
+  server("00 61 62 63 64 65 66 67");
+  EXPECT_EQ(outOfMemory, server("10 68 69 6A 6B 00 00 00"));
+  EXPECT_EQ("old", storedText(1));
+  EXPECT_EQ(1U, client().getRefusedTransferCount());
+}
+
+TEST_F(SDOClientUploadLimit, ExceededEndsTheUpload) {
+  server("41 00 60 11 0A 00 00 00");
+  server("00 61 62 63 64 65 66 67");
+  EXPECT_EQ(KQ::SDO_ABORT_OUT_OF_MEMORY, answer("10 68 69 6A 6B 00 00 00"));
+  sent();
+  expectOver();
+}
+
+TEST_F(SDOClientUploadLimit, ExceededLetsTheNextReadGoOut) {
+  addText(2);
+  read(2);
+  server("41 00 60 11 0A 00 00 00");
+  server("00 61 62 63 64 65 66 67");
+  server("10 68 69 6A 6B 00 00 00");
+  EXPECT_EQ(Frames{"606#40 00 60 12 00 00 00 00"}, node.cycle());
+}
+
+TEST_F(SDOClientUploadLimit, HoldsForAnExpeditedAnswer) {
+  node.canopen().setSDOTransferLimit(3);
+  EXPECT_EQ(outOfMemory, server("43 00 60 11 61 62 63 64"));
+  EXPECT_EQ("old", storedText(1));
+  expectOver();
+}
+
+TEST_F(SDOClientUploadLimit, IsReachedByAnExpeditedAnswerOfItsLength) {
+  node.canopen().setSDOTransferLimit(3);
+  EXPECT_EQ(Frames{}, server("47 00 60 11 61 62 63 00"));
+  EXPECT_EQ("abc", storedText(1));
 }
 
 }  // namespace

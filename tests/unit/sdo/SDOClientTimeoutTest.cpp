@@ -10,6 +10,7 @@
 // | segmented upload      | every step renews it                 | wrong segment does not          |
 // | time-out              | configured, changed in between       | 0, port refuses the abort       |
 // | status word           | smallest remaining time              | nothing pending, more than 5 ms |
+// | one download slot     |                                      | a master takes it over          |
 
 #include "KQErrorCodes.h"
 #include "KQVariable.h"
@@ -477,6 +478,52 @@ TEST_F(SDOClientTimeout, CheckNeedsNoPlaceForTheNextDueTime) {
   node.clock.advance(101);
   client().checkSDOTimeouts(nullptr);
   EXPECT_EQ(WRITE_ABORTED, sent());
+}
+
+// ---- a master that takes the client's slot
+
+class SlotTakenByAMaster : public SDOClientTimeout {
+protected:
+  /// A master begins to write this node's text 0x2001 sub-index 1 while node 6 is being sent segments of it.
+  void takeSlot() {
+    startText();
+    ASSERT_EQ(Frames{"585#60 01 20 01 00 00 00 00"}, node.receive("605#21 01 20 01 0E 00 00 00"));
+  }
+};
+
+TEST_F(SlotTakenByAMaster, AbortsHimOnTheCobIDOfHisAnswers) {
+  takeSlot();
+  EXPECT_EQ(Frames{"585#80 01 20 01 00 00 04 05"}, node.run(101));
+}
+
+TEST_F(SlotTakenByAMaster, AbortsHimForARepeatedToggleOnTheCobIDOfHisAnswers) {
+  takeSlot();
+  EXPECT_EQ(Frames{"585#80 01 20 01 00 00 03 05"}, node.receive("605#10 61 62 63 64 65 66 67"));
+}
+
+TEST_F(SlotTakenByAMaster, ExpectsNothingMoreOfTheServer) {
+  takeSlot();
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, answer("20 00 00 00 00 00 00 00"));
+  EXPECT_EQ(Frames{}, sent());
+  EXPECT_EQ(Frames{"585#20 00 00 00 00 00 00 00"}, node.receive("605#00 61 62 63 64 65 66 67"));
+}
+
+TEST_F(SlotTakenByAMaster, IsNotGivenUpForAnAbortOfTheServer) {
+  takeSlot();
+  answer("80 00 60 11 00 00 04 05");
+  EXPECT_EQ(Frames{"585#20 00 00 00 00 00 00 00"}, node.receive("605#00 61 62 63 64 65 66 67"));
+}
+
+// Whoever calls the steps of the client himself, with the COB-IDs of the master's transfer.
+TEST_F(SlotTakenByAMaster, TakesNoStepOfTheClient) {
+  takeSlot();
+  const KQ::KQCANMessage message = test::frame("605#20 00 00 00 00 00 00 00");
+  EXPECT_EQ(KQ::KQ_UNEXPECTED, client().handleSegmentedSDODownloadSegmentResponse(message, 0x605, 0x585));
+  EXPECT_EQ(Frames{}, sent());
+  takeEvents();
+  client().handleSDOAbortMessage(0x2001, 1, 0x605);
+  EXPECT_EQ(Events{}, takeEvents());
+  EXPECT_EQ(Frames{"585#20 00 00 00 00 00 00 00"}, node.receive("605#00 61 62 63 64 65 66 67"));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 // | channel        | the one of the initiation           | foreign, one COB-ID shared                  |
 // | slot           | one by one, an upload beside it     | second initiation, expedited in between     |
 // | transmission   |                                     | refused at initiation and segment           |
+// | limit          | reached                             | exceeded, set in the middle                 |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
@@ -400,6 +401,83 @@ TEST_F(SegmentedDownload, LostAnswerToTheInitiationOpensTheTransferAllTheSame) {
   EXPECT_EQ(Frames{}, open());
   EXPECT_EQ(TAKEN, request("01 61 62 63 64 65 66 67"));
   EXPECT_EQ("abcdefg", storedText(0x2001, 1));
+}
+
+// ---- limit
+
+class SegmentedDownloadLimit : public SegmentedDownload {
+protected:
+  SegmentedDownloadLimit() { node.canopen().setSDOTransferLimit(14); }
+
+  const Frames outOfMemory = {"585#80 01 20 01 05 00 04 05"};
+};
+
+TEST_F(SegmentedDownloadLimit, IsSixtyFourMebibytesUnlessSet) {
+  const KQ::KQCANopen fresh("fresh");
+  EXPECT_EQ(64U * 1024U * 1024U, fresh.getSDOTransferLimit());
+}
+
+TEST_F(SegmentedDownloadLimit, ReachedIsTaken) {
+  open();
+  EXPECT_EQ(TAKEN, request("00 61 62 63 64 65 66 67"));
+  EXPECT_EQ(TAKEN_WITH_TOGGLE, request("11 68 69 6A 6B 6C 6D 6E"));
+  EXPECT_EQ("abcdefghijklmn", storedText(0x2001, 1));
+  EXPECT_EQ(0U, server().getRefusedTransferCount());
+}
+
+TEST_F(SegmentedDownloadLimit, ExceededAborts) {
+  open();
+  request("00 61 62 63 64 65 66 67");
+  request("10 68 69 6A 6B 6C 6D 6E");
+  EXPECT_EQ(outOfMemory, request("0D 6F 00 00 00 00 00 00"));  // the last one, of one byte
+  EXPECT_EQ("before", storedText(0x2001, 1));
+  EXPECT_EQ(1U, server().getRefusedTransferCount());
+}
+
+TEST_F(SegmentedDownloadLimit, ExceededEndsTheDownload) {
+  open();
+  request("00 61 62 63 64 65 66 67");
+  request("10 68 69 6A 6B 6C 6D 6E");
+  request("00 6F 70 71 72 73 74 75");
+  EXPECT_EQ(Frames{}, request("11 76 77 78 79 7A 7B 7C"));
+  EXPECT_EQ(Frames{}, node.run(200));
+}
+
+TEST_F(SegmentedDownloadLimit, ExceededLeavesRoomForTheNextDownload) {
+  open();
+  request("00 61 62 63 64 65 66 67");
+  request("10 68 69 6A 6B 6C 6D 6E");
+  request("00 6F 70 71 72 73 74 75");
+  open();
+  EXPECT_EQ(TAKEN, request("01 61 62 63 64 65 66 67"));
+  EXPECT_EQ("abcdefg", storedText(0x2001, 1));
+}
+
+TEST_F(SegmentedDownloadLimit, HoldsForASizeThatIsNotIndicated) {
+  request("20 01 20 01 00 00 00 00");
+  request("00 61 62 63 64 65 66 67");
+  request("10 68 69 6A 6B 6C 6D 6E");
+  EXPECT_EQ(outOfMemory, request("00 6F 70 71 72 73 74 75"));
+}
+
+TEST_F(SegmentedDownloadLimit, SegmentWithoutBytesExceedsNothing) {
+  open();
+  request("00 61 62 63 64 65 66 67");
+  request("10 68 69 6A 6B 6C 6D 6E");
+  EXPECT_EQ(TAKEN, request("0F 00 00 00 00 00 00 00"));
+  EXPECT_EQ("abcdefghijklmn", storedText(0x2001, 1));
+}
+
+TEST_F(SegmentedDownloadLimit, SetDuringADownloadTakesEffectAtOnce) {
+  open();
+  request("00 61 62 63 64 65 66 67");
+  node.canopen().setSDOTransferLimit(7);
+  EXPECT_EQ(outOfMemory, request("10 68 69 6A 6B 6C 6D 6E"));
+}
+
+TEST_F(SegmentedDownloadLimit, StaysAfterASecondInit) {
+  node.boot();
+  EXPECT_EQ(14U, node.canopen().getSDOTransferLimit());
 }
 
 }  // namespace

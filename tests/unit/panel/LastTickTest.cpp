@@ -1,0 +1,39 @@
+// | covered                                                          | kind       |
+// |------------------------------------------------------------------|------------|
+// | the wrap is seen once, and nothing else is taken for it          | functional |
+// | the tick stands while it is held, and goes on afterwards         | functional |
+#include "LastTick.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+unsigned int readTestTick() {
+  return 7;
+}
+
+TEST(LastTick, HasNotPassedWhileTheTickGoesOn) {
+  panel::LastTick lastTick;
+  for (const unsigned int tick : {5U, 5U, 6U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    EXPECT_FALSE(lastTick.hasPassed(tick)) << tick;
+  }
+}
+
+TEST(LastTick, HasPassedOnceWhenTheTickBeginsAnew) {
+  panel::LastTick lastTick;
+  lastTick.hasPassed(0xFFFFFFF0U);
+  EXPECT_TRUE(lastTick.hasPassed(3));
+  EXPECT_FALSE(lastTick.hasPassed(4));
+}
+
+TEST(LastTick, IsToldWhileItIsHeld) {
+  KQ::KQTick::setSource(&readTestTick);
+  {
+    const panel::LastTick::Hold hold(&readTestTick);
+    EXPECT_EQ(KQ::KQTick::getTickCount(), 0xFFFFFFFFU);
+  }
+  EXPECT_EQ(KQ::KQTick::getTickCount(), 7U);
+  KQ::KQTick::setSource(nullptr);
+}
+
+}  // namespace
