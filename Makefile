@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
+.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -35,6 +35,7 @@ help:
 	@echo "make bench-update              the same count, written to that file"
 	@echo "make bench-growth              draw how it grows with PDOs, consumers, variables and nodes"
 	@echo "make bench-target              times and processor shares measured on that machine"
+	@echo "make overload                  what clients that flood the served bus do to the others, as a table"
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
 	@echo "make tidy                      run clang-tidy over the sources"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
@@ -94,6 +95,12 @@ bench-target:
 	@scripts/setup.sh target
 	$(call timed,build for armhf,$(call build,armhf,canlink target-bench tavo-panel))
 	@tests/target/run bench
+
+# With ARGS=--check it fails when the others have to wait more than twice as long.
+overload:
+	@scripts/setup.sh test >&2
+	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel /usr/bin/python3 tests/interop/python/overload.py --rounds 5 $(ARGS)
 
 format:
 	@scripts/setup.sh check

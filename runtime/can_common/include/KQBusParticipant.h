@@ -12,11 +12,18 @@ public:
   /// A frame that another participant sent. Must not call the bus.
   virtual void takeFrame(const KQBusFrame& frame) = 0;
 
-  /// True when takeFrame would soon lose frames, so that senders that can wait should. Must not call the bus.
-  virtual bool isNearlyFull() const { return false; }
+  /// Room for what takeFrame hands over.
+  enum class Room {
+    PLENTY,
+    SCARCE,  ///< what is left is for senders that send little
+    NONE     ///< takeFrame would soon lose frames: senders that can wait should
+  };
+  /// Must not call the bus.
+  virtual Room getRoom() const { return Room::PLENTY; }
 
-  /// It has been nearly full for so long that nobody waits for it any more, until it has made room.
-  virtual void stopHoldingUp() {}
+  /// Somebody has waited for room for a while. If nothing was taken since this was asked before, it has PLENTY from now
+  /// on, and loses frames, until it has made room.
+  virtual void stopHoldingUpUnlessTaking() {}
 };
 
 }  // namespace KQ

@@ -20,16 +20,21 @@ class KQVirtualBus;
  * Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
  * belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
  *
- * What a client cannot do to the others: a client is not read from while a receive queue of the bus is nearly
- * full, so a burst is slowed down and not lost; one that does not read what it is sent is dropped when OUTPUT_LIMIT
- * bytes wait for it; one that sends no line of the protocol is answered with an error, or closed.
+ * What a client cannot do to the others: one that sends more than a CAN bus of 1 Mbit/s carries is slowed down by its
+ * own socket, and those who do take turns (TURN_FRAMES each) in what the bus has left; a client is not read from while
+ * a receive queue of the bus is nearly full, so a burst is slowed down and not lost; one that does not read what it is
+ * sent is dropped when OUTPUT_LIMIT bytes wait for it; one that sends no line of the protocol is answered with an
+ * error, or closed; more than MAXIMUM_CLIENTS are told so and closed.
  */
 class KQSocketcandServer : private KQTimedService {
 public:
   static constexpr std::size_t OUTPUT_LIMIT = 1U << 20U;  ///< bytes waiting for one client
   static constexpr unsigned SETTLING_MS =
       20;  ///< frames wait this long behind an "< ok >", so as not to arrive with it
-  static constexpr unsigned PATIENCE_MS = 1000;  ///< how long clients wait for an end point that reads nothing
+  static constexpr unsigned PATIENCE_MS = 1000;        ///< how long clients wait for an end point that reads nothing
+  static constexpr unsigned TURN_FRAMES = 16;          ///< that a client may send at once
+  static constexpr unsigned TURN_MS = 2;               ///< what these take a bus of 1 Mbit/s
+  static constexpr std::size_t MAXIMUM_CLIENTS = 128;  ///< a bus has 127 nodes
 
   KQSocketcandServer();
   KQSocketcandServer(const KQSocketcandServer&) = delete;
@@ -68,9 +73,15 @@ private:
   void pauseAccepting();
   void resumeAccepting();
   void addClient(int descriptor);
+  void refuseClient(int descriptor);
   void closeListeners();
   void onWake();
+  void wake() const;
   void serveClients();
+  void serveCrowd();
+  void giveTurn();
+  int getTurnDelay() const;
+  void watchPatience();
   void removeFinishedClients();
 
   KQEndPointManager* manager_{nullptr};
@@ -81,6 +92,13 @@ private:
   unsigned short port_{0};
   bool acceptPaused_{false};
   unsigned acceptTick_{0};
+  bool isFull_{false};     ///< a client was refused, and none has left since
+  bool isWaiting_{false};  ///< a client has been waiting for room since waitTick_
+  unsigned waitTick_{0};
+  unsigned turnTick_{0};       ///< when one of the crowd had its turn
+  unsigned turnFrames_{0};     ///< frame count of the bus then
+  std::size_t nextTurn_{0};    ///< who of the clients is asked first whether it wants one
+  std::size_t nextServed_{0};  ///< who of the crowd is served first
 };
 
 }  // namespace KQ

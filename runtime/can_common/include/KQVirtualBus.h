@@ -52,11 +52,16 @@ public:
    * Delivers a frame to all others unless one of them is nearly full: for senders that can wait.
    * @param sender an attached participant
    * @param roomDescriptor an eventfd that is written to once when a participant has room again (after SEND_NO_ROOM)
+   * @param yields the sender sends much: it waits earlier, for what is left to be there for the others
    */
-  SendResult sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame, int roomDescriptor);
+  SendResult sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame, int roomDescriptor, bool yields = false);
 
-  /// Waits no longer for those that are nearly full now: they lose frames instead. For one that is not reading at all.
+  /// Waits no longer for those that are nearly full now and have taken nothing since the last call of this: they lose
+  /// frames instead. One that is slow, but reads, is waited for.
   void stopWaitingForRoom();
+
+  /// Number of frames that were sent so far, wrapping at 2^32.
+  unsigned getFrameCount() const;
 
   /// Forgets an eventfd given to sendWhenRoom; to be called before it is closed.
   void removeRoomDescriptor(int roomDescriptor);
@@ -75,6 +80,7 @@ private:
     KQBusFrame keptFrame;
   };
 
+  bool hasRoom(const KQBusParticipant* sender, bool yields) const;
   SendResult deliver(KQBusParticipant* sender, const KQBusFrame& frame);
   Seat* findSeat(const KQBusParticipant* participant);
 
@@ -82,6 +88,7 @@ private:
   mutable std::mutex mutex_;
   std::vector<Seat> seats_;
   std::vector<int> roomDescriptors_;
+  unsigned frameCount_{0};
 };
 
 }  // namespace KQ

@@ -45,8 +45,8 @@ private:
   KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> bus, int descriptor, std::size_t capacity);
 
   void takeFrame(const KQBusFrame& frame) override;
-  bool isNearlyFull() const override;
-  void stopHoldingUp() override { holdsUp_ = false; }
+  Room getRoom() const override;
+  void stopHoldingUpUnlessTaking() override;
   void noteRoom();
 
   const std::shared_ptr<KQVirtualBus> bus_;
@@ -55,6 +55,7 @@ private:
   KQFrameQueue queue_;         ///< this, the filter and the flag below are guarded by the bus
   std::optional<KQReceptionFilter> acceptedFrames_;
   bool holdsUp_{true};
+  bool isTaking_{false};  ///< something was read since somebody last complained
   std::atomic<bool> hasFrames_{false};
 };
 

@@ -23,13 +23,17 @@ namespace {
 
 constexpr unsigned GOODBYE_MS = 1000;
 constexpr unsigned GONE_EVENTS = static_cast<unsigned>(EPOLLHUP) | static_cast<unsigned>(EPOLLERR);
-constexpr std::size_t NEARLY_FULL = KQSocketcandServer::OUTPUT_LIMIT / 2;
+constexpr std::size_t SCARCE = KQSocketcandServer::OUTPUT_LIMIT / 2;
+constexpr std::size_t NEARLY_FULL = KQSocketcandServer::OUTPUT_LIMIT / 8 * 7;
 constexpr std::size_t ROOM_AGAIN = KQSocketcandServer::OUTPUT_LIMIT / 8 * 3;
 
 // Widely used clients read 1024 bytes at a time and lose a line that is cut by that. So a burst leaves
 // in blocks of whole lines, at the pace of a CAN bus: a client that keeps up reads block by block.
 constexpr std::size_t BLOCK_SIZE = 1024;
 constexpr unsigned BLOCK_MS = 2;
+
+// So many bytes are a turn of frames with eight bytes. A peer that waits for answers never has as many under way.
+constexpr std::size_t TURN_BYTES = std::size_t{KQSocketcandServer::TURN_FRAMES} * 32;
 
 }  // namespace
 
@@ -68,12 +72,12 @@ void KQSocketcandClient::handleEvents(unsigned events) {
   serve();
 }
 
-void KQSocketcandClient::serve() {
+bool KQSocketcandClient::serve() {
   if (isHolding_ && remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS) == 0) {
     isHolding_ = false;
   }
   processInput();
-  sendOutput();
+  const bool hasSent = sendOutput();
   if (hungUp_) {
     readToTheEnd();
   }
@@ -81,6 +85,12 @@ void KQSocketcandClient::serve() {
     finishClosing();
   }
   updateInterest();
+  return hasSent;
+}
+
+void KQSocketcandClient::takeTurn() {
+  beginTurn();
+  serve();
 }
 
 int KQSocketcandClient::getServiceDelay() const {
@@ -94,14 +104,10 @@ int KQSocketcandClient::getServiceDelay() const {
   if (stage_ == Stage::CLOSING) {
     delay = shorterDelay(delay, remainingDelay(closeTick_, GOODBYE_MS));
   }
-  if (waitsForRoom_) {
-    delay = shorterDelay(delay, remainingDelay(waitTick_, KQSocketcandServer::PATIENCE_MS));
+  if (waitsForTurn_ && !isCrowding_) {
+    delay = shorterDelay(delay, remainingDelay(turnTick_, KQSocketcandServer::TURN_MS));
   }
   return delay;
-}
-
-bool KQSocketcandClient::hasWaitedTooLong() const {
-  return waitsForRoom_ && remainingDelay(waitTick_, KQSocketcandServer::PATIENCE_MS) == 0;
 }
 
 // ---- Input
@@ -111,7 +117,7 @@ bool KQSocketcandClient::mayProcess() const {
 }
 
 bool KQSocketcandClient::mayRead() const {
-  const bool canUse = stage_ == Stage::CLOSING || (mayProcess() && !waitsForRoom_);
+  const bool canUse = stage_ == Stage::CLOSING || (mayProcess() && !waitsForRoom_ && !waitsForTurn_);
   return canUse && inputCount_ < input_.size();
 }
 
@@ -141,7 +147,13 @@ void KQSocketcandClient::readToTheEnd() {
 
 void KQSocketcandClient::processInput() {
   std::size_t consumed = 0;
+  waitsForTurn_ = false;
   while (mayProcess()) {
+    waitsForTurn_ = !hasTurn();
+    if (waitsForTurn_) {
+      break;
+    }
+    const bool isGreeted = stage_ == Stage::GREETED;
     std::string_view line;
     std::size_t used = 0;
     const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
@@ -153,12 +165,27 @@ void KQSocketcandClient::processInput() {
       break;
     }
     consumed += used;
-    if (stage_ == Stage::OPENED && consumed < inputCount_) {
+    if (isGreeted && stage_ == Stage::OPENED && consumed < inputCount_) {
       // The peer did not wait for the answer and would get the next one together with it.
       hold();
     }
   }
   consumeInput(stage_ < Stage::CLOSING ? consumed : inputCount_);
+  // Once in the crowd, it stays there until it was given a turn that it does not use up.
+  isCrowding_ = waitsForTurn_ ? isCrowding_ || inputCount_ >= TURN_BYTES : isCrowding_ && waitsForRoom_;
+}
+
+/// Whether one more line may be worked on. Whoever crowds the bus is given a turn, the others have one every TURN_MS.
+bool KQSocketcandClient::hasTurn() {
+  if (turnLeft_ == 0 && !isCrowding_ && remainingDelay(turnTick_, KQSocketcandServer::TURN_MS) == 0) {
+    beginTurn();
+  }
+  return turnLeft_ > 0;
+}
+
+void KQSocketcandClient::beginTurn() {
+  turnLeft_ = KQSocketcandServer::TURN_FRAMES;
+  turnTick_ = KQTick::getTickCount();
 }
 
 void KQSocketcandClient::consumeInput(std::size_t number) {
@@ -219,15 +246,9 @@ bool KQSocketcandClient::handleSend(std::string_view arguments) {
     reply("< error not a frame >");
     return true;
   }
-  if (bus_->sendWhenRoom(this, frame, wakeDescriptor_) != KQVirtualBus::SEND_NO_ROOM) {
-    waitsForRoom_ = false;
-    return true;
-  }
-  if (!waitsForRoom_) {
-    waitsForRoom_ = true;
-    waitTick_ = KQTick::getTickCount();
-  }
-  return false;
+  waitsForRoom_ = bus_->sendWhenRoom(this, frame, wakeDescriptor_, isCrowding_) == KQVirtualBus::SEND_NO_ROOM;
+  turnLeft_ -= waitsForRoom_ ? 0U : 1U;
+  return !waitsForRoom_;
 }
 
 // ---- Output
@@ -248,11 +269,25 @@ void KQSocketcandClient::takeFrame(const KQBusFrame& frame) {
   }
 }
 
-bool KQSocketcandClient::isNearlyFull() const {
-  return holdsUp_ && !hasOverflowed_ && !isDeaf_ && pending_.size() + unsent_ >= NEARLY_FULL;
+KQBusParticipant::Room KQSocketcandClient::getRoom() const {
+  const std::size_t waiting = pending_.size() + unsent_;
+  if (!holdsUp_ || hasOverflowed_ || isDeaf_ || waiting < SCARCE) {
+    return Room::PLENTY;
+  }
+  return waiting < NEARLY_FULL ? Room::SCARCE : Room::NONE;
 }
 
+void KQSocketcandClient::stopHoldingUpUnlessTaking() {
+  holdsUp_ = isTaking_;
+  isTaking_ = false;
+}
+
+/// Nobody is there to hear it once the peer is gone, so that it takes nothing of a turn then.
 void KQSocketcandClient::reply(std::string_view text) {
+  if (hungUp_) {
+    return;
+  }
+  --turnLeft_;
   {
     const std::lock_guard<std::mutex> lock(bus_->getMutex());
     pending_ += text;
@@ -275,18 +310,22 @@ void KQSocketcandClient::hold() {
   holdTick_ = KQTick::getTickCount();
 }
 
-void KQSocketcandClient::sendOutput() {
+/// @return true: something was sent
+bool KQSocketcandClient::sendOutput() {
   if (hasOverflowed()) {
     std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus_->getName().c_str(),
                  getPeerAddress(descriptor_).toString().c_str());
     finish();
   }
-  isPaced_ = false;
+  bool hasSent = false;
+  isPaced_ = blockSize_ >= BLOCK_SIZE && remainingDelay(blockTick_, BLOCK_MS) > 0;
   while (mayWrite() && (sent_ < sending_.size() || refillOutput())) {
     if (!sendBlock()) {
       hangUp();
     }
+    hasSent = hasSent || !isPaced_;
   }
+  return hasSent;
 }
 
 bool KQSocketcandClient::mayWrite() const {
@@ -317,9 +356,11 @@ bool KQSocketcandClient::sendBlock() {
     return isSocketFull_ || errno == EINTR;
   }
   sent_ += static_cast<std::size_t>(count);
-  blockSize_ += static_cast<std::size_t>(count);
+  // One that sends too much is sent what waits in one go, and is served that much less often.
+  blockSize_ = isCrowding_ ? BLOCK_SIZE : blockSize_ + static_cast<std::size_t>(count);
   const std::lock_guard<std::mutex> lock(bus_->getMutex());
   unsent_ = sending_.size() - sent_;
+  isTaking_ = true;
   noteRoom();
   return true;
 }
@@ -374,6 +415,8 @@ void KQSocketcandClient::finishClosing() {
 void KQSocketcandClient::finish() {
   stage_ = Stage::FINISHED;
   waitsForRoom_ = false;
+  waitsForTurn_ = false;
+  isCrowding_ = false;
   isHolding_ = false;
   bus_->detach(this);
   updateInterest();

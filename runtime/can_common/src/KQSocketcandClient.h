@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "KQBusParticipant.h"
+#include "KQSocketcandServer.h"
 #include "KQVirtualBus.h"
 
 namespace KQ {
@@ -37,16 +38,23 @@ public:
   void handleEvents(unsigned events);
 
   /// Goes on with what had to wait: output, input held back, input that the bus had no room for.
-  void serve();
+  /// @return true: something was sent to it
+  bool serve();
+
+  /// It sends more than it may: there is a whole turn more to be taken from it, and a new turn only by takeTurn().
+  bool isCrowding() const { return isCrowding_; }
+
+  /// Lets it go on with the next turn.
+  void takeTurn();
+
+  /// A frame of it waits for another participant to have room.
+  bool isWaitingForRoom() const { return waitsForRoom_; }
 
   /// The connection is over; the client is to be deleted.
   bool isFinished() const { return stage_ == Stage::FINISHED; }
 
   /// Milliseconds until serve() is wanted, -1 for not before something happens.
   int getServiceDelay() const;
-
-  /// True when the bus has had no room for this client for so long that waiting has no sense any more.
-  bool hasWaitedTooLong() const;
 
 private:
   enum class Stage {
@@ -58,8 +66,8 @@ private:
   };
 
   void takeFrame(const KQBusFrame& frame) override;
-  bool isNearlyFull() const override;
-  void stopHoldingUp() override { holdsUp_ = false; }
+  Room getRoom() const override;
+  void stopHoldingUpUnlessTaking() override;
 
   bool readInput();
   void readToTheEnd();
@@ -70,10 +78,12 @@ private:
   void enterRawMode();
   bool handleSend(std::string_view arguments);
   void consumeInput(std::size_t number);
+  bool hasTurn();
+  void beginTurn();
 
   void reply(std::string_view text);
   void refuse(std::string_view text);
-  void sendOutput();
+  bool sendOutput();
   bool mayWrite() const;
   std::size_t nextBlock();
   bool sendBlock();
@@ -101,7 +111,10 @@ private:
   std::array<char, 16384> input_;
   std::size_t inputCount_{0};
   bool waitsForRoom_{false};
-  unsigned waitTick_{0};
+  bool waitsForTurn_{false};
+  bool isCrowding_{false};
+  unsigned turnLeft_{KQSocketcandServer::TURN_FRAMES};  ///< frames and answers that this turn has left
+  unsigned turnTick_{0};
   bool hungUp_{false};  ///< the peer is gone; what it sent before is still being worked through
 
   // Output: sending_ is the server's thread's, pending_ is what the bus puts in.
@@ -116,7 +129,8 @@ private:
   bool hasOverflowed_{false};    ///< the peer does not read
   bool isWakeRequested_{false};  ///< serve() was asked for and has not come yet
   bool holdsUp_{true};
-  bool isDeaf_{false};  ///< nobody is there to read
+  bool isTaking_{false};  ///< something was sent since somebody last complained
+  bool isDeaf_{false};    ///< nobody is there to read
 
   // An "< ok >" went out at holdTick_: frames wait, and the next command of a peer that is too fast.
   bool isHolding_{false};

@@ -205,7 +205,7 @@ int KQSocketcandEndPoint::getServiceDelay() const {
     return remainingDelay(stageTick_, HANDSHAKE_MS);
   }
   const std::lock_guard<std::mutex> lock(mutex_);
-  return isBroken_ ? 0 : -1;
+  return isBroken_ && received_.getRoom() > 0 ? 0 : -1;
 }
 
 void KQSocketcandEndPoint::service() {
@@ -214,7 +214,14 @@ void KQSocketcandEndPoint::service() {
   }
   if (stage_ == Stage::IDLE) {
     connectNext();
-  } else {
+    return;
+  }
+  if (stage_ == Stage::RUNNING) {
+    // A write found it gone: what was sent before that is still there to be read, and then the end.
+    parseInput();
+    readSocket();
+  }
+  if (getServiceDelay() == 0) {
     fail(stage_ == Stage::RUNNING ? "connection lost" : "no answer from the server");
   }
 }
@@ -331,10 +338,12 @@ int KQSocketcandEndPoint::doWrite(const KQCANMessage& message) {
   }
   const bool mustWait = !output_.empty();
   KQSocketcandCodec::appendSendLine(output_, KQBusFrame::fromMessage(message));
-  if (!mustWait) {
-    sendPending();
+  if (!mustWait && sendPending() == KQ_NOT_AVAILABLE) {
+    output_.clear();
+    sent_ = 0;
+    return KQ_NOT_AVAILABLE;
   }
-  return isBroken_ ? KQ_NOT_AVAILABLE : KQ_OK;
+  return KQ_OK;
 }
 
 void KQSocketcandEndPoint::sendLine(std::string_view line) {

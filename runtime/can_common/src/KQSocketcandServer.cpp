@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "KQEndPointManager.h"
 #include "KQErrorCodes.h"
@@ -23,11 +25,22 @@ namespace KQ {
 namespace {
 
 constexpr int BACKLOG = 64;
+constexpr unsigned ACCEPTED_AT_ONCE = 8;
+constexpr int SEND_BUFFER = 65536;
 constexpr unsigned ACCEPT_PAUSE_MS = 100;
 
-void enable(int socket, int level, int option) {
-  const int on = 1;
-  setsockopt(socket, level, option, &on, sizeof on);
+// To how many of the crowd something is sent before others are looked at again: a system call takes as long as an
+// answer of the node.
+constexpr unsigned SENT_AT_ONCE = 4;
+
+// The bus carries TURN_FRAMES in TURN_MS, and handing them to many clients is to leave time for other work. However
+// much goes on there, the crowd waits for its turn no longer than LONGEST_TURN_MS.
+constexpr unsigned FRAMES_A_MS = KQSocketcandServer::TURN_FRAMES / KQSocketcandServer::TURN_MS;
+constexpr unsigned CLIENTS_A_MS = 8;
+constexpr unsigned LONGEST_TURN_MS = KQSocketcandServer::MAXIMUM_CLIENTS / CLIENTS_A_MS;
+
+void setOption(int socket, int level, int option, int value = 1) {
+  setsockopt(socket, level, option, &value, sizeof value);
 }
 
 /// Opens a listening socket. @return the descriptor, or a negated errno value
@@ -36,9 +49,9 @@ int openListener(const KQNetworkAddress& address) {
   if (descriptor < 0) {
     return -errno;
   }
-  enable(descriptor, SOL_SOCKET, SO_REUSEADDR);
+  setOption(descriptor, SOL_SOCKET, SO_REUSEADDR);
   if (address.getFamily() == AF_INET6) {
-    enable(descriptor, IPPROTO_IPV6, IPV6_V6ONLY);  // the IPv4 address of a name has a socket of its own
+    setOption(descriptor, IPPROTO_IPV6, IPV6_V6ONLY);  // the IPv4 address of a name has a socket of its own
   }
   if (bind(descriptor, address.get(), address.size) == 0 && listen(descriptor, BACKLOG) == 0) {
     return descriptor;
@@ -138,10 +151,13 @@ void KQSocketcandServer::close() {
   bus_ = nullptr;
   manager_ = nullptr;
   acceptPaused_ = false;
+  isFull_ = false;
+  isWaiting_ = false;
 }
 
+/// Some at a time: those who connect without end are not to be the only ones who are served.
 void KQSocketcandServer::acceptClients(int listener) {
-  for (;;) {
+  for (unsigned i = 0; i < ACCEPTED_AT_ONCE; ++i) {
     const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (descriptor >= 0) {
       addClient(descriptor);
@@ -174,13 +190,31 @@ void KQSocketcandServer::resumeAccepting() {
 }
 
 void KQSocketcandServer::addClient(int descriptor) {
-  enable(descriptor, SOL_SOCKET, SO_KEEPALIVE);
+  if (clients_.size() >= MAXIMUM_CLIENTS) {
+    refuseClient(descriptor);
+    return;
+  }
+  setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE);
+  // The kernel says that there is room again when a third of this was read: soon, so that whoever reads is known to.
+  setOption(descriptor, SOL_SOCKET, SO_SNDBUF, SEND_BUFFER);
   clients_.push_back(std::make_unique<KQSocketcandClient>(descriptor, bus_, *manager_, wake_));
   KQSocketcandClient* client = clients_.back().get();
   client->watch([this, client](unsigned events) {
     client->handleEvents(events);
+    watchPatience();
     removeFinishedClients();
   });
+}
+
+void KQSocketcandServer::refuseClient(int descriptor) {
+  if (!isFull_) {
+    std::fprintf(stderr, "%s: more than %zu clients, %s and others are refused\n", bus_->getName().c_str(),
+                 MAXIMUM_CLIENTS, getPeerAddress(descriptor).toString().c_str());
+  }
+  isFull_ = true;
+  constexpr std::string_view ANSWER = "< error too many clients >";
+  [[maybe_unused]] const ssize_t sent = send(descriptor, ANSWER.data(), ANSWER.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  ::close(descriptor);
 }
 
 void KQSocketcandServer::onWake() {
@@ -189,33 +223,95 @@ void KQSocketcandServer::onWake() {
   serveClients();
 }
 
+void KQSocketcandServer::wake() const {
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written = write(wake_, &one, sizeof one);
+}
+
 void KQSocketcandServer::serveClients() {
   for (const auto& client : clients_) {
-    client->serve();
+    if (!client->isCrowding()) {
+      client->serve();
+    }
   }
+  serveCrowd();
+  watchPatience();
   removeFinishedClients();
 }
 
+/// Those who send too much get theirs after the others, and not all of them at once.
+void KQSocketcandServer::serveCrowd() {
+  unsigned sent = 0;
+  for (std::size_t i = 0; i < clients_.size() && sent < SENT_AT_ONCE; ++i) {
+    nextServed_ = (nextServed_ + 1) % clients_.size();
+    KQSocketcandClient& client = *clients_[nextServed_];
+    sent += client.isCrowding() && client.serve() ? 1U : 0U;
+  }
+  if (sent == SENT_AT_ONCE) {
+    wake();
+  }
+}
+
+/// Lets one of those who send more than their share go on.
+void KQSocketcandServer::giveTurn() {
+  for (std::size_t i = 0; i < clients_.size(); ++i) {
+    nextTurn_ = (nextTurn_ + 1) % clients_.size();
+    if (clients_[nextTurn_]->isCrowding()) {
+      turnTick_ = KQTick::getTickCount();
+      turnFrames_ = bus_->getFrameCount();
+      clients_[nextTurn_]->takeTurn();
+      return;
+    }
+  }
+}
+
+/// Milliseconds for which bus and server are still taken up by what was sent since the last turn.
+int KQSocketcandServer::getTurnDelay() const {
+  const unsigned carrying = (bus_->getFrameCount() - turnFrames_) / FRAMES_A_MS;
+  const unsigned handingOut = static_cast<unsigned>(clients_.size()) / CLIENTS_A_MS;
+  return remainingDelay(turnTick_, std::clamp(std::max(carrying, handingOut), TURN_MS, LONGEST_TURN_MS));
+}
+
+/// Clients wait for somebody who reads slowly, and not for somebody who does not read.
+void KQSocketcandServer::watchPatience() {
+  const bool waits =
+      std::any_of(clients_.begin(), clients_.end(), [](const auto& client) { return client->isWaitingForRoom(); });
+  const bool isOver = waits && isWaiting_ && remainingDelay(waitTick_, PATIENCE_MS) == 0;
+  if (isOver) {
+    bus_->stopWaitingForRoom();
+  }
+  if (isOver || !isWaiting_) {
+    waitTick_ = KQTick::getTickCount();
+  }
+  isWaiting_ = waits;
+}
+
 void KQSocketcandServer::removeFinishedClients() {
-  clients_.erase(
-      std::remove_if(clients_.begin(), clients_.end(), [](const auto& client) { return client->isFinished(); }),
-      clients_.end());
+  const auto end =
+      std::remove_if(clients_.begin(), clients_.end(), [](const auto& client) { return client->isFinished(); });
+  isFull_ = isFull_ && end == clients_.end();
+  clients_.erase(end, clients_.end());
 }
 
 int KQSocketcandServer::getServiceDelay() const {
   int delay = acceptPaused_ ? remainingDelay(acceptTick_, ACCEPT_PAUSE_MS) : -1;
+  bool isCrowded = false;
   for (const auto& client : clients_) {
     delay = shorterDelay(delay, client->getServiceDelay());
+    isCrowded = isCrowded || client->isCrowding();
   }
-  return delay;
+  if (isCrowded) {
+    delay = shorterDelay(delay, getTurnDelay());
+  }
+  return isWaiting_ ? shorterDelay(delay, remainingDelay(waitTick_, PATIENCE_MS)) : delay;
 }
 
 void KQSocketcandServer::service() {
   if (acceptPaused_ && remainingDelay(acceptTick_, ACCEPT_PAUSE_MS) == 0) {
     resumeAccepting();
   }
-  if (std::any_of(clients_.begin(), clients_.end(), [](const auto& client) { return client->hasWaitedTooLong(); })) {
-    bus_->stopWaitingForRoom();
+  if (getTurnDelay() == 0) {
+    giveTurn();
   }
   serveClients();
 }

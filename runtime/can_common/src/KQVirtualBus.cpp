@@ -78,12 +78,9 @@ KQVirtualBus::SendResult KQVirtualBus::send(KQBusParticipant* sender, const KQBu
 }
 
 KQVirtualBus::SendResult KQVirtualBus::sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame,
-                                                    int roomDescriptor) {
+                                                    int roomDescriptor, bool yields) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const bool mustWait = std::any_of(seats_.begin(), seats_.end(), [sender](const Seat& seat) {
-    return seat.participant != sender && seat.participant->isNearlyFull();
-  });
-  if (!mustWait) {
+  if (hasRoom(sender, yields)) {
     return deliver(sender, frame);
   }
   if (std::find(roomDescriptors_.begin(), roomDescriptors_.end(), roomDescriptor) == roomDescriptors_.end()) {
@@ -92,14 +89,29 @@ KQVirtualBus::SendResult KQVirtualBus::sendWhenRoom(KQBusParticipant* sender, co
   return SEND_NO_ROOM;
 }
 
+bool KQVirtualBus::hasRoom(const KQBusParticipant* sender, bool yields) const {
+  return std::all_of(seats_.begin(), seats_.end(), [sender, yields](const Seat& seat) {
+    if (seat.participant == sender) {
+      return true;
+    }
+    const KQBusParticipant::Room room = seat.participant->getRoom();
+    return room == KQBusParticipant::Room::PLENTY || (room == KQBusParticipant::Room::SCARCE && !yields);
+  });
+}
+
 void KQVirtualBus::stopWaitingForRoom() {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const Seat& seat : seats_) {
-    if (seat.participant->isNearlyFull()) {
-      seat.participant->stopHoldingUp();
+    if (seat.participant->getRoom() != KQBusParticipant::Room::PLENTY) {
+      seat.participant->stopHoldingUpUnlessTaking();
     }
   }
   announceRoom();
+}
+
+unsigned KQVirtualBus::getFrameCount() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return frameCount_;
 }
 
 void KQVirtualBus::removeRoomDescriptor(int roomDescriptor) {
@@ -121,6 +133,7 @@ KQVirtualBus::SendResult KQVirtualBus::deliver(KQBusParticipant* sender, const K
   assert(seat != nullptr && "a frame from somebody who is not on the bus");
   const bool isFirst = !seat->hasSent;
   seat->hasSent = true;
+  ++frameCount_;
   if (seats_.size() == 1) {
     seat->keepsFrame = seat->keepsFrame || isFirst;
     if (isFirst) {

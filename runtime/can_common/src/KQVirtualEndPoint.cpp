@@ -60,6 +60,7 @@ int KQVirtualEndPoint::doRead(KQCANMessage& message) {
   const std::lock_guard<std::mutex> lock(bus_->getMutex());
   queue_.getFront().toMessage(message);
   queue_.pop();
+  isTaking_ = true;
   if (queue_.isEmpty()) {
     makeUnreadable(descriptor_);
     hasFrames_.store(false, std::memory_order_release);
@@ -98,8 +99,16 @@ void KQVirtualEndPoint::takeFrame(const KQBusFrame& frame) {
   }
 }
 
-bool KQVirtualEndPoint::isNearlyFull() const {
-  return holdsUp_ && queue_.getRoom() <= reserve_;
+KQBusParticipant::Room KQVirtualEndPoint::getRoom() const {
+  if (!holdsUp_ || queue_.getRoom() > 2 * reserve_) {
+    return Room::PLENTY;
+  }
+  return queue_.getRoom() > reserve_ ? Room::SCARCE : Room::NONE;
+}
+
+void KQVirtualEndPoint::stopHoldingUpUnlessTaking() {
+  holdsUp_ = isTaking_;
+  isTaking_ = false;
 }
 
 void KQVirtualEndPoint::noteRoom() {

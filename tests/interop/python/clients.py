@@ -109,6 +109,10 @@ class LineClient:
         self.expect("< ok >")
         return self
 
+    def detach(self):
+        """The socket, for those who go on with it alone."""
+        return self._socket
+
     def element(self):
         """The next '< ... >'; empty when the other side closed the connection."""
         while b">" not in self._pending:

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <thread>
 
@@ -344,6 +345,109 @@ TEST_F(PlayedConnection, WriteFindsTheConnectionGone) {
   EXPECT_TRUE(waitUntil(manager, [&] { return !listener.events.empty(); }));
   EXPECT_FALSE(endPoint->isConnected());
   testing::internal::GetCapturedStderr();
+}
+
+TEST_F(PlayedConnection, WhatWasReceivedBeforeAWriteFindsTheConnectionGoneIsNotLost) {
+  open();
+  listener.framesPerCall = 5;
+  std::string text;
+  for (unsigned i = 0; i < 2000; ++i) {
+    KQBusFrame frame;
+    frame.identifier = i & 0x7FFU;
+    KQSocketcandCodec::appendFrameLine(text, frame, 1);
+  }
+  ASSERT_TRUE(peer->send(text));
+  testing::internal::CaptureStderr();
+  peer.reset();
+  for (int i = 0; i < 1000 && endPoint->writeMessage(makeMessage(1)) == KQ_OK; ++i) {
+  }
+  EXPECT_TRUE(waitUntil(manager, [&] { return !endPoint->isConnected(); }));
+  EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 2000; })) << listener.frames.size();
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(PlayedConnection, FrameThatFindsTheConnectionGoneIsRefusedAndNotDiscardedToo) {
+  open();
+  testing::internal::CaptureStderr();
+  peer.reset();
+  unsigned accepted = 0;
+  while (accepted < 100000 && endPoint->writeMessage(makeMessage(1)) == KQ_OK) {
+    ++accepted;
+  }
+  EXPECT_TRUE(waitUntil(manager, [&] { return !listener.events.empty(); }));
+  testing::internal::GetCapturedStderr();
+  const KQEndPointStatistics statistics = endPoint->getStatistics();
+  EXPECT_EQ(statistics.sent, accepted);
+  EXPECT_EQ(statistics.refused, 1U);
+  EXPECT_EQ(statistics.discarded, 0U);
+}
+
+/// An end point on a bus that a server of this process serves, which can be killed and started again.
+class ServedConnection : public testing::Test {
+protected:
+  void serve() {
+    std::string error;
+    ASSERT_EQ(server.listen("127.0.0.1", port, "bus0", manager, error), KQ_OK) << error;
+    port = server.getPort();
+  }
+
+  void open() {
+    std::string error;
+    local = KQVirtualEndPoint::open("bus0", error);
+    serve();
+    std::atomic<bool> isOpen{false};
+    std::thread opening([&] {
+      remote = KQSocketcandEndPoint::open("127.0.0.1", port, "bus0", error);
+      isOpen = true;
+    });
+    waitUntil(manager, [&] { return isOpen.load(); });
+    opening.join();
+    ASSERT_NE(remote, nullptr) << error;
+    manager.addEndPoint(remote.get(), &listener);
+    manager.addEndPoint(local.get(), &localListener);
+  }
+
+  KQEndPointManager manager;
+  RecordingListener listener;
+  RecordingListener localListener;
+  std::unique_ptr<KQVirtualEndPoint> local;
+  KQSocketcandServer server;
+  unsigned short port{0};
+  std::unique_ptr<KQSocketcandEndPoint> remote;
+};
+
+TEST_F(ServedConnection, ServerThatIsKilledAndStartedAgainIsFoundAgainEachTime) {
+  const TestClock clock;
+  constexpr unsigned KILLS = 20;
+  open();
+  testing::internal::CaptureStderr();
+  unsigned refused = 0;
+  for (unsigned kill = 1; kill <= KILLS; ++kill) {
+    server.close();
+    ASSERT_TRUE(waitUntil(manager, [&] { return listener.events.size() == 2 * kill - 1; }));
+    EXPECT_EQ(remote->writeMessage(makeMessage(kill)), KQ_NOT_AVAILABLE);
+    ++refused;
+    serve();
+    ASSERT_TRUE(waitUntil(manager, [&] {
+      TestClock::advance(20);
+      return listener.events.size() == 2 * kill;
+    }));
+    EXPECT_EQ(remote->writeMessage(makeMessage(kill)), KQ_OK);
+    EXPECT_EQ(local->writeMessage(makeMessage(kill)), KQ_OK);
+    EXPECT_TRUE(waitUntil(manager, [&] {
+      TestClock::advance(20);
+      return listener.frames.size() == kill && localListener.frames.size() == kill;
+    })) << "frames pass both ways";
+  }
+  const std::string lines = testing::internal::GetCapturedStderr();
+  const std::string uri = remote->getURI();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2 * KILLS) << "one line each way: " << lines;
+  EXPECT_EQ(lines.rfind(uri + ": connected again\n"), lines.size() - uri.size() - 18);
+  const KQEndPointStatistics statistics = remote->getStatistics();
+  EXPECT_EQ(statistics.disconnects, KILLS);
+  EXPECT_EQ(statistics.reconnects, KILLS);
+  EXPECT_EQ(statistics.refused, refused);
+  EXPECT_EQ(statistics.discarded, 0U);
 }
 
 TEST_F(PlayedConnection, WithoutManagerReadingBringsItBack) {

@@ -525,6 +525,263 @@ TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
   EXPECT_EQ(blocks, 4U);
 }
 
+// ---- Overload
+
+/// A client that keeps its socket full of frames with an identifier of its own.
+class Flooder {
+public:
+  Flooder(std::unique_ptr<TcpPeer> peer, unsigned identifier) : peer_(std::move(peer)) {
+    KQBusFrame frame;
+    frame.identifier = identifier;
+    frame.length = 8;
+    for (int i = 0; i < 100; ++i) {
+      KQSocketcandCodec::appendSendLine(text_, frame);
+    }
+  }
+
+  TcpPeer& getPeer() { return *peer_; }
+
+  void fill() {
+    ssize_t count = 1;
+    while (count > 0) {
+      count = ::send(peer_->getSocket(), text_.data() + sent_, text_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+      sent_ = (sent_ + (count > 0 ? static_cast<std::size_t>(count) : 0)) % text_.size();
+    }
+  }
+
+private:
+  std::unique_ptr<TcpPeer> peer_;
+  std::string text_;
+  std::size_t sent_{0};
+};
+
+class SocketcandServerOverload : public SocketcandServer {
+protected:
+  void addFlooders(unsigned number) {
+    for (unsigned i = 0; i < number; ++i) {
+      flooders_.push_back(std::make_unique<Flooder>(connectRaw(), 0x100 + i));
+    }
+  }
+
+  /// The next milliseconds of the test's clock, in which the flooding clients keep sending, and read when told to.
+  void flood(unsigned milliseconds, bool read = true) {
+    for (unsigned i = 0; i < milliseconds; ++i) {
+      TestClock::advance(1);
+      for (const auto& flooder : flooders_) {
+        flooder->fill();
+        if (read) {
+          flooder->getPeer().collect();
+          flooder->getPeer().received.clear();
+        }
+      }
+      for (int turn = 0; turn < 4; ++turn) {
+        manager.wait(0);
+      }
+    }
+  }
+
+  /// Floods until somebody who does not read makes the flooding clients wait. @param reader one who does
+  bool floodUntilItWaits(TcpPeer* reader = nullptr) {
+    std::size_t before = 1;
+    for (int i = 0; i < 200 && listener.frames.size() != before; ++i) {
+      before = listener.frames.size();
+      flood(50);
+      if (reader != nullptr) {
+        reader->collect();
+      }
+    }
+    return listener.frames.size() == before;
+  }
+
+  /// Number of frames that the node got from each of the flooding clients.
+  std::vector<unsigned> getShares() const {
+    std::vector<unsigned> shares(flooders_.size());
+    for (const std::string& frame : listener.frames) {
+      const std::size_t sender = std::stoul(frame.substr(0, 3), nullptr, 16) - 0x100;
+      if (sender < shares.size()) {
+        ++shares[sender];
+      }
+    }
+    return shares;
+  }
+
+  const TestClock clock;
+  std::vector<std::unique_ptr<Flooder>> flooders_;
+};
+
+TEST_F(SocketcandServerOverload, NoMoreIsTakenThanABusCarries) {
+  addFlooders(1);
+  flood(20);
+  listener.frames.clear();
+  flood(1000);
+  EXPECT_LE(listener.frames.size(), 8100U);
+  EXPECT_GE(listener.frames.size(), 7000U);
+}
+
+TEST_F(SocketcandServerOverload, FramesOfTheNodeCountAsWell) {
+  addFlooders(1);
+  flood(20);
+  listener.frames.clear();
+  for (int i = 0; i < 500; ++i) {
+    for (int frame = 0; frame < 8; ++frame) {
+      node->writeMessage(makeMessage(0x181));
+    }
+    flood(2);
+  }
+  EXPECT_LE(listener.frames.size(), 4300U) << "the node sent the other 4000";
+  EXPECT_GE(listener.frames.size(), 3000U);
+}
+
+TEST_F(SocketcandServerOverload, ManyClientsMakeTurnsRarer) {
+  addFlooders(40);
+  flood(100);
+  listener.frames.clear();
+  flood(1000);
+  EXPECT_LE(listener.frames.size(), 201U * KQSocketcandServer::TURN_FRAMES);
+  EXPECT_GE(listener.frames.size(), 180U * KQSocketcandServer::TURN_FRAMES);
+}
+
+TEST_F(SocketcandServerOverload, WhoSendsTooMuchIsSentABlockAtATime) {
+  addFlooders(1);
+  flood(20);
+  TcpPeer& peer = flooders_[0]->getPeer();
+  TestClock::advance(2);
+  settle(manager);
+  for (const unsigned identifier : {0x701U, 0x702U}) {
+    node->writeMessage(makeMessage(identifier));
+    settle(manager);
+  }
+  peer.collect();
+  EXPECT_EQ(linesOf(peer.received), Frames{"701#"}) << "while the clock stands";
+  flood(3, false);
+  peer.collect();
+  EXPECT_EQ(linesOf(peer.received), (Frames{"701#", "702#"}));
+}
+
+TEST_F(SocketcandServerOverload, ThoseWhoSendWithoutEndTakeTurns) {
+  addFlooders(5);
+  flood(20);
+  listener.frames.clear();
+  flood(1000);
+  const std::vector<unsigned> shares = getShares();
+  const auto [least, most] = std::minmax_element(shares.begin(), shares.end());
+  EXPECT_GE(*least, 1000U);
+  EXPECT_LE(*most, *least * 11 / 10);
+}
+
+TEST_F(SocketcandServerOverload, WhoSendsLittleDoesNotWaitForItsTurn) {
+  addFlooders(50);
+  auto master = connectRaw();
+  flood(100);
+  listener.frames.clear();
+  ASSERT_TRUE(master->send("< send 605 1 40 >"));
+  settle(manager);  // while the clock stands
+  EXPECT_EQ(std::count(listener.frames.begin(), listener.frames.end(), "605#40"), 1);
+}
+
+TEST_F(SocketcandServerOverload, FrameOfTheNodeDoesNotWaitBehindAFlood) {
+  addFlooders(3);
+  auto master = connectRaw();
+  for (int i = 0; i < 500; ++i) {
+    flood(1);
+    master->collect();
+  }
+  TestClock::advance(2);
+  settle(manager);
+  master->collect();
+  master->received.clear();
+  node->writeMessage(makeMessage(0x705, {5}));
+  settle(manager);  // while the clock stands
+  master->collect();
+  const Frames lines = linesOf(master->received);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "705#05"), 1) << master->received;
+}
+
+TEST_F(SocketcandServerOverload, ClientThatReadsNowAndThenIsNotDropped) {
+  auto reader = connectRaw(70000);
+  addFlooders(3);
+  testing::internal::CaptureStderr();
+  floodUntilItWaits();
+  for (int i = 0; i < 6000; ++i) {
+    node->writeMessage(makeMessage(0x701, {1, 2, 3, 4, 5, 6, 7, 8}));  // it does not wait
+  }
+  for (int i = 0; i < 20; ++i) {
+    reader->collect();  // what its kernel holds
+    flood(700);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(server.getClientCount(), 4U);
+  Frames lines = linesOf(reader->received);
+  const auto own = std::remove(lines.begin(), lines.end(), "701#0102030405060708");
+  EXPECT_EQ(lines.end() - own, 6000);
+  lines.erase(own, lines.end());
+  ASSERT_GT(listener.frames.size(), lines.size());
+  EXPECT_TRUE(std::equal(lines.begin(), lines.end(), listener.frames.begin())) << "nothing of it is lost";
+}
+
+TEST_F(SocketcandServerOverload, OneThatDoesNotReadHoldsUpOnlyThoseWhoSendMuch) {
+  auto deaf = connectRaw(4096);
+  addFlooders(1);
+  auto master = connectRaw();
+  ASSERT_TRUE(floodUntilItWaits(master.get()));
+  ASSERT_TRUE(master->send("< send 605 1 40 >"));
+  settle(manager);
+  EXPECT_EQ(listener.frames.back(), "605#40");
+}
+
+TEST_F(SocketcandServerOverload, FloodOfRubbishDoesNotKeepTheServer) {
+  auto rubbish = connectRaw();
+  flood(20);
+  ASSERT_TRUE(rubbish->send(std::string(20000, '>')));
+  flood(100);
+  rubbish->collect();
+  EXPECT_LE(linesOf(rubbish->received).size(), 52U * KQSocketcandServer::TURN_FRAMES) << "answers in fifty turns";
+}
+
+TEST_F(SocketcandServerOverload, RubbishOfADeadClientIsForgotten) {
+  auto peer = std::make_unique<TcpPeer>(server.getPort());
+  ASSERT_EQ(nextRead(*peer), "< hi >");
+  ASSERT_TRUE(peer->send("< open bus0 >" + std::string(60000, '>')));
+  const linger reset{1, 0};
+  setsockopt(peer->getSocket(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  peer.reset();
+  flood(100);
+  EXPECT_EQ(server.getClientCount(), 0U);
+}
+
+TEST_F(SocketcandServerOverload, ErrorsBeforeRawModeAreNotHeldBackOneByOne) {
+  TcpPeer peer(server.getPort());
+  nextRead(peer);
+  ASSERT_TRUE(peer.send("< open bus0 >>>>>"));
+  flood(30);
+  EXPECT_EQ(linesOf(peer.read()).size(), 5U);
+}
+
+TEST_F(SocketcandServerOverload, TooManyClientsAreToldSo) {
+  std::vector<std::unique_ptr<TcpPeer>> peers;
+  testing::internal::CaptureStderr();
+  for (std::size_t i = 0; i < KQSocketcandServer::MAXIMUM_CLIENTS; ++i) {
+    peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
+    ASSERT_EQ(nextRead(*peers.back()), "< hi >");
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 3; ++i) {
+    TcpPeer refused(server.getPort());
+    EXPECT_EQ(nextRead(refused), "< error too many clients >");
+    nextRead(refused);
+    EXPECT_FALSE(refused.isOpen());
+  }
+  peers.pop_back();
+  waitUntil(manager, [&] { return server.getClientCount() < KQSocketcandServer::MAXIMUM_CLIENTS; });
+  peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
+  EXPECT_EQ(nextRead(*peers.back()), "< hi >");
+  TcpPeer refused(server.getPort());
+  EXPECT_EQ(nextRead(refused), "< error too many clients >");
+  const std::string lines = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << "a line whenever it has become too many: " << lines;
+}
+
 // ---- Resources and threads
 
 TEST_F(SocketcandServer, ManyConnectionsLeaveNoDescriptorOpen) {

@@ -232,7 +232,7 @@ protected:
 
   unsigned fill() {
     unsigned number = 0;
-    while (sendWhenRoom() == KQVirtualBus::SEND_DELIVERED) {
+    while (number < 100 && sendWhenRoom() == KQVirtualBus::SEND_DELIVERED) {
       ++number;
     }
     return number;
@@ -283,6 +283,25 @@ TEST_F(Backpressure, EndPointThatReadsNothingIsIgnoredUntilItReads) {
   EXPECT_EQ(endPoint_->getStatistics().overruns, 6U);
   readSome(16);
   EXPECT_EQ(fill(), 12U);
+}
+
+TEST_F(Backpressure, EndPointThatReadsSlowlyIsWaitedFor) {
+  fill();
+  for (int i = 0; i < 3; ++i) {
+    readSome(1);
+    bus_->stopWaitingForRoom();
+    EXPECT_EQ(fill(), 1U) << "and no more than that";
+  }
+  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
+}
+
+TEST_F(Backpressure, SenderOfMuchLeavesRoomForTheOthers) {
+  unsigned number = 0;
+  while (bus_->sendWhenRoom(&sender_, makeFrame(1), room_, true) == KQVirtualBus::SEND_DELIVERED) {
+    ++number;
+  }
+  EXPECT_EQ(number, 8U);
+  EXPECT_EQ(fill(), 4U);
 }
 
 TEST(VirtualBus, WritersOfSeveralThreadsGiveOneOrderToAll) {
