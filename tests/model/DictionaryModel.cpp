@@ -1,5 +1,6 @@
 #include "DictionaryModel.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace model {
@@ -53,10 +54,6 @@ int forcedOnly(bool force) {
   return force ? 0 : 30;
 }
 
-int powerOfTwo(int exponent) {
-  return static_cast<int>(exponent >= 32 ? 0U : 1U << static_cast<unsigned int>(exponent));
-}
-
 }  // namespace
 
 std::string hexadecimal(unsigned int number) {
@@ -79,6 +76,16 @@ const DictionaryModel::Object* DictionaryModel::find(unsigned int key) const {
 DictionaryModel::Variable* DictionaryModel::findVariable(unsigned int key) {
   const auto found = variables.find(key);
   return found == variables.end() ? nullptr : &found->second;
+}
+
+unsigned int DictionaryModel::findRemote(unsigned int remoteKey, const std::string& channel) const {
+  for (const auto& [key, variable] : variables) {
+    const bool isMeant = variable.remoteKey == remoteKey || key == remoteKey;
+    if (remoteKey != 0 && isMeant && variable.owned && variable.channel == channel) {
+      return key;
+    }
+  }
+  return 0;
 }
 
 bool DictionaryModel::isOwned(unsigned int key) const {
@@ -184,13 +191,12 @@ int DictionaryModel::addVariable(const VariableDescription& description) {
                     description.requestCOBID != 0 ? std::to_string(description.requestCOBID) : std::string()};
   if (description.hasLimits) {
     limit(key, description.minimum, description.maximum);
-  } else if (description.isSigned) {
-    const int half = powerOfTwo(description.bits - 1);
-    limit(key, static_cast<int>(0U - static_cast<unsigned int>(half)),
-          static_cast<int>(static_cast<unsigned int>(half) - 1U));
-  } else {
-    limit(key, 0, static_cast<int>(static_cast<unsigned int>(powerOfTwo(description.bits)) - 1U));
+    return 0;
   }
+  // A variable keeps 32 bits, however long it is.
+  const unsigned int all = ~0U >> static_cast<unsigned int>(32 - std::min(description.bits, 32));
+  const unsigned int most = description.isSigned ? all >> 1U : all;
+  limit(key, static_cast<int>(description.isSigned ? ~most : 0U), static_cast<int>(most));
   return 0;
 }
 

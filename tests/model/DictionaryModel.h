@@ -53,6 +53,8 @@ public:
   bool hasIndex(unsigned int index) const { return isRecord.count(index) != 0; }
   const Object* find(unsigned int key) const;
   Variable* findVariable(unsigned int key);
+  /// The variable that another node knows by a key, of those of a channel; 0: none.
+  unsigned int findRemote(unsigned int remoteKey, const std::string& channel) const;
   bool isOwned(unsigned int key) const;
 
   void add(unsigned int index, bool record);

@@ -14,7 +14,8 @@ NodeModel::NodeModel()
       nmt(surroundings, dictionary, NODE_ID),
       consumer(surroundings, dictionary, nmt),
       transfers(surroundings, dictionary),
-      server(transfers, dictionary, surroundings) {
+      server(transfers, dictionary, surroundings),
+      client(transfers, dictionary, surroundings) {
   dictionary.objectWritten = [this](unsigned int key) { objectWritten(key); };
   wire();
 }
@@ -23,12 +24,14 @@ NodeModel::NodeModel()
 void NodeModel::wire() {
   consumer.readSettings();
   server.readChannels();
+  client.readChannels();
 }
 
 void NodeModel::objectWritten(unsigned int key) {
   const unsigned int index = key >> 16U;
   if (index >= 0x1200 && index < 0x1300) {
     server.readChannels();
+    client.readChannels();
   } else if (index == 0x1016) {
     consumer.readSettings();
   }
@@ -72,7 +75,10 @@ void NodeModel::sendPass() {
   nmt.sendHeartbeat();
   consumer.check();
   waitHint = LONGEST_WAIT;
+  client.checkConfirmations(waitHint);
   transfers.checkTimeouts();
+  client.sendWrites();
+  client.sendNextRead();
 }
 
 // ---- reception
@@ -98,6 +104,7 @@ void NodeModel::offer(const Frame& frame) {
     return;
   }
   server.handle(frame);
+  client.handle(frame);
 }
 
 // ---- surroundings
@@ -208,11 +215,18 @@ void NodeModel::addChannel(bool isServer, unsigned int request, unsigned int res
   dictionary.add(index << 16U | 1U, RW, UNSIGNED32, static_cast<int>(request));
   dictionary.add(index << 16U | 2U, RW, UNSIGNED32, static_cast<int>(response));
   dictionary.add(index << 16U | 3U, RW, UNSIGNED8, 6);
+  if (!isServer) {
+    client.nameChannel(response, std::to_string(request));
+  }
   trace.result(0);
 }
 
 void NodeModel::addVariable(const VariableDescription& description) {
   trace.result(dictionary.addVariable(description));
+  if (description.requestCOBID != 0) {
+    const unsigned int key = static_cast<unsigned int>(description.index) << 16U | description.subIndex;
+    trace.result(client.placeVariable(key, description.requestCOBID));
+  }
 }
 
 void NodeModel::addObject(const ObjectDescription& description) {
@@ -231,6 +245,18 @@ void NodeModel::writeObject(unsigned int key, int value, bool force) {
 
 void NodeModel::change(unsigned int key, int value) {
   trace.result(dictionary.store(key, value));
+}
+
+void NodeModel::request(unsigned int key, int value) {
+  trace.result(client.requestWrite(key, value, std::string()));
+}
+
+void NodeModel::request(unsigned int key, const std::string& text) {
+  trace.result(client.requestWrite(key, 0, text));
+}
+
+void NodeModel::requestRead(unsigned int key) {
+  trace.result(client.requestRead(key));
 }
 
 }  // namespace model

@@ -8,6 +8,7 @@
 #include "DictionaryModel.h"
 #include "HeartbeatConsumerModel.h"
 #include "NMTModel.h"
+#include "SDOClientModel.h"
 #include "SDOServerModel.h"
 #include "SDOTransfers.h"
 #include "Surroundings.h"
@@ -42,6 +43,9 @@ public:
   void addObject(const ObjectDescription& description) override;
   void writeObject(unsigned int key, int value, bool force) override;
   void change(unsigned int key, int value) override;
+  void request(unsigned int key, int value) override;
+  void request(unsigned int key, const std::string& text) override;
+  void requestRead(unsigned int key) override;
 
 private:
   void wire();
@@ -56,6 +60,7 @@ private:
   HeartbeatConsumerModel consumer;
   SDOTransfers transfers;
   SDOServerModel server;
+  SDOClientModel client;
   std::deque<Frame> port;
   std::vector<unsigned int> watched;
   bool paused = false;
