@@ -62,6 +62,7 @@ public:
 
   std::deque<KQ::KQCANMessage> incoming;
   unsigned int refusals = 0;
+  int refusalCode = KQ::KQ_OK;
 
 protected:
   int doRead(KQ::KQCANMessage& message) override {
@@ -76,7 +77,7 @@ protected:
   int doWrite(const KQ::KQCANMessage& message) override {
     if (refusals > 0) {
       --refusals;
-      return KQ::KQ_DEFERRED;
+      return refusalCode;
     }
     Frame frame{message.identifier, message.length, {}};
     std::copy_n(message.data, 8, frame.data.begin());
@@ -219,8 +220,9 @@ void ComparedNode::cycle() {
   trace.result(node->process(clock.now() + 10));
 }
 
-void ComparedNode::refuse(unsigned int count) {
+void ComparedNode::refuse(unsigned int count, int code) {
   port->refusals = count;
+  port->refusalCode = code;
 }
 
 void ComparedNode::watch(unsigned int key) {

@@ -63,8 +63,8 @@ public:
   virtual void advance(unsigned int /*milliseconds*/) {}
   virtual void receive(const Frame& /*frame*/) {}
   virtual void cycle() {}
-  /// The port refuses the next @p count writes.
-  virtual void refuse(unsigned int /*count*/) {}
+  /// The port refuses the next @p count writes with @p code.
+  virtual void refuse(unsigned int /*count*/, int /*code*/) {}
   /// The value under a key is shown from now on.
   virtual void watch(unsigned int /*key*/) {}
 

@@ -41,8 +41,8 @@ void EventPrinter::cycle() {
   line = "cycle";
 }
 
-void EventPrinter::refuse(unsigned int count) {
-  line = format("port refuses %u writes", count);
+void EventPrinter::refuse(unsigned int count, int code) {
+  line = format("port refuses %u writes with %d", count, code);
 }
 
 void EventPrinter::watch(unsigned int key) {

@@ -13,7 +13,7 @@ public:
   void advance(unsigned int milliseconds) override;
   void receive(const Frame& frame) override;
   void cycle() override;
-  void refuse(unsigned int count) override;
+  void refuse(unsigned int count, int code) override;
   void watch(unsigned int key) override;
   void setOption(int option, bool value) override;
   void setState(int state) override;

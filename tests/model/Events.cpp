@@ -83,7 +83,8 @@ Event anyHeartbeat(Random& random, unsigned int node) {
 
 Event anyRefusal(Random& random) {
   const unsigned int count = random.pick({1U, 25U, 26U, 27U, 60U});
-  return [=](Device& device) { device.refuse(count); };
+  const int code = random.oneIn(2) ? 17 : 10;  // its queue is full, or it is down
+  return [=](Device& device) { device.refuse(count, code); };
 }
 
 }  // namespace model

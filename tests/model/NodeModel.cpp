@@ -13,10 +13,12 @@ NodeModel::NodeModel()
     : dictionary(surroundings, NODE_ID),
       nmt(surroundings, dictionary, NODE_ID),
       consumer(surroundings, dictionary, nmt),
+      pdos(surroundings, dictionary, nmt),
       transfers(surroundings, dictionary),
       server(transfers, dictionary, surroundings),
       client(transfers, dictionary, surroundings) {
   dictionary.objectWritten = [this](unsigned int key) { objectWritten(key); };
+  dictionary.variableChanged = [this](unsigned int key) { pdos.valueChanged(key); };
   wire();
 }
 
@@ -25,10 +27,15 @@ void NodeModel::wire() {
   consumer.readSettings();
   server.readChannels();
   client.readChannels();
+  pdos.build();
 }
 
 void NodeModel::objectWritten(unsigned int key) {
   const unsigned int index = key >> 16U;
+  if (index < 0x2000) {
+    pdos.valueChanged(key);
+  }
+  pdos.parameterWritten(index);
   if (index >= 0x1200 && index < 0x1300) {
     server.readChannels();
     client.readChannels();
@@ -75,6 +82,8 @@ void NodeModel::sendPass() {
   nmt.sendHeartbeat();
   consumer.check();
   waitHint = LONGEST_WAIT;
+  pdos.sendDue(waitHint);
+  pdos.checkReception();
   client.checkConfirmations(waitHint);
   transfers.checkTimeouts();
   client.sendWrites();
@@ -100,6 +109,9 @@ void NodeModel::offer(const Frame& frame) {
     return;
   }
   consumer.handle(frame);
+  if (pdos.handleSync(frame) || pdos.handle(frame)) {
+    return;
+  }
   if (nmt.getState() == STOPPED) {
     return;
   }
@@ -140,8 +152,9 @@ void NodeModel::advance(unsigned int milliseconds) {
   surroundings.tick += milliseconds;
 }
 
-void NodeModel::refuse(unsigned int count) {
+void NodeModel::refuse(unsigned int count, int code) {
   surroundings.refusals = count;
+  surroundings.refusalCode = code;
 }
 
 void NodeModel::watch(unsigned int key) {
@@ -235,6 +248,20 @@ void NodeModel::addObject(const ObjectDescription& description) {
   dictionary.add(key, description.accessType, description.dataType, description.value);
   dictionary.limit(key, 0, -1);
   trace.result(0);
+}
+
+void NodeModel::addPDO(const PDODescription& description) {
+  pdos.add(description);
+  trace.result(0);
+}
+
+void NodeModel::addMapping(unsigned short number, bool transmit, unsigned int key, int bits) {
+  trace.result(pdos.map(number, transmit, key, bits));
+}
+
+void NodeModel::countTransmissions(int number, unsigned int key) {
+  pdos.countTransmissions(0x1800U + static_cast<unsigned int>(number), key);
+  trace.result(1);
 }
 
 // ---- the application

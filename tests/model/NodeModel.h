@@ -8,6 +8,7 @@
 #include "DictionaryModel.h"
 #include "HeartbeatConsumerModel.h"
 #include "NMTModel.h"
+#include "PDOTimingModel.h"
 #include "SDOClientModel.h"
 #include "SDOServerModel.h"
 #include "SDOTransfers.h"
@@ -26,7 +27,7 @@ public:
   void advance(unsigned int milliseconds) override;
   void receive(const Frame& frame) override;
   void cycle() override;
-  void refuse(unsigned int count) override;
+  void refuse(unsigned int count, int code) override;
   void watch(unsigned int key) override;
   void setOption(int option, bool value) override;
   void setState(int state) override;
@@ -41,6 +42,9 @@ public:
   void addChannel(bool server, unsigned int request, unsigned int response) override;
   void addVariable(const VariableDescription& description) override;
   void addObject(const ObjectDescription& description) override;
+  void addPDO(const PDODescription& description) override;
+  void addMapping(unsigned short number, bool transmit, unsigned int key, int bits) override;
+  void countTransmissions(int number, unsigned int key) override;
   void writeObject(unsigned int key, int value, bool force) override;
   void change(unsigned int key, int value) override;
   void request(unsigned int key, int value) override;
@@ -58,6 +62,7 @@ private:
   DictionaryModel dictionary;
   NMTModel nmt;
   HeartbeatConsumerModel consumer;
+  PDOTimingModel pdos;
   SDOTransfers transfers;
   SDOServerModel server;
   SDOClientModel client;

@@ -265,6 +265,7 @@ void SDOClientModel::sendNextRead() {
   upload.requestCOBID = read.channel.request;
   upload.responseCOBID = read.channel.response;
   upload.tick = surroundings.tick;
+  upload.isClient = true;
   const unsigned int remoteKey = remoteKeyOf(read.key);
   transfers.send(read.channel.request, 0x40, remoteKey != 0 ? remoteKey : read.key, 0);
 }

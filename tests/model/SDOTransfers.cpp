@@ -6,7 +6,7 @@ namespace model {
 
 bool SDOTransfers::send(unsigned int cobID, const Bytes& bytes) {
   lastSent = bytes;
-  return surroundings.send({cobID, 8, bytes});
+  return surroundings.send({cobID, 8, bytes}) == 0;
 }
 
 bool SDOTransfers::send(unsigned int cobID, unsigned int command, unsigned int key, unsigned int number) {
@@ -52,7 +52,8 @@ void SDOTransfers::checkTimeouts() {
   }
   if ((upload.inProgress || upload.responseCOBID != 0) && isOver(upload.tick)) {
     const DictionaryModel::Variable* const variable = dictionary.findVariable(upload.key);
-    const bool isRemote = variable != nullptr && variable->owned && variable->remoteKey != 0;
+    // The server is told of the object as it knows it, a master of the one it asked for.
+    const bool isRemote = upload.isClient && variable != nullptr && variable->owned && variable->remoteKey != 0;
     abort(upload.responseCOBID, isRemote ? variable->remoteKey : upload.key, TIMED_OUT);
     dictionary.invalidate(upload.key);
     upload = Upload();

@@ -21,6 +21,7 @@ public:
     unsigned int key = 0;
     unsigned int tick = 0;
     bool inProgress = false;
+    bool isClient = false;
   };
   struct Download {
     unsigned int requestCOBID = 0;   ///< this node hears on it

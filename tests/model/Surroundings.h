@@ -9,19 +9,20 @@ struct Surroundings {
   Trace& trace;
   unsigned int tick = 10000;
   unsigned int refusals = 0;
+  int refusalCode = 0;
 
-  /// A frame that the port refuses is offered 26 times in all.
-  bool send(const Frame& frame) {
+  /// A frame that the port refuses is offered 26 times in all. @return the code of the last time
+  int send(const Frame& frame) {
     constexpr unsigned int ATTEMPTS = 26;
     const bool isClassic = frame.identifier <= 0x7FF;
     if (!isClassic || refusals >= ATTEMPTS) {
       refusals -= isClassic ? ATTEMPTS : 0;
       trace.errorLine("CANopen: Error sending CAN message");
-      return false;
+      return isClassic ? refusalCode : 20;
     }
     refusals = 0;
     trace.frame(frame);
-    return true;
+    return 0;
   }
 };
 
