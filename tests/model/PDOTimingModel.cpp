@@ -369,8 +369,7 @@ bool PDOTimingModel::handle(const Frame& frame) {
   if (frame.length > pdo->length) {
     return true;
   }
-  pdo->timeStamp = surroundings.tick + pdo->eventTimer;
-  pdo->isHeard = true;
+  pdo->timeStamp = std::max(surroundings.tick + pdo->eventTimer, 1U);  // 0 would say that none has come
   if (pdo->isEventDriven()) {
     takeOver(*pdo, frame);
   } else {
@@ -409,7 +408,7 @@ void PDOTimingModel::unpack(const PDO& pdo, const Frame& frame) {
 
 void PDOTimingModel::checkReception() {
   for (const auto& [index, pdo] : monitored) {
-    const bool isLate = !pdo->isHeard || static_cast<int>(surroundings.tick - pdo->timeStamp) > 0;
+    const bool isLate = pdo->timeStamp == 0 || static_cast<int>(surroundings.tick - pdo->timeStamp) > 0;
     if (pdo->timedOut || !isLate) {
       continue;
     }

@@ -50,8 +50,7 @@ private:
     unsigned int length = 0;
     unsigned int counter = 0;
     std::vector<Mapped> mapping;
-    unsigned int timeStamp = 0;
-    bool isHeard = false;
+    unsigned int timeStamp = 0;  ///< of the last frame sent, or until when the next one has to come; 0: there was none
     bool timedOut = false;
 
     bool isEventDriven() const { return type >= 254; }
