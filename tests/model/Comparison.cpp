@@ -29,7 +29,7 @@ std::string Comparison::run(const Generate& generate, std::uint64_t seed, unsign
     Random random(each);
     const Sequence sequence = generate(random);
     if (firstDifference(sequence) != 0) {
-      return "seed " + std::to_string(each) + ", shrunk from " + std::to_string(sequence.size()) + " events:\n" +
+      return std::to_string(each) + " repeats it; shrunk from " + std::to_string(sequence.size()) + " events:\n" +
              describe(shrink(sequence));
     }
   }

@@ -20,7 +20,8 @@ public:
   Comparison(MakeDevice makeNode, MakeDevice makeModel) : node(std::move(makeNode)), model(std::move(makeModel)) {}
 
   /// Compares the sequences of the seeds from @p seed on.
-  /// @return empty when all are alike; else the first that differs, with its seed, shrunk, as lines to read
+  /// @return empty when all are alike; else the seed of the first that differs, and behind it the sequence, shrunk, as
+  /// lines to read
   std::string run(const Generate& generate, std::uint64_t seed, unsigned int sequences) const;
 
   /// Takes as many events out of a sequence as can go while it still differs.

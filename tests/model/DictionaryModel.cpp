@@ -73,6 +73,14 @@ const DictionaryModel::Object* DictionaryModel::find(unsigned int key) const {
   return found == objects.end() ? nullptr : &found->second;
 }
 
+std::vector<unsigned int> DictionaryModel::indexes(unsigned int first, unsigned int last) const {
+  std::vector<unsigned int> found;
+  for (auto each = isRecord.lower_bound(first); each != isRecord.end() && each->first <= last; ++each) {
+    found.push_back(each->first);
+  }
+  return found;
+}
+
 DictionaryModel::Variable* DictionaryModel::findVariable(unsigned int key) {
   const auto found = variables.find(key);
   return found == variables.end() ? nullptr : &found->second;

@@ -50,6 +50,8 @@ public:
   std::function<void(unsigned int key)> objectWritten = [](unsigned int) {};
   std::function<void(unsigned int key)> variableChanged = [](unsigned int) {};
 
+  /// The indexes that exist, of a range.
+  std::vector<unsigned int> indexes(unsigned int first, unsigned int last) const;
   bool hasIndex(unsigned int index) const { return isRecord.count(index) != 0; }
   const Object* find(unsigned int key) const;
   Variable* findVariable(unsigned int key);

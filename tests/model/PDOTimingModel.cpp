@@ -143,7 +143,7 @@ void PDOTimingModel::build() {
 void PDOTimingModel::buildReceive() {
   monitored.clear();
   receivers.clear();
-  for (unsigned int index = 0x1400; index <= 0x15FF; ++index) {
+  for (const unsigned int index : dictionary.indexes(0x1400, 0x15FF)) {
     const Pointer pdo = make(index);
     if (pdo == nullptr) {
       continue;
@@ -159,7 +159,7 @@ void PDOTimingModel::buildTransmit() {
   transmitters.clear();
   timers.clear();
   pending.clear();
-  for (unsigned int index = 0x1800; index <= 0x19FF; ++index) {
+  for (const unsigned int index : dictionary.indexes(0x1800, 0x19FF)) {
     const Pointer pdo = make(index);
     if (pdo == nullptr) {
       continue;

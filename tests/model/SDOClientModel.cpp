@@ -34,7 +34,7 @@ std::string extend(int number, bool isSigned, int bytes) {
 }  // namespace
 
 void SDOClientModel::readChannels() {
-  for (unsigned int index = 0x1280; index <= 0x12FF; ++index) {
+  for (const unsigned int index : dictionary.indexes(0x1280, 0x12FF)) {
     int request = 0;
     int response = 0;
     if (dictionary.read(index << 16U | 1U, request) == 0 && dictionary.read(index << 16U | 2U, response) == 0) {

@@ -24,7 +24,7 @@ unsigned int toggleOf(const Frame& frame) {
 }  // namespace
 
 void SDOServerModel::readChannels() {
-  for (unsigned int index = 0x1200; index <= 0x127F; ++index) {
+  for (const unsigned int index : dictionary.indexes(0x1200, 0x127F)) {
     int request = 0;
     int response = 0;
     if (dictionary.read(index << 16U | 1U, request) == 0 && dictionary.read(index << 16U | 2U, response) == 0) {
