@@ -14,12 +14,34 @@ void apply(const Event& event, Device& device) {
   device.showValues();
 }
 
-void append(std::string& text, const char* who, const Trace& trace, bool withValues) {
+void append(std::string& text, const Trace& trace) {
   for (const Observation& observation : trace.all()) {
-    if (withValues || observation.kind != Observation::VALUE) {
-      text += std::string("      ") + who + toText(observation) + "\n";
+    if (observation.kind != Observation::VALUE) {
+      text += "      " + toText(observation) + "\n";
     }
   }
+}
+
+using Observations = std::vector<Observation>;
+
+/// At most a few lines of them: one event may have shown hundreds.
+void append(std::string& text, const char* who, Observations::const_iterator first, Observations::const_iterator last) {
+  constexpr std::ptrdiff_t MOST = 10;
+  for (auto each = first; each != last && each - first < MOST; ++each) {
+    text += std::string("      ") + who + toText(*each) + "\n";
+  }
+  if (last - first > MOST) {
+    text += "      and so on\n";
+  }
+}
+
+/// What both show first is left out, and what both show last.
+void appendDifference(std::string& text, const Observations& node, const Observations& model) {
+  const auto begin = std::mismatch(node.begin(), node.end(), model.begin(), model.end());
+  const auto end = std::mismatch(node.rbegin(), std::make_reverse_iterator(begin.first), model.rbegin(),
+                                 std::make_reverse_iterator(begin.second));
+  append(text, "node  ", begin.first, end.first.base());
+  append(text, "model ", begin.second, end.second.base());
 }
 
 }  // namespace
@@ -82,10 +104,9 @@ std::string Comparison::describe(const Sequence& sequence) const {
     apply(sequence[i], *second);
     text += "  " + std::to_string(i + 1) + ". " + EventPrinter::toText(sequence[i]) + "\n";
     if (i + 1 < sequence.size()) {
-      append(text, "", first->trace, false);
+      append(text, first->trace);
     } else {
-      append(text, "node  ", first->trace, true);
-      append(text, "model ", second->trace, true);
+      appendDifference(text, first->trace.all(), second->trace.all());
     }
   }
   return text;

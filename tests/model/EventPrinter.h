@@ -38,7 +38,10 @@ public:
   void requestRead(unsigned int key) override;
 
 private:
-  std::string line;
+  void say(const std::string& line);
+
+  std::string last;
+  unsigned int calls = 0;
 };
 
 }  // namespace model

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "Events.h"
+#include "Generators.h"
 #include "SequenceRun.h"
 
 using namespace model;
@@ -60,7 +61,9 @@ Event fill(Random& random) {
   };
 }
 
-Event anyEvent(Random& random, unsigned int time) {
+}  // namespace
+
+Event model::anyConsumerEvent(Random& random, unsigned int time) {
   switch (random.below(20)) {
     case 0:
       return anyCommand(random);
@@ -87,6 +90,8 @@ Event anyEvent(Random& random, unsigned int time) {
   }
 }
 
+namespace {
+
 Sequence anySequence(Random& random) {
   const unsigned int time = random.pick({1U, 10U, 100U, 1000U, 60000U});
   Sequence sequence{anyStart(random), anyConsumer(random, time), anyListener(random), anyListener(random)};
@@ -94,7 +99,7 @@ Sequence anySequence(Random& random) {
     sequence.push_back(watch(CONSUMERS | subIndex));
   }
   for (unsigned int count = random.between(10, 60); count > 0; --count) {
-    sequence.push_back(anyEvent(random, time));
+    sequence.push_back(anyConsumerEvent(random, time));
   }
   return sequence;
 }

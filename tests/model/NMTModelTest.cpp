@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "Events.h"
+#include "Generators.h"
 #include "SequenceRun.h"
 
 using namespace model;
@@ -38,7 +39,9 @@ Event anyOption(Random& random) {
   return [=](Device& device) { device.setOption(option, value); };
 }
 
-Event anyEvent(Random& random, unsigned int time) {
+}  // namespace
+
+Event model::anyNMTEvent(Random& random, unsigned int time) {
   switch (random.below(20)) {
     case 0:
     case 1:
@@ -72,12 +75,14 @@ Event anyEvent(Random& random, unsigned int time) {
   }
 }
 
+namespace {
+
 Sequence anySequence(Random& random) {
   const unsigned int time = random.pick({1U, 10U, 100U, 1000U, 60000U});
   Sequence sequence{anyStart(random), watch(0x10170000),
                     [=](Device& device) { device.setProducerTime(static_cast<int>(time)); }};
   for (unsigned int count = random.between(10, 60); count > 0; --count) {
-    sequence.push_back(anyEvent(random, time));
+    sequence.push_back(anyNMTEvent(random, time));
   }
   return sequence;
 }

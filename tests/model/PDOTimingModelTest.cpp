@@ -15,6 +15,7 @@
 
 #include "DictionaryModel.h"
 #include "Events.h"
+#include "Generators.h"
 #include "SequenceRun.h"
 
 using namespace model;
@@ -31,12 +32,12 @@ struct Mappable {
 };
 
 constexpr Mappable VARIABLES[] = {
-    {0x20010001, 8, false, true},  {0x20010002, 16, true, true},  {0x20010003, 32, false, true},
-    {0x20010004, 1, false, true},  {0x20010005, 12, true, true},  {0x20020001, 8, false, false},
-    {0x20020002, 16, true, false}, {0x20020003, 32, true, false},
+    {0x20110001, 8, false, true},  {0x20110002, 16, true, true},  {0x20110003, 32, false, true},
+    {0x20110004, 1, false, true},  {0x20110005, 12, true, true},  {0x20120001, 8, false, false},
+    {0x20120002, 16, true, false}, {0x20120003, 32, true, false},
 };
 constexpr unsigned int OBJECT = 0x10060000;
-constexpr unsigned int COUNTERS[] = {0x10070000, 0x20030001};
+constexpr unsigned int COUNTERS[] = {0x10070000, 0x20130001};
 
 Event addVariable(const Mappable& mappable) {
   VariableDescription description;
@@ -87,7 +88,7 @@ Event addMapping(Random& random, bool transmit, unsigned int number) {
   int bits = mappable.bits;
   switch (random.below(30)) {
     case 0:
-      key = 0x20050001;  // does not exist
+      key = 0x20150001;  // does not exist
       break;
     case 1:
       key = 0x00050000;  // a dummy
@@ -186,7 +187,9 @@ Event anyRareEvent(Random& random) {
   }
 }
 
-Event anyEvent(Random& random) {
+}  // namespace
+
+Event model::anyPDOEvent(Random& random) {
   switch (random.below(20)) {
     case 0:
     case 1:
@@ -213,6 +216,8 @@ Event anyEvent(Random& random) {
   }
 }
 
+namespace {
+
 /// Many SYNCs at once, so that the counter of SYNCs begins anew.
 Event manySyncs(Random& random) {
   const unsigned int count = random.between(240, 260);
@@ -223,7 +228,9 @@ Event manySyncs(Random& random) {
   };
 }
 
-void appendSetup(Sequence& sequence, Random& random) {
+}  // namespace
+
+void model::appendPDOSetup(Sequence& sequence, Random& random) {
   sequence.push_back(anyStart(random));
   for (const Mappable& mappable : VARIABLES) {
     sequence.push_back(addVariable(mappable));
@@ -243,11 +250,13 @@ void appendSetup(Sequence& sequence, Random& random) {
   sequence.push_back(receive(frameOf(0, {1, 0})));
 }
 
+namespace {
+
 Sequence anySequence(Random& random) {
   Sequence sequence;
-  appendSetup(sequence, random);
+  appendPDOSetup(sequence, random);
   for (unsigned int count = random.between(10, 60); count > 0; --count) {
-    sequence.push_back(random.oneIn(500) ? manySyncs(random) : anyEvent(random));
+    sequence.push_back(random.oneIn(500) ? manySyncs(random) : anyPDOEvent(random));
   }
   return sequence;
 }

@@ -15,6 +15,7 @@
 
 #include "DictionaryModel.h"
 #include "Events.h"
+#include "Generators.h"
 #include "SequenceRun.h"
 
 using namespace model;
@@ -216,7 +217,9 @@ Event anyRareEvent(Random& random) {
   }
 }
 
-void appendEvents(Sequence& sequence, Random& random) {
+}  // namespace
+
+void model::appendSDOServerEvents(Sequence& sequence, Random& random) {
   switch (random.below(12)) {
     case 0:
     case 1:
@@ -246,7 +249,7 @@ void appendEvents(Sequence& sequence, Random& random) {
   }
 }
 
-void appendSetup(Sequence& sequence, Random& random) {
+void model::appendSDOServerSetup(Sequence& sequence, Random& random) {
   sequence.push_back(anyStart(random));
   for (const VariableDescription& variable : variables()) {
     if (random.oneIn(3)) {
@@ -269,12 +272,14 @@ void appendSetup(Sequence& sequence, Random& random) {
   sequence.push_back(cycle());
 }
 
+namespace {
+
 Sequence anySequence(Random& random) {
   Sequence sequence;
-  appendSetup(sequence, random);
+  appendSDOServerSetup(sequence, random);
   const std::size_t length = sequence.size() + random.between(10, 60);
   while (sequence.size() < length) {
-    appendEvents(sequence, random);
+    appendSDOServerEvents(sequence, random);
   }
   return sequence;
 }
