@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
+.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -40,6 +40,7 @@ help:
 	@echo "make tidy                      run clang-tidy over the sources"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
 	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
+	@echo "make model [SEQUENCES=1000000] compare the node with the models of its parts over that many random sequences each"
 	@echo "make soak [SEED=1 DAYS=30]     random tests with a fresh seed; a network for a month, ten thousand lives of a node"
 	@echo "make fuzz [SECONDS=60] [TARGET=stream]  try new inputs for that long for each target, or for one"
 	@echo "make fuzz-smoke                the inputs that are kept, and the same few thousand more every time"
@@ -118,12 +119,27 @@ tidy:
 	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
 
-# Fresh random numbers, which are printed; SEED=... takes others. DAYS, LIVES and SYNCS: how much of the rest.
-SEED ?= $(shell od -An -N4 -tu4 /dev/urandom | tr -d ' ')
+# Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.
+ifndef SEED
+SEED := $(shell od -An -N4 -tu4 /dev/urandom | tr -d ' ')
+endif
+SEQUENCES ?= 1000000
+
+# Each model is a process of its own.
+model:
+	@scripts/setup.sh test
+	@cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
+	$(call timed,build,$(call build,release,model_tests))
+	@echo "== SEED=$(SEED) SEQUENCES=$(SEQUENCES)"
+	@build/release/bin/model_tests --gtest_list_tests | sed -n 's/\.$$/.*/p' | \
+	  TAVO_TEST_SEED=$(SEED) TAVO_MODEL_SEQUENCES=$(SEQUENCES) \
+	  xargs -P $(JOBS) -I SUITE build/release/bin/model_tests --gtest_brief=1 --gtest_filter=SUITE
+
+# DAYS, LIVES and SYNCS: how much of what is not random.
 DAYS ?= 30
 LIVES ?= 10000
 SYNCS ?= 1000
-soak:
+soak: model
 	@scripts/setup.sh bench test
 	@cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
 	$(call timed,build for soak,$(call build,release,all))
