@@ -130,7 +130,7 @@ public:
     }
     ~Use() {
       if (used != nullptr && --used->uses == 0 && !used->formerParts.empty()) {
-        used->formerParts.clear();
+        used->deleteFormerParts();
       }
     }
     Use(const Use&) = delete;
@@ -295,6 +295,7 @@ private:
   void deletePart(Part*& part);
   void deleteVariables();
   void forgetConfiguration();
+  void deleteFormerParts();
   void bindRuntimeVariable(const KQVariable& variable);
   void addRuntimeEntry(const KQVariable& variable, unsigned short index, unsigned char subIndex);
   void addVariableToStore(const KQVariable& variable);

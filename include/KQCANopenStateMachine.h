@@ -96,11 +96,15 @@ public:
 private:
   bool isComplete() const;
   void storeState(int newState);
+  int runPassingState(int current, unsigned int deadline);
   int runInitState(unsigned int deadline);
   void recoverFromFatalError();
   void keepReceptionFilter();
   int offerMessage();
   int sendDue(unsigned int now, unsigned int deadline);
+  bool serveNMT();
+  bool servePDOs(unsigned int deadline, unsigned int& waitHint);
+  bool serveSDOs(unsigned int& waitHint);
 
   KQSyncHandler* syncHandler = nullptr;
   KQNMTHandler* nmtHandler = nullptr;

@@ -65,6 +65,11 @@ void KQCANopen::deletePart(Part*& part) {
   }
 }
 
+// Apart, so that it does not weigh on every cycle.
+[[gnu::noinline]] void KQCANopen::deleteFormerParts() {
+  formerParts.clear();
+}
+
 void KQCANopen::forgetConfiguration() {
   pdoListeners.clear();
   pdoEventActions.clear();

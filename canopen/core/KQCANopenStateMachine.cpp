@@ -151,23 +151,27 @@ inline void KQCANopenStateMachine::keepReceptionFilter() {
 }
 
 int KQCANopenStateMachine::run(unsigned int deadline) {
-  const KQCANopen::Use use(instance);
   if (paused) {
     return KQ_OK;
   }
+  const int current = getState();
+  const bool isCommunicating = current == CANOPEN_STATE_PRE_OPERATIONAL || current == CANOPEN_STATE_OPERATIONAL ||
+                               current == CANOPEN_STATE_STOPPED;
   const unsigned int now = KQTick::getTickCount();
-  switch (state) {
+  return isCommunicating ? sendDue(now, now + SEND_BUDGET) : runPassingState(current, deadline);
+}
+
+/// Apart from the states in which a node stays: few cycles are here.
+[[gnu::noinline]] int KQCANopenStateMachine::runPassingState(int current, unsigned int deadline) {
+  const KQCANopen::Use use(instance);
+  switch (current) {
     case CANOPEN_STATE_INIT:
       return runInitState(deadline);
     case CANOPEN_STATE_RESET_APPLICATION:
     case CANOPEN_STATE_RESET_COMMUNICATION:
-      resetKind = state;
+      resetKind = current;
       setState(CANOPEN_STATE_INIT);
       return KQ_OK;
-    case CANOPEN_STATE_PRE_OPERATIONAL:
-    case CANOPEN_STATE_OPERATIONAL:
-    case CANOPEN_STATE_STOPPED:
-      return sendDue(now, now + SEND_BUDGET);
     case CANOPEN_STATE_FATAL_ERROR:
       recoverFromFatalError();
       return KQ_OK;
@@ -253,38 +257,52 @@ int KQCANopenStateMachine::drainPort(unsigned int end) {
 }
 
 int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
-  const KQCANopen::Use use(instance);
   return paused ? static_cast<int>(KQ_OK) : sendDue(KQTick::getTickCount(), deadline);
 }
 
 // In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
 int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
   keepReceptionFilter();
-  if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState())) {
-    nmtHandler->sendHeartbeatMessage(getState());
-    nmtHandler->checkHeartbeatTimeouts();
-    if (retired) {
-      return KQ_OK;
-    }
+  if (nmtHandler != nullptr && nmtHandler->isWorkDue(now, getState()) && !serveNMT()) {
+    return KQ_OK;
   }
   unsigned int waitHint = INITIAL_SEND_STATUS;
-  if (pdoHandler != nullptr && pdoHandler->isWorkDue(now, getState(), waitHint)) {
-    pdoHandler->sendPDOs(deadline, &waitHint);
-    pdoHandler->checkRxTimeouts();
-    if (retired) {
-      return KQ_OK;
-    }
+  if (pdoHandler != nullptr && pdoHandler->isWorkDue(now, getState(), waitHint) && !servePDOs(deadline, waitHint)) {
+    return KQ_OK;
   }
-  if (sdoHandler != nullptr && sdoHandler->hasWork()) {
-    sdoHandler->checkSDOTimeouts(&waitHint);
-    sdoHandler->sendQueuedDownloadRequests();
-    sdoHandler->sendNextQueuedUploadRequest();
+  if (sdoHandler != nullptr && sdoHandler->hasWork() && !serveSDOs(waitHint)) {
+    return KQ_OK;
   }
   sendStatus = static_cast<int>(waitHint);
   if (instance != nullptr) {
     instance->setProtocolStatus(sendStatus);
   }
   return KQ_OK;
+}
+
+// Each of these calls listeners, which may build the node anew. Then this machine ends with the call, and no member is
+// to be looked at any more.
+
+bool KQCANopenStateMachine::serveNMT() {
+  const KQCANopen::Use use(instance);
+  nmtHandler->sendHeartbeatMessage(getState());
+  nmtHandler->checkHeartbeatTimeouts();
+  return !retired;
+}
+
+bool KQCANopenStateMachine::servePDOs(unsigned int deadline, unsigned int& waitHint) {
+  const KQCANopen::Use use(instance);
+  pdoHandler->sendPDOs(deadline, &waitHint);
+  pdoHandler->checkRxTimeouts();
+  return !retired;
+}
+
+bool KQCANopenStateMachine::serveSDOs(unsigned int& waitHint) {
+  const KQCANopen::Use use(instance);
+  sdoHandler->checkSDOTimeouts(&waitHint);
+  sdoHandler->sendQueuedDownloadRequests();
+  sdoHandler->sendNextQueuedUploadRequest();
+  return !retired;
 }
 
 unsigned int KQCANopenStateMachine::getTimeToNextWork(unsigned int now) const {

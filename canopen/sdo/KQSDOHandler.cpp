@@ -217,7 +217,7 @@ bool KQSDOHandler::takeBytes(std::string& data, const unsigned char* bytes, std:
     ++refusedTransfers;
     return false;
   }
-  data.append(bytes, bytes + count);
+  data.append(reinterpret_cast<const char*>(bytes), count);
   return true;
 }
 

@@ -76,7 +76,10 @@ int SDOClientModel::requestWrite(unsigned int key, int number, const std::string
 int SDOClientModel::requestRead(unsigned int key) {
   Channel channel{};
   const int result = findChannel(key, channel);
-  if (result == 0) {
+  const bool isWaiting = std::any_of(reads.begin(), reads.end(), [&channel, key](const Read& read) {
+    return read.key == key && read.channel.request == channel.request;
+  });
+  if (result == 0 && !isWaiting) {
     reads.push_back({channel, key});
   }
   return result;
