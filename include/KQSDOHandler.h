@@ -8,6 +8,7 @@
 
 #include "KQCANopenDataType.h"
 #include "KQCANopenMessageHandler.h"
+#include "KQReusingMap.h"
 #include "SDODownloadRequestParameter.h"
 #include "SDODownloadResponseStorage.h"
 
@@ -263,11 +264,11 @@ private:
   std::map<unsigned int, int> serverChannels;         ///< request COB-ID -> response COB-ID, negative = disabled
   std::map<unsigned int, int> clientRequestChannels;  ///< request COB-ID towards a server -> its response COB-ID
   std::map<unsigned int, int> clientChannels;         ///< response COB-ID of a server -> request COB-ID towards it
-  std::map<unsigned int, unsigned int> variableSDOServerMappings;        ///< local key -> request COB-ID
-  std::map<unsigned int, SDODownloadResponseStorage> downloadResponses;  ///< by remote key
-  std::map<unsigned int, SDODownloadRequestParameter> downloadRequests;  ///< queued writes, by local key
-  std::deque<SDODownloadRequestParameter> uploadQueue;                   ///< queued reads, oldest first
-  std::unordered_set<unsigned long long> queuedReads;                    ///< what is in it: request COB-ID, local key
+  std::map<unsigned int, unsigned int> variableSDOServerMappings;            ///< local key -> request COB-ID
+  KQReusingMap<unsigned int, SDODownloadResponseStorage> downloadResponses;  ///< by remote key
+  KQReusingMap<unsigned int, SDODownloadRequestParameter> downloadRequests;  ///< queued writes, by local key
+  std::deque<SDODownloadRequestParameter> uploadQueue;                       ///< queued reads, oldest first
+  std::unordered_set<unsigned long long> queuedReads;  ///< what is in it: request COB-ID, local key
   std::atomic<unsigned int> joinedReads{0};
   std::atomic<unsigned int> refusedTransfers{0};
   std::atomic<bool> hasDownloadRequests{false};  ///< whether writes are queued, known without their lock

@@ -5,6 +5,7 @@
 // | every scenario of the benchmarks         | SteadyState.AllocatesNothing                  | functional |
 // | timers, time-outs and their resolution   | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing | functional |
 // | requests that are answered with an abort | SteadyStateOfNode.AbortsAllocateNothing | robustness |
+// | writes to another node                   | SteadyStateOfNode.DownloadsToAServerAllocateNothing | functional |
 // | reset of the communication               | Restart.GivesBackWhatItTook                   | functional |
 
 #include <gmock/gmock.h>
@@ -110,6 +111,29 @@ TEST_P(SteadyStateOfNode, AbortsAllocateNothing) {
     EXPECT_EQ(node.sent()[node.sent().getCount() - 1].data[0], 0x80);
   }
   EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+}
+
+TEST_P(SteadyStateOfNode, DownloadsToAServerAllocateNothing) {
+  constexpr unsigned int KEY = 0x22000005;  // an UNSIGNED16
+  KQ::KQCANopen& canopen = node.canopen();
+  ASSERT_EQ(canopen.addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"), KQ::KQ_OK);
+  ASSERT_EQ(canopen.setSDOServerID(KEY >> 16, KEY & 0xFF, 0x606), KQ::KQ_OK);
+  node.receive(bench::frame(0x000, {0x82, 0x05}));  // it reads its channels anew
+  run(10);
+  const auto write = [this, &canopen](int value) {
+    EXPECT_EQ(canopen.updateRequest(KEY, value), KQ::KQ_OK);
+    node.cycle();
+    node.receive(bench::frame(0x586, {0x60, 0x00, 0x22, 0x05, 0, 0, 0, 0}));
+  };
+  write(1);
+  const std::size_t before = AllocationCounter::allocations();
+  const std::size_t sentBefore = node.sent().getCount();
+  for (int value = 2; value < 102; ++value) {
+    write(value);
+  }
+  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  EXPECT_EQ(node.sent().getCount() - sentBefore, 100U);
+  EXPECT_EQ(node.sent()[node.sent().getCount() - 1].identifier, 0x606U);
 }
 
 TEST(Restart, GivesBackWhatItTook) {

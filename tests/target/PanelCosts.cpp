@@ -237,8 +237,9 @@ void printRow(const char* what, const Costs (&columns)[3], const char* toReach, 
 }  // namespace
 
 void printPanelCosts() {
-  // The one who asks stands for another computer on the bus, which waits for no process here. Otherwise it is a matter of
-  // what both have used of the processor so far whether an answer is taken before or after the rest of the node's turn.
+  // The one who asks stands for another computer on the bus, which waits for no process here. Otherwise it is a matter
+  // of what both have used of the processor so far whether an answer is taken before or after the rest of the node's
+  // turn.
   const AheadOfOthers asker;
   const BareSocket master("can1", ANSWERS);
   const Costs columns[] = {measureLoop(master, runFloor), measureLoop(master, runCalls), measurePanel(master)};
