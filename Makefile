@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak sanitize thread-sanitize fuzz fuzz-smoke clean
+.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -39,11 +39,14 @@ help:
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
 	@echo "make tidy                      run clang-tidy over the sources"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
-	@echo "make thread-sanitize           the tests of whole nodes under the thread sanitizer"
+	@echo "make thread-sanitize           the tests of whole nodes and of SDO under the thread sanitizer"
 	@echo "make model [SEQUENCES=1000000] compare the node with the models of its parts over that many random sequences each"
 	@echo "make soak [SEED=1 DAYS=30]     random tests with a fresh seed; a network for a month, ten thousand lives of a node"
 	@echo "make fuzz [SECONDS=60] [TARGET=stream]  try new inputs for that long for each target, or for one"
 	@echo "make fuzz-smoke                the inputs that are kept, and the same few thousand more every time"
+	@echo "make coverage                  which lines and branches of the stack its tests reach"
+	@echo "make mutants [COUNT=400]       which changes of the sources, made on purpose, the tests notice"
+	@echo "make trust                     all of these at length; the counts go into docs/trust.md"
 	@echo "make clean                     remove everything that was built"
 
 # The panel is started here, so that files named in ARGS are found, and leaves the DCFs of its node here. Only its own
@@ -147,6 +150,27 @@ soak: model
 	@TAVO_TEST_SEED=$(SEED) TAVO_TEST_OPERATIONS=1000000 TAVO_SOAK_DAYS=$(DAYS) TAVO_SOAK_LIVES=$(LIVES) \
 	  TAVO_SOAK_SYNCS=$(SYNCS) ctest --preset release -j $(JOBS) --timeout 3600 -R 'Random|Robustness|Packing|MappingObject|^soak[.]'
 
+# Every program of tests writes to the same counts, so that they are run one after the other.
+coverage:
+	@scripts/setup.sh test coverage
+	$(call timed,build for coverage,$(call build,coverage,unit_tests node_tests soak_tests))
+	@find build/coverage -name '*.gcda' -delete
+	@for program in unit_tests node_tests soak_tests; do build/coverage/bin/$$program --gtest_brief=1 >build/coverage/$$program.log 2>&1 || \
+	  { tail -n 20 build/coverage/$$program.log; exit 1; }; done
+	@gcovr --root . --object-directory build/coverage --filter canopen/ --exclude-throw-branches --exclude-unreachable-branches \
+	  --print-summary
+
+# COUNT=0: all of them, which takes a day.
+COUNT ?= 400
+mutants:
+	@scripts/setup.sh test
+	$(call timed,build,$(call build,debug,unit_tests node_tests))
+	@scripts/mutants --count $(COUNT) --seed $(SEED) --jobs $(JOBS) build/debug
+
+trust:
+	@scripts/setup.sh test fuzz coverage
+	@scripts/trust
+
 sanitize:
 	@scripts/setup.sh test
 	$(call timed,build for sanitize,$(call build,sanitize,all))
@@ -154,8 +178,8 @@ sanitize:
 
 thread-sanitize:
 	@scripts/setup.sh test
-	$(call timed,build for thread-sanitize,$(call build,thread-sanitize,node_tests))
-	@ctest --preset thread-sanitize -L '^node$$' -j $(JOBS)
+	$(call timed,build for thread-sanitize,$(call build,thread-sanitize,node_tests unit_tests))
+	@ctest --preset thread-sanitize -R '^(node|unit)[.]' -E 'Linkage|Imports|Documents' -j $(JOBS)
 
 # SECONDS is a variable of the shell as well, which begins with what stands here.
 fuzz: SECONDS ?= 60

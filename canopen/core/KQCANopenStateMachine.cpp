@@ -1,7 +1,6 @@
 #include "KQCANopenStateMachine.h"
 
 #include <algorithm>
-#include <iostream>
 #include <mutex>
 
 #include "ClearFrame.h"
@@ -134,8 +133,7 @@ void KQCANopenStateMachine::setState(int newState) {
     stateListener->signalOccurred(signal);
   }
   printLine("CANOPEN: State set to 0x" + hexadecimal(static_cast<unsigned int>(newState)));
-  // The application finds the stream counting in tens afterwards.
-  std::cout << std::dec;
+  countInTens();  // the application finds the stream so afterwards
 }
 
 inline void KQCANopenStateMachine::keepReceptionFilter() {

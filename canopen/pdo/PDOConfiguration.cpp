@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <string>
 
 #include "COBID.h"
@@ -136,7 +135,7 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
   }
   if (invalidMappings.count(mappingIndex) != 0) {
     printLine("Not creating invalid PDO from OD index 0x" + hexadecimal(commIndex));
-    std::cout << std::dec;  // the application finds the stream counting in tens afterwards
+    countInTens();  // the application finds the stream so afterwards
     return nullptr;
   }
   std::unique_ptr<KQPDO> pdo = buildPDO(commIndex, mappingIndex);
