@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize fuzz fuzz-smoke clean
+.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -44,6 +44,7 @@ help:
 	@echo "make soak [SEED=1 DAYS=30]     random tests with a fresh seed; a network for a month, ten thousand lives of a node"
 	@echo "make fuzz [SECONDS=60] [TARGET=stream]  try new inputs for that long for each target, or for one"
 	@echo "make fuzz-smoke                the inputs that are kept, and the same few thousand more every time"
+	@echo "make valgrind                  the tests of whole nodes under valgrind: nothing uninitialised, nothing lost"
 	@echo "make coverage                  which lines and branches of the stack its tests reach"
 	@echo "make mutants [COUNT=400]       which changes of the sources, made on purpose, the tests notice"
 	@echo "make trust                     all of these at length; the counts go into docs/trust.md"
@@ -149,6 +150,13 @@ soak: model
 	@echo "== SEED=$(SEED)"
 	@TAVO_TEST_SEED=$(SEED) TAVO_TEST_OPERATIONS=1000000 TAVO_SOAK_DAYS=$(DAYS) TAVO_SOAK_LIVES=$(LIVES) \
 	  TAVO_SOAK_SYNCS=$(SYNCS) ctest --preset release -j $(JOBS) --timeout 3600 -R 'Random|Robustness|Packing|MappingObject|^soak[.]'
+
+# Threads and long random runs are left to the sanitizers, which are quicker.
+valgrind:
+	@scripts/setup.sh test bench
+	$(call timed,build,$(call build,debug,node_tests))
+	$(call timed,valgrind,valgrind --quiet --fair-sched=yes --leak-check=full --error-exitcode=9 build/debug/bin/node_tests \
+	  --gtest_brief=1 --gtest_filter='-*Random*:*Robustness*:*Threads*')
 
 # Every program of tests writes to the same counts, so that they are run one after the other.
 coverage:

@@ -9,6 +9,7 @@
 //  frames for nobody                           | x          | every identifier, every length
 
 #include "KQErrorCodes.h"
+#include "NamedCase.h"
 #include "SignalRecorder.h"
 #include "TestNode.h"
 
@@ -70,8 +71,7 @@ TEST(NodeBoot, StartBeforeTheFirstCycleIsRefused) {
 
 // ---- commands
 
-struct Step {
-  const char* name;
+struct Step : test::NamedCase {
   int from;
   const char* command;
   int to;
@@ -101,27 +101,27 @@ TEST_P(NodeCommand, IsObeyedWithoutAnAnswer) {
 INSTANTIATE_TEST_SUITE_P(
     States, NodeCommand,
     testing::Values(
-        Step{"StartFromPreOperational", 3, "000#01 05", 4}, Step{"StartFromOperational", 4, "000#01 05", 4},
-        Step{"StartFromStopped", 5, "000#01 05", 4}, Step{"StartAllFromPreOperational", 3, "000#01 00", 4},
-        Step{"StopFromPreOperational", 3, "000#02 05", 5}, Step{"StopFromOperational", 4, "000#02 05", 5},
-        Step{"StopFromStopped", 5, "000#02 05", 5}, Step{"StopAllFromOperational", 4, "000#02 00", 5},
-        Step{"PreOperationalFromPreOperational", 3, "000#80 05", 3},
-        Step{"PreOperationalFromOperational", 4, "000#80 05", 3}, Step{"PreOperationalFromStopped", 5, "000#80 05", 3},
-        Step{"AllPreOperationalFromOperational", 4, "000#80 00", 3},
-        Step{"ResetNodeFromPreOperational", 3, "000#81 05", 1}, Step{"ResetNodeFromOperational", 4, "000#81 05", 1},
-        Step{"ResetNodeFromStopped", 5, "000#81 05", 1}, Step{"ResetAllNodesFromOperational", 4, "000#81 00", 1},
-        Step{"ResetCommunicationFromPreOperational", 3, "000#82 05", 2},
-        Step{"ResetCommunicationFromOperational", 4, "000#82 05", 2},
-        Step{"ResetCommunicationFromStopped", 5, "000#82 05", 2},
-        Step{"ResetAllCommunicationFromOperational", 4, "000#82 00", 2}, Step{"AnotherNode", 4, "000#02 06", 4},
-        Step{"UnknownCommand", 4, "000#03 05", 4}, Step{"OneByte", 4, "000#02", 4},
-        Step{"ThreeBytes", 4, "000#02 05 00", 4}, Step{"NoByte", 4, "000#", 4}),
+        Step{{"StartFromPreOperational"}, 3, "000#01 05", 4}, Step{{"StartFromOperational"}, 4, "000#01 05", 4},
+        Step{{"StartFromStopped"}, 5, "000#01 05", 4}, Step{{"StartAllFromPreOperational"}, 3, "000#01 00", 4},
+        Step{{"StopFromPreOperational"}, 3, "000#02 05", 5}, Step{{"StopFromOperational"}, 4, "000#02 05", 5},
+        Step{{"StopFromStopped"}, 5, "000#02 05", 5}, Step{{"StopAllFromOperational"}, 4, "000#02 00", 5},
+        Step{{"PreOperationalFromPreOperational"}, 3, "000#80 05", 3},
+        Step{{"PreOperationalFromOperational"}, 4, "000#80 05", 3},
+        Step{{"PreOperationalFromStopped"}, 5, "000#80 05", 3},
+        Step{{"AllPreOperationalFromOperational"}, 4, "000#80 00", 3},
+        Step{{"ResetNodeFromPreOperational"}, 3, "000#81 05", 1}, Step{{"ResetNodeFromOperational"}, 4, "000#81 05", 1},
+        Step{{"ResetNodeFromStopped"}, 5, "000#81 05", 1}, Step{{"ResetAllNodesFromOperational"}, 4, "000#81 00", 1},
+        Step{{"ResetCommunicationFromPreOperational"}, 3, "000#82 05", 2},
+        Step{{"ResetCommunicationFromOperational"}, 4, "000#82 05", 2},
+        Step{{"ResetCommunicationFromStopped"}, 5, "000#82 05", 2},
+        Step{{"ResetAllCommunicationFromOperational"}, 4, "000#82 00", 2}, Step{{"AnotherNode"}, 4, "000#02 06", 4},
+        Step{{"UnknownCommand"}, 4, "000#03 05", 4}, Step{{"OneByte"}, 4, "000#02", 4},
+        Step{{"ThreeBytes"}, 4, "000#02 05 00", 4}, Step{{"NoByte"}, 4, "000#", 4}),
     [](const testing::TestParamInfo<Step>& testInfo) { return testInfo.param.name; });
 
 // ---- resets
 
-struct Reset {
-  const char* name;
+struct Reset : test::NamedCase {
   const char* command;
   int state;
 };
@@ -189,7 +189,7 @@ TEST_P(NodeReset, StartIsRefusedUntilTheNodeIsPreOperationalAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, NodeReset,
-                         testing::Values(Reset{"Node", "000#81 05", 1}, Reset{"Communication", "000#82 05", 2}),
+                         testing::Values(Reset{{"Node"}, "000#81 05", 1}, Reset{{"Communication"}, "000#82 05", 2}),
                          [](const testing::TestParamInfo<Reset>& testInfo) { return testInfo.param.name; });
 
 // ---- frames for nobody
