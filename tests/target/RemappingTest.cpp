@@ -53,7 +53,13 @@ std::string frameWith(unsigned int number, unsigned int identifier, std::vector<
 class RemappingOnBus : public testing::Test {
 protected:
   RemappingOnBus() {
-    EXPECT_TRUE(master.receiveOf("705", 5000)) << "the node does not boot";
+    // Not before it is operational: between its boot-up and that it answers writes, but no SYNC.
+    std::string heartbeat;
+    while (heartbeat.rfind("705#05", 0) != 0) {
+      const auto received = master.receiveOf("705", 5000);
+      EXPECT_TRUE(received) << "the node does not start";
+      heartbeat = received ? received->text : "705#05";
+    }
     master.listenOnlyTo(0x585, 0x301);
   }
 
