@@ -202,7 +202,8 @@ int DictionaryModel::addVariable(const VariableDescription& description) {
     return 0;
   }
   // A variable keeps 32 bits, however long it is.
-  const unsigned int all = ~0U >> static_cast<unsigned int>(32 - std::min(description.bits, 32));
+  const unsigned int all =
+      description.bits <= 0 ? 0U : ~0U >> static_cast<unsigned int>(32 - std::min(description.bits, 32));
   const unsigned int most = description.isSigned ? all >> 1U : all;
   limit(key, static_cast<int>(description.isSigned ? ~most : 0U), static_cast<int>(most));
   return 0;
