@@ -38,6 +38,11 @@ enum HandlerBit : KQFrameDispatch::HandlerSet {
   EMERGENCY_HANDLER = 0x10
 };
 
+/// Whether it is one of the states in which a node stays.
+bool isCommunicating(int state) {
+  return state == CANOPEN_STATE_PRE_OPERATIONAL || state == CANOPEN_STATE_OPERATIONAL || state == CANOPEN_STATE_STOPPED;
+}
+
 }  // namespace
 
 KQCANopenStateMachine::KQCANopenStateMachine(KQCANopen* canopen) : instance(canopen), sendStatus(INITIAL_SEND_STATUS) {}
@@ -153,10 +158,8 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
     return KQ_OK;
   }
   const int current = getState();
-  const bool isCommunicating = current == CANOPEN_STATE_PRE_OPERATIONAL || current == CANOPEN_STATE_OPERATIONAL ||
-                               current == CANOPEN_STATE_STOPPED;
   const unsigned int now = KQTick::getTickCount();
-  return isCommunicating ? sendDue(now, now + SEND_BUDGET) : runPassingState(current, deadline);
+  return isCommunicating(current) ? sendDue(now, now + SEND_BUDGET) : runPassingState(current, deadline);
 }
 
 /// Apart from the states in which a node stays: few cycles are here.
@@ -308,9 +311,7 @@ unsigned int KQCANopenStateMachine::getTimeToNextWork(unsigned int now) const {
     return NO_WORK;
   }
   const int current = getState();
-  const bool isCommunicating = current == CANOPEN_STATE_PRE_OPERATIONAL || current == CANOPEN_STATE_OPERATIONAL ||
-                               current == CANOPEN_STATE_STOPPED;
-  if (!isCommunicating) {
+  if (!isCommunicating(current)) {
     // A state that passes by itself, now; one that is tried again or reported in every cycle, at the usual pace.
     const bool isPassing = current == CANOPEN_STATE_INIT || current == CANOPEN_STATE_RESET_APPLICATION ||
                            current == CANOPEN_STATE_RESET_COMMUNICATION;

@@ -130,6 +130,19 @@ protected:
     }).join();
     return taken;
   }
+
+  /// Expects that no lock is held whenever it hears something.
+  class UnlockedListener : public KQ::KQSignalListener {
+  public:
+    int signalOccurred(KQ::KQSignal& /*signal*/) override {
+      ++signals;
+      EXPECT_FALSE(isTaken(*KQ::sdoDownloadResponseLocker));
+      EXPECT_FALSE(isTaken(*KQ::sdoUploadRequestLocker));
+      return 0;
+    }
+
+    int signals = 0;
+  };
 };
 
 TEST_F(SDOClientLocksOfACycle, IdleCycleTakesNone) {
@@ -162,16 +175,7 @@ TEST_F(SDOClientLocksOfACycle, ReadIsSentWithItsLockOnly) {
 }
 
 TEST_F(SDOClientLocksOfACycle, NoneIsHeldWhileTheApplicationHears) {
-  class Listener : public KQ::KQSignalListener {
-  public:
-    int signalOccurred(KQ::KQSignal& /*signal*/) override {
-      ++signals;
-      EXPECT_FALSE(isTaken(*KQ::sdoDownloadResponseLocker));
-      EXPECT_FALSE(isTaken(*KQ::sdoUploadRequestLocker));
-      return 0;
-    }
-    int signals = 0;
-  } listener;
+  UnlockedListener listener;
   client().setSDOEventListener(&listener);
   sendWrite(1, 5);
   server("60 00 60 11 00 00 00 00");
@@ -179,16 +183,7 @@ TEST_F(SDOClientLocksOfACycle, NoneIsHeldWhileTheApplicationHears) {
 }
 
 TEST_F(SDOClientLocksOfACycle, NoneIsHeldWhileTheRuntimeHearsOfARequest) {
-  class Listener : public KQ::KQSignalListener {
-  public:
-    int signalOccurred(KQ::KQSignal& /*signal*/) override {
-      ++signals;
-      EXPECT_FALSE(isTaken(*KQ::sdoDownloadResponseLocker));
-      EXPECT_FALSE(isTaken(*KQ::sdoUploadRequestLocker));
-      return 0;
-    }
-    int signals = 0;
-  } listener;
+  UnlockedListener listener;
   node.canopen().setWorkListener(&listener);
   write(1, 5);
   read(1);
