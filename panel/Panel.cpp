@@ -32,6 +32,9 @@ constexpr unsigned int PORT = 0;
 // The time that all nodes of the process together may use in one cycle.
 constexpr unsigned int CYCLE_BUDGET_MS = 50;
 
+// How long frames that wait at the port may keep the node from its time-outs.
+constexpr unsigned int CATCH_UP_MS = 50;
+
 // The node describes itself in this file whenever it is initialised, and does not say when it could not.
 constexpr const char* DESCRIPTION_FILE = "tavo_default.dcf";
 
@@ -128,8 +131,9 @@ void Panel::serveBus() {
 void Panel::run() {
   const int signalDescriptor = signals.hold();
   endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
+  slept = KQ::KQTick::getTickCount();
   while (running) {
-    const unsigned int now = KQ::KQTick::getTickCount();
+    const unsigned int now = wakeUp();
     application->update(now);
     cycle(now);
     if (trace) {
@@ -137,10 +141,32 @@ void Panel::run() {
     }
     std::cout.flush();  // what was dropped while nobody read is told as soon as somebody does
     std::cerr.flush();
-    // Frames are handed to the node in here, by its onEndPointReadable().
-    endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
+    sleep();
   }
   endPoints.removeDescriptor(signalDescriptor);
+}
+
+// Frames are handed to the node in here, by its onEndPointReadable().
+void Panel::sleep() {
+  slept = KQ::KQTick::getTickCount();
+  planned = getWaitTime(getTimeToNextWork(slept), options.cycle);
+  served = endPoints.wait(planned);
+}
+
+// When the program was held up, frames that came in time wait at its port: they count before the time-outs that are
+// over by now. A sleep that ended when it was to has just seen that there are none. A bus that never ends sending has
+// to let the node go on.
+unsigned int Panel::wakeUp() {
+  const unsigned int now = KQ::KQTick::getTickCount();
+  const bool hasJustLooked = served == 0 && now - slept - static_cast<unsigned int>(planned) <= 1;
+  if (hasJustLooked || node->getTimeToNextWork(now) > 0) {
+    return now;
+  }
+  unsigned int reading = now;
+  while (endPoints.wait(0) > 0 && reading - now < CATCH_UP_MS) {
+    reading = KQ::KQTick::getTickCount();
+  }
+  return reading;
 }
 
 void Panel::cycle(unsigned int now) {

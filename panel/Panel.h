@@ -48,7 +48,9 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
+  unsigned int wakeUp();
   void cycle(unsigned int now);
+  void sleep();
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
@@ -64,6 +66,9 @@ private:
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;
+  unsigned int slept = 0;  ///< tick at which the last sleep began
+  int planned = 0;         ///< ms that it was to last at most
+  int served = 0;          ///< what ended it earlier
   bool running = true;
 };
 
