@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <iostream>
 
@@ -34,6 +35,8 @@ constexpr unsigned int CYCLE_BUDGET_MS = 50;
 
 // How long frames that wait at the port may keep the node from its time-outs.
 constexpr unsigned int CATCH_UP_MS = 50;
+
+constexpr std::size_t BYTES_A_MIB = 1048576;
 
 // The node describes itself in this file whenever it is initialised, and does not say when it could not.
 constexpr const char* DESCRIPTION_FILE = "tavo_default.dcf";
@@ -96,7 +99,8 @@ void Panel::connect(KQ::KQCANopen& created) {
     serveBus();
   }
   if (options.trace) {
-    trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can));
+    const TraceRotation rotation{std::size_t{options.traceSize} * BYTES_A_MIB, options.traceFiles};
+    trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can), rotation);
     created.getEndPoint()->setFrameObserver(trace.get());
   }
 }
@@ -130,12 +134,13 @@ void Panel::serveBus() {
 
 void Panel::run() {
   const int signalDescriptor = signals.hold();
-  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
+  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { heedSignals(); });
   slept = KQ::KQTick::getTickCount();
   while (running) {
     const unsigned int now = wakeUp();
     application->update(now);
     cycle(now);
+    serviceManager.update(now);
     if (trace) {
       trace->flush();
     }
@@ -143,7 +148,20 @@ void Panel::run() {
     std::cerr.flush();
     sleep();
   }
+  serviceManager.stopping();
   endPoints.removeDescriptor(signalDescriptor);
+}
+
+// SIGHUP is for the trace, which somebody has moved away. Without one it ends the panel as the others do: its terminal
+// is gone.
+void Panel::heedSignals() {
+  for (int signal = signals.take(); signal != 0; signal = signals.take()) {
+    if (signal == SIGHUP && trace) {
+      trace->reopen();
+    } else {
+      running = false;
+    }
+  }
 }
 
 // Frames are handed to the node in here, by its onEndPointReadable().
@@ -176,6 +194,9 @@ void Panel::cycle(unsigned int now) {
   const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
   KQ::KQCANopenInstanceManager::instance()->updateAllData(now + CYCLE_BUDGET_MS);
   const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
+  if (hasBooted) {
+    serviceManager.ready();
+  }
   if (options.autostart && hasBooted) {
     node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
   }
@@ -190,7 +211,8 @@ void Panel::sendHeartbeatOfLastTick() {
 }
 
 unsigned int Panel::getTimeToNextWork(unsigned int now) const {
-  return std::min(node->getTimeToNextWork(now), application->getTimeToNextUpdate(now));
+  return std::min(
+      {node->getTimeToNextWork(now), application->getTimeToNextUpdate(now), serviceManager.getTimeToNextUpdate(now)});
 }
 
 int Panel::getWaitTime(unsigned int nextWork, int longest) {

@@ -12,8 +12,9 @@
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
 #include "PanelOptions.h"
+#include "PanelSignals.h"
+#include "ServiceManager.h"
 #include "StateReporter.h"
-#include "TerminationSignals.h"
 
 namespace panel {
 
@@ -34,7 +35,7 @@ public:
   /// Builds the node on the port and hands it over to the instance manager.
   void startNode();
 
-  /// Drives the node until a termination signal arrives.
+  /// Drives the node until a signal asks it to end.
   void run();
 
   /// How long to wait for frames before the next cycle.
@@ -51,12 +52,14 @@ private:
   unsigned int wakeUp();
   void cycle(unsigned int now);
   void sleep();
+  void heedSignals();
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
 
   const PanelOptions options;
-  TerminationSignals signals;
+  PanelSignals signals;
+  ServiceManager serviceManager;
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;

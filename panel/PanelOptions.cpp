@@ -76,6 +76,13 @@ struct CommandLine {
     app.add_option("--app", options.app, "EDS whose objects from 0x2000 on take the place of the demo application")
         ->type_name("FILE.eds");
     app.add_option("--trace", options.trace, "Write all frames to FILE, as lines of a candump log")->type_name("FILE");
+    traceSizeOption = app.add_option("--trace-size", options.traceSize, "Begin a new trace after so many MiB, 0: never")
+                          ->check(CLI::Range(0, 1048576))
+                          ->capture_default_str();
+    traceFilesOption =
+        app.add_option("--trace-files", options.traceFiles, "Full traces that are kept: FILE.1 is the latest")
+            ->check(CLI::Range(1, 1000))
+            ->capture_default_str();
     app.add_option("--cycle", options.cycle, "Longest wait between two cycles in ms")
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
@@ -84,6 +91,8 @@ struct CommandLine {
 
   CLI::App app{"A CANopen node: the TAVO stack with an application on a CAN port.", "tavo-panel"};
   CLI::Option* listenOption = nullptr;
+  CLI::Option* traceSizeOption = nullptr;
+  CLI::Option* traceFilesOption = nullptr;
   std::string listen = DEFAULT_LISTEN;
   int nodeID = 5;
   std::optional<int> peer;
@@ -114,6 +123,15 @@ void checkPort(PanelOptions& options, const CommandLine& line) {
   }
 }
 
+void checkTrace(const PanelOptions& options, const CommandLine& line) {
+  if (line.traceSizeOption->count() > 0 && !options.trace) {
+    throw PanelError("--trace-size is for a --trace");
+  }
+  if (line.traceFilesOption->count() > 0 && options.traceSize == 0) {
+    throw PanelError("--trace-files is for a --trace that has a --trace-size");
+  }
+}
+
 }  // namespace
 
 PanelOptions PanelOptions::parse(int argumentCount, const char* const* arguments) {
@@ -133,6 +151,7 @@ PanelOptions PanelOptions::parse(int argumentCount, const char* const* arguments
   options.nodeID = static_cast<unsigned char>(line.nodeID);
   takePeer(options, line.peer);
   checkPort(options, line);
+  checkTrace(options, line);
   return options;
 }
 

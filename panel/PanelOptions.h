@@ -22,6 +22,8 @@ struct PanelOptions {
   int sdoTimeout = 100;                 ///< silence that ends an SDO transfer in ms, 1 to 65535
   std::optional<std::string> app;       ///< EDS whose objects take the demo application's place
   std::optional<std::string> trace;     ///< file for a trace of all frames
+  unsigned int traceSize = 0;           ///< MiB after which the trace begins a new file, 0: never
+  unsigned int traceFiles = 4;          ///< full ones that are kept, 1 to 1000
   int cycle = 1000;                     ///< longest wait between two cycles in ms, 1 to 1000
   bool quiet = false;                   ///< print nothing but errors
   std::string information;              ///< the answer to --help or --version: to be printed instead of running
