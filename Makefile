@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-FOLDERS := $(wildcard bench canopen include panel runtime tests)
+FOLDERS := $(wildcard bench canopen examples include panel runtime tests)
 SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
 
 # $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
@@ -23,13 +23,15 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test packages test-packages model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
 	@echo "make test [PRESET=clang]       build everything and run all tests"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
+	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
+	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
 	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
 	@echo "make bench-update              the same count, written to that file"
@@ -66,6 +68,18 @@ test:
 	@[ $(PRESET) != release ] || cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
 	$(call timed,build,$(call build,$(PRESET),all))
 	$(call run-tests,$(PRESET))
+
+packages:
+	@scripts/setup.sh packages armhf
+	$(call timed,packages for this machine,$(call build,packages,all) && cmake --build build/packages --target package)
+	$(call timed,packages for armhf,$(call build,packages-armhf,all) && cmake --build build/packages-armhf --target package)
+
+# The sub-project is built here, since it takes as long as all of the libraries do.
+test-packages:
+	@scripts/setup.sh packages
+	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
+	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
+	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
 
 # The tables are all that goes to standard output.
 bench bench-update:

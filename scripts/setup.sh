@@ -1,7 +1,7 @@
 #!/bin/bash
 # Installs what a task needs and this machine lacks, with the package manager of Debian.
 #
-#   scripts/setup.sh TASK...     TASK: run | test | check | bench | fuzz | coverage | armhf | target
+#   scripts/setup.sh TASK...     TASK: run | test | check | packages | bench | fuzz | coverage | armhf | target
 #
 # Nothing is asked and nothing is installed twice; when all is there, this takes a fraction of a second.
 set -euo pipefail
@@ -14,6 +14,8 @@ CHECK_PACKAGES=(clang clang-format clang-tidy)
 # clang++ with the libraries of its sanitizers and of libFuzzer, and the program that names what a finding points to.
 FUZZ_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-dev llvm python3)
 COVERAGE_PACKAGES=(gcovr)
+# What asks Debian's packages what a program needs, and what makes an empty Debian to install packages in.
+PACKAGES_PACKAGES=("${RUN_PACKAGES[@]}" dpkg-dev file debootstrap)
 # 32-bit ARM: a compiler, and what runs its programs here; what they need beyond the compiler's libraries is unpacked.
 ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-linux-gnueabihf qemu-user)
 ARMHF_LIBRARIES=(libinih-dev:armhf libinih1:armhf libinireader0:armhf)
@@ -44,6 +46,7 @@ for task in "$@"; do
     check) packages+=("${CHECK_PACKAGES[@]}") ;;
     fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
     coverage) packages+=("${COVERAGE_PACKAGES[@]}") ;;
+    packages) packages+=("${PACKAGES_PACKAGES[@]}") ;;
     bench) packages+=("${BENCH_PACKAGES[@]}") ;;
     armhf)
       packages+=("${ARMHF_PACKAGES[@]}")
@@ -54,7 +57,7 @@ for task in "$@"; do
       with_armhf=true
       with_target=true
       ;;
-    *) fail "unknown task '$task', there are run, test, check, bench, fuzz, coverage, armhf and target" ;;
+    *) fail "unknown task '$task', there are run, test, check, packages, bench, fuzz, coverage, armhf and target" ;;
   esac
 done
 

@@ -80,7 +80,8 @@ def fill_disk(disk, kernel, build, job):
     (disk / "modules/order").write_text("".join(pathlib.Path(module).name + "\n" for module in MODULES))
     for library in RUNTIME:
         copy(COMPILER_LIBRARIES / library, disk / "lib")
-    for library in [*SYSROOT.glob("*.so.*"), *(build / "lib").glob("*.so")]:
+    own = [library.parent / library.readlink() for library in (build / "lib").glob("*.so")]  # as programs ask for them
+    for library in [*SYSROOT.glob("*.so.*"), *own]:
         copy(library, disk / "lib")
     for program in PROGRAMS:
         if (build / "bin" / program).exists():
