@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-FOLDERS := $(wildcard bench canopen include panel runtime tests)
+FOLDERS := $(wildcard bench canopen include monitor panel runtime tests tools)
 SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
 
 # $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
