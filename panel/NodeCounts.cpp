@@ -20,26 +20,29 @@ int NodeCounts::signalOccurred(KQ::KQSignal& signal) {
 }
 
 void NodeCounts::count(KQ::KQSignal& signal) {
-  const unsigned int first = signal.getFirstValue();
   switch (signal.getCode()) {
     case KQ::SIGNAL_STATE_CHANGED:
       state = static_cast<int>(signal.getSecondValue());
       ++stateChanges;
       break;
     case KQ::SIGNAL_HEARTBEAT_TIMEOUT:
-      if (first <= HIGHEST_NODE) {
-        ++timeouts[first];
-        missing[first] = true;
-      }
+      countHeartbeat(signal.getFirstValue(), true);
       break;
     case KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED:
-      if (first <= HIGHEST_NODE) {
-        missing[first] = false;
-      }
+      countHeartbeat(signal.getFirstValue(), false);
       break;
     default:
       break;
   }
+}
+
+void NodeCounts::countHeartbeat(unsigned int node, bool isMissing) {
+  if (node > HIGHEST_NODE) {
+    return;
+  }
+  watched[node] = true;
+  missing[node] = isMissing;
+  timeouts[node] += isMissing ? 1 : 0;
 }
 
 }  // namespace panel

@@ -25,17 +25,20 @@ public:
   int getState() const { return state.load(std::memory_order_relaxed); }
   unsigned int getStateChanges() const { return stateChanges.load(std::memory_order_relaxed); }
 
-  /// Whether that node's heartbeat was ever watched and missed; how often; whether it is missing now.
-  /// @param node 1 to 127
+  /// Whether anything was told of that node's heartbeat, how often it did not come in time, and whether it is missing
+  /// now. @param node 1 to 127
+  bool isHeartbeatWatched(unsigned int node) const { return watched[node].load(std::memory_order_relaxed); }
   unsigned int getHeartbeatTimeouts(unsigned int node) const { return timeouts[node].load(std::memory_order_relaxed); }
   bool isHeartbeatMissing(unsigned int node) const { return missing[node].load(std::memory_order_relaxed); }
 
 private:
   void count(KQ::KQSignal& signal);
+  void countHeartbeat(unsigned int node, bool isMissing);
 
   const std::vector<KQ::KQSignalListener*> listeners;
   std::atomic<int> state{0};
   std::atomic<unsigned int> stateChanges{0};
+  std::array<std::atomic<bool>, HIGHEST_NODE + 1> watched{};
   std::array<std::atomic<unsigned int>, HIGHEST_NODE + 1> timeouts{};
   std::array<std::atomic<bool>, HIGHEST_NODE + 1> missing{};
 };
