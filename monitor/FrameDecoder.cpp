@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "SDOTransfer.h"
+#include "SDOChannel.h"
 #include "StandardNames.h"
 
 namespace monitor {
@@ -64,13 +64,13 @@ std::uint64_t numberOf(const Frame& frame) {
 /// The SDO channels of the network: the default one of each node, and those that the names know of.
 class FrameDecoder::Channels {
 public:
-  SDOTransfer& get(unsigned char node, unsigned short number) {
+  SDOChannel& get(unsigned char node, unsigned short number) {
     return number == 1 ? predefined[node % NODES] : further[std::make_pair(node, number)];
   }
 
 private:
-  std::array<SDOTransfer, NODES> predefined;
-  std::map<std::pair<unsigned char, unsigned short>, SDOTransfer> further;
+  std::array<SDOChannel, NODES> predefined;
+  std::map<std::pair<unsigned char, unsigned short>, SDOChannel> further;
 };
 
 FrameDecoder::FrameDecoder(const ObjectNames* given)
@@ -220,7 +220,7 @@ void FrameDecoder::decodeSDO() {
   if (decoded.frame.length != 8) {
     decoded.complain("SDO frame that has not 8 bytes");
   }
-  SDOTransfer& transfer = channels->get(decoded.node, decoded.number);
+  SDOChannel& transfer = channels->get(decoded.node, decoded.number);
   if (decoded.service == Service::SDO_REQUEST) {
     transfer.takeRequest(decoded);
   } else {

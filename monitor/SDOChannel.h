@@ -10,7 +10,7 @@ namespace monitor {
 /// One SDO channel: what is transferred on it just now. It takes the frames of both sides and says of each which step
 /// of which transfer it is. A frame may be missing in a log, or wrong, so that nothing here relies on the one before
 /// it.
-class SDOTransfer {
+class SDOChannel {
 public:
   /// Fills decoded.sdo, and decoded.violation when the frame breaks the protocol.
   void takeRequest(DecodedFrame& decoded);

@@ -1,4 +1,4 @@
-#include "SDOTransfer.h"
+#include "SDOChannel.h"
 
 #include <algorithm>
 
@@ -61,7 +61,7 @@ unsigned int unusedBlockBytes(const Frame& frame) {
 
 }  // namespace
 
-void SDOTransfer::takeRequest(DecodedFrame& decoded) {
+void SDOChannel::takeRequest(DecodedFrame& decoded) {
   valueComplete = false;
   if (phase == Phase::BLOCK_SEGMENTS && !upload && decoded.frame.data[0] != ABORT) {
     return takeBlockSegment(decoded);
@@ -86,7 +86,7 @@ void SDOTransfer::takeRequest(DecodedFrame& decoded) {
   }
 }
 
-void SDOTransfer::takeResponse(DecodedFrame& decoded) {
+void SDOChannel::takeResponse(DecodedFrame& decoded) {
   valueComplete = false;
   if (phase == Phase::BLOCK_SEGMENTS && upload && decoded.frame.data[0] != ABORT) {
     return takeBlockSegment(decoded);
@@ -113,7 +113,7 @@ void SDOTransfer::takeResponse(DecodedFrame& decoded) {
 
 // Beginnings and ends
 
-void SDOTransfer::begin(DecodedFrame& decoded, SDOCommand command, bool isUpload, bool inBlocks) {
+void SDOChannel::begin(DecodedFrame& decoded, SDOCommand command, bool isUpload, bool inBlocks) {
   const bool abandons = phase != Phase::IDLE;
   if (abandons) {
     decoded.complain("SDO request while a transfer has no end");
@@ -140,7 +140,7 @@ void SDOTransfer::begin(DecodedFrame& decoded, SDOCommand command, bool isUpload
   decoded.sdo.abandons = abandons;
 }
 
-void SDOTransfer::fill(DecodedFrame& decoded, SDOCommand command, TransferOutcome outcome) const {
+void SDOChannel::fill(DecodedFrame& decoded, SDOCommand command, TransferOutcome outcome) const {
   SDOStep& step = decoded.sdo;
   step.command = command;
   step.outcome = outcome;
@@ -152,13 +152,13 @@ void SDOTransfer::fill(DecodedFrame& decoded, SDOCommand command, TransferOutcom
   step.bytes = bytes;
 }
 
-void SDOTransfer::finish(DecodedFrame& decoded, SDOCommand command) {
+void SDOChannel::finish(DecodedFrame& decoded, SDOCommand command) {
   fill(decoded, command, TransferOutcome::COMPLETED);
   phase = Phase::IDLE;
 }
 
 /// Whether the frame has a place in what goes on. Otherwise it is a step of no transfer.
-bool SDOTransfer::isExpected(DecodedFrame& decoded, SDOCommand command, bool expected) {
+bool SDOChannel::isExpected(DecodedFrame& decoded, SDOCommand command, bool expected) {
   if (expected) {
     return true;
   }
@@ -169,7 +169,7 @@ bool SDOTransfer::isExpected(DecodedFrame& decoded, SDOCommand command, bool exp
   return false;
 }
 
-void SDOTransfer::abort(DecodedFrame& decoded) {
+void SDOChannel::abort(DecodedFrame& decoded) {
   SDOStep& step = decoded.sdo;
   fill(decoded, SDOCommand::ABORT, phase == Phase::IDLE ? TransferOutcome::NONE : TransferOutcome::ABORTED);
   const unsigned short named = indexOf(decoded.frame);
@@ -185,14 +185,14 @@ void SDOTransfer::abort(DecodedFrame& decoded) {
   phase = Phase::IDLE;
 }
 
-void SDOTransfer::refuse(DecodedFrame& decoded) {
+void SDOChannel::refuse(DecodedFrame& decoded) {
   decoded.sdo.command = SDOCommand::UNKNOWN;
   decoded.complain("unknown SDO command specifier");
 }
 
 // Expedited and segmented transfers
 
-void SDOTransfer::takeInitiateDownload(DecodedFrame& decoded) {
+void SDOChannel::takeInitiateDownload(DecodedFrame& decoded) {
   begin(decoded, SDOCommand::INITIATE_DOWNLOAD, false, false);
   if (isExpedited(decoded.frame)) {
     takeExpedited(decoded);
@@ -201,7 +201,7 @@ void SDOTransfer::takeInitiateDownload(DecodedFrame& decoded) {
   }
 }
 
-void SDOTransfer::takeInitiateResponse(DecodedFrame& decoded, bool ofUpload) {
+void SDOChannel::takeInitiateResponse(DecodedFrame& decoded, bool ofUpload) {
   const SDOCommand command = ofUpload ? SDOCommand::INITIATE_UPLOAD : SDOCommand::INITIATE_DOWNLOAD;
   // A server may answer the request for a block upload by an ordinary one.
   const bool expected = phase == Phase::INITIATED && upload == ofUpload && (!blocks || ofUpload);
@@ -227,7 +227,7 @@ void SDOTransfer::takeInitiateResponse(DecodedFrame& decoded, bool ofUpload) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeExpedited(DecodedFrame& decoded) {
+void SDOChannel::takeExpedited(DecodedFrame& decoded) {
   expedited = true;
   sizeOpen = !isSizeIndicated(decoded.frame);
   add(decoded.frame.data + 4, EXPEDITED_BYTES - (sizeOpen ? 0 : unusedExpeditedBytes(decoded.frame)));
@@ -235,12 +235,12 @@ void SDOTransfer::takeExpedited(DecodedFrame& decoded) {
   valueComplete = true;
 }
 
-void SDOTransfer::takeIndicatedSize(const DecodedFrame& decoded, bool isIndicated) {
+void SDOChannel::takeIndicatedSize(const DecodedFrame& decoded, bool isIndicated) {
   sizeIndicated = isIndicated;
   indicated = numberOf(decoded.frame);
 }
 
-void SDOTransfer::takeSegmentRequest(DecodedFrame& decoded, bool ofUpload) {
+void SDOChannel::takeSegmentRequest(DecodedFrame& decoded, bool ofUpload) {
   const SDOCommand command = ofUpload ? SDOCommand::UPLOAD_SEGMENT : SDOCommand::DOWNLOAD_SEGMENT;
   const bool running = phase == Phase::SEGMENTS || (phase == Phase::INITIATED && !expedited);
   if (!isExpected(decoded, command, running && upload == ofUpload && !blocks && (ofUpload || !lastSegmentSeen))) {
@@ -260,7 +260,7 @@ void SDOTransfer::takeSegmentRequest(DecodedFrame& decoded, bool ofUpload) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeSegmentResponse(DecodedFrame& decoded, bool ofUpload) {
+void SDOChannel::takeSegmentResponse(DecodedFrame& decoded, bool ofUpload) {
   const SDOCommand command = ofUpload ? SDOCommand::UPLOAD_SEGMENT : SDOCommand::DOWNLOAD_SEGMENT;
   if (!isExpected(decoded, command, phase == Phase::SEGMENTS && upload == ofUpload && outstanding > 0)) {
     return;
@@ -279,7 +279,7 @@ void SDOTransfer::takeSegmentResponse(DecodedFrame& decoded, bool ofUpload) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeSegmentData(DecodedFrame& decoded) {
+void SDOChannel::takeSegmentData(DecodedFrame& decoded) {
   add(decoded.frame.data + 1, SEGMENT_BYTES - unusedSegmentBytes(decoded.frame));
   if (isLastSegment(decoded.frame)) {
     lastSegmentSeen = true;
@@ -290,7 +290,7 @@ void SDOTransfer::takeSegmentData(DecodedFrame& decoded) {
 
 // Block transfers
 
-void SDOTransfer::takeBlockUploadRequest(DecodedFrame& decoded) {
+void SDOChannel::takeBlockUploadRequest(DecodedFrame& decoded) {
   switch (decoded.frame.data[0] & 0x03) {
     case 0:
       begin(decoded, SDOCommand::INITIATE_BLOCK_UPLOAD, true, true);
@@ -309,7 +309,7 @@ void SDOTransfer::takeBlockUploadRequest(DecodedFrame& decoded) {
   }
 }
 
-void SDOTransfer::takeBlockDownloadRequest(DecodedFrame& decoded) {
+void SDOChannel::takeBlockDownloadRequest(DecodedFrame& decoded) {
   if ((decoded.frame.data[0] & 0x01) != 0) {
     return takeBlockEnd(decoded);
   }
@@ -317,14 +317,14 @@ void SDOTransfer::takeBlockDownloadRequest(DecodedFrame& decoded) {
   takeIndicatedSize(decoded, isBlockSizeIndicated(decoded.frame));
 }
 
-void SDOTransfer::takeBlockUploadResponse(DecodedFrame& decoded) {
+void SDOChannel::takeBlockUploadResponse(DecodedFrame& decoded) {
   if ((decoded.frame.data[0] & 0x01) != 0) {
     return takeBlockEnd(decoded);
   }
   takeBlockInitiateResponse(decoded);
 }
 
-void SDOTransfer::takeBlockDownloadResponse(DecodedFrame& decoded) {
+void SDOChannel::takeBlockDownloadResponse(DecodedFrame& decoded) {
   switch (decoded.frame.data[0] & 0x03) {
     case 0:
       return takeBlockInitiateResponse(decoded);
@@ -337,7 +337,7 @@ void SDOTransfer::takeBlockDownloadResponse(DecodedFrame& decoded) {
   }
 }
 
-void SDOTransfer::takeBlockInitiateResponse(DecodedFrame& decoded) {
+void SDOChannel::takeBlockInitiateResponse(DecodedFrame& decoded) {
   const bool ofUpload = specifier(decoded.frame) == 6;
   const SDOCommand command = ofUpload ? SDOCommand::INITIATE_BLOCK_UPLOAD : SDOCommand::INITIATE_BLOCK_DOWNLOAD;
   if (!isExpected(decoded, command, phase == Phase::INITIATED && blocks && upload == ofUpload)) {
@@ -355,7 +355,7 @@ void SDOTransfer::takeBlockInitiateResponse(DecodedFrame& decoded) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeBlockSegment(DecodedFrame& decoded) {
+void SDOChannel::takeBlockSegment(DecodedFrame& decoded) {
   const unsigned int number = decoded.frame.data[0] & 0x7F;
   if (number != sequence + 1U) {
     decoded.complain("block segment out of order");
@@ -372,7 +372,7 @@ void SDOTransfer::takeBlockSegment(DecodedFrame& decoded) {
 }
 
 /// Segments behind the one that is acknowledged come again.
-void SDOTransfer::takeAcknowledgement(DecodedFrame& decoded) {
+void SDOChannel::takeAcknowledgement(DecodedFrame& decoded) {
   const bool ofUpload = decoded.service == Service::SDO_REQUEST;
   const SDOCommand command = ofUpload ? SDOCommand::ACKNOWLEDGE_BLOCK_UPLOAD : SDOCommand::ACKNOWLEDGE_BLOCK_DOWNLOAD;
   const bool inBlock = phase == Phase::BLOCK_ANSWER || phase == Phase::BLOCK_SEGMENTS;
@@ -393,7 +393,7 @@ void SDOTransfer::takeAcknowledgement(DecodedFrame& decoded) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeBlockEnd(DecodedFrame& decoded) {
+void SDOChannel::takeBlockEnd(DecodedFrame& decoded) {
   const bool ofUpload = decoded.service == Service::SDO_RESPONSE;
   const SDOCommand command = ofUpload ? SDOCommand::END_BLOCK_UPLOAD : SDOCommand::END_BLOCK_DOWNLOAD;
   if (!isExpected(decoded, command, phase == Phase::BLOCK_END && upload == ofUpload)) {
@@ -406,7 +406,7 @@ void SDOTransfer::takeBlockEnd(DecodedFrame& decoded) {
   fill(decoded, command, TransferOutcome::RUNNING);
 }
 
-void SDOTransfer::takeBlockEndResponse(DecodedFrame& decoded) {
+void SDOChannel::takeBlockEndResponse(DecodedFrame& decoded) {
   const bool ofUpload = decoded.service == Service::SDO_REQUEST;
   const SDOCommand command = ofUpload ? SDOCommand::END_BLOCK_UPLOAD : SDOCommand::END_BLOCK_DOWNLOAD;
   if (isExpected(decoded, command, phase == Phase::BLOCK_ENDED && upload == ofUpload)) {
@@ -416,25 +416,25 @@ void SDOTransfer::takeBlockEndResponse(DecodedFrame& decoded) {
 
 // Data
 
-void SDOTransfer::checkObject(DecodedFrame& decoded) const {
+void SDOChannel::checkObject(DecodedFrame& decoded) const {
   if (indexOf(decoded.frame) != index || decoded.frame.data[3] != subIndex) {
     decoded.complain("SDO response for another object");
   }
 }
 
-void SDOTransfer::checkSize(DecodedFrame& decoded) const {
+void SDOChannel::checkSize(DecodedFrame& decoded) const {
   if (sizeIndicated && bytes != indicated) {
     decoded.complain("size differs from the one that was indicated");
   }
 }
 
-void SDOTransfer::add(const unsigned char* data, unsigned int count) {
+void SDOChannel::add(const unsigned char* data, unsigned int count) {
   const std::size_t room = LONGEST_KEPT - kept.size();
   kept.append(reinterpret_cast<const char*>(data), std::min<std::size_t>(count, room));
   bytes += count;
 }
 
-void SDOTransfer::cutTo(std::uint64_t count) {
+void SDOChannel::cutTo(std::uint64_t count) {
   bytes = count;
   if (kept.size() > count) {
     kept.resize(static_cast<std::size_t>(count));
