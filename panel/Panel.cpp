@@ -59,7 +59,10 @@ std::string getBusName(const std::string& uri) {
 Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {}
 
 Panel::~Panel() {
-  // The node first: it uses everything else.
+  if (http) {
+    http->stop();  // its thread asks for the node
+  }
+  // The node before everything that it uses.
   KQ::KQCANopenInstanceManager::instance()->deleteAllInstances();
 }
 
@@ -77,6 +80,9 @@ void Panel::startNode() {
   connect(*created);
   initialise(*created);
   bind(*created);
+  if (options.http) {
+    serveHttp();
+  }
   // From here on the manager drives the node, and deletes it in the end.
   node = created.release();
   KQ::KQCANopenInstanceManager::instance()->addCANopenInstance(node);
@@ -92,9 +98,10 @@ void Panel::connect(KQ::KQCANopen& created) {
   if (options.listen) {
     serveBus();
   }
+  observers = std::make_unique<FrameFanOut>(*created.getEndPoint());
   if (options.trace) {
     trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can));
-    created.getEndPoint()->setFrameObserver(trace.get());
+    observers->add(*trace);
   }
 }
 
@@ -125,12 +132,21 @@ void Panel::serveBus() {
   std::cout << "serving " << options.can << " on port " << server.getPort() << std::endl;
 }
 
+void Panel::serveHttp() {
+  http = std::make_unique<HttpServer>(*options.http);
+  std::cout << "showing the node on " << http->getURL() << std::endl;
+}
+
 void Panel::run() {
   const int signalDescriptor = signals.hold();
+  if (http) {
+    http->start();  // a thread, from which the signals are held back by now, too
+  }
   endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
   while (running) {
     const unsigned int now = KQ::KQTick::getTickCount();
     application->update(now);
+    tasks.serve();
     cycle(now);
     if (trace) {
       trace->flush();

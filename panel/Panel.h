@@ -4,13 +4,16 @@
 #include <thread>
 
 #include "Application.h"
+#include "FrameFanOut.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
+#include "HttpServer.h"
 #include "KQCANopen.h"
 #include "KQEndPointManager.h"
 #include "KQSignalListener.h"
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
+#include "LoopTasks.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
@@ -48,6 +51,7 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
+  void serveHttp();
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
@@ -60,7 +64,10 @@ private:
   HeartbeatReporter heartbeatReporter;
   std::unique_ptr<Application> application;
   std::unique_ptr<FrameTrace> trace;
+  std::unique_ptr<FrameFanOut> observers;
   KQ::KQSocketcandServer server;
+  LoopTasks tasks{[this] { endPoints.wake(); }};
+  std::unique_ptr<HttpServer> http;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;

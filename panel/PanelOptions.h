@@ -5,7 +5,7 @@
 
 namespace panel {
 
-/// Where the embedded bus is served on TCP.
+/// Where something is served on TCP.
 struct ListenAddress {
   std::string host;         ///< name or address; an IPv6 address without its brackets
   unsigned short port = 0;  ///< 0: any free one
@@ -15,6 +15,7 @@ struct ListenAddress {
 struct PanelOptions {
   std::string can = "virtual:bus0";     ///< URI of the CAN port
   std::optional<ListenAddress> listen;  ///< nothing when the port is not the embedded bus
+  std::optional<ListenAddress> http;    ///< where the page is served; nothing: nowhere
   unsigned char nodeID = 5;             ///< 1 to 127
   int heartbeat = 1000;                 ///< producer heartbeat time in ms, 0 to 65535; 0: none
   bool autostart = false;               ///< enter OPERATIONAL after every boot-up
