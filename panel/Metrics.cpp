@@ -210,7 +210,7 @@ void Metrics::addVariables(OpenMetricsText& text) const {
 double Metrics::getValue(const KQ::KQVariable& variable) const {
   int value = 0;
   node.store.getVariableValue(variable.getFirstAddress(), variable.getSecondAddress(), &value);
-  return variable.isSigned() ? value : static_cast<unsigned int>(value);
+  return variable.isSigned() ? static_cast<double>(value) : static_cast<unsigned int>(value);
 }
 
 }  // namespace panel

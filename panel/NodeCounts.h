@@ -16,7 +16,7 @@ public:
   static constexpr unsigned int HIGHEST_NODE = 127;
 
   /// @param others in the order in which they are asked, until one takes the signal; must outlive this
-  NodeCounts(std::initializer_list<KQ::KQSignalListener*> others) : listeners(others) {}
+  explicit NodeCounts(std::initializer_list<KQ::KQSignalListener*> others = {}) : listeners(others) {}
 
   /// Takes state signals and heartbeat signals of the stack. @return that of the listener who took it, else 11
   int signalOccurred(KQ::KQSignal& signal) override;

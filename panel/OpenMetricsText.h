@@ -20,7 +20,7 @@ public:
   static constexpr const char* CONTENT_TYPE = "application/openmetrics-text; version=1.0.0; charset=utf-8";
 
   /// Begins a family. It may stay without values.
-  void begin(const MetricFamily& family);
+  void begin(const MetricFamily& begun);
 
   /// Adds a value of a COUNTER, a GAUGE or an INFO (of which it is 1).
   void add(const MetricLabels& labels, unsigned long long value);
@@ -34,8 +34,8 @@ public:
 
   /// A family of a single value, or of a single series.
   template <typename Value>
-  void addFamily(const MetricFamily& family, const Value& value) {
-    begin(family);
+  void addFamily(const MetricFamily& alone, const Value& value) {
+    begin(alone);
     add(MetricLabels(), value);
   }
 

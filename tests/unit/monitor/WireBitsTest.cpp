@@ -94,7 +94,8 @@ class WireBitsOf : public testing::TestWithParam<FrameKind> {};
 TEST_P(WireBitsOf, AreThoseOfTheFrameWrittenOut) {
   const unsigned int seed = test::chooseSeed();
   SCOPED_TRACE(seed);
-  std::mt19937 random(seed);
+  std::mt19937 generator(seed);
+  const auto random = [&generator] { return static_cast<unsigned int>(generator()); };
   for (int i = 0; i < 5000; ++i) {
     Frame frame =
         makeFrame(random() & (GetParam() == FrameKind::EXTENDED ? 0x1FFFFFFF : 0x7FF), random() % 9, 0, GetParam());

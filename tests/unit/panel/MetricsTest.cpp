@@ -46,7 +46,7 @@ protected:
   }
 
   test::TestNode node;
-  panel::NodeCounts counts{{}};
+  panel::NodeCounts counts;
   monitor::NetworkStatistics network;
   std::unique_ptr<panel::Metrics> metrics;
 };
@@ -88,11 +88,12 @@ TEST_F(MetricsTest, CountTheFramesThatThePortRefused) {
 }
 
 TEST_F(MetricsTest, CountTheTransfersThatTheNodeRefused) {
-  node.canopen().setSDOTransferLimit(0);
-  node.receive("605#21 05 20 00 0A 00 00 00");
-  const std::string text = getText();
-  EXPECT_THAT(text, HasSubstr("\ntavo_panel_sdo_refused_total " +
-                              std::to_string(node.canopen().getSDOHandler()->getRefusedTransferCount()) + "\n"));
+  KQ::KQVariable text(0x2001, 0, "Text", KQ::STORAGE_TYPE_STRING);
+  node.canopen().addVariable(&text);
+  node.canopen().setSDOTransferLimit(5);
+  node.receive("605#21 01 20 00 0A 00 00 00");
+  node.receive("605#00 41 42 43 44 45 46 47");
+  EXPECT_THAT(getText(), HasSubstr("\ntavo_panel_sdo_refused_total 1\n"));
 }
 
 TEST_F(MetricsTest, TellTheValuesOfVariables) {

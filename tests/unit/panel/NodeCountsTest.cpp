@@ -34,7 +34,7 @@ int tell(NodeCounts& counts, int type, int code, unsigned int first, unsigned in
 }
 
 TEST(NodeCounts, KnowTheStateAndItsChanges) {
-  NodeCounts counts({});
+  NodeCounts counts;
   EXPECT_EQ(counts.getState(), KQ::CANOPEN_STATE_INIT);
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_PRE_OPERATIONAL);
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_OPERATIONAL);
@@ -43,7 +43,7 @@ TEST(NodeCounts, KnowTheStateAndItsChanges) {
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
-  NodeCounts counts({});
+  NodeCounts counts;
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT, 127, 17);
   EXPECT_TRUE(counts.isHeartbeatMissing(127));
   EXPECT_FALSE(counts.isHeartbeatMissing(1));
@@ -53,7 +53,7 @@ TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
-  NodeCounts counts({});
+  NodeCounts counts;
   EXPECT_FALSE(counts.isHeartbeatWatched(7));
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, 7, 0);
   EXPECT_TRUE(counts.isHeartbeatWatched(7));
@@ -78,13 +78,13 @@ TEST(NodeCounts, LeaveToNobodyWhatNobodyTakes) {
 }
 
 TEST(NodeCounts, IgnoreSignalsOfAnotherType) {
-  NodeCounts counts({});
+  NodeCounts counts;
   tell(counts, 2, KQ::SIGNAL_STATE_CHANGED, 5, 3);
   EXPECT_EQ(counts.getStateChanges(), 0U);
 }
 
 TEST(NodeCounts, IgnoreHeartbeatsOfNoNode) {
-  NodeCounts counts({});
+  NodeCounts counts;
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT, 128, 17);
   EXPECT_FALSE(counts.isHeartbeatWatched(127));
 }
