@@ -14,6 +14,7 @@
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
 #include "LoopTasks.h"
+#include "NodeCounts.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
@@ -62,6 +63,7 @@ private:
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;
+  NodeCounts counts{&stateReporter, &heartbeatReporter};
   std::unique_ptr<Application> application;
   std::unique_ptr<FrameTrace> trace;
   std::unique_ptr<FrameFanOut> observers;
