@@ -81,7 +81,7 @@ void Panel::startNode() {
   initialise(*created);
   bind(*created);
   if (options.http) {
-    serveHttp();
+    serveHttp(*created);
   }
   // From here on the manager drives the node, and deletes it in the end.
   node = created.release();
@@ -132,8 +132,11 @@ void Panel::serveBus() {
   std::cout << "serving " << options.can << " on port " << server.getPort() << std::endl;
 }
 
-void Panel::serveHttp() {
+// The address is taken here; nobody is answered before the loop runs.
+void Panel::serveHttp(KQ::KQCANopen& created) {
   http = std::make_unique<HttpServer>(*options.http);
+  traffic = std::make_unique<TrafficWatch>(*http, tasks, *observers);
+  page = std::make_unique<Page>(*http, tasks, *traffic, created, *KQ::KQDEI::instance());
   std::cout << "showing the node on " << http->getURL() << std::endl;
 }
 

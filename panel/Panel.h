@@ -14,9 +14,11 @@
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
 #include "LoopTasks.h"
+#include "Page.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
+#include "TrafficWatch.h"
 
 namespace panel {
 
@@ -51,7 +53,7 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
-  void serveHttp();
+  void serveHttp(KQ::KQCANopen& created);
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
@@ -68,6 +70,8 @@ private:
   KQ::KQSocketcandServer server;
   LoopTasks tasks{[this] { endPoints.wake(); }};
   std::unique_ptr<HttpServer> http;
+  std::unique_ptr<TrafficWatch> traffic;
+  std::unique_ptr<Page> page;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;
