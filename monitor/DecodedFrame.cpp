@@ -60,6 +60,34 @@ constexpr CodeText EMERGENCY_TEXTS[] = {
     {0x8250, "RPDO timeout"},
 };
 
+constexpr CodeText LSS_COMMANDS[] = {
+    {0x04, "switch state global"},
+    {0x11, "configure node-ID"},
+    {0x13, "configure bit timing"},
+    {0x15, "activate bit timing"},
+    {0x17, "store configuration"},
+    {0x40, "switch state selective: vendor-ID"},
+    {0x41, "switch state selective: product code"},
+    {0x42, "switch state selective: revision number"},
+    {0x43, "switch state selective: serial number"},
+    {0x44, "switch state selective: done"},
+    {0x46, "identify remote slave: vendor-ID"},
+    {0x47, "identify remote slave: product code"},
+    {0x48, "identify remote slave: lowest revision number"},
+    {0x49, "identify remote slave: highest revision number"},
+    {0x4A, "identify remote slave: lowest serial number"},
+    {0x4B, "identify remote slave: highest serial number"},
+    {0x4C, "identify non-configured remote slave"},
+    {0x4F, "identify slave"},
+    {0x50, "identify non-configured slave"},
+    {0x51, "fastscan"},
+    {0x5A, "inquire vendor-ID"},
+    {0x5B, "inquire product code"},
+    {0x5C, "inquire revision number"},
+    {0x5D, "inquire serial number"},
+    {0x5E, "inquire node-ID"},
+};
+
 /// By the high byte of the error code.
 constexpr CodeText EMERGENCY_CLASSES[] = {
     {0x00, "error reset or no error"},
@@ -136,7 +164,13 @@ void appendSDO(std::string& text, const DecodedFrame& decoded) {
   }
   if (decoded.valueCount > 0) {
     text += " = ";
-    decoded.values[0].value.appendTo(text);
+    const Value& value = decoded.values[0].value;
+    value.appendTo(text);
+    if (value.getBytes().size() < sdo.bytes && !value.getBytes().empty()) {
+      text += "... (";
+      appendNumber(text, sdo.bytes);
+      text += " bytes)";
+    }
   }
 }
 
@@ -196,13 +230,13 @@ std::string_view getName(SDOCommand command) {
 std::string_view getStateName(unsigned int state) {
   static constexpr CodeText STATES[] = {
       {0, "INITIALISING"}, {4, "STOPPED"}, {5, "OPERATIONAL"}, {127, "PRE-OPERATIONAL"}};
-  return findText(STATES, state, "unknown state");
+  return findText(STATES, state, UNKNOWN_STATE);
 }
 
 std::string_view getNMTCommandName(unsigned int command) {
   static constexpr CodeText COMMANDS[] = {
       {1, "start"}, {2, "stop"}, {128, "enter pre-operational"}, {129, "reset node"}, {130, "reset communication"}};
-  return findText(COMMANDS, command, "unknown command");
+  return findText(COMMANDS, command, UNKNOWN_COMMAND);
 }
 
 std::string_view getAbortText(std::uint32_t abortCode) {
@@ -260,6 +294,10 @@ void DecodedFrame::appendDetails(std::string& text) const {
         values[0].value.appendTo(text);
       }
       return;
+    case Service::LSS:
+      text += findText(LSS_COMMANDS, command, UNKNOWN_COMMAND);
+      text += ' ';
+      break;
     case Service::BOOT_UP:
       return;
     default:

@@ -85,6 +85,13 @@ struct DecodedFrame {
   /// nothing is. One of a fixed set of texts, so that they can be counted.
   std::string_view violation;
 
+  /// Says what is wrong with the frame, when nothing was found wrong before. @param text lives for ever
+  void complain(std::string_view text) {
+    if (violation.empty()) {
+      violation = text;
+    }
+  }
+
   /// Adds the service as a person calls it: "TPDO 1", "SDO request", "SDO 2 request" for a further channel. Any thread.
   void appendService(std::string& text) const;
 
@@ -96,10 +103,14 @@ struct DecodedFrame {
   void appendDetails(std::string& text) const;
 };
 
-/// "INITIALISING", "STOPPED", "OPERATIONAL", "PRE-OPERATIONAL"; "unknown state" for any other. Any thread.
+inline constexpr std::string_view UNKNOWN_STATE = "unknown state";
+inline constexpr std::string_view UNKNOWN_COMMAND = "unknown command";
+
+/// "INITIALISING", "STOPPED", "OPERATIONAL", "PRE-OPERATIONAL"; UNKNOWN_STATE for any other. Any thread.
 std::string_view getStateName(unsigned int state);
 
-/// "start", "stop", "enter pre-operational", "reset node", "reset communication"; "unknown command". Any thread.
+/// "start", "stop", "enter pre-operational", "reset node", "reset communication"; UNKNOWN_COMMAND for any other.
+/// Any thread.
 std::string_view getNMTCommandName(unsigned int command);
 
 /// The standard's words for an SDO abort code; "unknown abort code" for any other. Any thread.

@@ -19,6 +19,7 @@ enum class FrameKind : unsigned char {
 /// A frame as it was seen at a certain time.
 struct Frame {
   Frame() = default;
+  explicit Frame(long long time) : microseconds(time) {}
   /// The data frame that a node's port carried. @param time microseconds, of whichever clock the caller has
   Frame(long long time, const KQ::KQCANMessage& message)
       : microseconds(time),

@@ -28,15 +28,23 @@ public:
   }
 
 private:
-  class Transfers;
+  class Channels;
 
-  void decodeData();
+  void clear(const Frame& frame);
+  const CommunicationObject* identify();
   void decodeRemote();
-  void decodePredefined();
+  void decodeData(const CommunicationObject* object);
+  void decodeNMT();
+  void decodeTime();
+  void decodeEmergency();
+  void decodePDO(const CommunicationObject* object);
+  void decodeSDO();
+  void decodeHeartbeat();
+  ObjectValue& addValue(unsigned short index, unsigned char subIndex, std::string_view name);
 
   const ObjectNames& names;
   DecodedFrame decoded;
-  std::unique_ptr<Transfers> transfers;
+  const std::unique_ptr<Channels> channels;
 };
 
 }  // namespace monitor
