@@ -14,10 +14,13 @@
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
 #include "LoopTasks.h"
+#include "Metrics.h"
 #include "NodeCounts.h"
+#include "Page.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
+#include "TrafficWatch.h"
 
 namespace panel {
 
@@ -52,7 +55,8 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
-  void serveHttp();
+  void serveHttp(KQ::KQCANopen& created);
+  void serveMetrics(KQ::KQCANopen& created);
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
@@ -70,6 +74,9 @@ private:
   KQ::KQSocketcandServer server;
   LoopTasks tasks{[this] { endPoints.wake(); }};
   std::unique_ptr<HttpServer> http;
+  std::unique_ptr<TrafficWatch> traffic;
+  std::unique_ptr<Page> page;
+  std::unique_ptr<Metrics> metrics;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;
