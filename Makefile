@@ -23,11 +23,12 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test model test-metrics test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
 	@echo "make test [PRESET=clang]       build everything and run all tests"
+	@echo "make test-metrics              Debian's prometheus collects from ten panels, one of which is killed and comes back"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
@@ -66,6 +67,12 @@ test:
 	@[ $(PRESET) != release ] || cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
 	$(call timed,build,$(call build,$(PRESET),all))
 	$(call run-tests,$(PRESET))
+
+test-metrics:
+	@scripts/setup.sh test metrics
+	$(call timed,build,$(call build,debug,tavo-panel))
+	$(call timed,Prometheus with ten panels,cd tests/metrics && TAVO_PANEL=$(CURDIR)/build/debug/bin/tavo-panel \
+	  PYTHONPATH=$(CURDIR)/tests/interop/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m unittest test_prometheus)
 
 # The tables are all that goes to standard output.
 bench bench-update:
