@@ -118,8 +118,8 @@ void Panel::initialise(KQ::KQCANopen& created) {
 // Listeners, communication and variables need the object dictionary, and are to be there before the first cycle.
 void Panel::bind(KQ::KQCANopen& created) {
   created.setWorkListener(this);
-  created.addStateListener(&stateReporter);
-  created.addHeartbeatListener(&heartbeatReporter);
+  created.addStateListener(&counts);
+  created.addHeartbeatListener(&counts);
   application->bind(created);
 }
 

@@ -15,6 +15,7 @@
 #include "LastTick.h"
 #include "LoopTasks.h"
 #include "Page.h"
+#include "NodeCounts.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
@@ -64,6 +65,7 @@ private:
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;
+  NodeCounts counts{&stateReporter, &heartbeatReporter};
   std::unique_ptr<Application> application;
   std::unique_ptr<FrameTrace> trace;
   std::unique_ptr<FrameFanOut> observers;

@@ -75,6 +75,9 @@ struct CommandLine {
                        ->capture_default_str();
     httpOption = app.add_option("--http", http, "Serve a page that shows the node on HTTP; without HOST on loopback")
                      ->type_name("HOST:PORT");
+    app.add_option("--bit-rate", options.bitRate, "Bit rate of the bus in bit/s, to which its load is related")
+        ->check(CLI::Range(10000, 1000000))
+        ->capture_default_str();
     app.add_option("--node-id", nodeID, "Node-ID of the panel")->check(CLI::Range(1, 127))->capture_default_str();
     app.add_option("--heartbeat", options.heartbeat, "Producer heartbeat time in ms, 0: none")
         ->check(CLI::Range(0, 65535))

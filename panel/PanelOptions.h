@@ -20,6 +20,7 @@ struct PanelOptions {
   int heartbeat = 1000;                 ///< producer heartbeat time in ms, 0 to 65535; 0: none
   bool autostart = false;               ///< enter OPERATIONAL after every boot-up
   std::optional<unsigned char> peer;    ///< node-ID of another panel, 1 to 127, not the own; only without an EDS
+  int bitRate = 250000;                 ///< of the bus in bit/s, for its load, 10000 to 1000000
   int sdoTimeout = 100;                 ///< silence that ends an SDO transfer in ms, 1 to 65535
   std::optional<std::string> app;       ///< EDS whose objects take the demo application's place
   std::optional<std::string> trace;     ///< file for a trace of all frames
