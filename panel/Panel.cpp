@@ -135,9 +135,22 @@ void Panel::serveBus() {
 // The address is taken here; nobody is answered before the loop runs.
 void Panel::serveHttp(KQ::KQCANopen& created) {
   http = std::make_unique<HttpServer>(*options.http);
-  traffic = std::make_unique<TrafficWatch>(*http, tasks, *observers);
+  traffic = std::make_unique<TrafficWatch>(*http, tasks, *observers, static_cast<unsigned int>(options.bitRate));
   page = std::make_unique<Page>(*http, tasks, *traffic, created, *KQ::KQDEI::instance());
+  serveMetrics(created);
   std::cout << "showing the node on " << http->getURL() << std::endl;
+}
+
+// Who collects them comes again, within a few minutes: frames are watched until then.
+void Panel::serveMetrics(KQ::KQCANopen& created) {
+  constexpr unsigned int WATCH_MS = 300000;
+  metrics = std::make_unique<Metrics>(
+      Metrics::Node{options.nodeID, *created.getEndPoint(), *created.getSDOHandler(), counts, *KQ::KQDEI::instance()});
+  http->serveText("/metrics", Metrics::CONTENT_TYPE, [this] {
+    traffic->keep(WATCH_MS);
+    traffic->drain();
+    return metrics->getText({traffic->getStatistics(), traffic->getNow(), traffic->isWatching(), traffic->getLost()});
+  });
 }
 
 void Panel::run() {

@@ -14,8 +14,9 @@
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
 #include "LoopTasks.h"
-#include "Page.h"
+#include "Metrics.h"
 #include "NodeCounts.h"
+#include "Page.h"
 #include "PanelOptions.h"
 #include "StateReporter.h"
 #include "TerminationSignals.h"
@@ -55,6 +56,7 @@ private:
   void bind(KQ::KQCANopen& created);
   void serveBus();
   void serveHttp(KQ::KQCANopen& created);
+  void serveMetrics(KQ::KQCANopen& created);
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
@@ -74,6 +76,7 @@ private:
   std::unique_ptr<HttpServer> http;
   std::unique_ptr<TrafficWatch> traffic;
   std::unique_ptr<Page> page;
+  std::unique_ptr<Metrics> metrics;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;

@@ -8,12 +8,13 @@
 
 namespace panel {
 
-TrafficWatch::TrafficWatch(HttpServer& theServer, LoopTasks& loopTasks, FrameFanOut& frames)
+TrafficWatch::TrafficWatch(HttpServer& theServer, LoopTasks& loopTasks, FrameFanOut& frames, unsigned int bitsPerSecond)
     : server(theServer),
       tasks(loopTasks),
       fanOut(frames),
+      bitRate(bitsPerSecond),
       decoder(std::make_unique<monitor::FrameDecoder>()),
-      statistics(std::make_unique<monitor::NetworkStatistics>()) {}
+      statistics(std::make_unique<monitor::NetworkStatistics>(bitRate)) {}
 
 void TrafficWatch::keep(unsigned int ms) {
   until = std::max(until, getNow() + 1000LL * ms);
@@ -31,7 +32,7 @@ void TrafficWatch::begin() {
   lost = 0;
   log.clear();
   decoder = std::make_unique<monitor::FrameDecoder>(names.get());
-  statistics = std::make_unique<monitor::NetworkStatistics>();
+  statistics = std::make_unique<monitor::NetworkStatistics>(bitRate);
   server.postAfter(PERIOD_MS, [this] { turn(); });
 }
 

@@ -26,8 +26,9 @@ public:
   /// How often frames are taken over while somebody looks.
   static constexpr unsigned int PERIOD_MS = 100;
 
-  /// All must outlive the watch, and the watch the frames' fan-out being used. Protocol thread.
-  TrafficWatch(HttpServer& server, LoopTasks& tasks, FrameFanOut& fanOut);
+  /// All must outlive the watch, and the watch the frames' fan-out being used.
+  /// @param bitRate of the bus in bit/s. Protocol thread
+  TrafficWatch(HttpServer& server, LoopTasks& tasks, FrameFanOut& fanOut, unsigned int bitRate);
   TrafficWatch(const TrafficWatch&) = delete;
   TrafficWatch& operator=(const TrafficWatch&) = delete;
 
@@ -60,6 +61,7 @@ private:
   HttpServer& server;
   LoopTasks& tasks;
   FrameFanOut& fanOut;
+  const unsigned int bitRate;
   FrameLog log;
   std::vector<Observer> observers;
   std::shared_ptr<const monitor::ObjectNames> names;
