@@ -191,8 +191,11 @@ std::string Page::getDescription() const {
   for (const Variable& variable : variables) {
     followed.push_back(getKey(variable.object->index, variable.object->subIndex));
   }
-  return dump(
-      {{"node", nodeID}, {"port", portURI}, {"objects", std::move(objects)}, {"variables", std::move(followed)}});
+  return dump({{"node", nodeID},
+               {"port", portURI},
+               {"bitrate", traffic.getStatistics().getLoad().getBitRate()},
+               {"objects", std::move(objects)},
+               {"variables", std::move(followed)}});
 }
 
 const ObjectInfo* Page::findObject(const std::string& key) const {

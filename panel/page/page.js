@@ -320,8 +320,9 @@ class Card {
         const points = histories.get(this.key).since(now - SPARK_SECONDS, now);
         const { low, high } = rangeOf(points);
         const margin = high === low ? 1 : 0;
+        const from = Math.max(now - SPARK_SECONDS, histories.get(this.key).points[0]?.t ?? 0);
         drawSteps(context, points, { left: 0, top: 2, right: width, bottom: height - 2 },
-            { from: now - SPARK_SECONDS, to: now, low: low - margin, high: high + margin }, true);
+            { from, to: now, low: low - margin, high: high + margin }, true);
     }
 }
 
@@ -626,7 +627,7 @@ function takeNetwork(next) {
 }
 
 function loadText() {
-    const share = network.bits / Number($('bitrate').value) * 100;
+    const share = network.bits / description.bitrate * 100;
     return `${share < 10 ? share.toFixed(1) : share.toFixed(0)} %`;
 }
 
@@ -639,7 +640,7 @@ function showLoad() {
     const canvas = $('load-chart');
     const { context, width, height } = canvasOf(canvas);
     const now = Date.now() / 1000;
-    const rate = Number($('bitrate').value);
+    const rate = description.bitrate;
     const box = { left: 44, top: 8, right: width - 4, bottom: height - 18 };
     const points = loads.since(now - 300, now).map(({ t, v }) => ({ t, v: v / rate * 100 }));
     const high = [1, 2, 5, 10, 20, 50].find((limit) => rangeOf(points).high <= limit) ?? 100;
@@ -850,6 +851,7 @@ async function begin() {
         objects.set(object.key, object);
     }
     setText($('node'), `node ${description.node} on ${description.port}`);
+    setText($('bitrate'), `at ${description.bitrate / 1000} kbit/s`);
     document.title = `Node ${description.node} · TAVO panel`;
     buildCards();
     search();
@@ -872,11 +874,6 @@ $('filter').addEventListener('input', () => {
 $('pause').addEventListener('click', pause);
 $('clear').addEventListener('click', clearFrames);
 $('span').addEventListener('change', drawValues);
-$('bitrate').value = localStorage.getItem('panel-bitrate') ?? $('bitrate').value;
-$('bitrate').addEventListener('change', () => {
-    localStorage.setItem('panel-bitrate', $('bitrate').value);
-    showLoad();
-});
 window.addEventListener('resize', showAll);
 matchMedia('(prefers-color-scheme: dark)').addEventListener('change', showAll);
 selectTab(tabs.find((tab) => `#${tab.id.replace('tab-', '')}` === location.hash) ?? tabs[0]);
