@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-FOLDERS := $(wildcard bench canopen examples include panel runtime tests)
+FOLDERS := $(wildcard bench canopen examples include monitor panel runtime tests tools)
 SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
 
 # $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
@@ -23,11 +23,12 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test packages test-packages model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test packages test-packages model test-metrics test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
 	@echo "make test [PRESET=clang]       build everything and run all tests"
+	@echo "make test-metrics              Debian's prometheus collects from ten panels, one of which is killed and comes back"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
 	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
@@ -80,6 +81,12 @@ test-packages:
 	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
 	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
 	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
+
+test-metrics:
+	@scripts/setup.sh test metrics
+	$(call timed,build,$(call build,debug,tavo-panel))
+	$(call timed,Prometheus with ten panels,cd tests/metrics && TAVO_PANEL=$(CURDIR)/build/debug/bin/tavo-panel \
+	  PYTHONPATH=$(CURDIR)/tests/interop/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m unittest test_prometheus)
 
 # The tables are all that goes to standard output.
 bench bench-update:

@@ -65,7 +65,10 @@ std::string getBusName(const std::string& uri) {
 Panel::Panel(const PanelOptions& wanted) : options(wanted), stateReporter(std::cout), heartbeatReporter(std::cout) {}
 
 Panel::~Panel() {
-  // The node first: it uses everything else.
+  if (http) {
+    http->stop();  // its thread asks for the node
+  }
+  // The node before everything that it uses.
   KQ::KQCANopenInstanceManager::instance()->deleteAllInstances();
 }
 
@@ -83,6 +86,9 @@ void Panel::startNode() {
   connect(*created);
   initialise(*created);
   bind(*created);
+  if (options.http) {
+    serveHttp(*created);
+  }
   // From here on the manager drives the node, and deletes it in the end.
   node = created.release();
   KQ::KQCANopenInstanceManager::instance()->addCANopenInstance(node);
@@ -98,10 +104,11 @@ void Panel::connect(KQ::KQCANopen& created) {
   if (options.listen) {
     serveBus();
   }
+  observers = std::make_unique<FrameFanOut>(*created.getEndPoint());
   if (options.trace) {
     const TraceRotation rotation{std::size_t{options.traceSize} * BYTES_A_MIB, options.traceFiles};
     trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can), rotation);
-    created.getEndPoint()->setFrameObserver(trace.get());
+    observers->add(*trace);
   }
 }
 
@@ -118,8 +125,8 @@ void Panel::initialise(KQ::KQCANopen& created) {
 // Listeners, communication and variables need the object dictionary, and are to be there before the first cycle.
 void Panel::bind(KQ::KQCANopen& created) {
   created.setWorkListener(this);
-  created.addStateListener(&stateReporter);
-  created.addHeartbeatListener(&heartbeatReporter);
+  created.addStateListener(&counts);
+  created.addHeartbeatListener(&counts);
   application->bind(created);
 }
 
@@ -132,13 +139,38 @@ void Panel::serveBus() {
   std::cout << "serving " << options.can << " on port " << server.getPort() << std::endl;
 }
 
+// The address is taken here; nobody is answered before the loop runs.
+void Panel::serveHttp(KQ::KQCANopen& created) {
+  http = std::make_unique<HttpServer>(*options.http);
+  traffic = std::make_unique<TrafficWatch>(*http, tasks, *observers, static_cast<unsigned int>(options.bitRate));
+  page = std::make_unique<Page>(*http, tasks, *traffic, created, *KQ::KQDEI::instance());
+  serveMetrics(created);
+  std::cout << "showing the node on " << http->getURL() << std::endl;
+}
+
+// Who collects them comes again, within a few minutes: frames are watched until then.
+void Panel::serveMetrics(KQ::KQCANopen& created) {
+  constexpr unsigned int WATCH_MS = 300000;
+  metrics = std::make_unique<Metrics>(
+      Metrics::Node{options.nodeID, *created.getEndPoint(), *created.getSDOHandler(), counts, *KQ::KQDEI::instance()});
+  http->serveText("/metrics", Metrics::CONTENT_TYPE, [this] {
+    traffic->keep(WATCH_MS);
+    traffic->drain();
+    return metrics->getText({traffic->getStatistics(), traffic->getNow(), traffic->isWatching(), traffic->getLost()});
+  });
+}
+
 void Panel::run() {
   const int signalDescriptor = signals.hold();
+  if (http) {
+    http->start();  // a thread, from which the signals are held back by now, too
+  }
   endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { heedSignals(); });
   slept = KQ::KQTick::getTickCount();
   while (running) {
     const unsigned int now = wakeUp();
     application->update(now);
+    tasks.serve();
     cycle(now);
     serviceManager.update(now);
     if (trace) {

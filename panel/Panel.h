@@ -4,17 +4,24 @@
 #include <thread>
 
 #include "Application.h"
+#include "FrameFanOut.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
+#include "HttpServer.h"
 #include "KQCANopen.h"
 #include "KQEndPointManager.h"
 #include "KQSignalListener.h"
 #include "KQSocketcandServer.h"
 #include "LastTick.h"
+#include "LoopTasks.h"
+#include "Metrics.h"
+#include "NodeCounts.h"
+#include "Page.h"
 #include "PanelOptions.h"
 #include "PanelSignals.h"
 #include "ServiceManager.h"
 #include "StateReporter.h"
+#include "TrafficWatch.h"
 
 namespace panel {
 
@@ -49,6 +56,8 @@ private:
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
+  void serveHttp(KQ::KQCANopen& created);
+  void serveMetrics(KQ::KQCANopen& created);
   unsigned int wakeUp();
   void cycle(unsigned int now);
   void sleep();
@@ -63,9 +72,16 @@ private:
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;
+  NodeCounts counts{&stateReporter, &heartbeatReporter};
   std::unique_ptr<Application> application;
   std::unique_ptr<FrameTrace> trace;
+  std::unique_ptr<FrameFanOut> observers;
   KQ::KQSocketcandServer server;
+  LoopTasks tasks{[this] { endPoints.wake(); }};
+  std::unique_ptr<HttpServer> http;
+  std::unique_ptr<TrafficWatch> traffic;
+  std::unique_ptr<Page> page;
+  std::unique_ptr<Metrics> metrics;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;

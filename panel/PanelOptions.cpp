@@ -18,33 +18,44 @@ bool isEmbeddedBus(const std::string& uri) {
   return uri.rfind("virtual:", 0) == 0;
 }
 
-PanelError wrongAddress(const std::string& text) {
-  return PanelError("--listen: '" + text + "' is not HOST:PORT, as in 127.0.0.1:29536 or [::1]:29536");
+// The option is named in what is said about a wrong address; the port in it, as an example of a right one.
+struct AddressOption {
+  const char* name;
+  const char* port;
+};
+
+constexpr AddressOption LISTEN = {"--listen", "29536"};
+constexpr AddressOption HTTP = {"--http", "8080"};
+
+PanelError wrongAddress(const AddressOption& option, const std::string& text) {
+  const std::string port = option.port;
+  return PanelError(std::string(option.name) + ": '" + text + "' is not HOST:PORT, as in 127.0.0.1:" + port +
+                    " or [::1]:" + port);
 }
 
-unsigned short parsePort(const std::string& digits, const std::string& text) {
+unsigned short parsePort(const AddressOption& option, const std::string& digits, const std::string& text) {
   unsigned short port = 0;
   const char* const end = digits.data() + digits.size();
   const auto [stop, error] = std::from_chars(digits.data(), end, port);
   if (error != std::errc() || stop != end) {
-    throw wrongAddress(text);
+    throw wrongAddress(option, text);
   }
   return port;
 }
 
-ListenAddress parseAddress(const std::string& text) {
+ListenAddress parseAddress(const AddressOption& option, const std::string& text) {
   const std::size_t colon = text.rfind(':');
   if (colon == std::string::npos) {
-    throw wrongAddress(text);
+    throw wrongAddress(option, text);
   }
   std::string host = text.substr(0, colon);
   const bool inBrackets = host.size() > 2 && host.front() == '[' && host.back() == ']';
   if (inBrackets) {
     host = host.substr(1, host.size() - 2);
   } else if (host.find_first_of(":[]") != std::string::npos) {
-    throw wrongAddress(text);  // the port of a bare IPv6 address could not be told from its last group
+    throw wrongAddress(option, text);  // the port of a bare IPv6 address could not be told from its last group
   }
-  return {host, parsePort(text.substr(colon + 1), text)};
+  return {host, parsePort(option, text.substr(colon + 1), text)};
 }
 
 std::string inOneLine(std::string text) {
@@ -62,6 +73,11 @@ struct CommandLine {
     listenOption = app.add_option("--listen", listen, "Serve the embedded bus (--can virtual:NAME) on TCP; port 0: any")
                        ->type_name("HOST:PORT")
                        ->capture_default_str();
+    httpOption = app.add_option("--http", http, "Serve a page that shows the node on HTTP; without HOST on loopback")
+                     ->type_name("HOST:PORT");
+    app.add_option("--bit-rate", options.bitRate, "Bit rate of the bus in bit/s, to which its load is related")
+        ->check(CLI::Range(10000, 1000000))
+        ->capture_default_str();
     app.add_option("--node-id", nodeID, "Node-ID of the panel")->check(CLI::Range(1, 127))->capture_default_str();
     app.add_option("--heartbeat", options.heartbeat, "Producer heartbeat time in ms, 0: none")
         ->check(CLI::Range(0, 65535))
@@ -94,6 +110,8 @@ struct CommandLine {
   CLI::Option* traceSizeOption = nullptr;
   CLI::Option* traceFilesOption = nullptr;
   std::string listen = DEFAULT_LISTEN;
+  CLI::Option* httpOption = nullptr;
+  std::string http;
   int nodeID = 5;
   std::optional<int> peer;
 };
@@ -117,7 +135,7 @@ void checkPort(PanelOptions& options, const CommandLine& line) {
                      "' is not virtual:NAME, socketcan:INTERFACE or socketcand:HOST:PORT/CHANNEL");
   }
   if (isEmbeddedBus(options.can)) {
-    options.listen = parseAddress(line.listen);
+    options.listen = parseAddress(LISTEN, line.listen);
   } else if (line.listenOption->count() > 0) {
     throw PanelError("--listen serves the embedded bus only, not --can " + options.can);
   }
@@ -152,6 +170,9 @@ PanelOptions PanelOptions::parse(int argumentCount, const char* const* arguments
   takePeer(options, line.peer);
   checkPort(options, line);
   checkTrace(options, line);
+  if (line.httpOption->count() > 0) {
+    options.http = parseAddress(HTTP, line.http);
+  }
   return options;
 }
 

@@ -5,7 +5,7 @@
 
 namespace panel {
 
-/// Where the embedded bus is served on TCP.
+/// Where something is served on TCP.
 struct ListenAddress {
   std::string host;         ///< name or address; an IPv6 address without its brackets
   unsigned short port = 0;  ///< 0: any free one
@@ -15,10 +15,12 @@ struct ListenAddress {
 struct PanelOptions {
   std::string can = "virtual:bus0";     ///< URI of the CAN port
   std::optional<ListenAddress> listen;  ///< nothing when the port is not the embedded bus
+  std::optional<ListenAddress> http;    ///< where the page is served; nothing: nowhere
   unsigned char nodeID = 5;             ///< 1 to 127
   int heartbeat = 1000;                 ///< producer heartbeat time in ms, 0 to 65535; 0: none
   bool autostart = false;               ///< enter OPERATIONAL after every boot-up
   std::optional<unsigned char> peer;    ///< node-ID of another panel, 1 to 127, not the own; only without an EDS
+  int bitRate = 250000;                 ///< of the bus in bit/s, for its load, 10000 to 1000000
   int sdoTimeout = 100;                 ///< silence that ends an SDO transfer in ms, 1 to 65535
   std::optional<std::string> app;       ///< EDS whose objects take the demo application's place
   std::optional<std::string> trace;     ///< file for a trace of all frames

@@ -1,13 +1,13 @@
 #!/bin/bash
 # Installs what a task needs and this machine lacks, with the package manager of Debian.
 #
-#   scripts/setup.sh TASK...     TASK: run | test | check | packages | bench | fuzz | coverage | armhf | target
+#   scripts/setup.sh TASK...     TASK: run | test | check | packages | bench | metrics | fuzz | coverage | armhf | target
 #
 # Nothing is asked and nothing is installed twice; when all is there, this takes a fraction of a second.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libinih-dev)
+RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libinih-dev libboost-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
@@ -16,6 +16,7 @@ FUZZ_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-dev llvm python3)
 COVERAGE_PACKAGES=(gcovr)
 # What asks Debian's packages what a program needs, and what makes an empty Debian to install packages in.
 PACKAGES_PACKAGES=("${RUN_PACKAGES[@]}" dpkg-dev file debootstrap)
+METRICS_PACKAGES=(python3 python3-can python3-prometheus-client)
 # 32-bit ARM: a compiler, and what runs its programs here; what they need beyond the compiler's libraries is unpacked.
 ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-linux-gnueabihf qemu-user)
 ARMHF_LIBRARIES=(libinih-dev:armhf libinih1:armhf libinireader0:armhf)
@@ -32,6 +33,7 @@ fail() {
 packages=()
 with_clients=false
 with_armhf=false
+with_prometheus=false
 with_target=false
 for task in "$@"; do
   case $task in
@@ -47,6 +49,11 @@ for task in "$@"; do
     fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
     coverage) packages+=("${COVERAGE_PACKAGES[@]}") ;;
     packages) packages+=("${PACKAGES_PACKAGES[@]}") ;;
+    metrics)
+      packages+=("${METRICS_PACKAGES[@]}")
+      # Its package would start a server that collects from this machine, so that it is unpacked, not installed.
+      command -v prometheus >/dev/null || with_prometheus=true
+      ;;
     bench) packages+=("${BENCH_PACKAGES[@]}") ;;
     armhf)
       packages+=("${ARMHF_PACKAGES[@]}")
@@ -57,7 +64,7 @@ for task in "$@"; do
       with_armhf=true
       with_target=true
       ;;
-    *) fail "unknown task '$task', there are run, test, check, packages, bench, fuzz, coverage, armhf and target" ;;
+    *) fail "unknown task '$task', there are run, test, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
   esac
 done
 
@@ -121,6 +128,9 @@ mapfile -t missing < <(missing_packages "${packages[@]}" | sort -u)
 [[ ${#missing[@]} -eq 0 ]] || install_packages "${missing[@]}"
 if $with_clients; then
   install_clients
+fi
+if $with_prometheus; then
+  tests/target/fetch-packages prometheus "prometheus:$(dpkg --print-architecture)"
 fi
 if $with_armhf; then
   tests/target/fetch-packages sysroot "${ARMHF_LIBRARIES[@]}"

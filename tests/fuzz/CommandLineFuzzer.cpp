@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::size_t MOST_ARGUMENTS = 32;
-constexpr const char* NUMBERS[] = {"--node-id", "--heartbeat", "--sdo-timeout", "--peer", "--cycle"};
+constexpr const char* NUMBERS[] = {"--node-id", "--heartbeat", "--sdo-timeout", "--peer", "--cycle", "--bit-rate"};
 constexpr unsigned char FIRST_CONTROL = 0xF8;
 
 /// Texts up to a byte from 0xF8 on, which names an option with a number: texts alone would hardly ever come across the
@@ -23,7 +23,7 @@ std::vector<std::string> readArguments(fuzz::Input& input) {
   std::vector<std::string> found(1);
   while (!input.isEmpty() && found.size() < MOST_ARGUMENTS) {
     const unsigned char byte = input.byte();
-    if (byte >= FIRST_CONTROL && byte - FIRST_CONTROL < 5) {
+    if (byte >= FIRST_CONTROL && byte - FIRST_CONTROL < 6) {
       const unsigned int number = input.word() | (input.byte() & 1U) << 16;
       found.emplace_back(NUMBERS[byte - FIRST_CONTROL]);
       found.push_back(std::to_string(static_cast<int>(number) - 100));
@@ -49,6 +49,7 @@ panel::PanelOptions parse(const std::vector<std::string>& arguments) {
 void checkOptions(const panel::PanelOptions& options) {
   fuzz::require(options.nodeID >= 1 && options.nodeID <= 127, "a node-ID out of range", options.nodeID);
   fuzz::require(options.heartbeat >= 0 && options.heartbeat <= 65535, "a heartbeat time out of range");
+  fuzz::require(options.bitRate >= 10000 && options.bitRate <= 1000000, "a bit rate out of range");
   fuzz::require(options.sdoTimeout >= 1 && options.sdoTimeout <= 65535, "an SDO time-out out of range");
   fuzz::require(options.cycle >= 1 && options.cycle <= 1000, "a cycle out of range");
   fuzz::require(!options.peer || (*options.peer >= 1 && *options.peer <= 127), "a peer out of range");

@@ -38,6 +38,7 @@ TEST(PanelOptions, DefaultsAreTheEmbeddedBusOnTheLoopbackAddress) {
   EXPECT_EQ(options.nodeID, 5);
   EXPECT_EQ(options.heartbeat, 1000);
   EXPECT_EQ(options.sdoTimeout, 100);
+  EXPECT_EQ(options.bitRate, 250000);
   EXPECT_FALSE(options.peer);
   EXPECT_FALSE(options.autostart);
   EXPECT_FALSE(options.app);
@@ -50,18 +51,21 @@ TEST(PanelOptions, DefaultsAreTheEmbeddedBusOnTheLoopbackAddress) {
 }
 
 TEST(PanelOptions, LowestNumbersAreTaken) {
-  const PanelOptions options = parse({"--node-id", "1", "--heartbeat", "0", "--sdo-timeout", "1", "--cycle", "1"});
+  const PanelOptions options =
+      parse({"--node-id", "1", "--heartbeat", "0", "--sdo-timeout", "1", "--cycle", "1", "--bit-rate", "10000"});
   EXPECT_EQ(options.nodeID, 1);
   EXPECT_EQ(options.sdoTimeout, 1);
+  EXPECT_EQ(options.bitRate, 10000);
   EXPECT_EQ(options.heartbeat, 0);
   EXPECT_EQ(options.cycle, 1);
 }
 
 TEST(PanelOptions, HighestNumbersAreTaken) {
-  const PanelOptions options =
-      parse({"--node-id", "127", "--heartbeat", "65535", "--sdo-timeout", "65535", "--cycle", "1000"});
+  const PanelOptions options = parse({"--node-id", "127", "--heartbeat", "65535", "--sdo-timeout", "65535", "--cycle",
+                                      "1000", "--bit-rate", "1000000"});
   EXPECT_EQ(options.nodeID, 127);
   EXPECT_EQ(options.sdoTimeout, 65535);
+  EXPECT_EQ(options.bitRate, 1000000);
   EXPECT_EQ(options.heartbeat, 65535);
   EXPECT_EQ(options.cycle, 1000);
 }
@@ -101,8 +105,8 @@ TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
 TEST(PanelOptions, HelpNamesEveryOption) {
   const std::string help = parse({"--help"}).information;
   for (const char* const option :
-       {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--peer", "--autostart", "--app", "--trace",
-        "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
+       {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate", "--peer", "--autostart",
+        "--app", "--http", "--trace", "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
     EXPECT_NE(help.find(option), std::string::npos) << option;
   }
 }
@@ -168,6 +172,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCase{"HeartbeatBelowRange", {"--heartbeat", "-1"}, "--heartbeat"},
         WrongCase{"HeartbeatAboveRange", {"--heartbeat", "65536"}, "--heartbeat"},
         WrongCase{"HeartbeatBeyondAnyNumber", {"--heartbeat", "99999999999999999999"}, "--heartbeat"},
+        WrongCase{"BitRateBelowRange", {"--bit-rate", "9999"}, "--bit-rate"},
+        WrongCase{"BitRateAboveRange", {"--bit-rate", "1000001"}, "--bit-rate"},
         WrongCase{"SDOTimeoutBelowRange", {"--sdo-timeout", "0"}, "--sdo-timeout"},
         WrongCase{"SDOTimeoutAboveRange", {"--sdo-timeout", "65536"}, "--sdo-timeout"},
         WrongCase{"PeerBelowRange", {"--peer", "0"}, "--peer"},

@@ -1,0 +1,77 @@
+// | covered                                                    | kind       |
+// |------------------------------------------------------------|------------|
+// | share of a second, of the last whole one, highest, mean    | functional |
+// | seconds without frames, seconds that are forgotten         | functional |
+// | a clock that goes back, times before 0                     | robustness |
+#include "BusLoad.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using monitor::BusLoad;
+
+constexpr long long SECOND = 1000000;
+
+TEST(BusLoad, IsTheShareOfTheBitRateInASecond) {
+  BusLoad load(1000);
+  load.add(7 * SECOND, 100);
+  load.add(8 * SECOND - 1, 150);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(7), 0.25);
+}
+
+TEST(BusLoad, OfNowIsThatOfTheLastWholeSecond) {
+  BusLoad load(1000);
+  load.add(7 * SECOND, 100);
+  load.add(8 * SECOND, 300);
+  EXPECT_DOUBLE_EQ(load.getShare(8 * SECOND + 5), 0.1);
+}
+
+TEST(BusLoad, IsZeroInASecondWithoutFrames) {
+  BusLoad load(1000);
+  load.add(7 * SECOND, 100);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(6), 0);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(8), 0);
+}
+
+TEST(BusLoad, ForgetsASecondThatLiesFarBack) {
+  BusLoad load(1000);
+  load.add(7 * SECOND, 100);
+  load.add((7 + static_cast<long long>(BusLoad::SECONDS)) * SECOND, 200);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(7), 0);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(7 + static_cast<long long>(BusLoad::SECONDS)), 0.2);
+}
+
+TEST(BusLoad, KnowsItsHighestSecond) {
+  BusLoad load(1000);
+  load.add(7 * SECOND, 100);
+  load.add(8 * SECOND, 300);
+  load.add(9 * SECOND, 200);
+  EXPECT_DOUBLE_EQ(load.getHighestShare(), 0.3);
+}
+
+TEST(BusLoad, IsSpreadOverTheTimeFromTheFirstFrameToTheLast) {
+  BusLoad load(1000);
+  EXPECT_DOUBLE_EQ(load.getMeanShare(), 0);
+  load.add(6 * SECOND, 100);
+  EXPECT_DOUBLE_EQ(load.getMeanShare(), 0);
+  load.add(10 * SECOND, 300);
+  EXPECT_DOUBLE_EQ(load.getMeanShare(), 0.1);
+}
+
+TEST(BusLoad, CountsAllBits) {
+  BusLoad load(1000);
+  load.add(6 * SECOND, 100);
+  load.add(600 * SECOND, 300);
+  EXPECT_EQ(load.getBits(), 400U);
+}
+
+TEST(BusLoad, SurvivesAClockThatGoesBack) {
+  BusLoad load(1000);
+  load.add(6 * SECOND, 100);
+  load.add(-3 * SECOND, 300);
+  EXPECT_DOUBLE_EQ(load.getShareOfSecond(-3), 0.3);
+  EXPECT_EQ(load.getBits(), 400U);
+}
+
+}  // namespace

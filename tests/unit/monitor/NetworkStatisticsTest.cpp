@@ -1,0 +1,358 @@
+// | covered                                                                     | kind       |
+// |-----------------------------------------------------------------------------|------------|
+// | nodes: what makes one heard, states, boot-ups, EMCY, gaps of heartbeats      | functional |
+// | SDO transfers: each kind, bytes, durations; aborts by code                   | functional |
+// | SDO requests that nobody answers: by time, by the next one, late, abandoned  | functional |
+// | PDOs and SYNC: counts and periods                                            | functional |
+// | frames by service and direction, load of the bus                             | functional |
+// | violations, clocks that go back, tables and lists that are full              | robustness |
+#include "NetworkStatistics.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "FrameDecoder.h"
+#include "Frames.h"
+
+namespace {
+
+using monitor::NetworkStatistics;
+using monitor::SDOTransferEnd;
+using monitor::SDOTransferKind;
+using monitor::Service;
+
+class NetworkStatisticsTest : public testing::Test {
+protected:
+  // A frame at a time in milliseconds: the next one, when none is given.
+  void see(long long milliseconds, const std::string& text, bool sent = false) {
+    now = milliseconds;
+    statistics.add(decoder.decode(milliseconds * 1000, test::frame(text)), sent);
+  }
+  void see(const std::string& text) { see(now + 1, text); }
+
+  void uploadExpedited() {
+    see("605#40 18 10 01 00 00 00 00");
+    see("585#43 18 10 01 C7 03 00 00");
+  }
+  void refuseUpload(const std::string& code) {
+    see("605#40 18 10 09 00 00 00 00");
+    see("585#80 18 10 09 " + code);
+  }
+
+  monitor::FrameDecoder decoder;
+  NetworkStatistics statistics{250000, 500000};
+  long long now = 0;
+};
+
+// ---- nodes
+
+struct Sign {
+  const char* name;
+  const char* frame;
+  unsigned int node;
+};
+
+class NodeHeardBy : public NetworkStatisticsTest, public testing::WithParamInterface<Sign> {};
+
+TEST_P(NodeHeardBy, ItsOwnFrame) {
+  see(7, GetParam().frame);
+  ASSERT_NE(statistics.getNode(GetParam().node), nullptr);
+  EXPECT_EQ(statistics.getNode(GetParam().node)->frames, 1U);
+  EXPECT_EQ(statistics.getNode(GetParam().node)->first, 7000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, NodeHeardBy,
+                         testing::Values(Sign{"BootUp", "705#00", 5}, Sign{"Heartbeat", "77F#05", 127},
+                                         Sign{"SDOResponse", "581#60 00 20 01 00 00 00 00", 1},
+                                         Sign{"EMCY", "085#30 81 11 00 00 00 00 00", 5}, Sign{"TPDO1", "185#01", 5},
+                                         Sign{"TPDO4", "4FF#01", 127}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_F(NetworkStatisticsTest, DoesNotTakeARequestForASignOfTheServer) {
+  see("605#40 18 10 01 00 00 00 00");
+  see("205#01 02");
+  see("000#01 05");
+  EXPECT_EQ(statistics.getNode(5), nullptr);
+}
+
+TEST_F(NetworkStatisticsTest, KnowsTheStatesOfANodeInTheirOrder) {
+  see(1, "705#00");
+  see(10, "705#7F");
+  see(20, "705#7F");
+  see(30, "705#05");
+  const monitor::NodeStatistics& node = *statistics.getNode(5);
+  EXPECT_EQ(node.state, 5);
+  EXPECT_EQ(node.bootUps, 1U);
+  ASSERT_EQ(node.states.size(), 3U);
+  EXPECT_EQ(node.states[0].state, 0);
+  EXPECT_EQ(node.states[1].state, 127);
+  EXPECT_EQ(node.states[1].microseconds, 10000);
+  EXPECT_EQ(node.states[2].state, 5);
+}
+
+TEST_F(NetworkStatisticsTest, CountsEveryBootUp) {
+  see("705#00");
+  see("705#00");
+  EXPECT_EQ(statistics.getNode(5)->bootUps, 2U);
+  EXPECT_EQ(statistics.getNode(5)->states.size(), 2U);
+}
+
+TEST_F(NetworkStatisticsTest, DoesNotKnowTheStateOfANodeThatOnlySendsPDOs) {
+  see("185#01");
+  EXPECT_EQ(statistics.getNode(5)->state, monitor::NodeStatistics::UNKNOWN_STATE);
+}
+
+TEST_F(NetworkStatisticsTest, ListsTheGapsInHeartbeats) {
+  for (const long long milliseconds : {0, 100, 200, 300}) {
+    see(milliseconds, "705#05");
+  }
+  see(1300, "705#00");
+  ASSERT_EQ(statistics.getHeartbeatGaps().size(), 1U);
+  EXPECT_EQ(statistics.getHeartbeatGaps()[0].node, 5);
+  EXPECT_EQ(statistics.getHeartbeatGaps()[0].begin, 300000);
+  EXPECT_EQ(statistics.getHeartbeatGaps()[0].duration, 1000000);
+  EXPECT_EQ(statistics.getNode(5)->heartbeats.getMissed(1300000), 9U);
+}
+
+TEST_F(NetworkStatisticsTest, KeepsEmergenciesApartFromTheirEnd) {
+  see("085#30 81 11 00 00 00 00 00");
+  see("085#20 82 11 00 00 00 00 00");
+  see("085#00 00 01 00 00 00 00 00");
+  const monitor::NodeStatistics& node = *statistics.getNode(5);
+  EXPECT_EQ(node.emergencies, 2U);
+  EXPECT_EQ(node.emergenciesResolved, 1U);
+  EXPECT_EQ(node.emergencyCode, 0);
+  EXPECT_EQ(node.errorRegister, 1);
+  EXPECT_EQ(statistics.getEmergencies()[1].code, 0x8220);
+}
+
+TEST_F(NetworkStatisticsTest, ListsTheNMTCommands) {
+  see(3, "000#01 05");
+  see(4, "000#82 00");
+  ASSERT_EQ(statistics.getCommands().size(), 2U);
+  EXPECT_EQ(statistics.getCommands()[0].command, 1);
+  EXPECT_EQ(statistics.getCommands()[0].node, 5);
+  EXPECT_EQ(statistics.getCommands()[1].microseconds, 4000);
+}
+
+// ---- SDO
+
+TEST_F(NetworkStatisticsTest, CountsAnExpeditedUpload) {
+  see(100, "605#40 18 10 01 00 00 00 00");
+  see(103, "585#4B 18 10 01 C7 03 00 00");
+  const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
+  EXPECT_EQ(channel.uploads.completed[0], 1U);
+  EXPECT_EQ(channel.uploads.bytes, 2U);
+  EXPECT_EQ(channel.uploads.durations.getSum(), 3000);
+  EXPECT_EQ(channel.downloads.getCompleted(), 0U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsASegmentedDownload) {
+  see(100, "605#21 01 20 00 0A 00 00 00");
+  see(101, "585#60 01 20 00 00 00 00 00");
+  see(102, "605#00 41 42 43 44 45 46 47");
+  see(103, "585#20 00 00 00 00 00 00 00");
+  see(104, "605#19 48 49 4A 00 00 00 00");
+  see(110, "585#30 00 00 00 00 00 00 00");
+  const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
+  EXPECT_EQ(channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::SEGMENTED)], 1U);
+  EXPECT_EQ(channel.downloads.bytes, 10U);
+  EXPECT_EQ(channel.downloads.durations.getLongest(), 10000);
+}
+
+TEST_F(NetworkStatisticsTest, CountsABlockDownload) {
+  see("605#C2 01 20 00 0A 00 00 00");
+  see("585#A0 01 20 00 7F 00 00 00");
+  see("605#01 41 42 43 44 45 46 47");
+  see("605#82 48 49 4A 00 00 00 00");
+  see("585#A2 02 7F 00 00 00 00 00");
+  see("605#D1 00 00 00 00 00 00 00");
+  see("585#A1 00 00 00 00 00 00 00");
+  const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
+  EXPECT_EQ(channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::BLOCK)], 1U);
+  EXPECT_EQ(channel.downloads.bytes, 10U);
+}
+
+TEST_F(NetworkStatisticsTest, ListsATransferWithItsObject) {
+  see(100, "605#40 18 10 01 00 00 00 00");
+  see(103, "585#43 18 10 01 C7 03 00 00");
+  ASSERT_EQ(statistics.getTransfers().size(), 1U);
+  const monitor::SDOTransfer& transfer = statistics.getTransfers()[0];
+  EXPECT_EQ(transfer.begin, 100000);
+  EXPECT_EQ(transfer.duration, 3000);
+  EXPECT_EQ(transfer.node, 5);
+  EXPECT_EQ(transfer.index, 0x1018);
+  EXPECT_EQ(transfer.subIndex, 1);
+  EXPECT_TRUE(transfer.isUpload);
+  EXPECT_EQ(transfer.end, SDOTransferEnd::COMPLETED);
+  EXPECT_TRUE(statistics.getFailedTransfers().empty());
+}
+
+TEST_F(NetworkStatisticsTest, CountsAbortsByServerAndCode) {
+  refuseUpload("11 00 09 06");
+  refuseUpload("11 00 09 06");
+  refuseUpload("00 00 02 06");
+  see("606#40 18 10 09 00 00 00 00");
+  see("586#80 18 10 09 11 00 09 06");
+  const auto isCount = [](unsigned int node, unsigned int code, unsigned int count) {
+    return testing::AllOf(testing::Field(&monitor::AbortCount::node, node),
+                          testing::Field(&monitor::AbortCount::code, code),
+                          testing::Field(&monitor::AbortCount::count, count));
+  };
+  EXPECT_THAT(statistics.getAborts(),
+              testing::ElementsAre(isCount(5, 0x06090011, 2), isCount(5, 0x06020000, 1), isCount(6, 0x06090011, 1)));
+  EXPECT_EQ(statistics.getSDOChannel(5)->aborts, 3U);
+}
+
+TEST_F(NetworkStatisticsTest, ListsAnAbortedTransferAmongTheFailedOnes) {
+  refuseUpload("11 00 09 06");
+  ASSERT_EQ(statistics.getFailedTransfers().size(), 1U);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::ABORTED);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].abortCode, 0x06090011U);
+  EXPECT_TRUE(statistics.getFailedTransfers()[0].isAbortedByServer);
+}
+
+TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredOnceItsTimeIsOver) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  statistics.advance(1500000);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  statistics.advance(1500001);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  statistics.advance(9000000);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::UNANSWERED);
+}
+
+TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredWhenTheNextOneComes) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(1100, "605#40 18 10 02 00 00 00 00");
+  see(1101, "585#43 18 10 02 C7 03 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsAnOverdueRequestOnceWhenTheNextOneComes) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(9000, "605#40 18 10 02 00 00 00 00");
+  see(9001, "585#43 18 10 02 C7 03 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsAClientThatLostItsPatienceAsUnanswered) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(1100, "605#80 18 10 01 00 00 04 05");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->aborts, 1U);
+  EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsALateResponse) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(2000, "585#43 18 10 01 C7 03 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsATransferThatItsClientLeft) {
+  see("605#40 08 10 00 00 00 00 00");
+  see("585#41 08 10 00 0A 00 00 00");
+  uploadExpedited();
+  EXPECT_EQ(statistics.getSDOChannel(5)->abandoned, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::ABANDONED);
+}
+
+TEST_F(NetworkStatisticsTest, WaitsForNobodyBetweenTransfers) {
+  uploadExpedited();
+  statistics.advance(999000000);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+}
+
+// ---- PDO, SYNC and the rest
+
+TEST_F(NetworkStatisticsTest, MeasuresPDOsByTheirIdentifier) {
+  see(0, "185#01 02 03");
+  see(10, "185#01 02 03");
+  see(15, "205#01");
+  see(22, "185#01 02 03 04");
+  const monitor::PDOStatistics& pdo = *statistics.getPDO(0x185);
+  EXPECT_EQ(pdo.service, Service::TPDO);
+  EXPECT_EQ(pdo.node, 5);
+  EXPECT_EQ(pdo.number, 1);
+  EXPECT_EQ(pdo.length, 4);
+  EXPECT_EQ(pdo.bytes, 10U);
+  EXPECT_EQ(pdo.series.getPeriods().getMean(), 11000);
+  EXPECT_EQ(pdo.series.getJitter().getLongest(), 2000);
+  EXPECT_EQ(statistics.getPDO(0x205)->service, Service::RPDO);
+  EXPECT_EQ(statistics.getPDO(0x186), nullptr);
+}
+
+TEST_F(NetworkStatisticsTest, MeasuresThePeriodOfSYNC) {
+  see(0, "080#");
+  see(10, "080#");
+  see(30, "080#");
+  EXPECT_EQ(statistics.getSync().getFrames(), 3U);
+  EXPECT_EQ(statistics.getSync().getPeriods().getMean(), 15000);
+}
+
+TEST_F(NetworkStatisticsTest, CountsFramesByServiceAndDirection) {
+  see(1, "705#05", true);
+  see(2, "705#05", true);
+  see(3, "706#05", false);
+  EXPECT_EQ(statistics.getFrames(Service::HEARTBEAT, true), 2U);
+  EXPECT_EQ(statistics.getFrames(Service::HEARTBEAT, false), 1U);
+  EXPECT_EQ(statistics.getFrames(), 3U);
+}
+
+TEST_F(NetworkStatisticsTest, AddsUpTheBitsOnTheWire) {
+  see(1, "2AA#55 55 55 55 55 55 55 55");
+  see(2, "2AA#55 55 55 55 55 55 55 55");
+  EXPECT_EQ(statistics.getLoad().getBits(), 222U);
+  EXPECT_DOUBLE_EQ(statistics.getLoad().getShareOfSecond(0), 222.0 / 250000);
+}
+
+TEST_F(NetworkStatisticsTest, CountsViolationsByNodeAndText) {
+  see("605#E0 00 20 00 00 00 00 00");
+  see("605#E0 00 20 00 00 00 00 00");
+  ASSERT_EQ(statistics.getViolations().size(), 1U);
+  EXPECT_EQ(statistics.getViolations()[0].node, 5);
+  EXPECT_EQ(statistics.getViolations()[0].count, 2U);
+  EXPECT_EQ(statistics.getSeenViolations()[1].identifier, 0x605U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsStampsThatGoBack) {
+  see(10, "705#05");
+  see(5, "705#05");
+  see(6, "705#05");
+  EXPECT_EQ(statistics.getClockSteps(), 1U);
+  EXPECT_EQ(statistics.getFirst(), 10000);
+  EXPECT_EQ(statistics.getLast(), 6000);
+}
+
+TEST_F(NetworkStatisticsTest, CountsInOneWhatFindsNoPlaceInTheTable) {
+  const std::size_t count = NetworkStatistics::COUNTED_PAIRS + 3;
+  for (std::size_t i = 0; i < count; ++i) {
+    char code[12];
+    std::snprintf(code, sizeof code, "%02X %02X 00 06", static_cast<unsigned int>(i & 0xFF),
+                  static_cast<unsigned int>(i >> 8));
+    refuseUpload(code);
+  }
+  EXPECT_EQ(statistics.getAborts().size(), NetworkStatistics::COUNTED_PAIRS);
+  EXPECT_EQ(statistics.getOtherAborts(), 3U);
+}
+
+TEST_F(NetworkStatisticsTest, VisitsNodesPDOsAndChannelsInTheirOrder) {
+  for (const char* frame : {"706#05", "285#01", "186#01", "586#60 00 20 01 00 00 00 00"}) {
+    see(frame);
+  }
+  uploadExpedited();
+  std::string visited;
+  statistics.forEachNode([&](unsigned int node, const auto&) { visited += std::to_string(node) + " "; });
+  statistics.forEachPDO([&](unsigned int identifier, const auto&) { visited += std::to_string(identifier) + " "; });
+  statistics.forEachSDOChannel([&](const auto& channel) { visited += std::to_string(channel.node) + " "; });
+  EXPECT_EQ(visited, "5 6 390 645 5 6 ");
+}
+
+}  // namespace
