@@ -159,3 +159,9 @@ test('the export of the demo machine names the device', async (t) => {
     assert.equal(eds.fileName, 'node.eds');
     assert.deepEqual([Number(eds.nrOfRXPDO), Number(eds.nrOfTXPDO)], [2, 2]);
 });
+
+test('a file that cannot be read is an error of the check', () => {
+    const checked = check(path.join(FOLDER, 'missing.eds'));
+    assert.equal(checked.status, 2);
+    assert.match(checked.stdout, /missing\.eds: cannot be read: No such file or directory/);
+});
