@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-FOLDERS := $(wildcard bench canopen examples include monitor panel runtime tests tools)
+FOLDERS := $(wildcard bench canopen device_description examples include monitor panel runtime tests tools)
 SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
 
 # $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
@@ -141,7 +141,7 @@ format-check:
 tidy:
 	@scripts/setup.sh run check
 	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
-	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
+	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|device_description|panel|runtime)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.

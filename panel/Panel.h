@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "Application.h"
+#include "DeviceDescription.h"
 #include "FrameFanOut.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
@@ -52,6 +53,7 @@ public:
   static int getWaitTime(unsigned int nextWork, int longest);
 
 private:
+  void readApplication();
   void connect(KQ::KQCANopen& created);
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
@@ -59,6 +61,7 @@ private:
   void serveHttp(KQ::KQCANopen& created);
   void serveMetrics(KQ::KQCANopen& created);
   unsigned int wakeUp();
+  void exportDescription();
   void cycle(unsigned int now);
   void sleep();
   void heedSignals();
@@ -66,7 +69,7 @@ private:
   void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
 
-  const PanelOptions options;
+  PanelOptions options;  ///< and what the application's description says where the command line says nothing
   PanelSignals signals;
   ServiceManager serviceManager;
   KQ::KQEndPointManager endPoints;
@@ -74,6 +77,7 @@ private:
   HeartbeatReporter heartbeatReporter;
   NodeCounts counts{&stateReporter, &heartbeatReporter};
   std::unique_ptr<Application> application;
+  device_description::FileInfo descriptionMade;  ///< when the application was described; empty without a description
   std::unique_ptr<FrameTrace> trace;
   std::unique_ptr<FrameFanOut> observers;
   KQ::KQSocketcandServer server;

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libinih-dev libboost-dev nlohmann-json3-dev)
+RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev libboost-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
@@ -17,9 +17,8 @@ COVERAGE_PACKAGES=(gcovr)
 # What asks Debian's packages what a program needs, and what makes an empty Debian to install packages in.
 PACKAGES_PACKAGES=("${RUN_PACKAGES[@]}" dpkg-dev file debootstrap)
 METRICS_PACKAGES=(python3 python3-can python3-prometheus-client)
-# 32-bit ARM: a compiler, and what runs its programs here; what they need beyond the compiler's libraries is unpacked.
+# 32-bit ARM: a compiler, and what runs its programs here. They need no library beyond the compiler's.
 ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-linux-gnueabihf qemu-user)
-ARMHF_LIBRARIES=(libinih-dev:armhf libinih1:armhf libinireader0:armhf)
 # The emulated machine: kernels and programs that are unpacked for it.
 TARGET_PACKAGES=("${ARMHF_PACKAGES[@]}" qemu-system-arm cpio kmod)
 TARGET_FILES=(linux-image-arm64:arm64 linux-image-armmp:armhf busybox-static:armhf can-utils:armhf)
@@ -32,7 +31,6 @@ fail() {
 
 packages=()
 with_clients=false
-with_armhf=false
 with_prometheus=false
 with_target=false
 for task in "$@"; do
@@ -55,13 +53,9 @@ for task in "$@"; do
       command -v prometheus >/dev/null || with_prometheus=true
       ;;
     bench) packages+=("${BENCH_PACKAGES[@]}") ;;
-    armhf)
-      packages+=("${ARMHF_PACKAGES[@]}")
-      with_armhf=true
-      ;;
+    armhf) packages+=("${ARMHF_PACKAGES[@]}") ;;
     target)
       packages+=("${TARGET_PACKAGES[@]}")
-      with_armhf=true
       with_target=true
       ;;
     *) fail "unknown task '$task', there are run, test, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
@@ -131,9 +125,6 @@ if $with_clients; then
 fi
 if $with_prometheus; then
   tests/target/fetch-packages prometheus "prometheus:$(dpkg --print-architecture)"
-fi
-if $with_armhf; then
-  tests/target/fetch-packages sysroot "${ARMHF_LIBRARIES[@]}"
 fi
 if $with_target; then
   tests/target/fetch-packages root "${TARGET_FILES[@]}"

@@ -97,6 +97,22 @@ TEST(PanelOptions, TraceHasASizeAndOldFiles) {
   EXPECT_EQ(highest.traceFiles, 1000U);
 }
 
+TEST(PanelOptions, DescriptionIsCheckedOrExportedWhereItIsAskedFor) {
+  EXPECT_EQ(parse({"--check", "my app.eds"}).check, "my app.eds");
+  EXPECT_EQ(parse({"--export", "out.eds"}).exported, "out.eds");
+  EXPECT_FALSE(parse({}).check);
+  EXPECT_FALSE(parse({}).exported);
+}
+
+TEST(PanelOptions, WhatIsGivenIsKnownFromADefault) {
+  const PanelOptions given = parse({"--node-id", "5", "--heartbeat", "1000"});
+  EXPECT_TRUE(given.isNodeIDGiven);
+  EXPECT_TRUE(given.isHeartbeatGiven);
+  const PanelOptions options = parse({});
+  EXPECT_FALSE(options.isNodeIDGiven);
+  EXPECT_FALSE(options.isHeartbeatGiven);
+}
+
 TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
   EXPECT_FALSE(parse({"--can", "socketcan:can0"}).listen);
   EXPECT_FALSE(parse({"--can", "socketcand:localhost:29536/bus0"}).listen);
@@ -104,9 +120,9 @@ TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
 
 TEST(PanelOptions, HelpNamesEveryOption) {
   const std::string help = parse({"--help"}).information;
-  for (const char* const option :
-       {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate", "--peer", "--autostart",
-        "--app", "--http", "--trace", "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
+  for (const char* const option : {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate",
+                                   "--peer", "--autostart", "--app", "--check", "--export", "--http", "--trace",
+                                   "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
     EXPECT_NE(help.find(option), std::string::npos) << option;
   }
 }
