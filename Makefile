@@ -118,7 +118,7 @@ test-target:
 	$(call timed,build for armhf,$(call build,armhf,canlink target_tests tavo-panel))
 	$(call timed,emulated machine,tests/target/run test)
 
-# A day takes half an hour.
+# A day takes half an hour of a computer that has nothing else to do.
 TAVO_SOAK_HOURS ?= 24
 soak-target:
 	@scripts/setup.sh target

@@ -193,12 +193,11 @@ public:
     for (unsigned int hour = 0; hour < hours; ++hour) {
       for (unsigned int minute = 0; minute < 60; ++minute) {
         runMinute(minute);
+        printProgress(hour, minute);
       }
       for (WatchedPanel* const panel : panels) {
         panel->checkMemory();
       }
-      std::printf("hour %u: %u heartbeats, %u masters\n", hour + 1, counts.heartbeats, counts.masters);
-      std::fflush(stdout);
     }
     for (WatchedPanel* const panel : panels) {
       panel->end();
@@ -222,6 +221,14 @@ private:
     const std::int64_t left = end - test::monotonicTime();
     pause(static_cast<int>(std::max<std::int64_t>(left / MILLISECOND, 0)));
     checkHeartbeats();
+  }
+
+  /// Now and then, so that a machine that is slow is not taken for one that hangs.
+  void printProgress(unsigned int hour, unsigned int minute) const {
+    if (minute % 10 == 9) {
+      std::printf("%02u:%02u %u heartbeats, %u masters\n", hour, minute, counts.heartbeats, counts.masters);
+      std::fflush(stdout);
+    }
   }
 
   void checkHeartbeats() {
