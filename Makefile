@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test packages test-packages model test-metrics test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -31,6 +31,7 @@ help:
 	@echo "make test-metrics              Debian's prometheus collects from ten panels, one of which is killed and comes back"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
+	@echo "make soak-target [TAVO_SOAK_HOURS=24]  two panels on that machine for a day of its time, with everything going wrong"
 	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
 	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
@@ -116,6 +117,13 @@ test-target:
 	$(call timed,packages,scripts/setup.sh target)
 	$(call timed,build for armhf,$(call build,armhf,canlink target_tests tavo-panel))
 	$(call timed,emulated machine,tests/target/run test)
+
+# A day takes half an hour of a computer that has nothing else to do.
+TAVO_SOAK_HOURS ?= 24
+soak-target:
+	@scripts/setup.sh target
+	$(call timed,build for armhf,$(call build,armhf,canlink target-soak tavo-panel))
+	$(call timed,soak-target,tests/target/run soak $(TAVO_SOAK_HOURS))
 
 bench-target:
 	@scripts/setup.sh target

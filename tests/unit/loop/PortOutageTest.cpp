@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <utility>
 
 #include "KQSocketcandEndPoint.h"
 #include "KQSocketcandServer.h"
@@ -97,21 +98,20 @@ protected:
     opening.join();
   }
 
-  /// The node's port is a connection to the server.
-  void bindConnection() {
-    test::edition::bindPort(PORT, [this] {
-      std::string error;
-      return KQ::KQSocketcandEndPoint::open("127.0.0.1", tcpPort, "bus0", error);
-    });
+  std::unique_ptr<KQ::KQEndPoint> connect() const {
+    std::string error;
+    return KQ::KQSocketcandEndPoint::open("127.0.0.1", tcpPort, "bus0", error);
   }
 
   /// An operational node with a PDO that may go out every 300 ms.
   void start() {
     serve();
-    bindConnection();
+    std::unique_ptr<KQ::KQEndPoint> connection;
+    openBesideTheServer([&] { connection = connect(); });
+    test::edition::bindPort(PORT, [&] { return std::move(connection); });
     KQ::KQVariable variable(0x2000, 0, "value", KQ::STORAGE_TYPE_INTEGER, 8);
     KQ::KQDEI::instance()->addVariable(&variable);
-    openBesideTheServer([this] { EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_OK); });
+    EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_OK);
     node->getApplicationVariables();
     constexpr unsigned short INHIBIT_TIME = 300;
     EXPECT_EQ(node->addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, INHIBIT_TIME, 255, true, nullptr), KQ::KQ_OK);
@@ -177,7 +177,7 @@ TEST_F(ServedBusOutage, ServerThatIsKilledAgainAndAgainCostsNothingThatWasAccept
 TEST_F(ServedBusOutage, MissingAtTheStartIsAPortThatCanBeOpenedLater) {
   serve();
   server.close();
-  bindConnection();
+  test::edition::bindPort(PORT, [this] { return connect(); });
   EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_NOT_AVAILABLE);
   EXPECT_EQ(node->getEndPoint(), nullptr);
   run(500);
