@@ -247,6 +247,13 @@ TEST_F(NetworkStatisticsTest, CountsAClientThatLostItsPatienceAsUnanswered) {
   EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
 }
 
+TEST_F(NetworkStatisticsTest, CountsAndListsAnOverdueRequestOnceWhenItsClientAborts) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(2000, "605#80 18 10 01 00 00 04 05");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
+}
+
 TEST_F(NetworkStatisticsTest, CountsALateResponse) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(2000, "585#43 18 10 01 C7 03 00 00");
@@ -322,7 +329,27 @@ TEST_F(NetworkStatisticsTest, CountsViolationsByNodeAndText) {
   EXPECT_EQ(statistics.getSeenViolations()[1].identifier, 0x605U);
 }
 
+TEST_F(NetworkStatisticsTest, CountsTheSameViolationOfTwoNodesApart) {
+  see("605#E0 00 20 00 00 00 00 00");
+  see("606#E0 00 20 00 00 00 00 00");
+  EXPECT_EQ(statistics.getViolations().size(), 2U);
+}
+
+TEST_F(NetworkStatisticsTest, DoesNotTakeARemoteFrameForTheDataThatItAsksFor) {
+  monitor::Frame frame;
+  frame.kind = monitor::FrameKind::REMOTE;
+  for (const unsigned int identifier : {0x080U, 0x185U, 0x705U}) {
+    frame.identifier = identifier;
+    statistics.add(decoder.decode(frame), false);
+  }
+  EXPECT_EQ(statistics.getFrames(), 3U);
+  EXPECT_EQ(statistics.getSync().getFrames(), 0U);
+  EXPECT_EQ(statistics.getPDO(0x185), nullptr);
+  EXPECT_EQ(statistics.getNode(5), nullptr);
+}
+
 TEST_F(NetworkStatisticsTest, CountsStampsThatGoBack) {
+  see(10, "705#05");
   see(10, "705#05");
   see(5, "705#05");
   see(6, "705#05");
