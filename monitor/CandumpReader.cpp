@@ -379,10 +379,7 @@ bool CandumpReader::fill(std::size_t& searched) {
   searched -= begin;
   end -= begin;
   begin = 0;
-  ssize_t count = -1;
-  do {
-    count = read(descriptor, buffer.get() + end, BUFFER_SIZE - end);
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = read(descriptor, buffer.get() + end, BUFFER_SIZE - end);
   if (count <= 0) {
     error = count < 0 ? errno : 0;
     return false;
