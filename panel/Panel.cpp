@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 
 #include "DemoApplication.h"
@@ -20,6 +21,7 @@
 #include "KQSignal.h"
 #include "KQTick.h"
 #include "KQVariableEventDispatcher.h"
+#include "NodeDescription.h"
 #include "PanelError.h"
 
 namespace panel {
@@ -50,6 +52,15 @@ void require(int result, const std::string& what) {
   }
 }
 
+/// One line tells of the first; the others are a matter of a check.
+void requireNoErrors(const device_description::Findings& findings) {
+  const std::size_t errors = findings.count(device_description::Severity::ERROR);
+  if (errors != 0) {
+    const std::string more = errors == 1 ? "" : " (and " + std::to_string(errors - 1) + " more, --check lists them)";
+    throw PanelError(findings.getFirst(device_description::Severity::ERROR) + more);
+  }
+}
+
 std::string getBusName(const std::string& uri) {
   return uri.substr(uri.find(':') + 1);
 }
@@ -65,11 +76,29 @@ Panel::~Panel() {
 
 void Panel::prepare() {
   if (options.app) {
-    application = std::make_unique<EdsApplication>(*options.app, options.nodeID);
+    readApplication();
   } else {
     application = std::make_unique<DemoApplication>(*KQ::KQDEI::instance(), std::cout, options.peer);
   }
   require(KQ::KQCANPortRegistry::instance()->bindPort(PORT, options.can), options.can);
+}
+
+void Panel::readApplication() {
+  device_description::Findings findings;
+  const std::optional<unsigned char> nodeID = options.isNodeIDGiven ? std::optional(options.nodeID) : std::nullopt;
+  auto described = std::make_unique<EdsApplication>(*options.app, nodeID, findings, options.nodeID);
+  requireNoErrors(findings);
+  for (const device_description::Finding& finding : findings.getAll()) {
+    if (finding.severity == device_description::Severity::WARNING) {
+      std::cout << finding.text << '\n';
+    }
+  }
+  options.nodeID = described->getDescription().nodeID;
+  if (!options.isHeartbeatGiven) {
+    options.heartbeat = described->getConfiguration().getHeartbeatTime().value_or(options.heartbeat);
+  }
+  descriptionMade = described->getDescription().fileInfo;
+  application = std::move(described);
 }
 
 void Panel::startNode() {
@@ -80,6 +109,20 @@ void Panel::startNode() {
   // From here on the manager drives the node, and deletes it in the end.
   node = created.release();
   KQ::KQCANopenInstanceManager::instance()->addCANopenInstance(node);
+  if (options.exported) {
+    exportDescription();
+  }
+}
+
+void Panel::exportDescription() {
+  const std::string& path = *options.exported;
+  const std::string text = describeNode(*node, descriptionMade).write(path.substr(path.rfind('/') + 1));
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) {
+    throw PanelError("--export: cannot write '" + path + "': " + std::strerror(errno));
+  }
 }
 
 // create(): the node is given the variable store, who reports its changes, and its CAN port. Nothing is sent yet.

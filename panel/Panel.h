@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "Application.h"
+#include "DeviceDescription.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
 #include "KQCANopen.h"
@@ -44,21 +45,24 @@ public:
   static int getWaitTime(unsigned int nextWork, int longest);
 
 private:
+  void readApplication();
   void connect(KQ::KQCANopen& created);
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
+  void exportDescription();
   void cycle(unsigned int now);
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
 
-  const PanelOptions options;
+  PanelOptions options;  ///< and what the application's description says where the command line says nothing
   TerminationSignals signals;
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;
   std::unique_ptr<Application> application;
+  device_description::FileInfo descriptionMade;  ///< when the application was described; empty without a description
   std::unique_ptr<FrameTrace> trace;
   KQ::KQSocketcandServer server;
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's

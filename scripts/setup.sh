@@ -7,16 +7,15 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libinih-dev)
+RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev)
 TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
 # clang++ with the libraries of its sanitizers and of libFuzzer, and the program that names what a finding points to.
 FUZZ_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-dev llvm python3)
 COVERAGE_PACKAGES=(gcovr)
-# 32-bit ARM: a compiler, and what runs its programs here; what they need beyond the compiler's libraries is unpacked.
+# 32-bit ARM: a compiler, and what runs its programs here. They need no library beyond the compiler's.
 ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-linux-gnueabihf qemu-user)
-ARMHF_LIBRARIES=(libinih-dev:armhf libinih1:armhf libinireader0:armhf)
 # The emulated machine: kernels and programs that are unpacked for it.
 TARGET_PACKAGES=("${ARMHF_PACKAGES[@]}" qemu-system-arm cpio kmod)
 TARGET_FILES=(linux-image-arm64:arm64 linux-image-armmp:armhf busybox-static:armhf can-utils:armhf)
@@ -29,7 +28,6 @@ fail() {
 
 packages=()
 with_clients=false
-with_armhf=false
 with_target=false
 for task in "$@"; do
   case $task in
@@ -45,13 +43,9 @@ for task in "$@"; do
     fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
     coverage) packages+=("${COVERAGE_PACKAGES[@]}") ;;
     bench) packages+=("${BENCH_PACKAGES[@]}") ;;
-    armhf)
-      packages+=("${ARMHF_PACKAGES[@]}")
-      with_armhf=true
-      ;;
+    armhf) packages+=("${ARMHF_PACKAGES[@]}") ;;
     target)
       packages+=("${TARGET_PACKAGES[@]}")
-      with_armhf=true
       with_target=true
       ;;
     *) fail "unknown task '$task', there are run, test, check, bench, fuzz, coverage, armhf and target" ;;
@@ -118,9 +112,6 @@ mapfile -t missing < <(missing_packages "${packages[@]}" | sort -u)
 [[ ${#missing[@]} -eq 0 ]] || install_packages "${missing[@]}"
 if $with_clients; then
   install_clients
-fi
-if $with_armhf; then
-  tests/target/fetch-packages sysroot "${ARMHF_LIBRARIES[@]}"
 fi
 if $with_target; then
   tests/target/fetch-packages root "${TARGET_FILES[@]}"

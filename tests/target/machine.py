@@ -16,7 +16,6 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 HERE = pathlib.Path(__file__).resolve().parent
 FILES = ROOT / "build/target/root"
-SYSROOT = ROOT / "build/target/sysroot/usr/lib/arm-linux-gnueabihf"
 COMPILER_LIBRARIES = pathlib.Path("/usr/arm-linux-gnueabihf/lib")
 RUNTIME = ("ld-linux-armhf.so.3", "libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6", "libpthread.so.0")
 CAN_UTILS = ("candump", "cansend", "cangen")
@@ -80,7 +79,7 @@ def fill_disk(disk, kernel, build, job):
     (disk / "modules/order").write_text("".join(pathlib.Path(module).name + "\n" for module in MODULES))
     for library in RUNTIME:
         copy(COMPILER_LIBRARIES / library, disk / "lib")
-    for library in [*SYSROOT.glob("*.so.*"), *(build / "lib").glob("*.so")]:
+    for library in (build / "lib").glob("*.so"):
         copy(library, disk / "lib")
     for program in PROGRAMS:
         if (build / "bin" / program).exists():
