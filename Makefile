@@ -54,7 +54,7 @@ help:
 # lines are on standard output. exec: its exit status is that of the recipe.
 run:
 	@scripts/setup.sh run >&2
-	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@( $(call build,release,tavo-panel tavo-trace,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@exec build/release/bin/tavo-panel $(ARGS)
 
 # PRESET=release, clang or clang-debug: with optimisation, with clang++, or both.
@@ -120,7 +120,7 @@ format-check:
 tidy:
 	@scripts/setup.sh run check
 	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
-	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
+	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|monitor|panel|runtime|tools)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.

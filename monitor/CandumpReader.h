@@ -64,7 +64,7 @@ private:
 
   const int descriptor;
   const std::unique_ptr<char[]> buffer;
-  char beginning[80];    ///< of a line that is too long
+  char beginning[80]{};  ///< of a line that is too long
   std::size_t begin{0};  ///< of what is read and not yet taken
   std::size_t end{0};
   std::string_view line;

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev)
+RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
