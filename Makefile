@@ -58,7 +58,7 @@ help:
 # lines are on standard output. exec: its exit status is that of the recipe.
 run:
 	@scripts/setup.sh run >&2
-	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@( $(call build,release,tavo-panel tavo-trace,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@exec build/release/bin/tavo-panel $(ARGS)
 
 # PRESET=release, clang or clang-debug: with optimisation, with clang++, or both.
@@ -133,7 +133,7 @@ bench-target:
 # With ARGS=--check it fails when the others have to wait more than twice as long.
 overload:
 	@scripts/setup.sh test >&2
-	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@( $(call build,release,tavo-panel tavo-trace,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel /usr/bin/python3 tests/interop/python/overload.py --rounds 5 $(ARGS)
 
 format:
@@ -149,7 +149,7 @@ format-check:
 tidy:
 	@scripts/setup.sh run check
 	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
-	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|device_description|panel|runtime)/' \
+	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|device_description|monitor|panel|runtime|tools)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.
