@@ -5,7 +5,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-FOLDERS := $(wildcard bench canopen include monitor panel runtime tests tools)
+FOLDERS := $(wildcard bench canopen device_description examples include monitor panel runtime tests tools)
 SOURCES = find $(FOLDERS) -name node_modules -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
 
 # $(call timed,NAME,COMMAND) runs a step of a recipe and says how long it took.
@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-page pictures page-load model test-armhf test-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -31,8 +31,12 @@ help:
 	@echo "make test-page                 the page in a browser without a window: each element found and used"
 	@echo "make pictures                  take the pictures of the page anew, docs/pictures"
 	@echo "make page-load                 how late the node is with a page open, 50 values and 2000 frames a second"
+	@echo "make test-metrics              Debian's prometheus collects from ten panels, one of which is killed and comes back"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
+	@echo "make soak-target [TAVO_SOAK_HOURS=24]  two panels on that machine for a day of its time, with everything going wrong"
+	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
+	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
 	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
 	@echo "make bench-update              the same count, written to that file"
@@ -57,7 +61,7 @@ help:
 # lines are on standard output. exec: its exit status is that of the recipe.
 run:
 	@scripts/setup.sh run >&2
-	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@( $(call build,release,tavo-panel tavo-trace,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@exec build/release/bin/tavo-panel $(ARGS)
 
 # PRESET=release, clang or clang-debug: with optimisation, with clang++, or both.
@@ -80,6 +84,24 @@ pictures page-load:
 	@scripts/setup.sh page >&2
 	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel node tests/page/$(@:page-%=%).js $(if $(findstring pictures,$@),docs/pictures,$(ARGS))
+
+packages:
+	@scripts/setup.sh packages armhf
+	$(call timed,packages for this machine,$(call build,packages,all) && cmake --build build/packages --target package)
+	$(call timed,packages for armhf,$(call build,packages-armhf,all) && cmake --build build/packages-armhf --target package)
+
+# The sub-project is built here, since it takes as long as all of the libraries do.
+test-packages:
+	@scripts/setup.sh packages
+	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
+	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
+	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
+
+test-metrics:
+	@scripts/setup.sh test metrics
+	$(call timed,build,$(call build,debug,tavo-panel))
+	$(call timed,Prometheus with ten panels,cd tests/metrics && TAVO_PANEL=$(CURDIR)/build/debug/bin/tavo-panel \
+	  PYTHONPATH=$(CURDIR)/tests/interop/python PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -m unittest test_prometheus)
 
 # The tables are all that goes to standard output.
 bench bench-update:
@@ -110,6 +132,13 @@ test-target:
 	$(call timed,build for armhf,$(call build,armhf,canlink target_tests tavo-panel))
 	$(call timed,emulated machine,tests/target/run test)
 
+# A day takes half an hour of a computer that has nothing else to do.
+TAVO_SOAK_HOURS ?= 24
+soak-target:
+	@scripts/setup.sh target
+	$(call timed,build for armhf,$(call build,armhf,canlink target-soak tavo-panel))
+	$(call timed,soak-target,tests/target/run soak $(TAVO_SOAK_HOURS))
+
 bench-target:
 	@scripts/setup.sh target
 	$(call timed,build for armhf,$(call build,armhf,canlink target-bench tavo-panel))
@@ -118,7 +147,7 @@ bench-target:
 # With ARGS=--check it fails when the others have to wait more than twice as long.
 overload:
 	@scripts/setup.sh test >&2
-	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@( $(call build,release,tavo-panel tavo-trace,-DTAVO_BUILD_TESTS=OFF) ) >&2
 	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel /usr/bin/python3 tests/interop/python/overload.py --rounds 5 $(ARGS)
 
 format:
@@ -134,7 +163,7 @@ format-check:
 tidy:
 	@scripts/setup.sh run check
 	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
-	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|panel|runtime)/' \
+	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|device_description|monitor|panel|runtime|tools)/' \
 	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.

@@ -13,7 +13,7 @@ import tempfile
 from pathlib import Path
 
 # The libraries of this project. What they do is its own cost; the rest is the bench, the C library and the loader.
-OWN_LIBRARY = re.compile(r"/libKQAPI_\w+\.so$")
+OWN_LIBRARY = re.compile(r"/libKQAPI_\w+\.so[.\d]*$")
 
 Instructions = collections.namedtuple("Instructions", "own total")
 

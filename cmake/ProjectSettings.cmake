@@ -2,7 +2,7 @@
 
 add_library(tavo_settings INTERFACE)
 target_compile_options(tavo_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${TAVO_WARNINGS_AS_ERRORS}>:-Werror>
   $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   # GCC notes on every use of a type whose ABI changed in GCC 7; nothing here is linked with older code.
@@ -33,11 +33,15 @@ function(tavo_shared_library target output_name include_dir)
     list(APPEND sources ${found})
   endforeach()
   add_library(${target} SHARED ${sources})
+  # While the first number of the version is 0, the second one changes with the ABI.
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ${output_name}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
     INTERPROCEDURAL_OPTIMIZATION_RELEASE ${TAVO_OPTIMISE_LIBRARIES})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen>)
+  target_compile_features(${target} PUBLIC cxx_std_17)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:tavo_settings>)
   if(TAVO_SANITIZE)
     # A sanitizer finds the vtables and typeinfo of all libraries in one place only when they may be shared.
@@ -46,8 +50,13 @@ function(tavo_shared_library target output_name include_dir)
   endif()
 endfunction()
 
-# tavo_install_library(TARGET INCLUDE_DIR): the library goes into an installation, with its headers.
-function(tavo_install_library target include_dir)
-  install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(DIRECTORY ${include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen FILES_MATCHING PATTERN "*.h")
+# tavo_install_library(TARGET NAME INCLUDE_DIR): the library goes into an installation, with its headers, and is
+# tavo-canopen::NAME for those who use it, from there as well as from a build.
+function(tavo_install_library target name include_dir)
+  add_library(tavo-canopen::${name} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  install(TARGETS ${target} EXPORT tavo-canopen-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development)
+  install(DIRECTORY ${include_dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen
+    COMPONENT development FILES_MATCHING PATTERN "*.h")
 endfunction()

@@ -1,7 +1,5 @@
 # 32-bit ARM with hardware floating point, as on the boards that this product runs on. The compiler and its libraries
 # are Debian's cross packages; programs run here under user-mode emulation, so that ctest needs no board.
-#
-# Libraries beyond those are unpacked, not installed, by scripts/setup.sh: below build/target/sysroot.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(TAVO_ARMHF_TRIPLET arm-linux-gnueabihf)
@@ -21,16 +19,12 @@ endif()
 set(CMAKE_NM ${TAVO_ARMHF_TRIPLET}-nm)
 set(CMAKE_READELF ${TAVO_ARMHF_TRIPLET}-readelf)
 
-get_filename_component(TAVO_ARMHF_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../build/target/sysroot ABSOLUTE)
-set(CMAKE_FIND_ROOT_PATH ${TAVO_ARMHF_SYSROOT} ${TAVO_ARMHF_LIBRARIES})
+set(CMAKE_FIND_ROOT_PATH ${TAVO_ARMHF_LIBRARIES})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 # Headers and packages that hold no machine code (the command line library) are the same on every machine.
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 set(CMAKE_LIBRARY_ARCHITECTURE ${TAVO_ARMHF_TRIPLET})
-set(ENV{PKG_CONFIG_SYSROOT_DIR} ${TAVO_ARMHF_SYSROOT})
-set(ENV{PKG_CONFIG_LIBDIR} ${TAVO_ARMHF_SYSROOT}/usr/lib/${TAVO_ARMHF_TRIPLET}/pkgconfig)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${TAVO_ARMHF_LIBRARIES}
-  -E LD_LIBRARY_PATH=${TAVO_ARMHF_SYSROOT}/usr/lib/${TAVO_ARMHF_TRIPLET})
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${TAVO_ARMHF_LIBRARIES})

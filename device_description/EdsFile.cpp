@@ -40,7 +40,12 @@ bool readText(const std::string& fileName, std::string& text, Findings& findings
 DeviceDescription DeviceDescription::read(const std::string& fileName, std::optional<unsigned char> nodeID,
                                           Findings& findings, unsigned char otherwise) {
   std::string text;
-  return readText(fileName, text, findings) ? parse(text, fileName, nodeID, findings, otherwise) : DeviceDescription();
+  if (readText(fileName, text, findings)) {
+    return parse(text, fileName, nodeID, findings, otherwise);
+  }
+  DeviceDescription nothing;
+  nothing.nodeID = nodeID.value_or(otherwise);
+  return nothing;
 }
 
 DeviceDescription DeviceDescription::parse(const std::string& text, const std::string& name,

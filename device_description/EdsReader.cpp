@@ -239,6 +239,7 @@ void EdsReader::readObject(unsigned short index, const ObjectSections& sections)
     for (const auto& item : sections.subObjects) {
       report(Severity::WARNING, item.second, "", "belongs to an object without sub-indexes; it is not read");
     }
+    tellUnused(sections);
     if (std::optional<SubObject> subObject = readSubObject(sections.object, object.code, 0)) {
       object.subObjects.emplace(0, std::move(*subObject));
     }
@@ -252,7 +253,7 @@ std::optional<ObjectCode> EdsReader::readObjectCode(const ObjectSections& sectio
   constexpr const char KEY[] = "ObjectType";
   const std::optional<std::string> found = text.getText(sections.object, KEY);
   if (!found) {
-    if (sections.subObjects.empty()) {
+    if (sections.subObjects.empty() && !text.getText(sections.object, "CompactSubObj")) {
       return CODE_VAR;
     }
     report(Severity::ERROR, sections.object, KEY, "is missing, expected ARRAY (0x8) or RECORD (0x9)");
@@ -285,6 +286,15 @@ void EdsReader::readSubObjects(const ObjectSections& sections, Object& object) {
   }
   if (compact == 0) {
     checkSubNumber(sections, object);
+    tellUnused(sections);
+  }
+}
+
+void EdsReader::tellUnused(const ObjectSections& sections) {
+  for (const auto& [kind, section] : sections.additions) {
+    if (kind != "OBJECTLINKS") {
+      report(Severity::WARNING, section, "", "belongs to an object without CompactSubObj; it is not read");
+    }
   }
 }
 

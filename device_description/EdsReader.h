@@ -37,6 +37,7 @@ private:
   void readObjects(bool areTypes);
   void readObject(unsigned short index, const ObjectSections& sections);
   void readSubObjects(const ObjectSections& sections, Object& object);
+  void tellUnused(const ObjectSections& sections);
   void readCompact(const ObjectSections& sections, unsigned int count, Object& object);
   void readAddition(const ObjectSections& sections, const char* kind, Object& object);
   void checkSubNumber(const ObjectSections& sections, const Object& object);

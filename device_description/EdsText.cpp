@@ -4,8 +4,10 @@
 #include <cctype>
 #include <set>
 
-// The text stays as it is: what characters it holds is found out here.
+// The text stays as it is: what characters it holds is found out here. The header has the whole reader, so that no
+// library of it is needed.
 #define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 
 namespace device_description {
@@ -87,13 +89,11 @@ public:
 
 EdsText::EdsText(const std::string& text, const std::string& fileName, Findings& allFindings)
     : name(fileName), findings(allFindings), store(std::make_unique<Store>()) {
-  std::string readable = text;
-  if (!isUTF8(text)) {
+  // Some write the mark in front of a text that is none.
+  std::string readable = text.rfind(UTF8_MARK, 0) == 0 ? text.substr(sizeof UTF8_MARK - 1) : text;
+  if (!isUTF8(readable)) {
     findings.add(Severity::NOTE, name + ": is not UTF-8 and read as Latin-1");
-    readable = fromLatin1(text);
-  }
-  if (readable.rfind(UTF8_MARK, 0) == 0) {
-    readable.erase(0, sizeof UTF8_MARK - 1);
+    readable = fromLatin1(readable);
   }
   checkLines(readable);
   // The reader of the text would take the first of them for its end.
@@ -183,7 +183,7 @@ std::optional<std::string> EdsText::getText(const std::string& section, const st
 
 void EdsText::report(Severity severity, const std::string& section, const std::string& key,
                      const std::string& reason) const {
-  findings.add(severity, name + ": [" + clean(section) + "] " + (key.empty() ? "" : clean(key) + ": ") + reason);
+  findings.add(severity, name, clean(section), clean(key), reason);
 }
 
 void EdsText::reportLine(Severity severity, std::size_t number, const std::string& reason) const {

@@ -16,10 +16,10 @@ constexpr unsigned short FIRST_COMMUNICATION_OBJECT = 0x1000;
 constexpr unsigned short FIRST_MANUFACTURER_OBJECT = 0x2000;
 constexpr unsigned short FIRST_PROFILE_OBJECT = 0x6000;
 
-/// A text that stays in its line.
+/// A text that stays in its line, and is not empty unless it was.
 std::string inOneLine(std::string text) {
   std::replace_if(
-      text.begin(), text.end(), [](unsigned char byte) { return byte < 0x20; }, ' ');
+      text.begin(), text.end(), [](unsigned char byte) { return byte < 0x20 && byte != '\t'; }, '?');
   return text;
 }
 

@@ -27,6 +27,12 @@ class Findings {
 public:
   void add(Severity severity, std::string text) { findings.push_back({severity, std::move(text)}); }
 
+  /// The same, put together: "FILE: [section] key: reason". Without a key the section alone is named.
+  void add(Severity severity, const std::string& fileName, const std::string& section, const std::string& key,
+           const std::string& reason) {
+    add(severity, fileName + ": [" + section + "] " + (key.empty() ? "" : key + ": ") + reason);
+  }
+
   const std::vector<Finding>& getAll() const { return findings; }
   std::size_t count(Severity severity) const;
 

@@ -269,6 +269,12 @@ bool takeShownFrame(Cursor& cursor, Frame& frame) {
   return true;
 }
 
+/// An interface's name goes to terminals, and so holds nothing that would steer them.
+bool isName(std::string_view word) {
+  return !word.empty() &&
+         std::all_of(word.begin(), word.end(), [](char letter) { return letter > ' ' && letter <= '~'; });
+}
+
 std::string_view withoutLineEnd(std::string_view line) {
   while (!line.empty() && isBlank(line.back())) {
     line.remove_suffix(1);
@@ -291,7 +297,7 @@ bool CandumpReader::parseLine(std::string_view text, LoggedFrame& logged) {
     return false;
   }
   logged.interface = cursor.takeWord();
-  if (logged.interface.empty() || !cursor.takeBlanks()) {
+  if (!isName(logged.interface) || !cursor.takeBlanks()) {
     return false;
   }
   Cursor ahead = cursor;
@@ -379,10 +385,7 @@ bool CandumpReader::fill(std::size_t& searched) {
   searched -= begin;
   end -= begin;
   begin = 0;
-  ssize_t count = -1;
-  do {
-    count = read(descriptor, buffer.get() + end, BUFFER_SIZE - end);
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = read(descriptor, buffer.get() + end, BUFFER_SIZE - end);
   if (count <= 0) {
     error = count < 0 ? errno : 0;
     return false;

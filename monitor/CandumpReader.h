@@ -48,7 +48,9 @@ public:
   std::uint64_t getLineNumber() const { return lineNumber; }  ///< of the line read last, from 1 on
   std::string_view getLine() const { return line; }           ///< that line, or its beginning; valid until next()
   std::uint64_t getBytesRead() const { return bytesRead; }
-  int getError() const { return error; }  ///< errno of the read that ended the file early; 0 when its end was reached
+  int getError() const {
+    return error;
+  }  ///< errno of the read that ended the file early (EINTR for a signal); 0 at its end
 
   /// Takes a line apart. Any thread. @return whether it holds a frame; else logged has no meaning
   static bool parseLine(std::string_view line, LoggedFrame& logged);
@@ -62,7 +64,7 @@ private:
 
   const int descriptor;
   const std::unique_ptr<char[]> buffer;
-  char beginning[80];    ///< of a line that is too long
+  char beginning[80]{};  ///< of a line that is too long
   std::size_t begin{0};  ///< of what is read and not yet taken
   std::size_t end{0};
   std::string_view line;

@@ -11,7 +11,7 @@ enum class Form : unsigned char {
   REAL,       ///< IEEE 754, of 32 or 64 bits
   TEXT,       ///< ISO 8859-1
   WIDE_TEXT,  ///< UTF-16, the low byte of each unit first
-  TIME,       ///< milliseconds of the day in the low 28 bits, days since 1984 (or a difference in days) from bit 32 on
+  TIME,       ///< milliseconds of the day in the low 28 bits, days since 1984 from bit 32 on
   BYTES       ///< octets, a file, or whatever else has no other form
 };
 

@@ -141,7 +141,7 @@ void appendValues(std::string& text, const DecodedFrame& decoded) {
   for (std::size_t i = 0; i < decoded.valueCount; ++i) {
     const ObjectValue& value = decoded.values[i];
     if (i > 0) {
-      text += ' ';
+      text += ", ";
     }
     if (value.name.empty()) {
       appendObjectKey(text, value.index, value.subIndex);

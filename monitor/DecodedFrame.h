@@ -99,7 +99,7 @@ struct DecodedFrame {
   void appendObject(std::string& text) const;
 
   /// Adds what the frame says beside service, node and object: "OPERATIONAL", "start remote node",
-  /// "Temperature=215 Alarms=0", "initiate upload = 600", "abort 0x06020000: object does not exist ...". Any thread.
+  /// "Temperature=215, Alarms=0", "initiate upload = 600", "abort 0x06020000: object does not exist ...". Any thread.
   void appendDetails(std::string& text) const;
 };
 

@@ -40,7 +40,7 @@ long long HeartbeatStatistics::getExpectedPeriod() const {
 unsigned long long HeartbeatStatistics::getMissing(long long now) const {
   const long long expected = getExpectedPeriod();
   const long long interval = now - lastSign;
-  if (!isAlive || expected == 0 || 2 * interval <= 3 * expected) {
+  if (!isAlive || expected == 0 || interval <= expected) {
     return 0;
   }
   return static_cast<unsigned long long>((2 * interval - expected - 1) / (2 * expected));

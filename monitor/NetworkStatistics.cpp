@@ -45,6 +45,31 @@ SDOTransferKind getKind(SDOCommand command, SDOTransferKind before) {
   }
 }
 
+unsigned int getExpeditedBytes(const Frame& response) {
+  const bool isSizeIndicated = (response.data[0] & 0x01) != 0;
+  return isSizeIndicated ? 4 - (response.data[0] >> 2 & 0x03) : 4;
+}
+
+// Whether a response ends a transfer of which nothing but the initiating request was seen.
+bool isAnswerTo(const SDOTransfer& transfer, const DecodedFrame& frame) {
+  // The object as the frame names it, whatever the decoder takes it for.
+  const unsigned char* const data = frame.frame.data;
+  if (transfer.index != (data[1] | data[2] << 8) || transfer.subIndex != data[3]) {
+    return false;
+  }
+  const bool isExpedited = (data[0] & 0x02) != 0;
+  switch (frame.sdo.command) {
+    case SDOCommand::ABORT:
+      return true;
+    case SDOCommand::INITIATE_DOWNLOAD:
+      return !transfer.isUpload;
+    case SDOCommand::INITIATE_UPLOAD:
+      return transfer.isUpload && isExpedited;
+    default:
+      return false;
+  }
+}
+
 // Counts in a table of pairs. @return false when there is no place for another one
 template <typename Count, typename Matches>
 bool countPair(std::vector<Count>& table, const Count& fresh, Matches matches) {
@@ -184,6 +209,9 @@ void NetworkStatistics::addSDO(const DecodedFrame& frame) {
   channel.channel = frame.number;
   const bool isResponse = frame.service == Service::SDO_RESPONSE;
   judge(channel, frame.frame.microseconds);
+  if (isResponse && answerOvertaken(channel, frame)) {
+    return;
+  }
   if (isResponse && channel.isOverdue) {
     ++channel.lateResponses;
     channel.isOverdue = false;
@@ -211,35 +239,97 @@ void NetworkStatistics::begin(SDOChannelStatistics& channel, const DecodedFrame&
   channel.transfer.subIndex = frame.sdo.subIndex;
 }
 
-// A transfer whose client began another one.
+// A transfer whose client began another one. The answer to its first request may still come.
 void NetworkStatistics::leave(SDOChannelStatistics& channel) {
   if (!channel.isAwaitingServer) {
     ++channel.abandoned;
-    finish(channel, SDOTransferEnd::ABANDONED);
-  } else if (!channel.isOverdue) {
+    list(channel.transfer, SDOTransferEnd::ABANDONED);
+  } else if (!channel.isOverdue && !overtake(channel)) {
     ++channel.unanswered;
-    finish(channel, SDOTransferEnd::UNANSWERED);
+    list(channel.transfer, SDOTransferEnd::UNANSWERED);
   }
+}
+
+// Puts a request aside that was not answered yet. @return false when more than that was seen of its transfer
+bool NetworkStatistics::overtake(SDOChannelStatistics& channel) {
+  const bool isRequested = channel.isAwaitingServer && channel.lastFrame == channel.transfer.begin;
+  if (!isRequested || channel.overtakenCount == SDOChannelStatistics::MAXIMUM_OVERTAKEN) {
+    return false;
+  }
+  channel.overtaken[channel.overtakenCount++] = channel.transfer;
+  channel.isOpen = false;
+  return true;
+}
+
+// The decoder follows the latest request of a channel only, so that it does not know what such a response belongs to.
+// @return whether the frame is one
+bool NetworkStatistics::answerOvertaken(SDOChannelStatistics& channel, const DecodedFrame& frame) {
+  if (channel.isOpen && isAnswerTo(channel.transfer, frame)) {
+    // Else the decoder took an earlier answer for this one, and has no transfer any more.
+    const bool isFollowed = frame.sdo.outcome != TransferOutcome::NONE || channel.isOverdue;
+    if (isFollowed || !overtake(channel)) {
+      return false;
+    }
+  }
+  SDOTransfer* const end = channel.overtaken.data() + channel.overtakenCount;
+  SDOTransfer* const found = std::find_if(
+      channel.overtaken.data(), end, [&frame](const SDOTransfer& transfer) { return isAnswerTo(transfer, frame); });
+  if (found == end) {
+    return false;
+  }
+  found->duration = std::max(0LL, frame.frame.microseconds - found->begin);
+  if (frame.sdo.command == SDOCommand::ABORT) {
+    countAbort(channel, *found, frame);
+    list(*found, SDOTransferEnd::ABORTED);
+  } else {
+    found->bytes = found->isUpload ? getExpeditedBytes(frame.frame) : found->bytes;
+    complete(channel, *found);
+  }
+  std::move(found + 1, end, found);
+  --channel.overtakenCount;
+  return true;
 }
 
 void NetworkStatistics::follow(SDOChannelStatistics& channel, const DecodedFrame& frame) {
   SDOTransfer& transfer = channel.transfer;
   transfer.kind = getKind(frame.sdo.command, transfer.kind);
   transfer.bytes = frame.sdo.bytes;
-  transfer.duration = frame.sdo.microseconds;
+  transfer.duration = std::max(0LL, frame.sdo.microseconds);
   if (frame.sdo.command == SDOCommand::ABORT) {
     abort(channel, frame);
   } else if (channel.isOpen && frame.sdo.outcome == TransferOutcome::COMPLETED) {
-    SDODirectionStatistics& direction = transfer.isUpload ? channel.uploads : channel.downloads;
-    ++direction.completed[static_cast<std::size_t>(transfer.kind)];
-    direction.bytes += transfer.bytes;
-    direction.durations.add(std::max(0LL, transfer.duration));
-    finish(channel, SDOTransferEnd::COMPLETED);
+    complete(channel, transfer);
+    channel.isOpen = false;
   }
 }
 
+void NetworkStatistics::complete(SDOChannelStatistics& channel, SDOTransfer& transfer) {
+  SDODirectionStatistics& direction = transfer.isUpload ? channel.uploads : channel.downloads;
+  ++direction.completed[static_cast<std::size_t>(transfer.kind)];
+  direction.bytes += transfer.bytes;
+  direction.durations.add(transfer.duration);
+  list(transfer, SDOTransferEnd::COMPLETED);
+}
+
 void NetworkStatistics::abort(SDOChannelStatistics& channel, const DecodedFrame& frame) {
-  SDOTransfer& transfer = channel.transfer;
+  countAbort(channel, channel.transfer, frame);
+  if (!channel.isOpen) {
+    return;
+  }
+  channel.isOpen = false;
+  // One that was listed as unanswered is not listed again for the abort that its client sends then.
+  if (channel.isOverdue) {
+    channel.isOverdue = false;
+    return;
+  }
+  // The client had less patience than is waited for here.
+  if (frame.service == Service::SDO_REQUEST && frame.sdo.abortCode == ABORT_TIMED_OUT) {
+    ++channel.unanswered;
+  }
+  list(channel.transfer, SDOTransferEnd::ABORTED);
+}
+
+void NetworkStatistics::countAbort(SDOChannelStatistics& channel, SDOTransfer& transfer, const DecodedFrame& frame) {
   transfer.abortCode = frame.sdo.abortCode;
   transfer.isAbortedByServer = frame.service == Service::SDO_RESPONSE;
   ++channel.aborts;
@@ -248,29 +338,13 @@ void NetworkStatistics::abort(SDOChannelStatistics& channel, const DecodedFrame&
     return known.node == fresh.node && known.code == fresh.code;
   });
   otherAborts += isCounted ? 0 : 1;
-  if (!channel.isOpen) {
-    return;
-  }
-  // The client had less patience than is waited for here.
-  const bool isClientTimeout = !transfer.isAbortedByServer && transfer.abortCode == ABORT_TIMED_OUT;
-  if (isClientTimeout && !channel.isOverdue) {
-    ++channel.unanswered;
-  }
-  finish(channel, SDOTransferEnd::ABORTED);
 }
 
-void NetworkStatistics::finish(SDOChannelStatistics& channel, SDOTransferEnd end) {
-  channel.transfer.end = end;
-  channel.isOpen = false;
-  // One that was listed as unanswered is not listed again for the abort that its client sends then.
-  const bool isListed = channel.isOverdue && end == SDOTransferEnd::ABORTED;
-  channel.isOverdue = false;
-  if (isListed) {
-    return;
-  }
-  transfers.add(channel.transfer);
+void NetworkStatistics::list(SDOTransfer& transfer, SDOTransferEnd end) {
+  transfer.end = end;
+  transfers.add(transfer);
   if (end != SDOTransferEnd::COMPLETED) {
-    failedTransfers.add(channel.transfer);
+    failedTransfers.add(transfer);
   }
 }
 
@@ -282,14 +356,23 @@ void NetworkStatistics::advance(long long now) {
 
 // An overdue transfer stays open: a late response goes on with it.
 void NetworkStatistics::judge(SDOChannelStatistics& channel, long long now) {
+  judgeOvertaken(channel, now);
   const bool isWaiting = channel.isOpen && channel.isAwaitingServer && !channel.isOverdue;
   if (!isWaiting || now - channel.lastFrame <= sdoTimeout) {
     return;
   }
   ++channel.unanswered;
-  finish(channel, SDOTransferEnd::UNANSWERED);
-  channel.isOpen = true;
+  list(channel.transfer, SDOTransferEnd::UNANSWERED);
   channel.isOverdue = true;
+}
+
+void NetworkStatistics::judgeOvertaken(SDOChannelStatistics& channel, long long now) {
+  while (channel.overtakenCount > 0 && now - channel.overtaken.front().begin > sdoTimeout) {
+    ++channel.unanswered;
+    list(channel.overtaken.front(), SDOTransferEnd::UNANSWERED);
+    std::move(channel.overtaken.begin() + 1, channel.overtaken.end(), channel.overtaken.begin());
+    --channel.overtakenCount;
+  }
 }
 
 void NetworkStatistics::addViolation(const DecodedFrame& frame) {

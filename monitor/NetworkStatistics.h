@@ -49,7 +49,7 @@ std::string_view getName(SDOTransferKind kind);
 enum class SDOTransferEnd : unsigned char {
   COMPLETED,
   ABORTED,     ///< by either side
-  UNANSWERED,  ///< a request got no response in time, or until the next one
+  UNANSWERED,  ///< a request got no response in time, or its client began anew meanwhile
   ABANDONED    ///< the client began anew instead of going on
 };
 
@@ -91,6 +91,11 @@ struct SDOChannelStatistics {
   unsigned long long unanswered = 0;     ///< requests that nobody answered in time
   unsigned long long lateResponses = 0;  ///< those of them that were answered after all
   unsigned long long abandoned = 0;
+
+  /// Requests that others overtook: some clients ask for several objects before the first answer. Oldest first.
+  static constexpr std::size_t MAXIMUM_OVERTAKEN = 16;
+  std::array<SDOTransfer, MAXIMUM_OVERTAKEN> overtaken;
+  std::size_t overtakenCount = 0;
 
   // The transfer that is under way.
   bool isOpen = false;
@@ -248,10 +253,15 @@ private:
   void addViolation(const DecodedFrame& frame);
   void begin(SDOChannelStatistics& channel, const DecodedFrame& frame);
   void leave(SDOChannelStatistics& channel);
+  static bool overtake(SDOChannelStatistics& channel);
+  bool answerOvertaken(SDOChannelStatistics& channel, const DecodedFrame& frame);
   void follow(SDOChannelStatistics& channel, const DecodedFrame& frame);
+  void complete(SDOChannelStatistics& channel, SDOTransfer& transfer);
   void abort(SDOChannelStatistics& channel, const DecodedFrame& frame);
-  void finish(SDOChannelStatistics& channel, SDOTransferEnd end);
+  void countAbort(SDOChannelStatistics& channel, SDOTransfer& transfer, const DecodedFrame& frame);
+  void list(SDOTransfer& transfer, SDOTransferEnd end);
   void judge(SDOChannelStatistics& channel, long long now);
+  void judgeOvertaken(SDOChannelStatistics& channel, long long now);
 
   const long long sdoTimeout;
   unsigned long long frames = 0;

@@ -1,7 +1,6 @@
 #include "TextParts.h"
 
 #include <charconv>
-#include <cmath>
 
 namespace monitor {
 
@@ -24,6 +23,10 @@ void appendPadded(std::string& text, std::uint64_t number, unsigned int width) {
   text.append(digits, end);
 }
 
+bool isSurrogate(std::uint32_t letter) {
+  return letter >= 0xD800 && letter < 0xE000;
+}
+
 void appendUTF8(std::string& text, std::uint32_t letter) {
   const auto add = [&text](std::uint32_t byte) { text += static_cast<char>(byte); };
   if (letter < 0x80) {
@@ -43,16 +46,15 @@ void appendUTF8(std::string& text, std::uint32_t letter) {
   }
 }
 
-void appendLetter(std::string& text, std::uint32_t letter) {
+void appendEscaped(std::string& text, std::uint32_t letter) {
   const bool isControl = letter < 0x20 || (letter >= 0x7F && letter < 0xA0);
-  const bool isLoneSurrogate = letter >= 0xD800 && letter < 0xE000;
   if (letter == '"' || letter == '\\') {
     text += '\\';
     text += static_cast<char>(letter);
   } else if (isControl) {
     text += "\\x";
     appendHex(text, letter, 2);
-  } else if (isLoneSurrogate) {
+  } else if (isSurrogate(letter)) {
     text += "\\u";
     appendHex(text, letter, 4);
   } else {
@@ -60,24 +62,60 @@ void appendLetter(std::string& text, std::uint32_t letter) {
   }
 }
 
+void appendLetter(std::string& text, std::uint32_t letter, TextStyle style) {
+  constexpr std::uint32_t REPLACEMENT = 0xFFFD;
+  if (style == TextStyle::QUOTED) {
+    appendEscaped(text, letter);
+  } else {
+    appendUTF8(text, isSurrogate(letter) ? REPLACEMENT : letter);
+  }
+}
+
+void appendQuotationMark(std::string& text, TextStyle style) {
+  if (style == TextStyle::QUOTED) {
+    text += '"';
+  }
+}
+
 struct Date {
-  long long year;
+  std::uint64_t year;
   unsigned int month;
   unsigned int day;
 };
 
-/// The Gregorian date of a day counted since 1970-01-01, in eras of 400 years that begin with a March.
-Date dateOf(long long daysSince1970) {
+/// The Gregorian date of a day, in eras of 400 years that begin with a March.
+Date dateOf(std::uint64_t daysSince1970) {
   constexpr unsigned int DAYS_OF_ERA = 146097;
-  const long long days = daysSince1970 + 719468;
-  const long long era = days / DAYS_OF_ERA;
-  const auto dayOfEra = static_cast<unsigned int>(days - era * DAYS_OF_ERA);
+  const std::uint64_t days = daysSince1970 + 719468;
+  const std::uint64_t era = days / DAYS_OF_ERA;
+  const auto dayOfEra = static_cast<unsigned int>(days % DAYS_OF_ERA);
   const unsigned int yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
   const unsigned int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
   const unsigned int marchMonth = (5 * dayOfYear + 2) / 153;
   const unsigned int month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
-  return {static_cast<long long>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0), month,
-          dayOfYear - (153 * marchMonth + 2) / 5 + 1};
+  return {yearOfEra + era * 400 + (month <= 2 ? 1U : 0U), month, dayOfYear - (153 * marchMonth + 2) / 5 + 1};
+}
+
+void appendDay(std::string& text, std::uint64_t daysSince1970) {
+  const Date date = dateOf(daysSince1970);
+  appendNumber(text, date.year);
+  text += '-';
+  appendPadded(text, date.month, 2);
+  text += '-';
+  appendPadded(text, date.day, 2);
+}
+
+/// " 07:30:00.123". @param perSecond the unit of time @param digits of it that are shown
+void appendTimeInDay(std::string& text, std::uint64_t time, std::uint64_t perSecond, unsigned int digits) {
+  const std::uint64_t seconds = time / perSecond;
+  text += ' ';
+  appendPadded(text, seconds / 3600, 2);
+  text += ':';
+  appendPadded(text, seconds / 60 % 60, 2);
+  text += ':';
+  appendPadded(text, seconds % 60, 2);
+  text += '.';
+  appendPadded(text, time % perSecond, digits);
 }
 
 }  // namespace
@@ -115,49 +153,43 @@ void appendBytes(std::string& text, const unsigned char* bytes, std::size_t coun
   }
 }
 
-void appendQuoted(std::string& text, const std::string& bytes) {
-  text += '"';
+void appendLatin(std::string& text, const std::string& bytes, TextStyle style) {
+  appendQuotationMark(text, style);
   for (const char letter : bytes) {
-    appendLetter(text, static_cast<unsigned char>(letter));
+    appendLetter(text, static_cast<unsigned char>(letter), style);
   }
-  text += '"';
+  appendQuotationMark(text, style);
 }
 
-void appendQuotedWide(std::string& text, const std::string& bytes) {
+void appendWide(std::string& text, const std::string& bytes, TextStyle style) {
   const auto unit = [&bytes](std::size_t at) {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at])) |
            static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at + 1])) << 8;
   };
-  text += '"';
+  appendQuotationMark(text, style);
   for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
     std::uint32_t letter = unit(at);
-    const bool isHigh = letter >= 0xD800 && letter < 0xDC00;
+    const bool isHigh = (letter & 0xFC00) == 0xD800;
     if (isHigh && at + 3 < bytes.size() && (unit(at + 2) & 0xFC00) == 0xDC00) {
       letter = 0x10000 + ((letter & 0x3FF) << 10 | (unit(at + 2) & 0x3FF));
       at += 2;
     }
-    appendLetter(text, letter);
+    appendLetter(text, letter, style);
   }
-  text += '"';
+  appendQuotationMark(text, style);
 }
 
 void appendTimeOfDay(std::string& text, std::uint64_t time) {
-  constexpr long long DAYS_FROM_1970_TO_1984 = 5113;
-  const std::uint64_t milliseconds = time & 0x0FFFFFFF;
-  const Date date = dateOf(DAYS_FROM_1970_TO_1984 + static_cast<long long>(time >> 32 & 0xFFFF));
-  appendNumber(text, date.year);
-  text += '-';
-  appendPadded(text, date.month, 2);
-  text += '-';
-  appendPadded(text, date.day, 2);
-  text += ' ';
-  appendPadded(text, milliseconds / 3600000, 2);
-  text += ':';
-  appendPadded(text, milliseconds / 60000 % 60, 2);
-  text += ':';
-  appendPadded(text, milliseconds / 1000 % 60, 2);
-  text += '.';
-  appendPadded(text, milliseconds % 1000, 3);
+  constexpr unsigned int DAYS_FROM_1970_TO_1984 = 5113;
+  appendDay(text, DAYS_FROM_1970_TO_1984 + (time >> 32 & 0xFFFF));
+  appendTimeInDay(text, time & 0x0FFFFFFF, 1000, 3);
+}
+
+void appendDate(std::string& text, long long microseconds) {
+  constexpr std::uint64_t PER_DAY = 86400000000;
+  const std::uint64_t time = microseconds < 0 ? 0 : static_cast<std::uint64_t>(microseconds);
+  appendDay(text, time / PER_DAY);
+  appendTimeInDay(text, time % PER_DAY, 1000000, 6);
 }
 
 void appendSeconds(std::string& text, long long microseconds) {

@@ -1,6 +1,5 @@
 #include "Value.h"
 
-#include <charconv>
 #include <cstring>
 
 #include "TextParts.h"
@@ -113,10 +112,10 @@ void Value::appendTo(std::string& text) const {
       appendTimeOfDay(text, pattern);
       return;
     case Form::TEXT:
-      appendQuoted(text, bytes);
+      appendLatin(text, bytes, TextStyle::QUOTED);
       return;
     case Form::WIDE_TEXT:
-      appendQuotedWide(text, bytes);
+      appendWide(text, bytes, TextStyle::QUOTED);
       return;
     case Form::BYTES:
       appendBytes(text, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());

@@ -1,21 +1,24 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Application.h"
+#include "DeviceDescription.h"
 #include "KQCANopenObjectType.h"
 #include "KQVariable.h"
+#include "NodeConfiguration.h"
 
 namespace panel {
 
-class EdsFile;
-
-/// An application that is nothing but the objects of an EDS (CiA 306) from index 0x2000 on: every sub-index becomes a
-/// variable of the node, with the name, type, access, limits and default value that the file gives it.
+/// An application that is nothing but a device description (CiA 306): every object from index 0x2000 on becomes
+/// variables of the node, with the name, type, access, limits, default value and mapping right that the file gives it,
+/// and its communication parameters configure the node.
 ///
-/// VAR, ARRAY and RECORD are read, of the data types BOOLEAN, INTEGER8 to INTEGER32, UNSIGNED8 to UNSIGNED32 and
-/// VISIBLE_STRING. Objects below 0x2000 are the node's own and stay as they are.
+/// VAR, ARRAY and RECORD are taken, of integer types up to 32 bits and of VISIBLE_STRING. Everything else is left out,
+/// and told in the findings.
 class EdsApplication : public Application {
 public:
   /// One object of the file.
@@ -26,9 +29,13 @@ public:
     std::vector<KQ::KQVariable> variables;  ///< by sub-index
   };
 
-  /// Reads the file. @param nodeID stands for $NODEID
-  /// @throws PanelError naming file, section and key of what cannot be read
-  EdsApplication(const std::string& fileName, unsigned char nodeID);
+  /// @param fileName names the description in the findings
+  EdsApplication(device_description::DeviceDescription read, const std::string& fileName,
+                 device_description::Findings& findings);
+
+  /// Reads the file. @param nodeID stands for $NODEID; nothing: the one that the file says, else @p otherwise
+  EdsApplication(const std::string& fileName, std::optional<unsigned char> nodeID,
+                 device_description::Findings& findings, unsigned char otherwise);
 
   void bind(KQ::KQCANopen& node) override;
 
@@ -37,9 +44,16 @@ public:
 
   /// What was read, by index.
   const std::vector<Object>& getObjects() const { return objects; }
+  const device_description::DeviceDescription& getDescription() const { return description; }
+  const NodeConfiguration& getConfiguration() const { return *configuration; }
 
 private:
+  class Reader;
+
+  device_description::DeviceDescription description;
   std::vector<Object> objects;
+  std::vector<device_description::IntegerType> ownTypes;  ///< in the order in which the node numbers them
+  std::unique_ptr<NodeConfiguration> configuration;
 };
 
 }  // namespace panel

@@ -10,7 +10,9 @@
 #include "KQCANopenState.h"
 #include "KQDEI.h"
 #include "KQEndPoint.h"
+#include "KQErrorCodes.h"
 #include "KQSDOHandler.h"
+#include "KQStoredVariable.h"
 #include "KQVariable.h"
 #include "NetworkMetrics.h"
 #include "NetworkStatistics.h"
@@ -132,7 +134,9 @@ MetricLabels labelsOf(const KQ::KQVariable& variable) {
 
 }  // namespace
 
-Metrics::Metrics(const Node& described) : node(described), startTime(getWallClock()) {}
+Metrics::Metrics(const Node& described) : node(described), startTime(getWallClock()) {
+  findVariables();
+}
 
 std::string Metrics::getText(const Observation& observation) const {
   OpenMetricsText text;
@@ -188,29 +192,31 @@ void Metrics::addPort(OpenMetricsText& text) const {
 }
 
 // Texts are left out: each new one would be one more series that a monitoring system keeps for ever.
-void Metrics::addVariables(OpenMetricsText& text) const {
-  const auto variables = node.store.getCopyOfVariableMap();
-  const auto addForNumbers = [&](const MetricFamily& family, auto getNumber) {
-    text.begin(family);
-    if (!variables) {
-      return;
+void Metrics::findVariables() {
+  const auto found = node.store.getCopyOfVariableMap();
+  if (!found) {
+    return;
+  }
+  for (const auto& [key, variable] : *found) {
+    if (variable.getStorageType() == KQ::STORAGE_TYPE_INTEGER) {
+      variables.push_back({labelsOf(variable), variable.isSigned(),
+                           node.store.findVariable(variable.getFirstAddress(), variable.getSecondAddress())});
     }
-    for (const auto& [key, variable] : *variables) {
-      if (variable.getStorageType() == KQ::STORAGE_TYPE_INTEGER) {
-        text.add(labelsOf(variable), getNumber(variable));
-      }
-    }
-  };
-  addForNumbers(VARIABLE, [this](const KQ::KQVariable& variable) { return getValue(variable); });
-  addForNumbers(VARIABLE_VALID, [this](const KQ::KQVariable& variable) {
-    return toNumber(node.store.isValid(variable.getFirstAddress(), variable.getSecondAddress()));
-  });
+  }
 }
 
-double Metrics::getValue(const KQ::KQVariable& variable) const {
-  int value = 0;
-  node.store.getVariableValue(variable.getFirstAddress(), variable.getSecondAddress(), &value);
-  return variable.isSigned() ? static_cast<double>(value) : static_cast<unsigned int>(value);
+void Metrics::addVariables(OpenMetricsText& text) const {
+  text.begin(VARIABLE);
+  for (const Variable& variable : variables) {
+    int value = 0;
+    variable.stored->getVariableValue(&value);
+    text.add(variable.labels, variable.isSigned ? static_cast<double>(value) : static_cast<unsigned int>(value));
+  }
+  text.begin(VARIABLE_VALID);
+  for (const Variable& variable : variables) {
+    int value = 0;
+    text.add(variable.labels, toNumber(variable.stored->getVariableValue(&value) == KQ::KQ_OK));
+  }
 }
 
 }  // namespace panel

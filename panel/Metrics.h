@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "OpenMetricsText.h"
 
@@ -8,7 +9,7 @@ namespace KQ {
 class KQDEI;
 class KQEndPoint;
 class KQSDOHandler;
-class KQVariable;
+class KQStoredVariable;
 }  // namespace KQ
 
 namespace monitor {
@@ -43,21 +44,29 @@ public:
     unsigned long long missedFrames;  ///< that were not observed in time
   };
 
+  /// Takes down which numbers the store has: those that are added later are not told. Any thread.
   explicit Metrics(const Node& node);
 
   /// The metrics at this moment, in the text form of OpenMetrics: to be answered as CONTENT_TYPE.
   std::string getText(const Observation& observation) const;
 
 private:
+  struct Variable {
+    MetricLabels labels;
+    bool isSigned;
+    const KQ::KQStoredVariable* stored;
+  };
+
+  void findVariables();
   void addProcess(OpenMetricsText& text) const;
   void addNode(OpenMetricsText& text) const;
   void addHeartbeatConsumers(OpenMetricsText& text) const;
   void addPort(OpenMetricsText& text) const;
   void addVariables(OpenMetricsText& text) const;
-  double getValue(const KQ::KQVariable& variable) const;
 
   const Node node;
   const double startTime;
+  std::vector<Variable> variables;
 };
 
 }  // namespace panel

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 
 #include "DemoApplication.h"
@@ -20,6 +22,7 @@
 #include "KQSignal.h"
 #include "KQTick.h"
 #include "KQVariableEventDispatcher.h"
+#include "NodeDescription.h"
 #include "PanelError.h"
 
 namespace panel {
@@ -31,6 +34,11 @@ constexpr unsigned int PORT = 0;
 
 // The time that all nodes of the process together may use in one cycle.
 constexpr unsigned int CYCLE_BUDGET_MS = 50;
+
+// How long frames that wait at the port may keep the node from its time-outs.
+constexpr unsigned int CATCH_UP_MS = 50;
+
+constexpr std::size_t BYTES_A_MIB = 1048576;
 
 // The node describes itself in this file whenever it is initialised, and does not say when it could not.
 constexpr const char* DESCRIPTION_FILE = "tavo_default.dcf";
@@ -47,6 +55,15 @@ void requireWritableWorkingDirectory() {
 void require(int result, const std::string& what) {
   if (result != KQ::KQ_OK) {
     throw PanelError(what + ": " + KQ::kqGetErrorString(result));
+  }
+}
+
+/// One line tells of the first; the others are a matter of a check.
+void requireNoErrors(const device_description::Findings& findings) {
+  const std::size_t errors = findings.count(device_description::Severity::ERROR);
+  if (errors != 0) {
+    const std::string more = errors == 1 ? "" : " (and " + std::to_string(errors - 1) + " more, --check lists them)";
+    throw PanelError(findings.getFirst(device_description::Severity::ERROR) + more);
   }
 }
 
@@ -68,11 +85,29 @@ Panel::~Panel() {
 
 void Panel::prepare() {
   if (options.app) {
-    application = std::make_unique<EdsApplication>(*options.app, options.nodeID);
+    readApplication();
   } else {
     application = std::make_unique<DemoApplication>(*KQ::KQDEI::instance(), std::cout, options.peer);
   }
   require(KQ::KQCANPortRegistry::instance()->bindPort(PORT, options.can), options.can);
+}
+
+void Panel::readApplication() {
+  device_description::Findings findings;
+  const std::optional<unsigned char> nodeID = options.isNodeIDGiven ? std::optional(options.nodeID) : std::nullopt;
+  auto described = std::make_unique<EdsApplication>(*options.app, nodeID, findings, options.nodeID);
+  requireNoErrors(findings);
+  for (const device_description::Finding& finding : findings.getAll()) {
+    if (finding.severity == device_description::Severity::WARNING) {
+      std::cout << finding.text << '\n';
+    }
+  }
+  options.nodeID = described->getDescription().nodeID;
+  if (!options.isHeartbeatGiven) {
+    options.heartbeat = described->getConfiguration().getHeartbeatTime().value_or(options.heartbeat);
+  }
+  descriptionMade = described->getDescription().fileInfo;
+  application = std::move(described);
 }
 
 void Panel::startNode() {
@@ -86,6 +121,20 @@ void Panel::startNode() {
   // From here on the manager drives the node, and deletes it in the end.
   node = created.release();
   KQ::KQCANopenInstanceManager::instance()->addCANopenInstance(node);
+  if (options.exported) {
+    exportDescription();
+  }
+}
+
+void Panel::exportDescription() {
+  const std::string& path = *options.exported;
+  const std::string text = describeNode(*node, descriptionMade).write(path.substr(path.rfind('/') + 1));
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) {
+    throw PanelError("--export: cannot write '" + path + "': " + std::strerror(errno));
+  }
 }
 
 // create(): the node is given the variable store, who reports its changes, and its CAN port. Nothing is sent yet.
@@ -100,7 +149,8 @@ void Panel::connect(KQ::KQCANopen& created) {
   }
   observers = std::make_unique<FrameFanOut>(*created.getEndPoint());
   if (options.trace) {
-    trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can));
+    const TraceRotation rotation{std::size_t{options.traceSize} * BYTES_A_MIB, options.traceFiles};
+    trace = std::make_unique<FrameTrace>(*options.trace, FrameTrace::getInterfaceName(options.can), rotation);
     observers->add(*trace);
   }
 }
@@ -158,21 +208,58 @@ void Panel::run() {
   if (http) {
     http->start();  // a thread, from which the signals are held back by now, too
   }
-  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { running = false; });
+  endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { heedSignals(); });
+  slept = KQ::KQTick::getTickCount();
   while (running) {
-    const unsigned int now = KQ::KQTick::getTickCount();
+    const unsigned int now = wakeUp();
     application->update(now);
     tasks.serve();
     cycle(now);
+    serviceManager.update(now);
     if (trace) {
       trace->flush();
     }
     std::cout.flush();  // what was dropped while nobody read is told as soon as somebody does
     std::cerr.flush();
-    // Frames are handed to the node in here, by its onEndPointReadable().
-    endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
+    sleep();
   }
+  serviceManager.stopping();
   endPoints.removeDescriptor(signalDescriptor);
+}
+
+// SIGHUP is for the trace, which somebody has moved away. Without one it ends the panel as the others do: its terminal
+// is gone.
+void Panel::heedSignals() {
+  for (int signal = signals.take(); signal != 0; signal = signals.take()) {
+    if (signal == SIGHUP && trace) {
+      trace->reopen();
+    } else {
+      running = false;
+    }
+  }
+}
+
+// Frames are handed to the node in here, by its onEndPointReadable().
+void Panel::sleep() {
+  slept = KQ::KQTick::getTickCount();
+  planned = getWaitTime(getTimeToNextWork(slept), options.cycle);
+  served = endPoints.wait(planned);
+}
+
+// When the program was held up, frames that came in time wait at its port: they count before the time-outs that are
+// over by now. A sleep that ended when it was to has just seen that there are none. A bus that never ends sending has
+// to let the node go on.
+unsigned int Panel::wakeUp() {
+  const unsigned int now = KQ::KQTick::getTickCount();
+  const bool hasJustLooked = served == 0 && now - slept - static_cast<unsigned int>(planned) <= 1;
+  if (hasJustLooked || node->getTimeToNextWork(now) > 0) {
+    return now;
+  }
+  unsigned int reading = now;
+  while (endPoints.wait(0) > 0 && reading - now < CATCH_UP_MS) {
+    reading = KQ::KQTick::getTickCount();
+  }
+  return reading;
 }
 
 void Panel::cycle(unsigned int now) {
@@ -182,6 +269,9 @@ void Panel::cycle(unsigned int now) {
   const bool isBooting = node->getCANopenState() == KQ::CANOPEN_STATE_INIT;
   KQ::KQCANopenInstanceManager::instance()->updateAllData(now + CYCLE_BUDGET_MS);
   const bool hasBooted = isBooting && node->getCANopenState() == KQ::CANOPEN_STATE_PRE_OPERATIONAL;
+  if (hasBooted) {
+    serviceManager.ready();
+  }
   if (options.autostart && hasBooted) {
     node->setCANopenState(KQ::CANOPEN_STATE_OPERATIONAL);
   }
@@ -196,7 +286,8 @@ void Panel::sendHeartbeatOfLastTick() {
 }
 
 unsigned int Panel::getTimeToNextWork(unsigned int now) const {
-  return std::min(node->getTimeToNextWork(now), application->getTimeToNextUpdate(now));
+  return std::min(
+      {node->getTimeToNextWork(now), application->getTimeToNextUpdate(now), serviceManager.getTimeToNextUpdate(now)});
 }
 
 int Panel::getWaitTime(unsigned int nextWork, int longest) {

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "Application.h"
+#include "DeviceDescription.h"
 #include "FrameFanOut.h"
 #include "FrameTrace.h"
 #include "HeartbeatReporter.h"
@@ -18,8 +19,9 @@
 #include "NodeCounts.h"
 #include "Page.h"
 #include "PanelOptions.h"
+#include "PanelSignals.h"
+#include "ServiceManager.h"
 #include "StateReporter.h"
-#include "TerminationSignals.h"
 #include "TrafficWatch.h"
 
 namespace panel {
@@ -41,7 +43,7 @@ public:
   /// Builds the node on the port and hands it over to the instance manager.
   void startNode();
 
-  /// Drives the node until a termination signal arrives.
+  /// Drives the node until a signal asks it to end.
   void run();
 
   /// How long to wait for frames before the next cycle.
@@ -51,24 +53,31 @@ public:
   static int getWaitTime(unsigned int nextWork, int longest);
 
 private:
+  void readApplication();
   void connect(KQ::KQCANopen& created);
   void initialise(KQ::KQCANopen& created);
   void bind(KQ::KQCANopen& created);
   void serveBus();
   void serveHttp(KQ::KQCANopen& created);
   void serveMetrics(KQ::KQCANopen& created);
+  unsigned int wakeUp();
+  void exportDescription();
   void cycle(unsigned int now);
+  void sleep();
+  void heedSignals();
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
   int signalOccurred(KQ::KQSignal& signal) override;
 
-  const PanelOptions options;
-  TerminationSignals signals;
+  PanelOptions options;  ///< and what the application's description says where the command line says nothing
+  PanelSignals signals;
+  ServiceManager serviceManager;
   KQ::KQEndPointManager endPoints;
   StateReporter stateReporter;
   HeartbeatReporter heartbeatReporter;
   NodeCounts counts{&stateReporter, &heartbeatReporter};
   std::unique_ptr<Application> application;
+  device_description::FileInfo descriptionMade;  ///< when the application was described; empty without a description
   std::unique_ptr<FrameTrace> trace;
   std::unique_ptr<FrameFanOut> observers;
   KQ::KQSocketcandServer server;
@@ -80,6 +89,9 @@ private:
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;
+  unsigned int slept = 0;  ///< tick at which the last sleep began
+  int planned = 0;         ///< ms that it was to last at most
+  int served = 0;          ///< what ended it earlier
   bool running = true;
 };
 

@@ -78,10 +78,11 @@ struct CommandLine {
     app.add_option("--bit-rate", options.bitRate, "Bit rate of the bus in bit/s, to which its load is related")
         ->check(CLI::Range(10000, 1000000))
         ->capture_default_str();
-    app.add_option("--node-id", nodeID, "Node-ID of the panel")->check(CLI::Range(1, 127))->capture_default_str();
-    app.add_option("--heartbeat", options.heartbeat, "Producer heartbeat time in ms, 0: none")
-        ->check(CLI::Range(0, 65535))
-        ->capture_default_str();
+    nodeIDOption =
+        app.add_option("--node-id", nodeID, "Node-ID of the panel")->check(CLI::Range(1, 127))->capture_default_str();
+    heartbeatOption = app.add_option("--heartbeat", options.heartbeat, "Producer heartbeat time in ms, 0: none")
+                          ->check(CLI::Range(0, 65535))
+                          ->capture_default_str();
     app.add_option("--sdo-timeout", options.sdoTimeout, "Silence in ms after which an SDO transfer is aborted")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
@@ -89,9 +90,21 @@ struct CommandLine {
         ->check(CLI::Range(1, 127))
         ->type_name("NODE");
     app.add_flag("--autostart", options.autostart, "Enter OPERATIONAL after every boot-up, without an NMT start");
-    app.add_option("--app", options.app, "EDS whose objects from 0x2000 on take the place of the demo application")
+    app.add_option("--app", options.app,
+                   "EDS or DCF of the device that the panel is to be, instead of the demo machine")
         ->type_name("FILE.eds");
+    app.add_option("--check", options.check,
+                   "Only read FILE, an EDS or DCF, and report; status 0, 1 warnings, 2 errors")
+        ->type_name("FILE.eds");
+    app.add_option("--export", options.exported, "Describe the node in FILE, as tools read it")->type_name("FILE.eds");
     app.add_option("--trace", options.trace, "Write all frames to FILE, as lines of a candump log")->type_name("FILE");
+    traceSizeOption = app.add_option("--trace-size", options.traceSize, "Begin a new trace after so many MiB, 0: never")
+                          ->check(CLI::Range(0, 1048576))
+                          ->capture_default_str();
+    traceFilesOption =
+        app.add_option("--trace-files", options.traceFiles, "Full traces that are kept: FILE.1 is the latest")
+            ->check(CLI::Range(1, 1000))
+            ->capture_default_str();
     app.add_option("--cycle", options.cycle, "Longest wait between two cycles in ms")
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
@@ -100,6 +113,10 @@ struct CommandLine {
 
   CLI::App app{"A CANopen node: the TAVO stack with an application on a CAN port.", "tavo-panel"};
   CLI::Option* listenOption = nullptr;
+  CLI::Option* traceSizeOption = nullptr;
+  CLI::Option* traceFilesOption = nullptr;
+  CLI::Option* nodeIDOption = nullptr;
+  CLI::Option* heartbeatOption = nullptr;
   std::string listen = DEFAULT_LISTEN;
   CLI::Option* httpOption = nullptr;
   std::string http;
@@ -132,6 +149,15 @@ void checkPort(PanelOptions& options, const CommandLine& line) {
   }
 }
 
+void checkTrace(const PanelOptions& options, const CommandLine& line) {
+  if (line.traceSizeOption->count() > 0 && !options.trace) {
+    throw PanelError("--trace-size is for a --trace");
+  }
+  if (line.traceFilesOption->count() > 0 && options.traceSize == 0) {
+    throw PanelError("--trace-files is for a --trace that has a --trace-size");
+  }
+}
+
 }  // namespace
 
 PanelOptions PanelOptions::parse(int argumentCount, const char* const* arguments) {
@@ -149,8 +175,11 @@ PanelOptions PanelOptions::parse(int argumentCount, const char* const* arguments
     throw PanelError(inOneLine(error.what()) + " (--help lists the options)");
   }
   options.nodeID = static_cast<unsigned char>(line.nodeID);
+  options.isNodeIDGiven = line.nodeIDOption->count() > 0;
+  options.isHeartbeatGiven = line.heartbeatOption->count() > 0;
   takePeer(options, line.peer);
   checkPort(options, line);
+  checkTrace(options, line);
   if (line.httpOption->count() > 0) {
     options.http = parseAddress(HTTP, line.http);
   }

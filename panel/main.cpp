@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "DescriptionCheck.h"
 #include "Panel.h"
 #include "PanelError.h"
 #include "PanelOptions.h"
@@ -37,6 +38,9 @@ int main(int argumentCount, char** arguments) {
     if (!options.information.empty()) {
       std::cout << options.information;
       return 0;
+    }
+    if (options.check) {
+      return panel::checkDescription(options, std::cout);
     }
     runPanel(options);
     return 0;

@@ -1,22 +1,24 @@
 #!/bin/bash
 # Installs what a task needs and this machine lacks, with the package manager of Debian.
 #
-#   scripts/setup.sh TASK...     TASK: run | test | page | check | bench | fuzz | coverage | armhf | target
+#   scripts/setup.sh TASK...     TASK: run | test | page | check | packages | bench | metrics | fuzz | coverage | armhf | target
 #
 # Nothing is asked and nothing is installed twice; when all is there, this takes a fraction of a second.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libinih-dev libboost-dev nlohmann-json3-dev)
+RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev libboost-dev nlohmann-json3-dev)
 TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
 # clang++ with the libraries of its sanitizers and of libFuzzer, and the program that names what a finding points to.
 FUZZ_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-dev llvm python3)
 COVERAGE_PACKAGES=(gcovr)
-# 32-bit ARM: a compiler, and what runs its programs here; what they need beyond the compiler's libraries is unpacked.
+# What asks Debian's packages what a program needs, and what makes an empty Debian to install packages in.
+PACKAGES_PACKAGES=("${RUN_PACKAGES[@]}" dpkg-dev file debootstrap)
+METRICS_PACKAGES=(python3 python3-can python3-prometheus-client)
+# 32-bit ARM: a compiler, and what runs its programs here. They need no library beyond the compiler's.
 ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-linux-gnueabihf qemu-user)
-ARMHF_LIBRARIES=(libinih-dev:armhf libinih1:armhf libinireader0:armhf)
 # The emulated machine: kernels and programs that are unpacked for it.
 TARGET_PACKAGES=("${ARMHF_PACKAGES[@]}" qemu-system-arm cpio kmod)
 TARGET_FILES=(linux-image-arm64:arm64 linux-image-armmp:armhf busybox-static:armhf can-utils:armhf)
@@ -33,7 +35,7 @@ fail() {
 packages=()
 with_clients=false
 with_browser=false
-with_armhf=false
+with_prometheus=false
 with_target=false
 for task in "$@"; do
   case $task in
@@ -54,17 +56,19 @@ for task in "$@"; do
     check) packages+=("${CHECK_PACKAGES[@]}") ;;
     fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
     coverage) packages+=("${COVERAGE_PACKAGES[@]}") ;;
-    bench) packages+=("${BENCH_PACKAGES[@]}") ;;
-    armhf)
-      packages+=("${ARMHF_PACKAGES[@]}")
-      with_armhf=true
+    packages) packages+=("${PACKAGES_PACKAGES[@]}") ;;
+    metrics)
+      packages+=("${METRICS_PACKAGES[@]}")
+      # Its package would start a server that collects from this machine, so that it is unpacked, not installed.
+      command -v prometheus >/dev/null || with_prometheus=true
       ;;
+    bench) packages+=("${BENCH_PACKAGES[@]}") ;;
+    armhf) packages+=("${ARMHF_PACKAGES[@]}") ;;
     target)
       packages+=("${TARGET_PACKAGES[@]}")
-      with_armhf=true
       with_target=true
       ;;
-    *) fail "unknown task '$task', there are run, test, page, check, bench, fuzz, coverage, armhf and target" ;;
+    *) fail "unknown task '$task', there are run, test, page, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
   esac
 done
 
@@ -134,8 +138,8 @@ fi
 if $with_browser; then
   install_modules "$BROWSER"
 fi
-if $with_armhf; then
-  tests/target/fetch-packages sysroot "${ARMHF_LIBRARIES[@]}"
+if $with_prometheus; then
+  tests/target/fetch-packages prometheus "prometheus:$(dpkg --print-architecture)"
 fi
 if $with_target; then
   tests/target/fetch-packages root "${TARGET_FILES[@]}"

@@ -2,17 +2,20 @@
 //
 // | subject      | functional                                                     | robustness                     |
 // |--------------|----------------------------------------------------------------|--------------------------------|
-// | send mutex   | free between two TPDOs of a send pass, while PDOs are built    | held while a TPDO is sent      |
+// | send mutex   | free between two TPDOs of a send pass, while PDOs are built    | held while a TPDO is sent: its |
+// |              |                                                                | replacement waits for that     |
 // | other frames | leave between two TPDOs of one SYNC                            |                                |
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
 
 #include "Edition.h"
 #include "KQMutex.h"
+#include "OtherThread.h"
 #include "PDOFixture.h"
 
 using namespace KQ;
@@ -89,6 +92,21 @@ TEST_F(PDOSendMutex, IsFreeWhileOnePDOIsBuilt) {
   handler().signalPDOChange(0x1800);
   EXPECT_EQ(std::set<unsigned int>{0}, whenFree);
   EXPECT_EQ(std::set<unsigned int>{}, whenHeld);
+}
+
+TEST_F(PDOSendMutex, LetsNoPDOBeReplacedWhileItIsSent) {
+  node.cycle();
+  std::optional<test::OtherThread> replacing;
+  bool waits = false;
+  node.port().onWrite = [&] {
+    if (!replacing) {
+      replacing.emplace([this] { handler().signalPDOChange(0x1800); });
+      waits = replacing->waits();
+    }
+  };
+  change(0x2001, 1, 7);
+  replacing.reset();
+  EXPECT_TRUE(waits);
 }
 
 /// Changes a variable all the time.

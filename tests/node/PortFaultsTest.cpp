@@ -3,7 +3,7 @@
 // | parameter | functional                                        | robustness                                |
 // |-----------|---------------------------------------------------|-------------------------------------------|
 // | writes    | accepted                                          | refused n times, for ever, at random      |
-// | reads     | all frames that wait                              | fail for a while: nothing that waits goes |
+// | reads     | all frames that wait                              | fail for a while, for ever, at random     |
 // | afterwards | heartbeat, SDO, PDO, client: as before, by itself |                                          |
 // | log       | nothing                                           | one line for each frame that was given up |
 //
@@ -168,6 +168,47 @@ TEST_F(PortFaults, ReadsThatFailLeaveWhatWaitsForLater) {
   }
   node.canopen().onEndPointReadable(&node.port(), nullptr);
   EXPECT_EQ(answer, sent());
+  expectHealthy();
+}
+
+TEST_F(PortFaults, ReadsThatFailForEverCostNoHeartbeatAndNoLine) {
+  constexpr unsigned int REQUESTS = 100;
+  for (unsigned int i = 0; i < REQUESTS; ++i) {
+    node.port().inject("605#40 18 10 01 00 00 00 00");
+  }
+  node.port().failReads(FOR_EVER, KQ::KQ_NOT_AVAILABLE);
+  node.run(100);
+  unsigned int heartbeats = 0;
+  for (unsigned int passed = 0; passed < 1000; ++passed) {
+    node.canopen().onEndPointReadable(&node.port(), nullptr);
+    heartbeats += static_cast<unsigned int>(node.run(1).size());
+  }
+  EXPECT_EQ(10U, heartbeats);
+  EXPECT_EQ(0U, givenUp());
+  node.port().failReads(0, KQ::KQ_OK);
+  node.canopen().onEndPointReadable(&node.port(), nullptr);
+  EXPECT_EQ(REQUESTS, sent().size());
+  expectHealthy();
+}
+
+TEST_F(PortFaults, ReadsThatFailAtRandomLoseNoRequestAndKeepTheirOrder) {
+  std::mt19937 random(test::chooseSeed());
+  Frames answers;
+  Frames expected;
+  for (unsigned int request = 0; request < 1000 || node.port().waitingFrames() > 0; ++request) {
+    if (request < 1000) {
+      char object[8];
+      std::snprintf(object, sizeof object, "%02X %02X", request & 0xFFU, 0x50U + (request >> 8U));
+      node.port().inject("605#40 " + std::string(object) + " 00 00 00 00 00");
+      expected.push_back("585#80 " + std::string(object) + " 00 00 00 02 06");
+    }
+    node.port().failReads(static_cast<unsigned int>(random() % 4), KQ::KQ_NOT_AVAILABLE);
+    node.canopen().onEndPointReadable(&node.port(), nullptr);
+    const Frames part = sent();
+    answers.insert(answers.end(), part.begin(), part.end());
+  }
+  EXPECT_EQ(expected, answers);
+  node.port().failReads(0, KQ::KQ_OK);
   expectHealthy();
 }
 

@@ -1,18 +1,22 @@
-// Covers: a whole node while the tick passes the middle and the end of its 32 bits, and when cycles come late.
+// Covers: a whole node while the tick passes the middle and the end of its 32 bits, when cycles come late, and when the
+// wall clock is set.
 //
-// | parameter | functional                                        | robustness                               |
-// |-----------|---------------------------------------------------|------------------------------------------|
-// | tick      | as anywhere else                                  | 0x80000000, the wrap                     |
-// | timers    | event timer, inhibit time, RPDO and SDO time-outs | heartbeats: what shows, and for how long |
-// | pace      | a cycle each millisecond, cycles as asked for     | seconds late                             |
-// | drain     | a flood is read whole                             | in the upper half one frame a call       |
+// | parameter  | functional                                        | robustness                               |
+// |------------|---------------------------------------------------|------------------------------------------|
+// | tick       | as anywhere else                                  | 0x80000000, the wrap                     |
+// | timers     | event timer, inhibit time, RPDO and SDO time-outs | heartbeats: what shows, and for how long |
+// | pace       | a cycle each millisecond, cycles as asked for     | seconds late                             |
+// | drain      | a flood is read whole                             | in the upper half one frame a call       |
+// | wall clock |                                                   | set by hours and years, forth and back   |
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "CountedAction.h"
+#include "Edition.h"
 #include "KQCANopenObjectDictionary.h"
 #include "KQNMTHandler.h"
 #include "PDOFixture.h"
@@ -131,6 +135,39 @@ std::string nameOfTick(const testing::TestParamInfo<unsigned int>& row) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ticks, TimersAcross, testing::Values(MIDDLE, WRAP), nameOfTick);
+
+// ---- the wall clock
+
+/// A wall clock that is somewhere else at every reading: hours ahead, years ago, before 1970.
+long readSteppedWallClock() {
+  static constexpr long TIMES[] = {1'700'000'000, 1'700'003'600, 86'400, 2'147'483'647, -5};
+  static std::size_t readings = 0;
+  return TIMES[readings++ % std::size(TIMES)];
+}
+
+/// With heartbeats as well.
+class EveryTimerRun : public TickWrap {
+public:
+  History record() {
+    node.canopen().setHeartbeatProducerTime(90);
+    startBefore(ANYWHERE);
+    return run();
+  }
+  void TestBody() override {}
+};
+
+History runEveryTimer() {
+  EveryTimerRun run;
+  return run.record();
+}
+
+TEST(SteppedWallClock, MovesNoTimer) {
+  const History expected = runEveryTimer();
+  test::edition::setWallClock(readSteppedWallClock);
+  const History found = runEveryTimer();
+  test::edition::setWallClock(nullptr);
+  EXPECT_EQ(expected, found);
+}
 
 // The time of a transmission is 0 as long as there was none: one in tick 0 is forgotten.
 TEST_F(TickWrap, TransmissionInTickZeroInhibitsNothing) {

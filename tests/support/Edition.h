@@ -12,6 +12,9 @@ namespace test::edition {
 /// Puts another clock in place of the runtime's; null: back to that. It may be asked on any thread.
 void setClock(unsigned int (*clock)());
 
+/// The same for the wall clock: seconds since 1970.
+void setWallClock(long (*clock)());
+
 /// Forgets every variable and every registration for changes.
 void clearStore();
 

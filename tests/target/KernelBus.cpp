@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -260,14 +261,26 @@ std::int64_t Process::processorTime() const {
 }
 
 long Process::wakes() const {
+  return statusOf("voluntary_ctxt_switches:");
+}
+
+long Process::ownMemoryKiB() const {
+  return statusOf("RssAnon:");
+}
+
+std::size_t Process::openDescriptors() const {
+  const std::filesystem::directory_iterator descriptors("/proc/" + std::to_string(process) + "/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+long Process::statusOf(const std::string& label) const {
   std::ifstream file("/proc/" + std::to_string(process) + "/status");
   for (std::string line; std::getline(file, line);) {
-    const std::string label = "voluntary_ctxt_switches:";
     if (line.rfind(label, 0) == 0) {
       return std::stol(line.substr(label.size()));
     }
   }
-  fail("wakes");
+  fail(label);
 }
 
 }  // namespace test

@@ -103,8 +103,15 @@ public:
   std::int64_t processorTime() const;
   /// How often it has gone to sleep so far, and so come back.
   long wakes() const;
+  /// Memory of its own that it has, without what is shared with a file, in KiB.
+  long ownMemoryKiB() const;
+  /// How many descriptors it has open.
+  std::size_t openDescriptors() const;
 
 private:
+  /// The number behind a label in what the kernel says of the process.
+  long statusOf(const std::string& label) const;
+
   pid_t process;
   bool ended = false;
   int status = 0;

@@ -4,10 +4,10 @@
 // |------------------|-------------------------------------------------------------------------------------------|
 // | life             | boot-up, heartbeat, NMT, SDO                                                              |
 // | transmit queue   | 64 TPDOs on one SYNC through a queue of ten frames, again and again (robustness)          |
-// | interface        | down and up while TPDOs are pending (robustness)                                          |
+// | interface        | down and up while TPDOs are pending; deleted and created again (robustness)               |
 // | error frames     | bus-off, error-passive, overrun: the node goes on (robustness)                            |
 // | foreign frames   | extended, remote and FD frames with the identifiers of services (robustness)              |
-// | wall clock       | stepped by an hour both ways: heartbeat, its consumer and the SDO time-out (robustness)   |
+// | wall clock       | stepped by an hour both ways: heartbeat, its consumer, event timer and SDO (robustness)   |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 
 #include "KQVariable.h"
 #include "KernelBus.h"
@@ -116,6 +117,35 @@ TEST_F(KernelNodeTest, InterfaceDownAndUpWhilePDOsArePending) {
   EXPECT_EQ(only(run(10), "3").size(), 32U);
 }
 
+TEST_F(KernelNodeTest, InterfaceThatVanishesAndReturnsIsUsedAgainWithOneLineEachWay) {
+  device.start();
+  run(5);
+  testing::internal::CaptureStderr();
+  canlink("del vcan0");
+  device.run(500);
+  canlink("add vcan0 vcan");
+  canlink("up vcan0");
+  device.run(250);
+  std::istringstream errors(testing::internal::GetCapturedStderr());
+  Frames ofThePort;
+  for (std::string line; std::getline(errors, line);) {
+    if (line.rfind("socketcan:", 0) == 0) {
+      ofThePort.push_back(line);
+    }
+  }
+  EXPECT_EQ(ofThePort, (Frames{"socketcan:vcan0: interface is down", "socketcan:vcan0: interface is up again"}));
+  const KQ::KQEndPointStatistics statistics = device.node.getEndPoint()->getStatistics();
+  EXPECT_EQ(statistics.disconnects, 1U);
+  EXPECT_EQ(statistics.reconnects, 1U);
+  EXPECT_GT(statistics.refused, 0U) << "the heartbeats meanwhile";
+  RawSocket other("vcan0");
+  device.run(2 * HEARTBEAT_MS);
+  EXPECT_THAT(other.take(), Contains("705#05")) << "it is still OPERATIONAL";
+  other.send(UPLOAD_VENDOR_ID);
+  device.run(5);
+  EXPECT_EQ(only(other.take(), "585#43 18 10 01").size(), 1U);
+}
+
 struct ErrorCase {
   const char* name;
   unsigned int classes;
@@ -173,24 +203,42 @@ TEST_F(KernelNodeTest, ForeignFramesAreNotTakenForServices) {
 
 class KernelNodeWallClock : public KernelNodeTest, public testing::WithParamInterface<int> {
 protected:
+  static constexpr int PERIOD_MS = HEARTBEAT_MS;
+
+  void waitFor(const std::string& identifier) {
+    for (int i = 0; i < 2 * PERIOD_MS && only(run(1), identifier).empty(); ++i) {
+    }
+  }
+
+  /// The clock is set behind a frame with that identifier, and twenty more follow, each a period after the one before.
+  void expectCadenceOverTheStep(const std::string& identifier) {
+    waitFor(identifier);
+    std::int64_t last = monotonicTime();
+    wallClock.step(GetParam());
+    for (int frames = 0; frames < 20; ++frames) {
+      waitFor(identifier);
+      const std::int64_t now = monotonicTime();
+      ASSERT_NEAR(static_cast<double>(now - last), PERIOD_MS * MILLISECOND, 5 * MILLISECOND) << "after " << frames;
+      last = now;
+    }
+  }
+
   SteppedWallClock wallClock;
 };
 
 TEST_P(KernelNodeWallClock, StepLeavesTheHeartbeatsCadence) {
   device.start();
   run(100);
-  wallClock.step(GetParam());
-  std::int64_t last = monotonicTime();
-  for (int heartbeats = 0; heartbeats < 20;) {
-    const bool isThere = !only(run(1), "705").empty();
-    const std::int64_t now = monotonicTime();
-    ASSERT_LT(now - last, (HEARTBEAT_MS + 5) * MILLISECOND) << "after " << heartbeats;
-    if (isThere) {
-      ASSERT_TRUE(heartbeats == 0 || now - last > (HEARTBEAT_MS - 5) * MILLISECOND) << "after " << heartbeats;
-      last = now;
-      ++heartbeats;
-    }
-  }
+  expectCadenceOverTheStep("705");
+}
+
+TEST_P(KernelNodeWallClock, StepLeavesTheEventTimersCadence) {
+  device.addVariables(1);
+  device.node.addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x301, PERIOD_MS, 0, 255, true, nullptr);
+  device.node.addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 0, 32);
+  device.start();
+  run(100);
+  expectCadenceOverTheStep("301");
 }
 
 TEST_P(KernelNodeWallClock, StepIsNoSilenceOfAWatchedNode) {

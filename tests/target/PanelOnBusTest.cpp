@@ -4,7 +4,8 @@
 // |-----------------|--------------------------------------------------------------------------------------------|
 // | life            | boot-up and heartbeat; NMT commands; SIGTERM ends it with 0                                |
 // | SDO             | expedited and segmented upload, download, abort                                            |
-// | interface       | can0 down and up (robustness)                                                              |
+// | interface       | can0 down and up; down when the panel starts (robustness)                                  |
+// | wall clock      | set by hours and by years (robustness)                                                     |
 // | flood           | ten seconds at the full rate of the bus: SDO is answered, heartbeats come (robustness);    |
 // |                 | two seconds while every frame is traced                                                    |
 // | foreign frames  | wake nobody, and are traced; two panels on one interface: each sleeps while the other is      |
@@ -105,6 +106,13 @@ TEST_F(PanelOnBus, EndsCleanlyOnSIGTERM) {
   EXPECT_EQ(panel->terminate(), 0);
 }
 
+/// What a panel has said of its port.
+std::string portLinesOf(const std::string& logFile) {
+  return outputOf("grep ^socketcan: " + logFile);
+}
+
+constexpr const char* ONE_LINE_EACH_WAY = "socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n";
+
 TEST_F(PanelOnBus, ReturnsWithItsInterface) {
   canlink("down can0");
   while (master.receiveOf("705", PATIENCE_MS)) {
@@ -113,9 +121,40 @@ TEST_F(PanelOnBus, ReturnsWithItsInterface) {
   EXPECT_EQ(nextHeartbeat(), "705#7F");
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
   EXPECT_TRUE(panel->isRunning());
-  const std::string output = outputOf("cat /tmp/panel.log");
-  EXPECT_THAT(output, HasSubstr("socketcan:can0: interface is down\n"));
-  EXPECT_THAT(output, HasSubstr("socketcan:can0: interface is up again\n"));
+  EXPECT_EQ(portLinesOf("/tmp/panel.log"), ONE_LINE_EACH_WAY);
+}
+
+TEST(PanelBeforeItsInterfaceOnBus, WaitsForItAndServesItThen) {
+  canlink("down can0");
+  Process panel({"tavo-panel", "--can", "socketcan:can0", "--heartbeat", std::to_string(HEARTBEAT_MS)},
+                "/tmp/panel.log");
+  RawSocket master("can1");
+  EXPECT_FALSE(master.receiveOf("705", 2 * PATIENCE_MS));
+  EXPECT_TRUE(panel.isRunning());
+  canlink("up can0");
+  EXPECT_TRUE(master.receiveOf("705", PATIENCE_MS));
+  master.send("605#40 18 10 01 00 00 00 00");
+  EXPECT_TRUE(master.receiveOf("585", PATIENCE_MS));
+  EXPECT_EQ(portLinesOf("/tmp/panel.log"), ONE_LINE_EACH_WAY);
+  EXPECT_EQ(panel.terminate(), 0);
+}
+
+TEST_F(PanelOnBus, WallClockThatIsSetMovesNoHeartbeat) {
+  constexpr int YEAR_S = 365 * 24 * 3600;
+  SteppedWallClock wallClock;
+  nextHeartbeat();
+  std::int64_t last = monotonicTime();
+  for (const int step : {3600, -3600, YEAR_S, -2 * YEAR_S, YEAR_S}) {
+    wallClock.step(step);
+    for (int i = 0; i < 5; ++i) {
+      ASSERT_EQ(nextHeartbeat(), "705#7F") << "after a step of " << step << " s";
+      const std::int64_t now = monotonicTime();
+      EXPECT_NEAR(static_cast<double>(now - last), HEARTBEAT_MS * MILLISECOND, 20 * MILLISECOND)
+          << "after a step of " << step << " s";
+      last = now;
+    }
+  }
+  EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
 }
 
 /// Asks the node again and again while cangen sends as much as the bus carries, and expects its answers and heartbeats.

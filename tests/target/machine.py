@@ -16,11 +16,10 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 HERE = pathlib.Path(__file__).resolve().parent
 FILES = ROOT / "build/target/root"
-SYSROOT = ROOT / "build/target/sysroot/usr/lib/arm-linux-gnueabihf"
 COMPILER_LIBRARIES = pathlib.Path("/usr/arm-linux-gnueabihf/lib")
 RUNTIME = ("ld-linux-armhf.so.3", "libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6", "libpthread.so.0")
 CAN_UTILS = ("candump", "cansend", "cangen")
-PROGRAMS = ("target_tests", "target-bench", "tavo-panel")
+PROGRAMS = ("target_tests", "target-bench", "target-soak", "tavo-panel")
 MODULES = (
     "net/can/can.ko",
     "net/can/can-raw.ko",
@@ -42,6 +41,8 @@ KERNELS = {
     "arm64": ["qemu-system-aarch64", "-cpu", "cortex-a57", *TWO_CONTROLLERS],
     "armmp": ["qemu-system-arm", "-cpu", "cortex-a15"],
 }
+JOB_LIMIT_S = 900
+"""Longest time of a job, in the machine's own time."""
 SILENCE_LIMIT_S = 300
 """Longest time without a line of output, after which the machine counts as hanging."""
 
@@ -65,7 +66,7 @@ def copy(source, folder, mode=None):
         copied.chmod(mode)
 
 
-def fill_disk(disk, kernel, build, job):
+def fill_disk(disk, kernel, build, job, limit_s):
     """Puts what the machine needs below a folder: programs, libraries, modules and the job."""
     for folder in ("dev", "proc", "sys", "tmp"):
         (disk / folder).mkdir()
@@ -80,18 +81,19 @@ def fill_disk(disk, kernel, build, job):
     (disk / "modules/order").write_text("".join(pathlib.Path(module).name + "\n" for module in MODULES))
     for library in RUNTIME:
         copy(COMPILER_LIBRARIES / library, disk / "lib")
-    for library in [*SYSROOT.glob("*.so.*"), *(build / "lib").glob("*.so")]:
-        copy(library, disk / "lib")
+    for library in (build / "lib").glob("*.so"):
+        copy(library.parent / library.readlink(), disk / "lib")  # as programs ask for them
     for program in PROGRAMS:
         if (build / "bin" / program).exists():
             copy(build / "bin" / program, disk / "job", 0o755)
     (disk / "job/run").write_text(job)
+    (disk / "job/limit").write_text(f"{limit_s}\n")
 
 
-def make_disk(path, kernel, build, job):
+def make_disk(path, kernel, build, job, limit_s):
     with tempfile.TemporaryDirectory(prefix="tavo-disk-") as folder:
         disk = pathlib.Path(folder)
-        fill_disk(disk, kernel, build, job)
+        fill_disk(disk, kernel, build, job, limit_s)
         names = "\n".join(str(file.relative_to(disk)) for file in sorted(disk.rglob("*")))
         archive = subprocess.run(
             ["cpio", "-o", "-H", "newc", "--quiet", "--owner", "0:0"],
@@ -133,19 +135,20 @@ def follow(machine, report):
     return status
 
 
-def run(kernel, build, job, report):
+def run(kernel, build, job, report, limit_s=JOB_LIMIT_S):
     """Boots a machine, runs a shell script in it and switches it off.
 
     kernel  "arm64" or "armmp"
     build   folder of a build for 32-bit ARM
     job     text of the script; PATH has the programs, vcan0 is up, and so are can0 and can1 where there are any
     report  is called with each line that the job prints
+    limit_s after so long, in the machine's time, the job is killed
 
     Returns the script's exit status. Raises MachineError when it has none.
     """
     with tempfile.TemporaryDirectory(prefix="tavo-machine-") as folder:
         disk = pathlib.Path(folder) / "disk.gz"
-        make_disk(disk, kernel, pathlib.Path(build), job)
+        make_disk(disk, kernel, pathlib.Path(build), job, limit_s)
         command = [
             *KERNELS[kernel], *COMMON, "-kernel", str(find_kernel(kernel)[0]), "-initrd", str(disk),
             "-append", "console=ttyAMA0 panic=-1 loglevel=0 cryptomgr.notests",

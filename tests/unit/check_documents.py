@@ -20,7 +20,7 @@ FENCED = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
 TEST = re.compile(r"^([A-Z]\w+)\.[A-Z]\w+$")
 # With a slash, and nothing that no path of this project has. What is built is not looked for.
 PATH = re.compile(r"^(?!build/)[\w.*-]+(/[\w.*-]+)+/?$")
-SOURCES = ("bench", "canopen", "cmake", "include", "panel", "runtime", "scripts", "tests")
+SOURCES = ("bench", "canopen", "cmake", "device_description", "device_description", "examples", "include", "monitor", "panel", "runtime", "scripts", "tests", "tools")
 FILE = re.compile(r"^[\w-]+\.(md|h|cpp|py|sh|cmake|txt)$")
 
 

@@ -68,7 +68,8 @@ public:
 
   /**
    * Waits once, until something is ready or the time is over, and serves all that is ready then, of each end point
-   * FRAMES_PER_WAIT frames at most. Returns earlier, possibly with 0, when a retry or a reconnect was due.
+   * FRAMES_PER_WAIT frames at most. Returns earlier, possibly with 0, when a retry or a reconnect was due, or for a
+   * signal.
    * @param timeoutMs longest wait in milliseconds; 0 does not wait, -1 waits without end
    * @return the number of end points and descriptors whose callback was called
    */

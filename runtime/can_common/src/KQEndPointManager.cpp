@@ -262,7 +262,11 @@ int KQEndPointManager::prepareEndPoint(Entry& entry, bool polled) {
 
 int KQEndPointManager::serveEvents(int timeoutMs) {
   epoll_event events[EVENTS_PER_WAIT];
-  const int number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, timeoutMs);
+  int number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, timeoutMs);
+  if (number < 0 && errno == EINTR) {
+    // A signal, or a process that was stopped and goes on: what has come meanwhile is not left for later.
+    number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, 0);
+  }
   int served = 0;
   for (int i = 0; i < number; ++i) {
     if (events[i].data.ptr == WAKE_KEY) {

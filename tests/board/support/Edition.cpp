@@ -9,6 +9,7 @@
 #include "BoardDebug.h"
 #include "BoardPorts.h"
 #include "BoardStore.h"
+#include "BoardTime.h"
 #include "KQCANMessage.h"
 #include "KQErrorCodes.h"
 
@@ -52,6 +53,10 @@ private:
 
 void edition::setClock(unsigned int (*clock)()) {
   board::setClock(clock);
+}
+
+void edition::setWallClock(long (*clock)()) {
+  board::setWallClock(clock);
 }
 
 void edition::clearStore() {

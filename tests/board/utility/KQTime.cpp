@@ -1,9 +1,25 @@
 #include "KQTime.h"
 
+#include "BoardTime.h"
+
+namespace {
+
+long (*wallClock)() = nullptr;
+
+std::time_t now() {
+  return wallClock != nullptr ? wallClock() : std::time(nullptr);
+}
+
+}  // namespace
+
+void board::setWallClock(long (*clock)()) {
+  wallClock = clock;
+}
+
 namespace KQ {
 
 KQTime::KQTime(long secondsSinceEpoch) : parts() {
-  const std::time_t moment = secondsSinceEpoch == 0 ? std::time(nullptr) : secondsSinceEpoch;
+  const std::time_t moment = secondsSinceEpoch == 0 ? now() : secondsSinceEpoch;
   localtime_r(&moment, &parts);
 }
 

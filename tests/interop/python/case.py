@@ -1,5 +1,6 @@
 """What the tests of a running program have in common."""
 
+import signal
 import unittest
 
 from clients import BusClient, LineClient
@@ -28,6 +29,11 @@ class PanelTest(unittest.TestCase):
     def stop_early(self, panel):
         """Ends a program in the middle of a test."""
         self.end(panel)
+        self._ended.append(panel)
+
+    def kill(self, panel):
+        """Ends a program without asking it."""
+        self.assertEqual(panel.stop(signal.SIGKILL), -signal.SIGKILL)
         self._ended.append(panel)
 
     def end(self, panel):

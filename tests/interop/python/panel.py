@@ -103,6 +103,10 @@ class Panel:
         """Keeps the program from running, its connections open."""
         self._process.send_signal(signal.SIGSTOP)
 
+    def wait_until_paused(self):
+        stat = pathlib.Path(f"/proc/{self._process.pid}/stat")
+        wait_until(lambda: stat.read_text().rsplit(")", 1)[1].split()[0] == "T", "the program stopped")
+
     def resume(self):
         self._process.send_signal(signal.SIGCONT)
 

@@ -6,6 +6,8 @@
 | limits of a setting from both sides, read-only values         | robustness |
 | text: segmented and expedited, both directions                | functional |
 | EDS: each type of a variable, limits, access, node-ID         | functional |
+| DCF: node-ID and heartbeat of the file, and what goes before  | functional |
+| warnings of an EDS on the console                             | functional |
 """
 
 import pathlib
@@ -200,3 +202,61 @@ class ObjectsOfAnEds(PanelTest):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+DCF = """\
+[DeviceInfo]
+[DeviceComissioning]
+NodeID=0x09
+[OptionalObjects]
+SupportedObjects=1
+1=0x1017
+[ManufacturerObjects]
+SupportedObjects=2
+1=0x2000
+2=0x2001
+[1017]
+ParameterName=Producer heartbeat time
+DataType=0x0006
+AccessType=rw
+DefaultValue=0
+ParameterValue=200
+[2000]
+ParameterName=Value
+DataType=0x0007
+AccessType=rw
+DefaultValue=1
+ParameterValue=$NODEID+0x100
+[2001]
+ParameterName=Ratio
+DataType=0x0008
+AccessType=rw
+"""
+
+
+class DeviceOfADcf(PanelTest):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory(prefix="tavo-")
+        self.addCleanup(directory.cleanup)
+        self.file = pathlib.Path(directory.name, "machine.dcf")
+        self.file.write_text(DCF)
+
+    def run_with(self, *options):
+        self.panel = self.start("--app", str(self.file), *options)
+        self.client = self.attach()
+
+    def test_the_node_is_the_one_of_the_file(self):
+        self.run_with()
+        self.client.wait_for("709#7F")
+        self.assert_answers("609#40 00 20 00 00 00 00 00", "589#43 00 20 00 09 01 00 00",
+                            "609#40 17 10 00 00 00 00 00", "589#4B 17 10 00 C8 00 00 00")
+
+    def test_the_command_line_goes_before_the_file(self):
+        self.run_with("--node-id", "6", "--heartbeat", "300")
+        self.client.wait_for("706#7F")
+        self.assert_answers("606#40 00 20 00 00 00 00 00", "586#43 00 20 00 06 01 00 00",
+                            "606#40 17 10 00 00 00 00 00", "586#4B 17 10 00 2C 01 00 00")
+
+    def test_what_is_left_out_is_told(self):
+        self.run_with()
+        self.assertTrue(self.panel.output().count("machine.dcf: [2001] DataType: REAL32 is not a type"))

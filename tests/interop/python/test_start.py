@@ -107,7 +107,7 @@ class Information(unittest.TestCase):
         result = run_to_the_end("--help")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         for option in ("--can", "--listen", "--node-id", "--heartbeat", "--autostart", "--app",
-                       "--trace", "--cycle", "--quiet"):
+                       "--trace", "--trace-size", "--trace-files", "--cycle", "--quiet"):
             self.assertIn(option, result.stdout)
 
     def test_version(self):

@@ -5,7 +5,8 @@
 | boot-up, SDO and NMT of each node by itself          | functional |
 | commands to all nodes                                | functional |
 | segmented uploads from both at once                  | robustness |
-| the program that serves the bus goes away and returns | robustness |
+| the program that serves the bus goes and returns     | robustness |
+| it is killed, again and again                        | robustness |
 """
 
 import unittest
@@ -75,6 +76,19 @@ class ServerReturns(PanelTest):
         client = self.attach(port)
         client.wait_for("706#7F")
         self.assert_answers("606#40 08 10 00 00 00 00 00", "586#43 08 10 00 54 41 56 4F", client=client)
+
+    def test_a_server_that_is_killed_again_and_again_costs_a_line_each_way(self):
+        port = self.panel.port
+        second = self.start("--node-id", "6", "--heartbeat", "200", bus=f"socketcand:127.0.0.1:{port}/bus0")
+        self.client.wait_for("706#7F")
+        for _ in range(3):
+            self.kill(self.panel)
+            self.panel = self.start("--heartbeat", "200", listen=f"127.0.0.1:{port}")
+            client = self.attach(port)
+            client.wait_for("706#7F")
+            self.assert_answers("606#40 08 10 00 00 00 00 00", "586#43 08 10 00 54 41 56 4F", client=client)
+        lines = [line for line in second.errors().splitlines() if line.startswith("socketcand:")]
+        self.assertEqual([line.endswith(": connected again") for line in lines], 3 * [False, True], lines)
 
 
 if __name__ == "__main__":

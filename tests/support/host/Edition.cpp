@@ -8,12 +8,17 @@
 #include "KQDEI.h"
 #include "KQDebug.h"
 #include "KQTick.h"
+#include "KQTime.h"
 #include "KQVariableEventDispatcher.h"
 
 namespace test {
 
 void edition::setClock(unsigned int (*clock)()) {
   KQ::KQTick::setSource(clock);
+}
+
+void edition::setWallClock(long (*clock)()) {
+  KQ::KQTime::setSource(clock);
 }
 
 void edition::clearStore() {

@@ -224,12 +224,112 @@ TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredOnceItsTimeIsOver) {
   EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::UNANSWERED);
 }
 
-TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredWhenTheNextOneComes) {
+TEST_F(NetworkStatisticsTest, CountsARequestThatAnotherOneOvertookAsUnansweredOnceItsTimeIsOver) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(1100, "605#40 18 10 02 00 00 00 00");
   see(1101, "585#43 18 10 02 C7 03 00 00");
+  statistics.advance(1500000);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  statistics.advance(1500001);
   EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
   EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsWritesThatWereSentBeforeTheFirstAnswer) {
+  see(1000, "605#2B 00 20 02 01 00 00 00");
+  see(1001, "605#2F 00 20 05 01 00 00 00");
+  see(1002, "605#40 00 20 03 00 00 00 00");
+  see(1010, "585#60 00 20 02 00 00 00 00");
+  see(1020, "585#60 00 20 05 00 00 00 00");
+  see(1030, "585#43 00 20 03 01 02 03 04");
+  statistics.advance(9000000);
+  const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
+  EXPECT_EQ(channel.downloads.getCompleted(), 2U);
+  EXPECT_EQ(channel.downloads.bytes, 3U);
+  EXPECT_EQ(channel.downloads.durations.getSum(), 29000);
+  EXPECT_EQ(channel.uploads.getCompleted(), 1U);
+  EXPECT_EQ(channel.unanswered, 0U);
+  EXPECT_TRUE(statistics.getFailedTransfers().empty());
+}
+
+TEST_F(NetworkStatisticsTest, CountsReadsThatWereSentBeforeTheFirstAnswer) {
+  see(1000, "605#40 00 20 02 00 00 00 00");
+  see(1001, "605#40 00 20 05 00 00 00 00");
+  see(1010, "585#4B 00 20 02 01 00 00 00");
+  see(1020, "585#4F 00 20 05 01 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 2U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.bytes, 3U);
+  EXPECT_EQ(statistics.getTransfers()[0].subIndex, 2);
+}
+
+TEST_F(NetworkStatisticsTest, TellsARunningWriteFromARunningReadOfTheSameObject) {
+  see(1000, "605#40 00 20 02 00 00 00 00");
+  see(1001, "605#2B 00 20 02 01 00 00 00");
+  see(1002, "605#2B 01 20 02 01 00 00 00");
+  see(1010, "585#60 00 20 02 00 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 0U);
+  EXPECT_EQ(statistics.getTransfers()[0].index, 0x2000);
+}
+
+TEST_F(NetworkStatisticsTest, TellsARunningReadFromARunningWriteOfTheSameObject) {
+  see(1000, "605#2B 00 20 02 01 00 00 00");
+  see(1001, "605#40 00 20 02 00 00 00 00");
+  see(1002, "605#40 01 20 02 00 00 00 00");
+  see(1010, "585#4B 00 20 02 01 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 0U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, DoesNotTakeTheBeginningOfSegmentsForTheWholeOfAnOvertakenRead) {
+  see(1000, "605#40 08 10 00 00 00 00 00");
+  see(1001, "605#40 00 20 05 00 00 00 00");
+  see(1010, "585#41 08 10 00 0A 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 0U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsTheLateResponseToARequestThatOvertookAnother) {
+  see(1000, "605#40 00 20 02 00 00 00 00");
+  see(1001, "605#40 00 20 05 00 00 00 00");
+  see(1010, "585#4B 00 20 02 01 00 00 00");
+  see(2000, "585#4F 00 20 05 01 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+}
+
+TEST_F(NetworkStatisticsTest, DoesNotCountALateResponseBehindTheAbort) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(2000, "605#80 18 10 01 00 00 04 05");
+  see(2001, "585#43 18 10 01 C7 03 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 0U);
+}
+
+TEST_F(NetworkStatisticsTest, GivesAnAbortToTheRequestWhoseObjectItNames) {
+  see(1000, "605#2B 00 20 02 01 00 00 00");
+  see(1001, "605#2F 00 20 05 01 00 00 00");
+  see(1010, "585#80 00 20 02 30 00 09 06");
+  ASSERT_EQ(statistics.getFailedTransfers().size(), 1U);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].subIndex, 2);
+  EXPECT_EQ(statistics.getFailedTransfers()[0].duration, 10000);
+  see(1020, "585#60 00 20 05 00 00 00 00");
+  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredWhenTooManyOvertakeIt) {
+  const std::size_t count = monitor::SDOChannelStatistics::MAXIMUM_OVERTAKEN + 2;
+  for (std::size_t i = 0; i < count; ++i) {
+    see("605#40 18 10 01 00 00 00 00");
+  }
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsASegmentWithoutAnAnswerAsUnansweredWhenTheClientBeginsAnew) {
+  see("605#40 08 10 00 00 00 00 00");
+  see("585#41 08 10 00 0A 00 00 00");
+  see("605#60 00 00 00 00 00 00 00");
+  uploadExpedited();
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(statistics.getSDOChannel(5)->abandoned, 0U);
 }
 
 TEST_F(NetworkStatisticsTest, CountsAnOverdueRequestOnceWhenTheNextOneComes) {
@@ -244,6 +344,13 @@ TEST_F(NetworkStatisticsTest, CountsAClientThatLostItsPatienceAsUnanswered) {
   see(1100, "605#80 18 10 01 00 00 04 05");
   EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
   EXPECT_EQ(statistics.getSDOChannel(5)->aborts, 1U);
+  EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
+}
+
+TEST_F(NetworkStatisticsTest, CountsAndListsAnOverdueRequestOnceWhenItsClientAborts) {
+  see(1000, "605#40 18 10 01 00 00 00 00");
+  see(2000, "605#80 18 10 01 00 00 04 05");
+  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
   EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
 }
 
@@ -322,7 +429,27 @@ TEST_F(NetworkStatisticsTest, CountsViolationsByNodeAndText) {
   EXPECT_EQ(statistics.getSeenViolations()[1].identifier, 0x605U);
 }
 
+TEST_F(NetworkStatisticsTest, CountsTheSameViolationOfTwoNodesApart) {
+  see("605#E0 00 20 00 00 00 00 00");
+  see("606#E0 00 20 00 00 00 00 00");
+  EXPECT_EQ(statistics.getViolations().size(), 2U);
+}
+
+TEST_F(NetworkStatisticsTest, DoesNotTakeARemoteFrameForTheDataThatItAsksFor) {
+  monitor::Frame frame;
+  frame.kind = monitor::FrameKind::REMOTE;
+  for (const unsigned int identifier : {0x080U, 0x185U, 0x705U}) {
+    frame.identifier = identifier;
+    statistics.add(decoder.decode(frame), false);
+  }
+  EXPECT_EQ(statistics.getFrames(), 3U);
+  EXPECT_EQ(statistics.getSync().getFrames(), 0U);
+  EXPECT_EQ(statistics.getPDO(0x185), nullptr);
+  EXPECT_EQ(statistics.getNode(5), nullptr);
+}
+
 TEST_F(NetworkStatisticsTest, CountsStampsThatGoBack) {
+  see(10, "705#05");
   see(10, "705#05");
   see(5, "705#05");
   see(6, "705#05");

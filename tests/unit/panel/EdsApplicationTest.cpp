@@ -2,16 +2,14 @@
 // |-----------------------------------------------------------------------------|------------|
 // | VAR, ARRAY, RECORD as objects of a node, with limits and default values       | functional |
 // | every data type, access type and form of a number                             | functional |
-// | each thing that cannot be read: one line with file, section and key           | robustness |
+// | what a variable cannot hold is left out, in one line with section and key      | robustness |
+// | PDO mapping right, node-ID, communication of the node: the whole device        | functional |
 #include "EdsApplication.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "KQCANopenObjectDictionary.h"
 #include "KQDEI.h"
-#include "PanelError.h"
 #include "TestNode.h"
 
 namespace {
@@ -25,25 +23,18 @@ std::string withVariable(const std::string& keys) {
   return LIST + ("[2000]\nParameterName=Value\n" + keys);
 }
 
-EdsApplication load(const std::string& text) {
-  std::ofstream("app.eds", std::ios::binary) << text;
-  return {"app.eds", 5};
+EdsApplication load(const std::string& text, device_description::Findings& findings) {
+  return {device_description::DeviceDescription::parse(text, "app.eds", 5, findings), "app.eds", findings};
 }
 
-std::string getError(const std::string& text) {
-  try {
-    load(text);
-  } catch (const panel::PanelError& error) {
-    return error.what();
-  }
-  return "";
+EdsApplication load(const std::string& text) {
+  device_description::Findings findings;
+  return load(text, findings);
 }
 
 class EdsApplicationTest : public testing::Test {
 protected:
   KQ::KQVariable loadVariable(const std::string& keys) { return load(withVariable(keys)).getObjects()[0].variables[0]; }
-
-  const test::TemporaryDirectory directory;
 };
 
 struct TypeCase {
@@ -252,111 +243,96 @@ TEST_F(EdsApplicationNode, TextIsInTheStore) {
   EXPECT_EQ(text, "Press");
 }
 
-struct ErrorCase {
+struct LeftOutCase {
   const char* name;
-  std::string text;
-  const char* error;
+  std::string keys;
+  const char* reason;
 };
 
-class EdsError : public EdsApplicationTest, public testing::WithParamInterface<ErrorCase> {};
+class EdsLeftOut : public EdsApplicationTest, public testing::WithParamInterface<LeftOutCase> {};
 
-TEST_P(EdsError, NamesSectionAndKey) {
-  EXPECT_EQ(getError(GetParam().text), GetParam().error);
+TEST_P(EdsLeftOut, IsToldAndTheRestServes) {
+  device_description::Findings findings;
+  const EdsApplication application =
+      load("[DeviceInfo]\n[ManufacturerObjects]\nSupportedObjects=2\n1=0x2000\n2=0x2001\n[2000]\nParameterName=V\n" +
+               GetParam().keys + "[2001]\nParameterName=W\nDataType=5\nAccessType=rw\n",
+           findings);
+  ASSERT_EQ(findings.getAll().size(), 1U);
+  EXPECT_EQ(findings.getAll()[0].text, std::string("app.eds: [2000] ") + GetParam().reason + "; it is left out");
+  EXPECT_EQ(findings.getAll()[0].severity, device_description::Severity::WARNING);
+  ASSERT_EQ(application.getObjects().size(), 1U);
+  EXPECT_EQ(application.getObjects()[0].index, 0x2001);
 }
 
-const std::string RECORD = std::string(LIST) + "[2000]\nParameterName=Record\nObjectType=9\n";
-
 INSTANTIATE_TEST_SUITE_P(
-    File, EdsError,
+    Types, EdsLeftOut,
     testing::Values(
-        ErrorCase{"NoLists", "[FileInfo]\nFileName=app.eds\n",
-                  "app.eds: [ManufacturerObjects] SupportedObjects: is missing, the file is no EDS"},
-        ErrorCase{"NoINI", "[ManufacturerObjects]\nnonsense\n", "app.eds: line 2 is neither a section nor a key"},
-        ErrorCase{"NoCount", "[ManufacturerObjects]\n1=0x2000\n",
-                  "app.eds: [ManufacturerObjects] SupportedObjects: is missing"},
-        ErrorCase{"ListTooShort", "[ManufacturerObjects]\nSupportedObjects=1\n",
-                  "app.eds: [ManufacturerObjects] 1: is missing"},
-        ErrorCase{"IndexTooLarge", "[ManufacturerObjects]\nSupportedObjects=1\n1=0x10000\n",
-                  "app.eds: [ManufacturerObjects] 1: '0x10000' is out of range"},
-        ErrorCase{"ListedTwice", "[ManufacturerObjects]\nSupportedObjects=2\n1=0x2000\n2=0x2000\n",
-                  "app.eds: [ManufacturerObjects] 2: 0x2000 is listed twice"},
-        ErrorCase{"NoSection", LIST, "app.eds: [2000] ParameterName: is missing, although the object is listed"}),
+        LeftOutCase{"FloatingPoint", "DataType=8\nAccessType=rw\nDefaultValue=1.5\n",
+                    "DataType: REAL32 is not a type that a variable can hold, expected an integer of up to 32 "
+                    "bits or VISIBLE_STRING"},
+        LeftOutCase{"Domain", "DataType=0xF\nAccessType=rw\n",
+                    "DataType: DOMAIN is not a type that a variable can hold, expected an integer of up to 32 "
+                    "bits or VISIBLE_STRING"},
+        LeftOutCase{"UnknownType", "DataType=0x40\nAccessType=rw\n",
+                    "DataType: 0x40 is not a type that a variable can hold, expected an integer of up to 32 "
+                    "bits or VISIBLE_STRING"},
+        LeftOutCase{"FortyBits", "DataType=0x12\nAccessType=rw\n",
+                    "DataType: INTEGER40 has more than the 32 bits of a variable"},
+        LeftOutCase{"SixtyFourBits", "DataType=0x1B\nAccessType=rw\nDefaultValue=0xFFFFFFFFFFFFFFFF\n",
+                    "DataType: UNSIGNED64 has more than the 32 bits of a variable"},
+        LeftOutCase{"DomainObject", "ObjectType=2\n",
+                    "ObjectType: 0x2 is no object of variables, expected VAR (0x7), ARRAY (0x8) or RECORD "
+                    "(0x9)"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
-INSTANTIATE_TEST_SUITE_P(
-    Object, EdsError,
-    testing::Values(ErrorCase{"NoName", std::string(LIST) + "[2000]\nDataType=5\nAccessType=rw\n",
-                              "app.eds: [2000] ParameterName: is missing"},
-                    ErrorCase{"NoDataType", withVariable("AccessType=rw\n"), "app.eds: [2000] DataType: is missing"},
-                    ErrorCase{"WrongDataType", withVariable("AccessType=rw\nDataType=five\n"),
-                              "app.eds: [2000] DataType: 'five' is not a number"},
-                    ErrorCase{"UnknownDataType", withVariable("AccessType=rw\nDataType=0x40\n"),
-                              "app.eds: [2000] DataType: 0x40 is not a type that a variable can hold"},
-                    ErrorCase{"FloatingPoint", withVariable("AccessType=rw\nDataType=0x8\n"),
-                              "app.eds: [2000] DataType: REAL32 is not a type that a variable can hold"},
-                    ErrorCase{"Domain", withVariable("AccessType=rw\nDataType=0xF\n"),
-                              "app.eds: [2000] DataType: DOMAIN is not a type that a variable can hold"},
-                    ErrorCase{"FortyBits", withVariable("AccessType=rw\nDataType=0x12\n"),
-                              "app.eds: [2000] DataType: INTEGER40 has more than the 32 bits of a variable"},
-                    ErrorCase{"SixtyFourBits", withVariable("AccessType=rw\nDataType=0x1B\n"),
-                              "app.eds: [2000] DataType: UNSIGNED64 has more than the 32 bits of a variable"},
-                    ErrorCase{"NoAccessType", withVariable("DataType=5\n"), "app.eds: [2000] AccessType: is missing"},
-                    ErrorCase{"WrongAccessType", withVariable("DataType=5\nAccessType=read\n"),
-                              "app.eds: [2000] AccessType: 'read' is not ro, wo, rw, rwr, rww or const"},
-                    ErrorCase{"WrongObjectType", withVariable("ObjectType=2\n"),
-                              "app.eds: [2000] ObjectType: is not VAR (0x7), ARRAY (0x8) or RECORD (0x9)"},
-                    ErrorCase{"KeyGivenTwice", withVariable("DataType=5\nDataType=6\n"),
-                              "app.eds: [2000] DataType: is given more than once"}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+TEST_F(EdsApplicationTest, HighestSubIndexIsKnownWithoutADefault) {
+  const EdsApplication application = load(
+      "[ManufacturerObjects]\nSupportedObjects=1\n1=0x2000\n[2000]\nParameterName=R\nObjectType=9\nSubNumber=2\n"
+      "[2000sub0]\nParameterName=N\nDataType=5\nAccessType=ro\n[2000sub7]\nParameterName=V\nDataType=5\nAccessType="
+      "ro\n");
+  EXPECT_EQ(application.getObjects()[0].variables[0].getInitialValue(), 7);
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, EdsError,
-    testing::Values(
-        ErrorCase{"DefaultTooLarge", withVariable("AccessType=rw\nDataType=5\nDefaultValue=256\n"),
-                  "app.eds: [2000] DefaultValue: '256' does not fit into UNSIGNED8"},
-        ErrorCase{"DefaultNegative", withVariable("AccessType=rw\nDataType=7\nDefaultValue=-1\n"),
-                  "app.eds: [2000] DefaultValue: '-1' does not fit into UNSIGNED32"},
-        ErrorCase{"DecimalAboveSignedRange", withVariable("AccessType=rw\nDataType=2\nDefaultValue=128\n"),
-                  "app.eds: [2000] DefaultValue: '128' does not fit into INTEGER8"},
-        ErrorCase{"DefaultNotANumber", withVariable("AccessType=rw\nDataType=5\nDefaultValue=0x\n"),
-                  "app.eds: [2000] DefaultValue: '0x' is not a number"},
-        ErrorCase{"NodeIDBeyondNumbers",
-                  withVariable("AccessType=rw\nDataType=7\nDefaultValue=$NODEID+0x7FFFFFFFFFFFFFFF\n"),
-                  "app.eds: [2000] DefaultValue: '$NODEID+0x7FFFFFFFFFFFFFFF' is not a number"},
-        ErrorCase{"NodeIDWithoutPlus", withVariable("AccessType=rw\nDataType=7\nDefaultValue=$NODEID-1\n"),
-                  "app.eds: [2000] DefaultValue: '$NODEID-1' is not a number"},
-        ErrorCase{"LimitTooLarge", withVariable("AccessType=rw\nDataType=5\nHighLimit=0x100\n"),
-                  "app.eds: [2000] HighLimit: '0x100' does not fit into UNSIGNED8"},
-        ErrorCase{"LimitsCrossed", withVariable("AccessType=rw\nDataType=5\nLowLimit=2\nHighLimit=1\n"),
-                  "app.eds: [2000] LowLimit: is above HighLimit"},
-        ErrorCase{"DefaultOutsideLimits", withVariable("AccessType=rw\nDataType=5\nHighLimit=10\nDefaultValue=11\n"),
-                  "app.eds: [2000] DefaultValue: is outside LowLimit to HighLimit"},
-        ErrorCase{"NoSubNumber", RECORD, "app.eds: [2000] SubNumber: is missing"},
-        ErrorCase{"SubNumberZero", RECORD + "SubNumber=0\n", "app.eds: [2000] SubNumber: '0' is out of range"},
-        ErrorCase{"SubIndexMissing", RECORD + "SubNumber=2\n[2000sub0]\nParameterName=N\nDataType=5\nAccessType=ro\n",
-                  "app.eds: [2000] SubNumber: does not agree with the 1 sub-indexes in the file"},
-        ErrorCase{"SubIndexWrong", RECORD + "SubNumber=1\n[2000sub0]\nParameterName=N\nDataType=5\n",
-                  "app.eds: [2000sub0] AccessType: is missing"},
-        ErrorCase{"CompactForm", RECORD + "CompactSubObj=3\n",
-                  "app.eds: [2000] CompactSubObj: is not supported, every sub-index needs a section of its own"}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+TEST_F(EdsApplicationTest, NinthTypeOfAnOddLengthIsLeftOut) {
+  std::string lists = "[DeviceInfo]\n[ManufacturerObjects]\nSupportedObjects=18\n";
+  std::string sections;
+  for (int i = 0; i < 9; ++i) {
+    const std::string bits = std::to_string(9 + i > 15 ? 9 + i + 1 : 9 + i);
+    lists += std::to_string(2 * i + 1) + "=0x4" + std::to_string(i) + "\n" + std::to_string(2 * i + 2) + "=0x200" +
+             std::to_string(i) + "\n";
+    sections += "[4" + std::to_string(i) + "]\nParameterName=UNSIGNED" + bits +
+                "\nObjectType=5\nDataType=7\nDefaultValue=" + bits + "\n[200" + std::to_string(i) +
+                "]\nParameterName=V\nDataType=0x4" + std::to_string(i) + "\nAccessType=rw\n";
+  }
+  device_description::Findings findings;
+  EXPECT_EQ(load(lists + sections, findings).getObjects().size(), 8U);
+  EXPECT_EQ(findings.getFirst(device_description::Severity::WARNING),
+            "app.eds: [2008] DataType: 0x48 is the ninth type of its own, expected at most 8; it is left out");
+}
+
+TEST_F(EdsApplicationTest, MappingRightIsThatOfTheFile) {
+  test::TestNode node;
+  node.init();
+  EdsApplication application = load(
+      "[ManufacturerObjects]\nSupportedObjects=2\n1=0x2000\n2=0x2001\n[2000]\nParameterName=V\nDataType=5\nAccessType="
+      "rw\n"
+      "PDOMapping=1\n[2001]\nParameterName=W\nDataType=5\nAccessType=rw\nPDOMapping=0\n");
+  application.bind(node.canopen());
+  EXPECT_TRUE(node.dictionary().getSubentry(0x2000, 0)->pdoMappable);
+  EXPECT_FALSE(node.dictionary().getSubentry(0x2001, 0)->pdoMappable);
+}
 
 TEST_F(EdsApplicationTest, MissingFileIsNamed) {
-  try {
-    const EdsApplication application("missing.eds", 5);
-    FAIL() << "read";
-  } catch (const panel::PanelError& error) {
-    EXPECT_STREQ(error.what(), "--app: cannot read 'missing.eds': No such file or directory");
-  }
+  device_description::Findings findings;
+  const EdsApplication application("missing.eds", 5, findings, 5);
+  EXPECT_EQ(findings.getFirst(device_description::Severity::ERROR),
+            "missing.eds: cannot be read: No such file or directory");
 }
 
 TEST_F(EdsApplicationTest, DirectoryIsNoFile) {
-  try {
-    const EdsApplication application(".", 5);
-    FAIL() << "read";
-  } catch (const panel::PanelError& error) {
-    EXPECT_STREQ(error.what(), "--app: cannot read '.': Is a directory");
-  }
+  device_description::Findings findings;
+  const EdsApplication application(".", 5, findings, 5);
+  EXPECT_EQ(findings.getFirst(device_description::Severity::ERROR), ".: cannot be read: Is a directory");
 }
 
 }  // namespace

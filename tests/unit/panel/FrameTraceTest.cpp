@@ -3,8 +3,10 @@
 // | lines of frames: identifier, data of 0 to 8 bytes, time           | functional |
 // | interface name of each kind of port                               | functional |
 // | frames are in the file after a flush, when they are many, in the end; an old trace is emptied | functional |
-// | a file that cannot be opened, one that cannot be written any more  | robustness |
-// | a pipe that nobody reads: not waited for, what is missing is told  | robustness |
+// | a full file is renamed, the oldest goes; one that was moved away is replaced, one that was not goes on | functional
+// | | neither can be done: said, and nothing is lost                     | robustness | | a file that cannot be opened,
+// one that cannot be written any more  | robustness | | a pipe that nobody reads: not waited for, what is missing is
+// told  | robustness |
 #include "FrameTrace.h"
 
 #include <fcntl.h>
@@ -15,8 +17,11 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "CapturedOutput.h"
 #include "Frames.h"
@@ -208,6 +213,107 @@ TEST_F(PipedTrace, KeepsEveryLineWhole) {
     ASSERT_THAT(line, testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) bus0 705#00"));
   }
   close(reader);
+}
+
+/// Trace files that are full after two lines of (1700000000.123456) bus0 NNN#
+class RotatedTrace : public testing::Test {
+protected:
+  static constexpr panel::TraceRotation TWO_LINES{60, 2};
+
+  /// A line each.
+  static void transfer(FrameTrace& trace, const std::vector<std::string>& frames) {
+    for (const std::string& frame : frames) {
+      trace.frameTransferred(test::frame(frame.c_str()), true);
+      trace.flush();
+    }
+  }
+
+  /// The frames in a file, without what stands before them.
+  std::string read(const std::string& file) const {
+    std::istringstream lines(directory.read(file));
+    std::string frames;
+    for (std::string stamp, bus, frame; lines >> stamp >> bus >> frame;) {
+      frames += frame;
+    }
+    return frames;
+  }
+
+  const test::TemporaryDirectory directory;
+  test::CapturedOutput output;
+};
+
+TEST_F(RotatedTrace, BeginsANewFileWhenTheNextLineWouldNotFit) {
+  FrameTrace trace("trace.log", "bus0", TWO_LINES);
+  transfer(trace, {"001#", "002#"});
+  EXPECT_EQ(access("trace.log.1", F_OK), -1);
+  transfer(trace, {"003#"});
+  EXPECT_EQ(read("trace.log.1"), "001#002#");
+  EXPECT_EQ(read("trace.log"), "003#");
+}
+
+TEST_F(RotatedTrace, LetsTheOldestGo) {
+  FrameTrace trace("trace.log", "bus0", TWO_LINES);
+  transfer(trace, {"001#", "002#", "003#", "004#", "005#", "006#", "007#"});
+  EXPECT_EQ(read("trace.log.2"), "003#004#");
+  EXPECT_EQ(read("trace.log.1"), "005#006#");
+  EXPECT_EQ(read("trace.log"), "007#");
+  EXPECT_EQ(access("trace.log.3", F_OK), -1);
+  EXPECT_EQ(output.takeErrors(), "");
+}
+
+TEST_F(RotatedTrace, LineLongerThanAFileHasOneForItself) {
+  FrameTrace trace("trace.log", "bus0", {1, 1});
+  transfer(trace, {"001#", "002#"});
+  EXPECT_EQ(read("trace.log.1"), "001#");
+  EXPECT_EQ(read("trace.log"), "002#");
+}
+
+TEST_F(RotatedTrace, ThatCannotBeRenamedGoesOnAndSaysSo) {
+  FrameTrace trace("trace.log", "bus0", {60, 1});
+  std::filesystem::create_directories("trace.log.1/inside");
+  transfer(trace, {"001#", "002#", "003#", "004#"});
+  EXPECT_EQ(read("trace.log"), "001#002#003#004#");
+  EXPECT_EQ(output.takeErrors(), "tavo-panel: cannot rename the trace 'trace.log': Is a directory\n");
+}
+
+TEST_F(RotatedTrace, IsForPlainFiles) {
+  try {
+    const FrameTrace trace("/dev/null", "bus0", TWO_LINES);
+    FAIL() << "opened";
+  } catch (const panel::PanelError& error) {
+    EXPECT_STREQ(error.what(), "--trace-size: '/dev/null' is no plain file");
+  }
+}
+
+TEST_F(RotatedTrace, FileThatWasMovedAwayIsReplaced) {
+  FrameTrace trace("trace.log", "bus0");
+  transfer(trace, {"001#"});
+  std::filesystem::rename("trace.log", "moved.log");
+  transfer(trace, {"002#"});
+  trace.reopen();
+  transfer(trace, {"003#"});
+  EXPECT_EQ(read("moved.log"), "001#002#");
+  EXPECT_EQ(read("trace.log"), "003#");
+}
+
+TEST_F(RotatedTrace, FileThatWasNotMovedAwayGoesOn) {
+  FrameTrace trace("trace.log", "bus0", TWO_LINES);
+  transfer(trace, {"001#"});
+  trace.reopen();
+  transfer(trace, {"002#", "003#"});
+  EXPECT_EQ(read("trace.log.1"), "001#002#");
+  EXPECT_EQ(read("trace.log"), "003#");
+}
+
+TEST_F(RotatedTrace, FileThatCannotBeOpenedAgainGoesOnAndSaysSo) {
+  FrameTrace trace("trace.log", "bus0");
+  transfer(trace, {"001#"});
+  std::filesystem::rename("trace.log", "moved.log");
+  std::filesystem::create_directory("trace.log");
+  trace.reopen();
+  transfer(trace, {"002#"});
+  EXPECT_EQ(read("moved.log"), "001#002#");
+  EXPECT_EQ(output.takeErrors(), "tavo-panel: cannot open the trace 'trace.log' again: Is a directory\n");
 }
 
 }  // namespace

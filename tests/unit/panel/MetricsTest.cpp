@@ -30,13 +30,18 @@ using testing::Not;
 
 class MetricsTest : public testing::Test {
 protected:
-  MetricsTest() {
-    node.boot();
-    metrics = std::make_unique<panel::Metrics>(
-        panel::Metrics::Node{5, node.port(), *node.canopen().getSDOHandler(), counts, *KQ::KQDEI::instance()});
+  MetricsTest() { node.boot(); }
+
+  // Made when the test has its variables.
+  panel::Metrics& getMetrics() {
+    if (!metrics) {
+      metrics = std::make_unique<panel::Metrics>(
+          panel::Metrics::Node{5, node.port(), *node.canopen().getSDOHandler(), counts, *KQ::KQDEI::instance()});
+    }
+    return *metrics;
   }
 
-  std::string getText() { return metrics->getText({network, 0, true, 0}); }
+  std::string getText() { return getMetrics().getText({network, 0, true, 0}); }
 
   static void addVariable(const KQ::KQVariable& variable) { KQ::KQDEI::instance()->addVariable(&variable); }
 
@@ -121,9 +126,9 @@ TEST_F(MetricsTest, LeaveTextsOut) {
 }
 
 TEST_F(MetricsTest, TellWhetherFramesAreObserved) {
-  EXPECT_THAT(metrics->getText({network, 0, false, 7}), HasSubstr("\ntavo_observation_active 0\n"));
-  EXPECT_THAT(metrics->getText({network, 0, true, 7}), HasSubstr("\ntavo_observation_active 1\n"));
-  EXPECT_THAT(metrics->getText({network, 0, true, 7}), HasSubstr("\ntavo_observation_missed_frames_total 7\n"));
+  EXPECT_THAT(getMetrics().getText({network, 0, false, 7}), HasSubstr("\ntavo_observation_active 0\n"));
+  EXPECT_THAT(getMetrics().getText({network, 0, true, 7}), HasSubstr("\ntavo_observation_active 1\n"));
+  EXPECT_THAT(getMetrics().getText({network, 0, true, 7}), HasSubstr("\ntavo_observation_missed_frames_total 7\n"));
 }
 
 TEST_F(MetricsTest, TellTheStartOfTheProcess) {

@@ -153,6 +153,22 @@ TEST_F(NetworkMetrics, MeasureSYNC) {
   EXPECT_THAT(text, HasSubstr("\ntavo_sync_jitter_seconds_count 1\n"));
 }
 
+TEST_F(NetworkMetrics, CountViolationsWithoutAPlaceUnderOther) {
+  constexpr unsigned int KINDS = 3;
+  for (unsigned int node = 1; node <= 127; ++node) {
+    char frame[40];
+    std::snprintf(frame, sizeof frame, "%03X#42", 0x700 + node);  // no such state
+    see(0, frame);
+    std::snprintf(frame, sizeof frame, "%03X#05 05", 0x700 + node);  // too long
+    see(0, frame);
+    std::snprintf(frame, sizeof frame, "%03X#E0 00 20 00 00 00 00 00", 0x600 + node);  // no such command
+    see(0, frame);
+  }
+  const std::size_t others = KINDS * 127 - monitor::NetworkStatistics::COUNTED_PAIRS;
+  EXPECT_THAT(getText(1), HasSubstr("\ntavo_protocol_violations_total{node=\"0\",violation=\"other\"} " +
+                                    std::to_string(others) + "\n"));
+}
+
 TEST_F(NetworkMetrics, CountViolations) {
   see(0, "605#E0 00 20 00 00 00 00 00");
   EXPECT_THAT(getText(1),

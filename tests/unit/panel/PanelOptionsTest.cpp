@@ -43,6 +43,8 @@ TEST(PanelOptions, DefaultsAreTheEmbeddedBusOnTheLoopbackAddress) {
   EXPECT_FALSE(options.autostart);
   EXPECT_FALSE(options.app);
   EXPECT_FALSE(options.trace);
+  EXPECT_EQ(options.traceSize, 0U);
+  EXPECT_EQ(options.traceFiles, 4U);
   EXPECT_EQ(options.cycle, 1000);
   EXPECT_FALSE(options.quiet);
   EXPECT_EQ(options.information, "");
@@ -86,6 +88,31 @@ TEST(PanelOptions, FilesAreTakenAsTheyStand) {
   EXPECT_EQ(options.trace, "trace.log");
 }
 
+TEST(PanelOptions, TraceHasASizeAndOldFiles) {
+  const PanelOptions lowest = parse({"--trace", "trace.log", "--trace-size", "1", "--trace-files", "1"});
+  EXPECT_EQ(lowest.traceSize, 1U);
+  EXPECT_EQ(lowest.traceFiles, 1U);
+  const PanelOptions highest = parse({"--trace", "trace.log", "--trace-size", "1048576", "--trace-files", "1000"});
+  EXPECT_EQ(highest.traceSize, 1048576U);
+  EXPECT_EQ(highest.traceFiles, 1000U);
+}
+
+TEST(PanelOptions, DescriptionIsCheckedOrExportedWhereItIsAskedFor) {
+  EXPECT_EQ(parse({"--check", "my app.eds"}).check, "my app.eds");
+  EXPECT_EQ(parse({"--export", "out.eds"}).exported, "out.eds");
+  EXPECT_FALSE(parse({}).check);
+  EXPECT_FALSE(parse({}).exported);
+}
+
+TEST(PanelOptions, WhatIsGivenIsKnownFromADefault) {
+  const PanelOptions given = parse({"--node-id", "5", "--heartbeat", "1000"});
+  EXPECT_TRUE(given.isNodeIDGiven);
+  EXPECT_TRUE(given.isHeartbeatGiven);
+  const PanelOptions options = parse({});
+  EXPECT_FALSE(options.isNodeIDGiven);
+  EXPECT_FALSE(options.isHeartbeatGiven);
+}
+
 TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
   EXPECT_FALSE(parse({"--can", "socketcan:can0"}).listen);
   EXPECT_FALSE(parse({"--can", "socketcand:localhost:29536/bus0"}).listen);
@@ -93,9 +120,9 @@ TEST(PanelOptions, DefaultOfListenIsNotUsedWithAnotherPort) {
 
 TEST(PanelOptions, HelpNamesEveryOption) {
   const std::string help = parse({"--help"}).information;
-  for (const char* const option :
-       {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate", "--peer", "--autostart",
-        "--app", "--trace", "--cycle", "--quiet", "--help", "--version"}) {
+  for (const char* const option : {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate",
+                                   "--peer", "--autostart", "--app", "--check", "--export", "--http", "--trace",
+                                   "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
     EXPECT_NE(help.find(option), std::string::npos) << option;
   }
 }
@@ -144,6 +171,13 @@ TEST_P(PanelWrongArgument, IsReportedInOneLine) {
 INSTANTIATE_TEST_SUITE_P(
     Command, PanelWrongArgument,
     testing::Values(
+        WrongCase{"TraceSizeWithoutTrace", {"--trace-size", "1"}, "--trace-size is for a --trace"},
+        WrongCase{"TraceFilesWithoutSize",
+                  {"--trace", "trace.log", "--trace-files", "2"},
+                  "--trace-files is for a --trace that has a --trace-size"},
+        WrongCase{"TraceSizeTooHigh", {"--trace", "a", "--trace-size", "1048577"}, "--trace-size"},
+        WrongCase{"TraceFilesTooLow", {"--trace", "a", "--trace-size", "1", "--trace-files", "0"}, "--trace-files"},
+
         WrongCase{"UnknownOption", {"--speed", "9"}, "--speed"}, WrongCase{"StrayWord", {"can0"}, "can0"},
         WrongCase{"NodeIDBelowRange", {"--node-id", "0"}, "--node-id"},
         WrongCase{"NodeIDAboveRange", {"--node-id", "128"}, "--node-id"},

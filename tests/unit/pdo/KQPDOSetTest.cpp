@@ -6,12 +6,15 @@
 // |               |                                               | retired                                |
 // | eraseIndex    | every PDO with the index                      | none                                   |
 // | clear, copyTo | nothing is left; what the set holds           | what the copy held before              |
+// | threads       |                                               | each finds what it has put in          |
 
 #include "KQPDOSet.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 #include "KQPDO.h"
@@ -125,6 +128,40 @@ TEST_F(PDOSet, CopyReplacesWhatWasThere) {
   PDOs copy{&b, &c};
   set.copyTo(copy);
   EXPECT_EQ(PDOs{&a}, copy);
+}
+
+// Each thread finds what it has put in, whatever the others do meanwhile.
+class PDOSetThreads : public PDOSet {
+protected:
+  static constexpr int ROUNDS = 100000;
+
+  void putInAndTakeOut(KQPDO& pdo) {
+    for (int i = 0; i < ROUNDS; ++i) {
+      losses += set.insert(&pdo) ? 0 : 1;
+      losses += set.erase(&pdo) ? 0 : 1;
+    }
+  }
+
+  std::atomic<int> losses{0};
+};
+
+TEST_F(PDOSetThreads, LoseNothingToOnesThatTakeOut) {
+  std::thread other([this] { putInAndTakeOut(c); });
+  putInAndTakeOut(a);
+  other.join();
+  EXPECT_EQ(0, losses);
+  EXPECT_EQ(PDOs{}, contents());
+}
+
+TEST_F(PDOSetThreads, LoseNothingToOnesThatTakeOutAnIndex) {
+  std::thread other([this] { putInAndTakeOut(c); });
+  for (int i = 0; i < ROUNDS; ++i) {
+    set.insert(&a);
+    set.eraseIndex(0x1800);
+  }
+  other.join();
+  EXPECT_EQ(0, losses);
+  EXPECT_EQ(PDOs{}, contents());
 }
 
 }  // namespace

@@ -117,6 +117,19 @@ TEST_F(PDOBuild, InitAgainBuildsEverythingOnce) {
   EXPECT_EQ((Frames{"186#01", "186#01"}), node.receive("080#"));
 }
 
+TEST_F(PDOBuild, PDOThatIsInvalidInAnotherInitAnswersNoSyncAnyMore) {
+  addVariable(0x2001, 1, 8);
+  addTransmitPDO(0, {0x185, 1}, {0x20010108});
+  addTransmitPDO(1, {0x186, 1}, {0x20010108});
+  startAndSettle();
+  node.receive("080#");
+  EXPECT_EQ((Frames{"185#00", "186#00"}), node.receive("080#"));
+  node.dictionary().getSubentry(0x1800, 1)->value = static_cast<int>(0x80000185);  // told to nobody
+  EXPECT_EQ(KQ_OK, handler().init());
+  node.receive("080#");
+  EXPECT_EQ(Frames{"186#00"}, node.receive("080#"));
+}
+
 TEST_F(PDOBuild, PDOThatIsInvalidAtTheStartIsNotBuilt) {
   addTransmitPDO(0, {0x185}, {0x10060008});
   addReceivePDO(0, {0x205}, {0x10060008});

@@ -10,11 +10,16 @@
 // | services              | called when due and not before; shorten the wait; removed from inside                   |
 // | transitions           | told once each way and in order; down when added                                       |
 // | wake                  | from another thread                                                                    |
+// | signals               | what came with one that ends the wait is served in that wait (robustness)              |
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
+#include <sys/time.h>
+
+#include <csignal>
+#include <cstdint>
 #include <functional>
 #include <thread>
 
@@ -413,6 +418,27 @@ TEST(EndPointManager, TellsThatAnEndPointIsDownWhenItIsAdded) {
   manager.addEndPoint(&endPoint, &listener);
   manager.wait(-1);
   EXPECT_EQ(listener.events, std::vector<std::string>{"disconnected"});
+}
+
+int signalledDescriptor = -1;
+
+extern "C" void makeReadableOnSignal(int /*signal*/) {
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written = write(signalledDescriptor, &one, sizeof one);
+}
+
+TEST(EndPointManager, ServesWhatCameWithASignalInTheSameWait) {
+  KQEndPointManager manager;
+  signalledDescriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  unsigned calls = 0;
+  manager.addDescriptor(signalledDescriptor, EPOLLIN, [&calls](unsigned) { ++calls; });
+  std::signal(SIGALRM, makeReadableOnSignal);
+  const itimerval soon{{0, 0}, {0, 5000}};
+  setitimer(ITIMER_REAL, &soon, nullptr);
+  EXPECT_EQ(manager.wait(60000), 1);
+  EXPECT_EQ(calls, 1U);
+  std::signal(SIGALRM, SIG_DFL);
+  close(signalledDescriptor);
 }
 
 TEST(EndPointManager, IsWokenFromAnotherThread) {

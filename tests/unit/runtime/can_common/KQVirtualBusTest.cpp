@@ -44,6 +44,12 @@ KQBusFrame makeFrame(unsigned identifier, bool extended = false) {
   return frame;
 }
 
+TEST(VirtualEndPoint, OpenedSaysNothingOfAnError) {
+  std::string error = "of somebody else";
+  EXPECT_NE(KQVirtualEndPoint::open("without-error", error), nullptr);
+  EXPECT_EQ(error, "");
+}
+
 TEST(VirtualBus, EverybodySeesTheFramesOfTheOthersInOrder) {
   auto first = openVirtual("order");
   auto second = openVirtual("order");

@@ -1,4 +1,4 @@
-#include "TerminationSignals.h"
+#include "PanelSignals.h"
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -23,6 +23,7 @@ int openSignalDescriptor() {
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGHUP);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   const int opened = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   if (opened < 0) {
@@ -33,23 +34,30 @@ int openSignalDescriptor() {
 
 }  // namespace
 
-TerminationSignals::TerminationSignals() {
+PanelSignals::PanelSignals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGINT, endAtOnce);
   std::signal(SIGTERM, endAtOnce);
+  std::signal(SIGHUP, endAtOnce);
 }
 
-TerminationSignals::~TerminationSignals() {
+PanelSignals::~PanelSignals() {
   if (descriptor >= 0) {
     close(descriptor);
   }
 }
 
-int TerminationSignals::hold() {
+int PanelSignals::hold() {
   if (descriptor < 0) {
     descriptor = openSignalDescriptor();
   }
   return descriptor;
+}
+
+int PanelSignals::take() const {
+  signalfd_siginfo arrived{};
+  const bool isThere = read(descriptor, &arrived, sizeof arrived) == static_cast<ssize_t>(sizeof arrived);
+  return isThere ? static_cast<int>(arrived.ssi_signo) : 0;
 }
 
 }  // namespace panel

@@ -1,0 +1,107 @@
+// A frame as an object for programs.
+//
+// | parameters                                             | kind       |
+// |--------------------------------------------------------|------------|
+// | members of each service                                | functional |
+// | values as numbers, texts and truths                    | functional |
+// | numbers that JSON does not have, texts with anything   | robustness |
+
+#include "FrameObject.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "CandumpReader.h"
+#include "FrameDecoder.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// The last frame of a log.
+Json object(std::initializer_list<const char*> lines) {
+  monitor::FrameDecoder decoder;
+  Json result;
+  for (const char* line : lines) {
+    monitor::LoggedFrame logged;
+    EXPECT_TRUE(monitor::CandumpReader::parseLine(line, logged)) << line;
+    result = trace::toObject(decoder.decode(logged.frame), logged.interface);
+  }
+  return result;
+}
+
+/// A value of a type, as a member of an object.
+Json valueOf(unsigned int type, std::initializer_list<unsigned char> bytes) {
+  monitor::DecodedFrame frame;
+  frame.service = monitor::Service::TPDO;
+  frame.values.resize(1);
+  frame.valueCount = 1;
+  frame.values[0].value.setBytes(monitor::DataType::fromCode(type), bytes.begin(), bytes.size());
+  return trace::toObject(frame, "can0")["values"][0]["value"];
+}
+
+TEST(FrameObjectTest, OfAHeartbeat) {
+  EXPECT_EQ(object({"(1700000000.123456) can0 705#05"}).dump(),
+            R"({"time":1700000000.123456,"interface":"can0","id":1797,"data":"05","service":"heartbeat","node":5,)"
+            R"("state":"OPERATIONAL"})");
+}
+
+TEST(FrameObjectTest, OfAnNMTCommandForAll) {
+  EXPECT_EQ(object({"(1.0) can0 000#0100"})["node"], 0);
+}
+
+TEST(FrameObjectTest, OfATransferThatIsComplete) {
+  const Json last = object({"(1.0) can0 605#4008100000000000", "(1.5) can0 585#4308100054617601"});
+  EXPECT_EQ(last["transfer"], "completed");
+  EXPECT_EQ(last["duration"], 0.5);
+  EXPECT_EQ(last["bytes"], 4);
+  EXPECT_EQ(last["value"], "Tav\x01");
+  EXPECT_EQ(last["index"], 0x1008);
+}
+
+TEST(FrameObjectTest, OfAnAbort) {
+  const Json last = object({"(1.0) can0 605#40FF5F0000000000", "(1.5) can0 585#80FF5F0000000206"});
+  EXPECT_EQ(last["abortCode"], 0x06020000);
+  EXPECT_EQ(last["abortText"], "object does not exist in the object dictionary");
+  EXPECT_EQ(last["transfer"], "aborted");
+}
+
+TEST(FrameObjectTest, OfAnEmergency) {
+  const Json last = object({"(1.0) can0 085#1081810000000000"});
+  EXPECT_EQ(last["emergencyCode"], 0x8110);
+  EXPECT_EQ(last["errorRegister"], 0x81);
+}
+
+TEST(FrameObjectTest, OfAFrameThatIsNoCANopen) {
+  EXPECT_EQ(object({"(1.0) can0 00000705#05"})["kind"], "extended");
+}
+
+TEST(FrameObjectTest, OfARemoteFrameHasNoData) {
+  EXPECT_EQ(object({"(1.0) can0 705#R1"})["data"], "");
+}
+
+TEST(FrameObjectTest, OfWhatBreaksTheProtocol) {
+  EXPECT_EQ(object({"(1.0) can0 705#03"})["violation"], "heartbeat with an unknown state");
+}
+
+TEST(FrameObjectTest, HasNumbersAsNumbers) {
+  EXPECT_EQ(valueOf(0x03, {0xFE, 0xFF}), -2);
+  EXPECT_EQ(valueOf(0x1B, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), 18446744073709551615U);
+  EXPECT_EQ(valueOf(0x01, {1}), true);
+  EXPECT_EQ(valueOf(0x08, {0, 0, 0xC0, 0x3F}), 1.5);
+}
+
+TEST(FrameObjectTest, HasWhatIsNoNumberAsText) {
+  EXPECT_EQ(valueOf(0x08, {0, 0, 0x80, 0x7F}), "inf");
+}
+
+TEST(FrameObjectTest, HasTextsWithoutQuotationMarks) {
+  EXPECT_EQ(valueOf(0x09, {'a', '"', 'b', '\\', 0xE9}), "a\"b\\\xC3\xA9");
+}
+
+TEST(FrameObjectTest, HasHalfALetterAsItsReplacement) {
+  EXPECT_EQ(valueOf(0x0B, {0x3D, 0xD8}), "\xEF\xBF\xBD");
+}
+
+}  // namespace

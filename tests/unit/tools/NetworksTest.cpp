@@ -1,0 +1,37 @@
+// The interfaces of a log.
+//
+// | parameters                      | kind       |
+// |---------------------------------|------------|
+// | one network for each name       | functional |
+// | more names than there are places | robustness |
+
+#include "Networks.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "StandardNames.h"
+
+namespace {
+
+class NetworksTest : public ::testing::Test {
+protected:
+  trace::Networks networks{monitor::StandardNames::instance(), 250000};
+};
+
+TEST_F(NetworksTest, AreTheSameForTheSameName) {
+  trace::Network& first = networks.get("can0");
+  networks.get("can1");
+  EXPECT_EQ(&networks.get("can0"), &first);
+}
+
+TEST_F(NetworksTest, ShareTheLastPlace) {
+  for (std::size_t i = 0; i < 10 * trace::Networks::PLACES; ++i) {
+    networks.get("can" + std::to_string(i));
+  }
+  EXPECT_EQ(networks.getAll().size(), trace::Networks::PLACES);
+  EXPECT_EQ(networks.get("another").name, "(others)");
+}
+
+}  // namespace
