@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "KQDEI.h"
 #include "KQVariable.h"
 #include "NodeNames.h"
 #include "TestNode.h"
@@ -25,6 +26,7 @@ constexpr unsigned short TEXT = 0x2003;
 constexpr unsigned short READ_ONLY = 0x2004;
 constexpr unsigned short WRITE_ONLY = 0x2005;
 constexpr unsigned short NARROW = 0x2006;
+constexpr unsigned short SHARED = 0x2007;
 constexpr unsigned char NODE = 5;
 
 class NodeViewTest : public testing::Test {
@@ -42,6 +44,10 @@ protected:
     add({READ_ONLY, 0, "Measured", KQ::STORAGE_TYPE_INTEGER, 16, false}, 2);
     add({WRITE_ONLY, 0, "Command", KQ::STORAGE_TYPE_INTEGER, 8, false}, 1);
     add({NARROW, 0, "Narrow", KQ::STORAGE_TYPE_INTEGER, 12, false}, 0);
+    // One that is not the node's own.
+    KQ::KQVariable shared(SHARED, 0, "Shared", KQ::STORAGE_TYPE_INTEGER, 12, false);
+    KQ::KQDEI::instance()->addVariable(&shared);
+    node.canopen().getApplicationVariables();
     node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 1000, 100, 254, true, nullptr);
     node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, SPEED, 0, 16);
     node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 1, 0x305, 0, 0, 1, false, nullptr);
@@ -76,6 +82,13 @@ TEST_F(NodeViewTest, ObjectIsDescribed) {
 
 TEST_F(NodeViewTest, TypeOfTheNodesOwnIsCalledByItsBits) {
   EXPECT_EQ(object(NARROW).typeName, "UNSIGNED12");
+}
+
+TEST_F(NodeViewTest, LimitsOfAVariableWithoutAnyAreThoseOfItsType) {
+  EXPECT_EQ(object(NARROW).lowest, 0);
+  EXPECT_EQ(object(NARROW).highest, 4095);
+  EXPECT_EQ(object(SHARED).lowest, 0);
+  EXPECT_EQ(object(SHARED).highest, 4095);
 }
 
 TEST_F(NodeViewTest, ObjectsAreInTheirOrder) {
