@@ -23,11 +23,14 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
 	@echo "make test [PRESET=clang]       build everything and run all tests"
+	@echo "make test-page                 the page in a browser without a window: each element found and used"
+	@echo "make pictures                  take the pictures of the page anew, docs/pictures"
+	@echo "make page-load                 how late the node is with a page open, 50 values and 2000 frames a second"
 	@echo "make test-metrics              Debian's prometheus collects from ten panels, one of which is killed and comes back"
 	@echo "make test-armhf                the tests of units and nodes as 32-bit ARM programs, under user-mode emulation"
 	@echo "make test-target               the tests on an emulated machine with a kernel's CAN interfaces"
@@ -70,6 +73,17 @@ test:
 	@[ $(PRESET) != release ] || cmake --preset release -DTAVO_BUILD_TESTS=ON >/dev/null
 	$(call timed,build,$(call build,$(PRESET),all))
 	$(call run-tests,$(PRESET))
+
+# The page is part of the program, and the program tested is the one of the debug build, as in "make test".
+test-page:
+	@scripts/setup.sh page
+	$(call timed,build,$(call build,$(PRESET),tavo-panel))
+	$(call timed,page,TAVO_PANEL=$(CURDIR)/build/$(PRESET)/bin/tavo-panel node --test tests/page/*.test.js)
+
+pictures page-load:
+	@scripts/setup.sh page >&2
+	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel node tests/page/$(@:page-%=%).js $(if $(findstring pictures,$@),docs/pictures,$(ARGS))
 
 packages:
 	@scripts/setup.sh packages armhf

@@ -58,6 +58,17 @@ long long toNumber(const ObjectInfo& object, int pattern) {
   return object.isSigned ? pattern : static_cast<long long>(static_cast<unsigned int>(pattern));
 }
 
+struct Range {
+  long long low;
+  long long high;
+};
+
+// What the 32 bits of a value, or fewer, can hold.
+Range getRange(const ObjectInfo& object) {
+  const long long numbers = 1LL << std::min(object.bits, 32);
+  return object.isSigned ? Range{-numbers / 2, numbers / 2 - 1} : Range{0, numbers - 1};
+}
+
 std::optional<long long> parseNumber(const std::string& text) {
   if (text == "true" || text == "false") {
     return text == "true" ? 1 : 0;
@@ -134,8 +145,12 @@ void NodeView::addObject(const KQ::ObjectDictionaryEntry& entry, const KQ::Objec
   object.isInRecord = entry.objectType != KQ::OBJECT_TYPE_VAR;
   describeType(object);
   if (object.isInteger) {
-    object.lowest = toNumber(object, subEntry.lowLimit);
-    object.highest = toNumber(object, subEntry.highLimit);
+    const Range range = getRange(object);
+    const Range limits{toNumber(object, subEntry.lowLimit), toNumber(object, subEntry.highLimit)};
+    // Limits that no value can have are those of a variable that was given none.
+    const bool isNarrower = limits.low >= range.low && limits.low <= limits.high && limits.high <= range.high;
+    object.lowest = isNarrower ? limits.low : range.low;
+    object.highest = isNarrower ? limits.high : range.high;
   }
   objects.push_back(object);
 }
@@ -244,12 +259,10 @@ std::string NodeView::write(const ObjectInfo& object, const std::string& text) {
   if (!number) {
     return "'" + text + "' is no whole number";
   }
-  const long long numbers = 1LL << object.bits;
-  const long long lowest = object.isSigned ? -numbers / 2 : 0;
-  const long long highest = object.isSigned ? numbers / 2 - 1 : numbers - 1;
-  if (*number < lowest || *number > highest) {
-    return text + " does not fit into " + object.typeName + ", " + std::to_string(lowest) + " to " +
-           std::to_string(highest);
+  const Range range = getRange(object);
+  if (*number < range.low || *number > range.high) {
+    return text + " does not fit into " + object.typeName + ", " + std::to_string(range.low) + " to " +
+           std::to_string(range.high);
   }
   const int result = dictionary.setValue(object.index, object.subIndex, static_cast<int>(*number), false);
   return result == KQ::KQ_OK ? "" : getReason(result);

@@ -247,12 +247,7 @@ void Page::answerWrite(const HttpRequest& request, const HttpServer::Answer& ans
     return;
   }
   const bool isQueued = tasks.post([this, object, text = request.body, answer] {
-    const std::string reason = view.write(*object, text);
-    if (reason.empty()) {
-      answer({200, JSON, "{}"});
-    } else {
-      answer({422, JSON, dump({{"reason", reason}})});
-    }
+    answer({200, JSON, dump({{"reason", view.write(*object, text)}})});
   });
   if (!isQueued) {
     answer({503, JSON, dump({{"reason", "the node is too busy"}})});

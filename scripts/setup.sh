@@ -1,7 +1,7 @@
 #!/bin/bash
 # Installs what a task needs and this machine lacks, with the package manager of Debian.
 #
-#   scripts/setup.sh TASK...     TASK: run | test | check | packages | bench | metrics | fuzz | coverage | armhf | target
+#   scripts/setup.sh TASK...     TASK: run | test | page | check | packages | bench | metrics | fuzz | coverage | armhf | target
 #
 # Nothing is asked and nothing is installed twice; when all is there, this takes a fraction of a second.
 set -euo pipefail
@@ -23,6 +23,9 @@ ARMHF_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev python3 g++-arm-l
 TARGET_PACKAGES=("${ARMHF_PACKAGES[@]}" qemu-system-arm cpio kmod)
 TARGET_FILES=(linux-image-arm64:arm64 linux-image-armmp:armhf busybox-static:armhf can-utils:armhf)
 CLIENTS=tests/interop/js
+# The page in a browser without a window.
+PAGE_PACKAGES=("${RUN_PACKAGES[@]}" chromium make)
+BROWSER=tests/page
 
 fail() {
   echo "setup: $1" >&2
@@ -31,6 +34,7 @@ fail() {
 
 packages=()
 with_clients=false
+with_browser=false
 with_prometheus=false
 with_target=false
 for task in "$@"; do
@@ -40,6 +44,12 @@ for task in "$@"; do
       packages+=("${TEST_PACKAGES[@]}")
       with_clients=true
       # Another edition of these than Debian's serves as well.
+      command -v node >/dev/null || packages+=(nodejs)
+      command -v npm >/dev/null || packages+=(npm)
+      ;;
+    page)
+      packages+=("${PAGE_PACKAGES[@]}")
+      with_browser=true
       command -v node >/dev/null || packages+=(nodejs)
       command -v npm >/dev/null || packages+=(npm)
       ;;
@@ -58,7 +68,7 @@ for task in "$@"; do
       packages+=("${TARGET_PACKAGES[@]}")
       with_target=true
       ;;
-    *) fail "unknown task '$task', there are run, test, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
+    *) fail "unknown task '$task', there are run, test, page, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
   esac
 done
 
@@ -109,19 +119,24 @@ use_headers_of_node() {
   fi
 }
 
-install_clients() {
-  [[ -f $CLIENTS/package-lock.json ]] || return 0
+# @param folder with a package-lock.json
+install_modules() {
+  local folder=$1
+  [[ -f $folder/package-lock.json ]] || return 0
   # npm leaves a copy of the lock file behind: as long as it is not older, nothing has to be done.
-  [[ $CLIENTS/node_modules/.package-lock.json -nt $CLIENTS/package-lock.json ]] && return 0
-  echo "setup: npm ci in $CLIENTS"
+  [[ $folder/node_modules/.package-lock.json -nt $folder/package-lock.json ]] && return 0
+  echo "setup: npm ci in $folder"
   use_headers_of_node
-  (cd "$CLIENTS" && npm ci --no-audit --no-fund --loglevel=error) || fail "npm ci failed in $CLIENTS"
+  (cd "$folder" && npm ci --no-audit --no-fund --loglevel=error) || fail "npm ci failed in $folder"
 }
 
 mapfile -t missing < <(missing_packages "${packages[@]}" | sort -u)
 [[ ${#missing[@]} -eq 0 ]] || install_packages "${missing[@]}"
 if $with_clients; then
-  install_clients
+  install_modules "$CLIENTS"
+fi
+if $with_browser; then
+  install_modules "$BROWSER"
 fi
 if $with_prometheus; then
   tests/target/fetch-packages prometheus "prometheus:$(dpkg --print-architecture)"

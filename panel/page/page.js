@@ -65,10 +65,8 @@ async function write(key, text) {
     try {
         const answer = await fetch(`/api/objects/${key}`,
             { method: 'PUT', headers: { 'X-Panel-Token': TOKEN, 'Content-Type': 'text/plain' }, body: text });
-        if (answer.ok)
-            return '';
         const said = await answer.text();
-        return said.startsWith('{') ? JSON.parse(said).reason ?? said : said.trim();
+        return said.startsWith('{') ? JSON.parse(said).reason : said.trim();
     }
     catch {
         return 'the panel does not answer';

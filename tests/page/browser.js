@@ -25,8 +25,8 @@ class Browser {
     }
 
     /** Opens the page. What it complains about is gathered in page.complaints. */
-    async open(url, { size = DESKTOP, scheme = 'light' } = {}) {
-        const context = await this.program.newContext({ viewport: size, colorScheme: scheme, deviceScaleFactor: size === PHONE ? 2 : 1 });
+    async open(url, { size = DESKTOP, scheme = 'light', scale = size === PHONE ? 2 : 1 } = {}) {
+        const context = await this.program.newContext({ viewport: size, colorScheme: scheme, deviceScaleFactor: scale });
         const page = await context.newPage();
         page.setDefaultTimeout(PATIENCE_MS);
         page.complaints = [];

@@ -29,8 +29,8 @@ class Panel {
 
     static async start(...options) {
         const directory = fs.mkdtempSync(path.join(os.tmpdir(), 'tavo-'));
-        const child = spawn(process.env.TAVO_PANEL,
-            ['--listen', '127.0.0.1:0', '--http', '127.0.0.1:0', ...options],
+        const page = options.includes('--http') ? [] : ['--http', '127.0.0.1:0'];
+        const child = spawn(process.env.TAVO_PANEL, ['--listen', '127.0.0.1:0', ...page, ...options],
             { cwd: directory, stdio: ['ignore', 'pipe', 'inherit'] });
         const panel = new Panel(child, directory);
         try {
@@ -61,8 +61,8 @@ class Panel {
     }
 
     /** One more participant on the node's bus. */
-    attach() {
-        return SocketcandBus.open(this.port, 'bus0');
+    attach(name = 'bus0') {
+        return SocketcandBus.open(this.port, name);
     }
 
     async stop() {

@@ -1,0 +1,81 @@
+// | covered                                              | kind       |
+// |------------------------------------------------------|------------|
+// | tasks are done in their order, a few in a turn        | functional |
+// | the loop is woken for them, and for those that are left | functional |
+// | more than are kept                                     | robustness |
+#include "LoopTasks.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using panel::LoopTasks;
+
+class LoopTasksTest : public testing::Test {
+protected:
+  void post(int number) {
+    ASSERT_TRUE(tasks.post([this, number] { done.push_back(number); }));
+  }
+
+  int wakes = 0;
+  LoopTasks tasks{[this] { ++wakes; }};
+  std::vector<int> done;
+};
+
+TEST_F(LoopTasksTest, EachWakesTheLoop) {
+  post(1);
+  post(2);
+  EXPECT_EQ(wakes, 2);
+}
+
+TEST_F(LoopTasksTest, NothingIsDoneBeforeTheLoopServesThem) {
+  post(1);
+  EXPECT_TRUE(done.empty());
+}
+
+TEST_F(LoopTasksTest, TheyAreDoneOnceInTheirOrder) {
+  post(1);
+  post(2);
+  tasks.serve();
+  tasks.serve();
+  EXPECT_EQ(done, (std::vector<int>{1, 2}));
+}
+
+TEST_F(LoopTasksTest, TurnDoesAFewAndWakesTheLoopForTheRest) {
+  for (std::size_t i = 0; i <= LoopTasks::TASKS_PER_TURN; ++i) {
+    post(static_cast<int>(i));
+  }
+  wakes = 0;
+  tasks.serve();
+  EXPECT_EQ(done.size(), LoopTasks::TASKS_PER_TURN);
+  EXPECT_EQ(wakes, 1);
+}
+
+TEST_F(LoopTasksTest, TurnThatLeavesNothingWakesNobody) {
+  post(1);
+  wakes = 0;
+  tasks.serve();
+  EXPECT_EQ(wakes, 0);
+}
+
+TEST_F(LoopTasksTest, TaskThatPostsTheNextSliceIsNotDoneForEver) {
+  int slices = 0;
+  std::function<void()> slice = [&] {
+    ++slices;
+    tasks.post(slice);
+  };
+  tasks.post(slice);
+  tasks.serve();
+  EXPECT_EQ(slices, static_cast<int>(LoopTasks::TASKS_PER_TURN));
+}
+
+TEST_F(LoopTasksTest, MoreThanAreKeptAreRefused) {
+  for (std::size_t i = 0; i < LoopTasks::CAPACITY; ++i) {
+    post(static_cast<int>(i));
+  }
+  EXPECT_FALSE(tasks.post([] {}));
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+// | covered                                        | kind       |
+// |------------------------------------------------|------------|
+// | periods by identifier, the oldest first         | functional |
+// | more periods and identifiers than are kept       | robustness |
+#include "PeriodHistory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using panel::PeriodHistory;
+
+TEST(PeriodHistory, PeriodsAreDifferencesOfTimes) {
+  PeriodHistory history;
+  for (const long long time : {1000, 1100, 1350}) {
+    history.add(0x185, time);
+    history.add(0x285, 2 * time);
+  }
+  EXPECT_EQ(history.get(0x185), (std::vector<long long>{100, 250}));
+  EXPECT_EQ(history.get(0x285), (std::vector<long long>{200, 500}));
+}
+
+TEST(PeriodHistory, OneFrameMakesNoPeriod) {
+  PeriodHistory history;
+  history.add(0x185, 1000);
+  EXPECT_TRUE(history.get(0x185).empty());
+}
+
+TEST(PeriodHistory, TheLatestAreKeptInTheirOrder) {
+  PeriodHistory history;
+  long long time = 0;
+  for (long long period = 1; period <= static_cast<long long>(PeriodHistory::PERIODS) + 3; ++period) {
+    history.add(0x185, time);
+    time += period;
+  }
+  const std::vector<long long> periods = history.get(0x185);
+  ASSERT_EQ(periods.size(), PeriodHistory::PERIODS);
+  EXPECT_EQ(periods.front(), 3);
+  EXPECT_EQ(periods.back(), static_cast<long long>(PeriodHistory::PERIODS) + 2);
+}
+
+TEST(PeriodHistory, IdentifiersBeyondTheLastAreLeftOut) {
+  PeriodHistory history;
+  for (unsigned int identifier = 0; identifier <= PeriodHistory::IDENTIFIERS; ++identifier) {
+    history.add(identifier, 1);
+    history.add(identifier, 2);
+  }
+  EXPECT_EQ(history.get(PeriodHistory::IDENTIFIERS - 1).size(), 1U);
+  EXPECT_TRUE(history.get(PeriodHistory::IDENTIFIERS).empty());
+}
+
+}  // namespace
