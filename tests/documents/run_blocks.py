@@ -206,12 +206,14 @@ class Reader:
 
 
 def go_where_ports_are_free():
-    """On a loopback interface of its own; on that of all when this is not to be had."""
+    """On a loopback interface of its own; when this is not to be had on that of all, one document after the other."""
     if os.environ.get("TAVO_OWN_LOOPBACK") is None:
         for way in (["unshare", "--net"], ["unshare", "--net", "--map-root-user"]):
             if subprocess.run([*way, "true"], capture_output=True, check=False).returncode == 0:
                 os.environ["TAVO_OWN_LOOPBACK"] = "1"
                 os.execvp(way[0], [*way, sys.executable, *sys.argv])
+        lock = os.open(pathlib.Path(tempfile.gettempdir(), "tavo-documents.lock"), os.O_CREAT | os.O_RDWR, 0o666)
+        fcntl.flock(lock, fcntl.LOCK_EX)  # until this process ends
         return
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
         siocsifflags, iff_up = 0x8914, 0x1
