@@ -13,7 +13,7 @@ import socket
 import sys
 import time
 
-PATIENCE_S = 20  # for --until; an SDO answer has a tenth of it
+PATIENCE_S = 20  # for --until; an SDO answer has a twentieth of it
 
 
 class Bus:
@@ -74,7 +74,7 @@ def main():
         bus.send(frame)
         identifier = int(frame.split("#")[0], 16)
         is_request = 0x601 <= identifier <= 0x67F
-        if is_request and not bus.watch(PATIENCE_S / 10, f"{identifier - 0x80:03X}#"):
+        if is_request and not bus.watch(PATIENCE_S / 20, f"{identifier - 0x80:03X}#"):
             print("no answer", flush=True)
     if arguments.until and not bus.watch(PATIENCE_S, arguments.until):
         return f"no frame {arguments.until}"
