@@ -123,7 +123,8 @@ class Reader:
             if entry.name not in ("build", ".git"):
                 (self.folder / entry.name).symlink_to(entry)
         (self.folder / "build").mkdir()
-        (self.folder / "build" / "debug").symlink_to(binaries)
+        for preset in ("debug", "release"):
+            (self.folder / "build" / preset).symlink_to(binaries)
         tools = folder / "tools"
         tools.mkdir()
         (tools / "make").write_text(MAKE.format(root=shlex.quote(str(root)), panel=binaries / "bin" / "tavo-panel"))
