@@ -52,7 +52,9 @@ protected:
   ///   as it was not the last to declare
   KQServedCOBIDs& declareServedCOBIDs(const std::type_info& declarer);
 
+  /// The frame that sendCANMessage() sends; only for the thread that fills it.
   KQCANMessage outgoingMessage;
+  /// What the setters of the same names were given; null before. Not owned.
   KQCANopenObjectDictionary* objectDictionary = nullptr;
   KQEmergencyHandler* emergencyHandler = nullptr;
   KQCANopen* instance = nullptr;

@@ -25,6 +25,7 @@ class KQSyncHandler;
 /// points to is owned.
 class KQCANopenStateMachine {
 public:
+  /// In INIT, without handlers. @param canopen the node, not owned; null: there is no port and no node-ID
   explicit KQCANopenStateMachine(KQCANopen* canopen);
 
   /// A copy takes only the instance from @p other; everything else gets its initial value.
@@ -34,6 +35,7 @@ public:
 
   virtual ~KQCANopenStateMachine() = default;
 
+  /// What initHandlers() wires and each frame is offered to; each may be null. Not owned.
   void setMessageHandlers(KQSDOHandler* sdo, KQPDOHandler* pdo, KQSyncHandler* sync, KQNMTHandler* nmt,
                           KQEmergencyHandler* emergency);
   void setObjectDictionary(KQCANopenObjectDictionary* dictionary) { objectDictionary = dictionary; }

@@ -21,6 +21,7 @@ public:
   /// @return 0; 10 while the producer is switched off or without port, COB-ID or dictionary; 13 when the register
   ///   could not be written; else the code of the failed transmission
   int sendEmergencyMessage(unsigned char errorClass, unsigned char low);
+  /// The same for both bytes in one. @param errorCode emergency error code, the class in its high byte
   int sendEmergencyMessage(unsigned short errorCode);
 
   /// @return 11: emergencies of other nodes are left to no one

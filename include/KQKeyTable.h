@@ -34,6 +34,7 @@ public:
   /// Takes a node out, if it is in the table.
   void erase(const Node* node) { enterAnew(slots.size(), node); }
 
+  /// Takes all nodes out; the memory is kept.
   void clear() {
     slots.assign(slots.size(), nullptr);
     count = 0;

@@ -22,6 +22,7 @@ public:
 
   /// @param id node ID of this node, 1 to 127; 255 until it is set
   void setNodeID(unsigned int id) { nodeID = id; }
+  /// Whose state NMT commands change. Not owned; null: there are no commands.
   void setStateMachine(KQCANopenStateMachine* machine) { stateMachine = machine; }
 
   /// Obey only commands addressed to this node, not those to all nodes (node ID 0).

@@ -34,6 +34,7 @@ public:
   /// Makes the object of the last added record known, so that it is not looked up for each frame: the dictionary never
   /// takes one out. For all records or for none. @param subEntry null when it is to be looked up all the same
   void keepObject(unsigned int key, ObjectDictionarySubEntry* subEntry) { objects.push_back({key, subEntry}); }
+  /// Takes the memory for so many records at once.
   void reserveObjects(std::size_t count) { objects.reserve(count); }
 
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
@@ -50,7 +51,9 @@ public:
   /// The keys of the mapped objects, index << 16 | sub-index.
   std::set<unsigned int> getAllMappedVariableKeys() const { return {getMappedKeys().begin(), getMappedKeys().end()}; }
 
+  /// The transmission type that the constructor was given, 0 to 255.
   KQCANopenPDOTransmissionMode getTransmissionType() const { return transmissionType; }
+  /// The index of the communication parameter, which names the PDO: 0x1400 + n or 0x1800 + n; 0 until it is set.
   unsigned short getCommunicationIndex() const { return communicationIndex; }
   void setCommunicationIndex(unsigned short index) { communicationIndex = index; }
   /// Number of data bytes of the frame.
@@ -79,10 +82,13 @@ public:
     return getTimeStamp() != 0 && passed < inhibitTime ? inhibitTime - passed : 0;
   }
 
+  /// What happens with a transmission. @param code PDO_ACTION_COUNT_TRANSMISSIONS; other codes have no effect
+  /// @param key the counter object, index << 16 | sub-index
   void setAction(int code, unsigned int key) {
     action = code;
     actionKey = key;
   }
+  /// What setAction() was given; 0 before.
   int getAction() const { return action; }
   unsigned int getActionKey() const { return actionKey; }
 

@@ -37,17 +37,20 @@ class PDOTable;
 /// nothing is called.
 class KQPDOHandler : public KQCANopenMessageHandler {
 public:
+  /// Without PDOs. @param canopen the node, not owned
   explicit KQPDOHandler(KQCANopen* canopen);
   ~KQPDOHandler() override;
   KQPDOHandler(const KQPDOHandler&) = delete;
   KQPDOHandler& operator=(const KQPDOHandler&) = delete;
 
+  /// Whose state says whether PDOs are exchanged. Not owned; null: none are. Protocol thread.
   void setStateMachine(KQCANopenStateMachine* machine) {
     // Every INIT sets the same one again, while application threads read it.
     if (stateMachine != machine) {
       stateMachine = machine;
     }
   }
+  /// Who is given the synchronous PDOs. Not owned; may be null. Protocol thread.
   void setSyncHandler(KQSyncHandler* handler) {
     if (syncHandler != handler) {
       syncHandler = handler;

@@ -17,6 +17,7 @@ class PDOTable;
 /// walked" and "a walk was counted, then the table was read" cannot miss each other.
 class KQPublishedPDOs {
 public:
+  /// @param table the first one; not null
   explicit KQPublishedPDOs(std::shared_ptr<const PDOTable> table);
 
   /// Puts a table in the place of the one before, which exists as long as a walk may be using it. One thread.
@@ -28,6 +29,7 @@ public:
   /// Keeps the table of the moment at which it begins, and the PDOs in it. Any thread; within another one, too.
   class Walk {
   public:
+    /// Begins with the table of this moment. Any thread.
     explicit Walk(KQPublishedPDOs& publishedPDOs) : published(publishedPDOs) {
       ++published.walks;
       table = published.current;
@@ -40,6 +42,7 @@ public:
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
+    /// The table, which exists as long as the walk does.
     const PDOTable* operator->() const { return table; }
 
   private:

@@ -13,6 +13,7 @@ namespace KQ {
 template <typename Key, typename Value>
 class KQReusingMap {
 public:
+  /// Goes over the entries in the order of their keys.
   using iterator = typename std::map<Key, Value>::iterator;
 
   /// The entry of a key, entered when there is none. An entry that comes again may still have its former value.
@@ -45,6 +46,7 @@ public:
     }
   }
 
+  /// As of a std::map.
   iterator find(const Key& key) { return entries.find(key); }
   auto begin() const { return entries.begin(); }
   auto end() const { return entries.end(); }

@@ -37,6 +37,7 @@ public:
   KQSDOHandler(const KQSDOHandler&) = delete;
   KQSDOHandler& operator=(const KQSDOHandler&) = delete;
 
+  /// Whose state says whether SDO is served. Not owned; null: it is not.
   void setStateMachine(KQCANopenStateMachine* machine) { stateMachine = machine; }
   /// Receives SDO events (type 6, code 1103); null removes it. Not owned.
   void setSDOEventListener(KQSignalListener* listener) { sdoEventListener = listener; }

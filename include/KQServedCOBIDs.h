@@ -14,6 +14,7 @@ namespace KQ {
 /// too few costs its frames. Every operation belongs to the protocol thread, unless it says otherwise.
 class KQServedCOBIDs {
 public:
+  /// Number of identifiers that there are.
   static constexpr std::size_t COUNT = 0x800;
 
   /// Forgets all identifiers, the followed one included.

@@ -16,10 +16,12 @@ class KQPDOHandler;
 /// Belongs to the protocol thread, except addTxPDO(), which comes from whichever thread changed a mapped value.
 class KQSyncHandler : public KQCANopenMessageHandler {
 public:
+  /// Without PDOs, the counter at 1. @param canopen the node, not owned
   explicit KQSyncHandler(KQCANopen* canopen);
   KQSyncHandler(const KQSyncHandler&) = delete;
   KQSyncHandler& operator=(const KQSyncHandler&) = delete;
 
+  /// Whose state says whether SYNC counts, and who sends the PDOs. Not owned; without one of them, nothing happens.
   void setStateMachine(KQCANopenStateMachine* machine) { stateMachine = machine; }
   void setPDOHandler(KQPDOHandler* handler) { pdoHandler = handler; }
 

@@ -10,6 +10,7 @@ namespace KQ {
 
 /// One index of the object dictionary. It owns its sub-entries.
 struct ObjectDictionaryEntry {
+  /// Without sub-entries.
   ObjectDictionaryEntry(unsigned short entryIndex, KQCANopenObjectType type, const std::string& entryName)
       : index(entryIndex), objectType(type), name(entryName) {}
   ~ObjectDictionaryEntry() {
@@ -20,11 +21,11 @@ struct ObjectDictionaryEntry {
   ObjectDictionaryEntry(const ObjectDictionaryEntry&) = delete;
   ObjectDictionaryEntry& operator=(const ObjectDictionaryEntry&) = delete;
 
-  unsigned short index;
+  unsigned short index;  ///< under which the dictionary has it
   /// By sub-index, owned. One that a PDO maps stays, since the PDO keeps it.
   std::unordered_map<unsigned char, ObjectDictionarySubEntry*> subEntries;
-  KQCANopenObjectType objectType;
-  std::string name;
+  KQCANopenObjectType objectType;  ///< VAR, ARRAY or RECORD
+  std::string name;                ///< CiA 306 ParameterName
 };
 
 }  // namespace KQ

@@ -8,10 +8,10 @@ namespace KQ {
 struct SDODownloadResponseStorage {
   unsigned int responseCOBID = 0;  ///< COB-ID on which the confirmation is expected
   unsigned int requestCOBID = 0;   ///< COB-ID on which an abort goes out
-  int value = 0;
-  std::string stringValue;
-  unsigned int deadline = 0;  ///< tick (ms) after which the server counts as silent
-  unsigned int localKey = 0;  ///< local variable key, index << 16 | sub-index
+  int value = 0;                   ///< the number that was written
+  std::string stringValue;         ///< or the text
+  unsigned int deadline = 0;       ///< tick (ms) after which the server counts as silent
+  unsigned int localKey = 0;       ///< local variable key, index << 16 | sub-index
 };
 
 }  // namespace KQ

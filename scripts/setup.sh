@@ -1,16 +1,17 @@
 #!/bin/bash
 # Installs what a task needs and this machine lacks, with the package manager of Debian.
 #
-#   scripts/setup.sh TASK...     TASK: run | test | page | check | packages | bench | metrics | fuzz | coverage | armhf | target
+#   scripts/setup.sh TASK...     TASK: run | test | page | check | reference | packages | bench | metrics | fuzz | coverage | armhf | target
 #
 # Nothing is asked and nothing is installed twice; when all is there, this takes a fraction of a second.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 RUN_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev libsimpleini-dev libboost-dev nlohmann-json3-dev)
-TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark)
+TEST_PACKAGES=("${RUN_PACKAGES[@]}" libgtest-dev libgmock-dev make python3 python3-can can-utils tshark curl)
 BENCH_PACKAGES=("${RUN_PACKAGES[@]}" libbenchmark-dev valgrind python3)
 CHECK_PACKAGES=(clang clang-format clang-tidy)
+REFERENCE_PACKAGES=(doxygen python3)
 # clang++ with the libraries of its sanitizers and of libFuzzer, and the program that names what a finding points to.
 FUZZ_PACKAGES=("${RUN_PACKAGES[@]}" clang libclang-rt-dev llvm python3)
 COVERAGE_PACKAGES=(gcovr)
@@ -54,6 +55,7 @@ for task in "$@"; do
       command -v npm >/dev/null || packages+=(npm)
       ;;
     check) packages+=("${CHECK_PACKAGES[@]}") ;;
+    reference) packages+=("${REFERENCE_PACKAGES[@]}") ;;
     fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
     coverage) packages+=("${COVERAGE_PACKAGES[@]}") ;;
     packages) packages+=("${PACKAGES_PACKAGES[@]}") ;;
@@ -68,7 +70,7 @@ for task in "$@"; do
       packages+=("${TARGET_PACKAGES[@]}")
       with_target=true
       ;;
-    *) fail "unknown task '$task', there are run, test, page, check, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
+    *) fail "unknown task '$task', there are run, test, page, check, reference, packages, bench, metrics, fuzz, coverage, armhf and target" ;;
   esac
 done
 

@@ -54,6 +54,7 @@ public:
                    bool isSigned, unsigned int lowestRawValue, unsigned int highestRawValue,
                    std::unique_ptr<const Options> options);
 
+  /// What the constructor was given.
   unsigned int getKey() const { return key_; }
   std::uint64_t getStartBit() const { return startBit_; }
   unsigned int getBitLength() const { return bitLength_; }

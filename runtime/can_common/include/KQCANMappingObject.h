@@ -24,6 +24,7 @@ class KQVariableOwner;
 /// unpack, which change nothing and allocate nothing.
 class KQCANMappingObject {
 public:
+  /// The records, in the order in which they were added.
   using MappingData = std::vector<std::unique_ptr<KQCANMappingData>>;
 
   /// @param dataLength    number of data bytes of the frame.
@@ -123,6 +124,7 @@ public:
   /// @return 0 when the frame was unpacked, whatever became of its values; 20 for a null message.
   int extractMappedValues(KQCANMessage* message, KQDEI* dei, KQVariableOwner* owner, bool checkLimits) const;
 
+  /// Number of data bytes of the frame, as given to the constructor.
   unsigned int getDataLength() const { return dataLength_; }
   /// In milliseconds.
   unsigned int getCycleTime() const { return cycleTime_; }

@@ -13,6 +13,7 @@ namespace KQ {
 class KQCANMessage {
 public:
   KQCANMessage() = default;
+  /// Copies all of it.
   KQCANMessage(const KQCANMessage& other) : identifier(other.identifier), length(other.length), flags(other.flags) {
     std::memcpy(data, other.data, sizeof data);
   }

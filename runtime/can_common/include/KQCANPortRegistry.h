@@ -19,6 +19,7 @@ public:
   /// Opens an end point on a port; null with a text in the argument when it cannot.
   using Factory = std::function<std::unique_ptr<KQEndPoint>(std::string& error)>;
 
+  /// The registry of the process, made on first use. Never null.
   static KQCANPortRegistry* instance();
 
   KQCANPortRegistry() = default;

@@ -114,6 +114,7 @@ public:
   /// Why the CAN port could not be opened; empty when it is open.
   const std::string& getPortError() const { return portError; }
 
+  /// The kind of protocol that the constructor was given; 3: CANopen.
   int getProtocolType() const { return protocolType; }
 
   /// The status word: milliseconds after which the protocol next wants a cycle. Initially 0.

@@ -26,6 +26,7 @@ public:
 
   /// Opens a raw socket for classic frames that does not block, with all error frames subscribed to. @return descriptor
   virtual int openSocket() = 0;
+  /// @param descriptor of openSocket(), not used afterwards
   virtual void closeSocket(int descriptor) = 0;
 
   /// @return index of the network interface; -ENODEV: there is none of that name

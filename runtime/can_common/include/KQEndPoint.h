@@ -129,10 +129,12 @@ public:
   unsigned getTransitions() const { return transitions_.load(std::memory_order_acquire); }
 
 protected:
+  /// Counts from any thread, and wraps.
   using Counter = std::atomic<unsigned>;
 
   /// The counters of KQEndPointStatistics that an end point keeps itself, countable from any thread.
   struct Counters {
+    /// Each is the one of the same name in KQEndPointStatistics.
     Counter received{0};
     Counter sent{0};
     Counter refused{0};
@@ -145,6 +147,7 @@ protected:
     Counter busOff{0};
   };
 
+  /// A port that is up, without listener. @param uri what the port is called in messages
   explicit KQEndPoint(std::string uri);
 
   /// readMessage's work: 0, 5 or 10. An implementation sets identifier, length, data and flags on 0, and nothing else.
@@ -153,8 +156,8 @@ protected:
   /// writeMessage's work on a frame that was found valid: 0, 10 or 17. Called from any thread.
   virtual int doWrite(const KQCANMessage& message) = 0;
 
-  /// Lets only the wanted frames in from now on, as far as the port can. @param filter null: every frame. Calls do not
-  /// overlap; any thread.
+  /// Lets only the wanted frames in from now on, as far as the port can; null: every frame. Calls do not overlap; any
+  /// thread.
   virtual void doSetFilter(const KQReceptionFilter* /*filter*/) {}
 
   /// doSetFilter() with what is wanted at the moment, for a port that has lost it.
@@ -174,9 +177,10 @@ protected:
   /// Makes the manager look at this end point's delays and wishes again. Any thread.
   void wakeManager() const;
 
+  /// Adds to a counter. Any thread.
   static void count(Counter& counter, unsigned number = 1) { counter.fetch_add(number, std::memory_order_relaxed); }
 
-  Counters counters_;
+  Counters counters_;  ///< what getStatistics() shows
 
 private:
   friend class KQEndPointManager;

@@ -13,6 +13,7 @@ public:
   /// @param capacity number of frames it holds at most; above 0
   explicit KQFrameQueue(std::size_t capacity) : frames_(capacity) {}
 
+  /// How many frames wait, fit in all, and fit in beside those that wait.
   bool isEmpty() const { return count_ == 0; }
   std::size_t getCount() const { return count_; }
   std::size_t getCapacity() const { return frames_.size(); }
@@ -37,6 +38,7 @@ public:
     --count_;
   }
 
+  /// Drops all frames.
   void clear() { count_ = 0; }
 
 private:

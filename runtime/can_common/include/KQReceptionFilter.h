@@ -8,6 +8,7 @@ namespace KQ {
 /// The identifiers (11 bits) of the frames that somebody wants from a CAN port.
 class KQReceptionFilter {
 public:
+  /// Number of identifiers that there are.
   static constexpr std::size_t COUNT = 0x800;
 
   /// One of more than 11 bits is never in a frame and not added.
@@ -17,8 +18,10 @@ public:
     }
   }
 
+  /// Whether an identifier was added.
   bool contains(unsigned int identifier) const { return identifier < COUNT && identifiers[identifier]; }
 
+  /// Whether two filters want the same frames.
   friend bool operator==(const KQReceptionFilter& left, const KQReceptionFilter& right) {
     return left.identifiers == right.identifiers;
   }

@@ -24,8 +24,8 @@ namespace KQ {
  */
 class KQSocketCANEndPoint : public KQEndPoint {
 public:
-  static constexpr std::size_t TRANSMIT_CAPACITY = 1024;
-  static constexpr unsigned RETRY_MS = 100;           ///< between two tries to return
+  static constexpr std::size_t TRANSMIT_CAPACITY = 1024;  ///< frames that wait for the kernel
+  static constexpr unsigned RETRY_MS = 100;               ///< between two tries to return
   static constexpr unsigned BUS_OFF_MS = 2000;        ///< after which a running interface ends bus-off even unannounced
   static constexpr unsigned OVERRUN_QUIET_MS = 1000;  ///< without overruns, after which they are said to be over
 

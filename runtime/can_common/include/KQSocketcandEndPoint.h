@@ -21,7 +21,7 @@ namespace KQ {
  */
 class KQSocketcandEndPoint : public KQEndPoint {
 public:
-  static constexpr std::size_t RECEIVE_CAPACITY = 1024;
+  static constexpr std::size_t RECEIVE_CAPACITY = 1024;  ///< frames that wait for a reader
   static constexpr std::size_t TRANSMIT_LIMIT =
       std::size_t{1024} * 40;                     ///< bytes waiting: 1024 frames of the longest line
   static constexpr unsigned RETRY_MS = 500;       ///< between two tries to connect

@@ -32,10 +32,12 @@ public:
   /// The bus of that name in this process, made when nobody holds it yet.
   static std::shared_ptr<KQVirtualBus> get(const std::string& name);
 
+  /// A bus that get() does not know. @param name what getName() answers
   explicit KQVirtualBus(std::string name);
   KQVirtualBus(const KQVirtualBus&) = delete;
   KQVirtualBus& operator=(const KQVirtualBus&) = delete;
 
+  /// Name, and how many are attached at this moment. Any thread.
   const std::string& getName() const { return name_; }
   std::size_t getParticipantCount() const;
 

@@ -22,7 +22,7 @@ namespace KQ {
  */
 class KQVirtualEndPoint : public KQEndPoint, private KQBusParticipant {
 public:
-  static constexpr std::size_t DEFAULT_CAPACITY = 1024;
+  static constexpr std::size_t DEFAULT_CAPACITY = 1024;  ///< frames that wait for a reader
 
   /**
    * Opens an end point on a bus of this process.

@@ -20,6 +20,7 @@ public:
   int getEventType() const { return eventType_; }
 
 protected:
+  /// A copy is bound to the same event.
   KQAction() = default;
   KQAction(const KQAction&) = default;
   KQAction& operator=(const KQAction&) = default;

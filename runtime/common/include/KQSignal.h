@@ -25,12 +25,14 @@ public:
   KQSignal(int type, int code, unsigned int firstValue = 0, unsigned int secondValue = 0, bool flag = false)
       : type_(type), code_(code), firstValue_(firstValue), secondValue_(secondValue), flag_(flag) {}
 
+  /// The parts, as the constructor or a setter was given them.
   int getType() const { return type_; }
   int getCode() const { return code_; }
   unsigned int getFirstValue() const { return firstValue_; }
   unsigned int getSecondValue() const { return secondValue_; }
   bool getFlag() const { return flag_; }
 
+  /// Change one part each.
   void setType(int type) { type_ = type; }
   void setCode(int code) { code_ = code; }
   void setFirstValue(unsigned int value) { firstValue_ = value; }

@@ -16,6 +16,7 @@ public:
   virtual int signalOccurred(KQSignal& signal) = 0;
 
 protected:
+  /// There is nothing to copy.
   KQSignalListener() = default;
   KQSignalListener(const KQSignalListener&) = default;
   KQSignalListener& operator=(const KQSignalListener&) = default;

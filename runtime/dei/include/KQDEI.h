@@ -26,6 +26,7 @@ class KQVariableOwner;
 /// key as first value; code 1100 with the new value as second value for an integer, code 1101 for a text.
 class KQDEI {
 public:
+  /// Descriptions of variables by key, index << 16 | sub-index.
   using KQVariableMap = std::map<unsigned int, KQVariable>;
 
   /// The store of the process. Created on first use and never destroyed, so that objects which live

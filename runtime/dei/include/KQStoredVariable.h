@@ -22,6 +22,7 @@ public:
   KQStoredVariable(const KQStoredVariable&) = delete;
   KQStoredVariable& operator=(const KQStoredVariable&) = delete;
 
+  /// @param value receives the integer. @return 0; 12 marked invalid, with the value; 20 a text; 23 forgotten
   int getVariableValue(int* value) const {
     if (!holds(STORAGE_TYPE_INTEGER)) {
       return codeOfOther();
@@ -31,7 +32,7 @@ public:
     return isInvalid ? KQ_VALUE_INVALID : KQ_OK;
   }
 
-  /// Without forwarding to the owner.
+  /// Without forwarding to the owner. @param notify tell of a change. @return 0; 20 a text; 23 forgotten
   int setVariableValue(int value, bool notify) {
     if (!holds(STORAGE_TYPE_INTEGER)) {
       return codeOfOther();
@@ -40,11 +41,12 @@ public:
     return KQ_OK;
   }
 
-  /// Without forwarding to the owner.
+  /// Likewise, on behalf of the owner of that name. @return also 30 when it belongs to another
   int forceSetVariableValue(int value, const std::string& ownerName, bool notify) {
     return isOwnedBy(ownerName) ? setVariableValue(value, notify) : codeOfStranger();
   }
 
+  /// The owner, or null. To be compared, not called: it may go at any time.
   KQVariableOwner* getVariableOwnerPointer() const {
     const Ownership* const ownership = getOwnership();
     return ownership != nullptr ? ownership->owner : nullptr;

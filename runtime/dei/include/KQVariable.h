@@ -30,6 +30,7 @@ public:
   KQVariable(const KQVariable&) = default;
   KQVariable& operator=(const KQVariable&) = default;
 
+  /// The name for people. Virtual, so that a program can make it up when it is asked for.
   virtual std::string getName() const;
 
   /// The number by which the application knows the variable, unique in the process.
@@ -62,6 +63,7 @@ public:
   /// unsigned variable of 32 bits is 0xFFFFFFFF, which reads -1 here.
   int getMaximum() const;
 
+  /// Change one attribute each; what they mean stands with those who read them.
   void setName(const std::string& name) { name_ = name; }
   void setVariableID(unsigned int variableID) { variableID_ = variableID; }
   /// Leaves the variable ID as it is, as does setSecondAddress.

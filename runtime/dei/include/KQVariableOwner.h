@@ -33,6 +33,7 @@ public:
   const std::string& getOwnerName() const { return ownerName_; }
 
 protected:
+  /// @param name see getOwnerName(); no two owners of a process have the same
   explicit KQVariableOwner(const std::string& name);
 
 private:

@@ -15,7 +15,7 @@ namespace KQ {
 /// May be called from any thread while nobody changes the environment; each call reads anew.
 class KQEeprom {
 public:
-  static constexpr unsigned int defaultProductType = 0x54;
+  static constexpr unsigned int defaultProductType = 0x54;  ///< when neither variable nor file has one
   /// Seven characters of serial number, then two of revision.
   static constexpr const char* defaultSerialNumber = "100000101";
 

@@ -10,7 +10,7 @@
  * |   of tools: every object against the live node                                |            |
  * | what the program exports, read unmodified, against the live node              | functional |
  * | what it exports given back: the same objects, and the same export             | functional |
- * | --check: exit status of each file                                             | functional |
+ * | --check: exit status of each file; what a master had the node save           | functional |
  */
 
 const assert = require('node:assert/strict');
@@ -164,4 +164,14 @@ test('a file that cannot be read is an error of the check', () => {
     const checked = check(path.join(FOLDER, 'missing.eds'));
     assert.equal(checked.status, 2);
     assert.match(checked.stdout, /missing\.eds: cannot be read: No such file or directory/);
+});
+
+test('what a master had the node save is taken as a device', async (t) => {
+    const { panel, master } = await startNode(t);
+    await master.download(0x2000, 2, 700, DataType.INTEGER16);
+    await master.download(0x1010, 1, 0x65766173, DataType.UNSIGNED32);
+    const saved = panel.file('tavo.dcf');
+    assert.equal(check(saved).status, 1);
+    const again = await startNode(t, '--app', saved);
+    assert.equal(await again.master.upload(0x2000, 2, DataType.INTEGER16), 700);
 });
