@@ -179,7 +179,7 @@ void HttpServer::Session::readRequest() {
   parser.emplace();
   parser->header_limit(LONGEST_HEADER);
   parser->body_limit(LONGEST_BODY);
-  limit(REQUEST_MS);
+  limit(engine.owner.times.request);
   http::async_read(stream, buffer, *parser,
                    [self = shared_from_this()](const error_code& error, std::size_t) { self->takeRequest(error); });
 }
@@ -245,7 +245,7 @@ void HttpServer::Session::serve(const Route& route, const HttpRequest& request) 
 }
 
 void HttpServer::Session::awaitAnswer(unsigned int number) {
-  answerTimer.expires_after(milliseconds(ANSWER_MS));
+  answerTimer.expires_after(milliseconds(engine.owner.times.answer));
   answerTimer.async_wait([self = shared_from_this(), number](const error_code& stopped) {
     if (!stopped && self->requests == number) {
       self->answer({504, HttpResponse().contentType, "the node did not answer in time\n"});
@@ -281,7 +281,7 @@ void HttpServer::Session::write(const HttpResponse& response) {
   if (parser->get().method() != http::verb::head) {
     message.body() = response.body;
   }
-  limit(SEND_MS);
+  limit(engine.owner.times.send);
   http::async_write(stream, message, [self = shared_from_this()](const error_code& error, std::size_t) {
     if (error || !self->keepAlive) {
       self->close();
@@ -316,7 +316,7 @@ void HttpServer::Session::send(std::string events) {
   }
   sending = true;
   output = std::move(events);
-  limit(SEND_MS);
+  limit(engine.owner.times.send);
   asio::async_write(stream, asio::buffer(output), [self = shared_from_this()](const error_code& error, std::size_t) {
     self->sending = false;
     if (error) {
@@ -342,8 +342,9 @@ void HttpServer::Session::close() {
 
 // ---- HttpServer
 
-HttpServer::HttpServer(const ListenAddress& address)
+HttpServer::HttpServer(const ListenAddress& address, const Times& bounds)
     : host(address.host.empty() ? "127.0.0.1" : address.host),
+      times(bounds),
       guard(host),
       engine(std::make_unique<Engine>(*this, host, address.port)) {}
 

@@ -24,9 +24,13 @@ public:
   static constexpr std::size_t MAXIMUM_STREAMS = 8;
   static constexpr std::size_t LONGEST_HEADER = 8192;  ///< bytes of a request's header fields
   static constexpr std::size_t LONGEST_BODY = 4096;
-  static constexpr unsigned int REQUEST_MS = 20000;  ///< from the end of the answer before to the end of a request
-  static constexpr unsigned int SEND_MS = 20000;     ///< for a client to take an answer, or one message of a stream
-  static constexpr unsigned int ANSWER_MS = 5000;    ///< for a handler to answer; then the client gets a 504
+
+  /// How long things may take, in ms.
+  struct Times {
+    unsigned int request = 20000;  ///< from the end of the answer before to the end of a request
+    unsigned int send = 20000;     ///< for a client to take an answer, or what is sent on a stream
+    unsigned int answer = 5000;    ///< for a handler to answer; then the client gets a 504
+  };
 
   /// Answers a request, once; further calls do nothing. Any thread, also when the client has gone.
   using Answer = std::function<void(HttpResponse)>;
@@ -49,7 +53,8 @@ public:
   using StreamHandler = std::function<void(const HttpRequest&, std::shared_ptr<Stream>)>;
 
   /// Takes the address, so that clients may connect already. @throws PanelError when it cannot be had
-  explicit HttpServer(const ListenAddress& address);
+  explicit HttpServer(const ListenAddress& address) : HttpServer(address, Times()) {}
+  HttpServer(const ListenAddress& address, const Times& bounds);
 
   /// Stops.
   ~HttpServer();
@@ -99,6 +104,7 @@ private:
   const Route* findRoute(const HttpRequest& request) const;
 
   const std::string host;
+  const Times times;
   const HttpGuard guard;
   std::vector<Route> routes;
   std::unique_ptr<Engine> engine;

@@ -226,6 +226,59 @@ TEST_F(HttpServerTest, ClientWhoGoesMakesRoom) {
   EXPECT_THAT(get("/text"), StartsWith("HTTP/1.1 200 "));
 }
 
+// ---- time
+
+class HttpServerTimes : public HttpServerTest {
+protected:
+  static constexpr unsigned int SHORT_MS = 20;
+};
+
+TEST_F(HttpServerTimes, ClientWhoSaysNothingIsLetGo) {
+  HttpServer impatient({"127.0.0.1", 0}, {SHORT_MS, 20000, 20000});
+  impatient.start();
+  EXPECT_EQ(Client(impatient).readAll(), "");
+}
+
+TEST_F(HttpServerTimes, ClientWhoSpeaksOneLetterAfterTheOtherIsLetGo) {
+  HttpServer impatient({"127.0.0.1", 0}, {SHORT_MS, 20000, 20000});
+  impatient.start();
+  const Client client(impatient);
+  client.send("GET /text HTT");
+  EXPECT_EQ(client.readAll(), "");
+}
+
+TEST_F(HttpServerTimes, HandlerThatDoesNotAnswerIsAnsweredFor) {
+  HttpServer impatient({"127.0.0.1", 0}, {20000, 20000, SHORT_MS});
+  impatient.handle("GET", "/never", [](const HttpRequest&, const HttpServer::Answer&) {});
+  impatient.start();
+  EXPECT_THAT(Client(impatient).ask("GET /never HTTP/1.1\r\n" + std::string(HOST) + "Connection: close\r\n\r\n"),
+              StartsWith("HTTP/1.1 504 "));
+}
+
+TEST_F(HttpServerTimes, ClientWhoReadsNothingOfAStreamIsLetGo) {
+  HttpServer impatient({"127.0.0.1", 0}, {20000, SHORT_MS, 20000});
+  std::promise<std::shared_ptr<HttpServer::Stream>> opened;
+  impatient.serveStream("/events", [&opened](const HttpRequest&, std::shared_ptr<HttpServer::Stream> stream) {
+    opened.set_value(std::move(stream));
+  });
+  impatient.start();
+  const Client client(impatient);
+  client.send("GET /events HTTP/1.1\r\n" + std::string(HOST) + "\r\n");
+  client.readUntil("\r\n\r\n");
+  const auto stream = opened.get_future().get();
+  const auto ask = [&impatient](const std::function<bool()>& question) {
+    std::promise<bool> result;
+    impatient.post([&] { result.set_value(question()); });
+    return result.get_future().get();
+  };
+  while (!ask([&] { return stream->isReady(); })) {
+  }
+  impatient.post([&] { stream->send(std::string(1U << 24U, 'x')); });  // more than the sockets hold
+  while (ask([&] { return stream->isOpen(); })) {
+  }
+  SUCCEED();
+}
+
 // ---- streams
 
 class HttpServerStream : public HttpServerTest {

@@ -76,6 +76,21 @@ TEST(PanelOptions, PeerIsAnyOtherNode) {
   EXPECT_EQ(parse({"--peer", "5", "--node-id", "6"}).peer, 5);
 }
 
+TEST(PanelOptions, PageIsServedNowhereUntilAskedFor) {
+  EXPECT_FALSE(parse({}).http);
+}
+
+TEST(PanelOptions, PageIsServedWhereItIsAskedFor) {
+  const auto named = parse({"--http", "[::1]:8080"}).http;
+  ASSERT_TRUE(named);
+  EXPECT_EQ(named->host, "::1");
+  EXPECT_EQ(named->port, 8080);
+  const auto anyPort = parse({"--http", ":0", "--can", "socketcan:can0"}).http;
+  ASSERT_TRUE(anyPort);
+  EXPECT_EQ(anyPort->host, "");
+  EXPECT_EQ(anyPort->port, 0);
+}
+
 TEST(PanelOptions, FlagsAreOffUntilGiven) {
   const PanelOptions options = parse({"--autostart", "--quiet"});
   EXPECT_TRUE(options.autostart);
@@ -208,6 +223,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCase{"ListenWithEmptyPort", {"--listen", "127.0.0.1:"}, "--listen"},
         WrongCase{"ListenPortAboveRange", {"--listen", "127.0.0.1:65536"}, "--listen"},
         WrongCase{"ListenPortNegative", {"--listen", "127.0.0.1:-1"}, "--listen"},
+        WrongCase{"HttpWithoutPort", {"--http", "127.0.0.1"}, "--http: '127.0.0.1' is not HOST:PORT"},
+        WrongCase{"HttpPortTooLarge", {"--http", "127.0.0.1:65536"}, "--http"},
         WrongCase{"ListenPortNotANumber", {"--listen", "127.0.0.1:http"}, "--listen"},
         WrongCase{"ListenBareIPv6", {"--listen", "::1:29536"}, "--listen"},
         WrongCase{"FlagWithValue", {"--quiet=perhaps"}, "--quiet"}),
