@@ -125,7 +125,7 @@ const DEVICES = [
 for (const { name, objects, status } of DEVICES) {
     const file = path.join(FOLDER, `${name}.eds`);
 
-    test(`${name}.eds describes the live node`, async (t) => {
+    test(`${name}.eds describes the live node [DCF: EDS files of four devices, each as the live node]`, async (t) => {
         const { master } = await startNode(t, '--app', file);
         const description = read(file);
         assert.ok(description.entries.length >= objects, `${description.entries.length} sub-indexes`);
@@ -137,7 +137,7 @@ for (const { name, objects, status } of DEVICES) {
         assert.equal(checked.status, status, checked.stdout);
     });
 
-    test(`${name}.eds: what the node exports describes it, and makes the same node`, async (t) => {
+    test(`${name}.eds: what the node exports describes it, and makes the same node [DCF: what --export writes]`, async (t) => {
         const first = await startNode(t, '--app', file, '--export', 'node.eds');
         const exported = first.panel.file('node.eds');
         const description = read(exported);
@@ -149,7 +149,7 @@ for (const { name, objects, status } of DEVICES) {
     });
 }
 
-test('the export of the demo machine names the device', async (t) => {
+test('the export of the demo machine names the device [DCF: what --export writes]', async (t) => {
     const { panel, master } = await startNode(t, '--export', 'node.eds');
     const { eds } = read(panel.file('node.eds'));
     const vendor = await master.upload(0x1018, 1, DataType.UNSIGNED32);
@@ -166,7 +166,7 @@ test('a file that cannot be read is an error of the check', () => {
     assert.match(checked.stdout, /missing\.eds: cannot be read: No such file or directory/);
 });
 
-test('what a master had the node save is taken as a device', async (t) => {
+test('what a master had the node save is taken as a device [DCF: what "save" wrote, taken back by --app]', async (t) => {
     const { panel, master } = await startNode(t);
     await master.download(0x2000, 2, 700, DataType.INTEGER16);
     await master.download(0x1010, 1, 0x65766173, DataType.UNSIGNED32);
