@@ -69,7 +69,7 @@ public:
   std::thread thread;
 
 private:
-  void listen(const std::string& host, unsigned short port);
+  void listen(const std::string& name, unsigned short port);
   void take(tcp::socket socket);
 };
 
@@ -119,13 +119,13 @@ private:
 
 // ---- Engine
 
-void HttpServer::Engine::listen(const std::string& host, unsigned short port) {
+void HttpServer::Engine::listen(const std::string& name, unsigned short port) {
   const auto fail = [&](const std::string& why) {
-    throw PanelError("--http: cannot listen on " + getHostForURL(host) + ":" + std::to_string(port) + ": " + why);
+    throw PanelError("--http: cannot listen on " + getHostForURL(name) + ":" + std::to_string(port) + ": " + why);
   };
   error_code error;
   tcp::resolver resolver(context);
-  const auto found = resolver.resolve(host, std::to_string(port), tcp::resolver::passive, error);
+  const auto found = resolver.resolve(name, std::to_string(port), tcp::resolver::passive, error);
   if (error || found.empty()) {
     fail("unknown host");
   }
