@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-page pictures page-load packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -44,6 +44,7 @@ help:
 	@echo "make bench-target              times and processor shares measured on that machine"
 	@echo "make overload                  what clients that flood the served bus do to the others, as a table"
 	@echo "make reference                 the reference of the headers, build/reference/html; fails when something has no comment"
+	@echo "make conformance               what clients of others find of CiA 301, service by service; goes into docs/conformance.md"
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
 	@echo "make tidy                      run clang-tidy over the sources"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
@@ -154,6 +155,12 @@ overload:
 reference:
 	@scripts/setup.sh reference
 	$(call timed,reference,mkdir -p build/reference && TAVO_REFERENCE=build/reference doxygen docs/reference/Doxyfile)
+
+# The table is all that goes to standard output.
+conformance:
+	@scripts/setup.sh test >&2
+	@( $(call build,release,tavo-panel,-DTAVO_BUILD_TESTS=OFF) ) >&2
+	@TAVO_PANEL=$(CURDIR)/build/release/bin/tavo-panel /usr/bin/python3 tests/interop/python/conformance.py --write $(ARGS)
 
 format:
 	@scripts/setup.sh check

@@ -10,10 +10,12 @@
  * |   the PDOs, which are configured when the file is written already    |            |
  * | device information against the identity object                       | functional |
  * | tavo.dcf after "save", application objects included                  | functional |
+ * | the files as they are: read, or refused for their negative limits    | robustness |
  */
 
 const assert = require('node:assert/strict');
 const { test } = require('node:test');
+const { Eds } = require('canopen');
 const { AccessType, FIRST_APPLICATION_INDEX, ObjectType, SIZES, readDescription } =
     require('./description.js');
 const { DataType, SdoCode } = require('./master.js');
@@ -21,6 +23,7 @@ const { startNode } = require('./panel.js');
 
 const HEARTBEAT_MS = 700;
 const SAVE = 0x65766173;
+const VENDOR = 0x3C7;
 
 /** Numbers of the demo machine that move while they are compared. */
 const MOVING = new Set(['2000sub1', '2000sub3', '2000sub4', '2000sub6']);
@@ -133,14 +136,14 @@ async function compareAll(t, master, entries, node) {
 
 const OPTIONS = ['--heartbeat', String(HEARTBEAT_MS)];
 
-test('tavo_default.dcf describes the live node', async (t) => {
+test('tavo_default.dcf describes the live node [DCF: tavo_default.dcf against the live node] [departure: access-in-the-file]', async (t) => {
     const { panel, master } = await startNode(t, ...OPTIONS);
     const { entries } = readDescription(panel.file('tavo_default.dcf'));
     assert.equal(entries.length, 31);
     await compareAll(t, master, entries, FRESH_NODE);
 });
 
-test('tavo_default.dcf holds every communication object but the PDOs', async (t) => {
+test('tavo_default.dcf holds every communication object but the PDOs [DCF: tavo_default.dcf against the live node]', async (t) => {
     const { panel, master } = await startNode(t, ...OPTIONS);
     const { entries } = readDescription(panel.file('tavo_default.dcf'));
     const described = new Set(entries.map(({ index }) => index));
@@ -148,7 +151,7 @@ test('tavo_default.dcf holds every communication object but the PDOs', async (t)
     assert.deepEqual(await scan(master, 0x1000, 0x1FFF), expected);
 });
 
-test('sub-index 0 is the last sub-index of each array and record', async (t) => {
+test('sub-index 0 is the last sub-index of each array and record [DCF: lists and sub-indexes]', async (t) => {
     const { panel, master } = await startNode(t, ...OPTIONS);
     const { eds } = readDescription(panel.file('tavo_default.dcf'));
     const structured = [...eds.values()].filter(({ objectType }) => objectType !== ObjectType.VAR);
@@ -162,7 +165,7 @@ test('sub-index 0 is the last sub-index of each array and record', async (t) => 
     }
 });
 
-test('the device information is that of the identity object', async (t) => {
+test('the device information is that of the identity object [DCF: device information]', async (t) => {
     const { panel, master } = await startNode(t, ...OPTIONS);
     const { eds } = readDescription(panel.file('tavo_default.dcf'));
     const identity = (subIndex) => master.upload(0x1018, subIndex, DataType.UNSIGNED32);
@@ -174,10 +177,22 @@ test('the device information is that of the identity object', async (t) => {
     assert.ok(Math.abs(Date.now() - eds.creationDate) < 26 * 3600 * 1000, String(eds.creationDate));
 });
 
-test('tavo.dcf describes the live node with its application', async (t) => {
+test('tavo.dcf describes the live node with its application [DCF: tavo.dcf after "save" against the live node]', async (t) => {
     const { panel, master } = await startNode(t, ...OPTIONS);
     await master.download(0x1010, 1, SAVE, DataType.UNSIGNED32);
     const { entries } = readDescription(panel.file('tavo.dcf'));
     assert.equal(entries.filter(({ index }) => index >= FIRST_APPLICATION_INDEX).length, 8);
     await compareAll(t, master, entries, SAVED_NODE);
+});
+
+test('tavo_default.dcf is read as it is [DCF: the file as it is, unmodified]', async (t) => {
+    const { panel } = await startNode(t, ...OPTIONS);
+    assert.equal(Number(Eds.fromFile(panel.file('tavo_default.dcf')).vendorNumber), VENDOR);
+});
+
+test('tavo.dcf is refused for its negative limits, and for these only [departure: hexadecimal-limits]', async (t) => {
+    const { panel, master } = await startNode(t, ...OPTIONS);
+    await master.download(0x1010, 1, SAVE, DataType.UNSIGNED32);
+    assert.throws(() => Eds.fromFile(panel.file('tavo.dcf')), /highLimit/);
+    assert.equal(Number(readDescription(panel.file('tavo.dcf')).eds.vendorNumber), VENDOR);
 });

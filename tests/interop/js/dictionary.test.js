@@ -15,6 +15,7 @@
 const assert = require('node:assert/strict');
 const { test } = require('node:test');
 const { readTable } = require('./dictionary.js');
+const { countCases } = require('./features.js');
 const { SdoCode } = require('./master.js');
 const { startNode } = require('./panel.js');
 
@@ -65,13 +66,13 @@ async function writeOtherSizes(master, object, reading) {
     }
 }
 
-test('every object holds its value', async (t) => {
+test('every object holds its value [dictionary: every object: its value]', async (t) => {
     const { master } = await startNode(t, ...OPTIONS);
     for (const object of readTable(...SECTIONS))
         await t.test(object.name, () => assertReads(master, object, object.reading));
 });
 
-test('every object answers to writes, and nothing else changes', async (t) => {
+test('every object answers to writes [dictionary: every object: writes taken and refused, other sizes]', async (t) => {
     const { master } = await startNode(t, ...OPTIONS);
     const objects = readTable(...SECTIONS);
     for (const object of objects) {
@@ -90,16 +91,16 @@ async function assertUnknown(master, index, subIndex) {
     await assert.rejects(master.download(index, subIndex, Buffer.alloc(1)), { code: SdoCode.OBJECT_UNDEFINED });
 }
 
-test('every other index is unknown', async (t) => {
+test('every other index is unknown [dictionary: indexes that are not there]', async (t) => {
     const { master } = await startNode(t, ...OPTIONS);
     const known = new Set(readTable(...SECTIONS).map(({ index }) => index));
-    for (let index = 1; index <= LAST_INDEX; ++index) {
-        if (!known.has(index))
-            await assertUnknown(master, index, 0);
-    }
+    const indexes = Array.from({ length: LAST_INDEX }, (_, before) => before + 1).filter((index) => !known.has(index));
+    for (const index of indexes)
+        await assertUnknown(master, index, 0);
+    countCases(t, indexes.length);
 });
 
-test('every other sub-index is unknown', async (t) => {
+test('every other sub-index is unknown [dictionary: sub-indexes that are not there]', async (t) => {
     const { master } = await startNode(t, ...OPTIONS);
     const objects = readTable(...SECTIONS);
     const known = new Set(objects.map(({ index, subIndex }) => `${index}.${subIndex}`));

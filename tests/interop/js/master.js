@@ -60,14 +60,14 @@ class Master {
     }
 
     /** Without a data type the bytes as they came. */
-    upload(index, subIndex = 0, dataType = null) {
+    upload(index, subIndex = 0, dataType = null, options = {}) {
         return Master.patiently(() => this.device.sdo.upload({
-            serverId: PANEL_ID, index, subIndex, dataType, timeout: 5000 }));
+            serverId: PANEL_ID, index, subIndex, dataType, timeout: 5000, ...options }));
     }
 
-    download(index, subIndex, data, dataType) {
+    download(index, subIndex, data, dataType, options = {}) {
         return Master.patiently(() => this.device.sdo.download({
-            serverId: PANEL_ID, index, subIndex, data, dataType, timeout: 5000 }));
+            serverId: PANEL_ID, index, subIndex, data, dataType, timeout: 5000, ...options }));
     }
 
     /** The node gives a master 100 ms for each segment; one that was held up for longer starts again. */

@@ -21,14 +21,14 @@ const OPERATIONAL = 0x05;
 const PRE_OPERATIONAL = 0x7F;
 const PATIENCE = { timeout: 60000 };
 
-test('boot-up, then the heartbeat of a pre-operational node', PATIENCE, async (t) => {
+test('boot-up, then the heartbeat of a pre-operational node [NMT: boot-up message]', PATIENCE, async (t) => {
     const { master } = await startNode(t, '--heartbeat', '50');
     await master.waitFor(BOOT_UP);
     await master.waitFor(PRE_OPERATIONAL);
     assert.equal(await master.nmt.getNodeState(PANEL_ID), PRE_OPERATIONAL);
 });
 
-test('commands move the node through its states', PATIENCE, async (t) => {
+test('commands move the node through its states [NMT: commands lead from state to state]', PATIENCE, async (t) => {
     const { master } = await startNode(t, '--heartbeat', '50');
     await master.waitFor(PRE_OPERATIONAL);
     master.nmt.startNode(PANEL_ID);
@@ -42,7 +42,7 @@ test('commands move the node through its states', PATIENCE, async (t) => {
 });
 
 for (const [name, command] of [['node', 'resetNode'], ['communication', 'resetCommunication']]) {
-    test(`reset ${name} makes it boot up again`, PATIENCE, async (t) => {
+    test(`reset ${name} makes it boot up again [NMT: commands lead from state to state]`, PATIENCE, async (t) => {
         const { master } = await startNode(t, '--heartbeat', '50');
         await master.waitFor(PRE_OPERATIONAL);
         master.nmt.startNode(PANEL_ID);
@@ -53,7 +53,7 @@ for (const [name, command] of [['node', 'resetNode'], ['communication', 'resetCo
     });
 }
 
-test('a heartbeat that is switched off is missed, and found again', PATIENCE, async (t) => {
+test('a heartbeat that is switched off is missed, and found again [heartbeat: producer: 0x1017 changed at run time]', PATIENCE, async (t) => {
     const { master } = await startNode(t, '--heartbeat', '50');
     await master.waitFor(PRE_OPERATIONAL);
     await master.download(0x1017, 0, 0, DataType.UNSIGNED16);

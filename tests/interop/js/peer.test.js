@@ -47,7 +47,7 @@ const assertTextBecomes = (master, value) => assertBecomes(master, TEXT, DataTyp
 
 // They wait most of the time, each with a program of its own.
 describe('the package as server', { concurrency: true }, () => {
-    it('values of the server are read', async (t) => {
+    it('values of the server are read [SDO client: upload, expedited and in segments]', async (t) => {
         const { master, server } = await startWithServer(t, { setPoint: -2 });
         await assertNumberBecomes(master, -2);
         await assertTextBecomes(master, 'four');
@@ -59,7 +59,7 @@ describe('the package as server', { concurrency: true }, () => {
         }
     });
 
-    it('a number is written to the server', async (t) => {
+    it('a number is written to the server [SDO client: download, expedited and in segments]', async (t) => {
         const { master, server } = await startWithServer(t);
         await assertNumberBecomes(master, 700);
         for (const value of [900, -1, 32767]) {
@@ -69,7 +69,7 @@ describe('the package as server', { concurrency: true }, () => {
         }
     });
 
-    it('a text is written to the server', async (t) => {
+    it('a text is written to the server [SDO client: download, expedited and in segments]', async (t) => {
         const { master, server } = await startWithServer(t);
         await assertTextBecomes(master, 'four');
         for (const text of ['x', 'WXYZ', 'fives', 'seventh', 'eighteen', LONG_TEXT]) {
@@ -81,7 +81,7 @@ describe('the package as server', { concurrency: true }, () => {
         }
     });
 
-    it('a write that the server refuses changes nothing', async (t) => {
+    it('a write that the server refuses changes nothing [SDO client: aborts of the server]', async (t) => {
         const { master, server } = await startWithServer(t, { setPointAccess: AccessType.READ_ONLY });
         await assertNumberBecomes(master, 700);
         const refused = server.waitForAbort();
@@ -91,7 +91,7 @@ describe('the package as server', { concurrency: true }, () => {
         assert.equal(await master.upload(MIRROR, SET_POINT, DataType.INTEGER16), 700);
     });
 
-    it('an object that the server does not have is not readable', async (t) => {
+    it('an object that the server does not have is not readable [SDO client: aborts of the server]', async (t) => {
         const { panel, master, server } = await startWithServer(t, { hasMachine: false });
         assert.equal(await server.waitForAbort(), 0x06020000);
         await waitUntil(() => panel.countLines('peer: set point not readable') === 1, 'the line on the console');
@@ -99,7 +99,7 @@ describe('the package as server', { concurrency: true }, () => {
         assert.equal(await master.upload(MIRROR, SET_POINT, DataType.INTEGER16), 0);
     });
 
-    it('a server that falls silent and returns', async (t) => {
+    it('a server that falls silent and returns [SDO client: time-out and late answers]', async (t) => {
         const { panel, master, server } = await startWithServer(t);
         await assertNumberBecomes(master, 700);
         const before = panel.countLines('peer: set point not readable');
@@ -111,7 +111,7 @@ describe('the package as server', { concurrency: true }, () => {
         await assertNumberBecomes(master, 800);
     });
 
-    it('the heartbeat of the server is watched', async (t) => {
+    it('the heartbeat of the server is watched [heartbeat: consumer: lost and back]', async (t) => {
         const { panel, master, server } = await startWithServer(t);
         const isPresent = () => master.upload(MIRROR, PRESENT, DataType.BOOLEAN);
         await waitUntil(isPresent, 'the first heartbeat');

@@ -9,6 +9,7 @@
  * | segmented upload and download, short and long                | functional |
  * | expedited download, read back                                | functional |
  * | abort codes surface as errors                                | robustness |
+ * | block transfers are refused                                  | robustness |
  */
 
 const assert = require('node:assert/strict');
@@ -54,13 +55,13 @@ const ABORTS = [
         (master) => master.download(0x1010, 1, 1, DataType.UNSIGNED32), 0x08000023],
 ];
 
-test('uploads', async (t) => {
+test('uploads [SDO server: upload, expedited of 1 to 4 bytes] [SDO server: upload in segments]', async (t) => {
     const { master } = await startNode(t);
     for (const [name, index, subIndex, dataType, value] of UPLOADS)
         await t.test(name, async () => assert.equal(await master.upload(index, subIndex, dataType), value));
 });
 
-test('a downloaded number is read back', async (t) => {
+test('a downloaded number is read back [SDO server: download, expedited of 1 to 4 bytes]', async (t) => {
     const { master } = await startNode(t);
     for (const value of [0, 1, 700, 1200]) {
         await master.download(0x2000, 2, value, DataType.INTEGER16);
@@ -70,7 +71,7 @@ test('a downloaded number is read back', async (t) => {
     assert.equal(await master.upload(0x2000, 5, DataType.BOOLEAN), false);
 });
 
-test('a downloaded text is read back', async (t) => {
+test('a downloaded text is read back [SDO server: download in segments]', async (t) => {
     const { master } = await startNode(t);
     for (const text of TEXTS) {
         await t.test(`of ${text.length} characters`, async () => {
@@ -80,7 +81,7 @@ test('a downloaded text is read back', async (t) => {
     }
 });
 
-test('abort codes surface as errors', async (t) => {
+test('abort codes surface as errors [SDO server: abort codes as a master sees them]', async (t) => {
     const { master } = await startNode(t);
     for (const [name, transfer, code] of ABORTS) {
         await t.test(name, async () =>
@@ -90,9 +91,23 @@ test('abort codes surface as errors', async (t) => {
 
 // The node confirms the last segment before it writes the text, so the package has taken the transfer for
 // a success when the abort comes. What counts is that the abort comes and the text stays.
-test('a constant text survives a segmented download', async (t) => {
+test('a constant text survives a segmented download [departure: refused-behind-confirmation]', async (t) => {
     const { master } = await startNode(t);
     await master.download(0x1008, 0, 'another name', DataType.VISIBLE_STRING);
     assert.equal(await master.upload(0x1008, 0, DataType.VISIBLE_STRING), 'TAVO');
     assert.deepEqual(master.aborts, [0x08000023]);
+});
+
+test('block transfers are refused [SDO server: unknown command specifiers, block transfer]', async (t) => {
+    const { master } = await startNode(t);
+    const inBlocks = { blockTransfer: true };
+    await t.test('upload', async () => {
+        await assert.rejects(master.upload(0x2001, 0, DataType.VISIBLE_STRING, inBlocks), { code: SdoCode.BAD_COMMAND });
+        assert.equal(await master.upload(0x2001, 0, DataType.VISIBLE_STRING), 'TAVO demo machine');
+    });
+    await t.test('download', async () => {
+        await assert.rejects(master.download(0x2001, 0, 'sent in blocks', DataType.VISIBLE_STRING, inBlocks),
+            { code: SdoCode.BAD_COMMAND });
+        assert.equal(await master.upload(0x2001, 0, DataType.VISIBLE_STRING), 'TAVO demo machine');
+    });
 });

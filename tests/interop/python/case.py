@@ -12,6 +12,8 @@ class PanelTest(unittest.TestCase):
 
     ARGUMENTS = ("--heartbeat", "1000")
     CLIENT = BusClient
+    # For a test that walks over a table: how many of its rows it has looked at.
+    cases = 0
 
     def __init__(self, *arguments):
         super().__init__(*arguments)

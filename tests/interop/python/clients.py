@@ -53,6 +53,8 @@ class BusClient(FrameReader):
     witness of whether every frame of a burst was delivered; FrameClient is.
     """
 
+    NAME = "python-can"
+
     def __init__(self, port):
         self._bus = can.Bus(interface="socketcand", host="127.0.0.1", port=port, channel=CHANNEL)
 
@@ -75,6 +77,8 @@ class BusClient(FrameReader):
 
 class LineClient:
     """A TCP client that speaks the line protocol by hand."""
+
+    NAME = "bare TCP"
 
     def __init__(self, port, receive_buffer=None):
         self._socket = socket.socket()
@@ -140,6 +144,8 @@ class LineClient:
 
 class FrameClient(FrameReader):
     """All frames of the bus, none lost, over the line protocol by hand."""
+
+    NAME = LineClient.NAME
 
     def __init__(self, port):
         self._line = LineClient(port).attach()

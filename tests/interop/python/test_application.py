@@ -15,9 +15,11 @@ import tempfile
 import unittest
 
 from case import PanelTest
+from features import shows
 from panel import wait_until
 
 
+@shows("SDO server", "application objects of a running machine")
 class DemoMachine(PanelTest):
     def upload(self, request):
         self.client.send(request)
@@ -49,10 +51,12 @@ class DemoMachine(PanelTest):
         wait_until(lambda: self.upload("605#40 00 20 06 00 00 00 00") ==
                    "585#4B 00 20 06 04 00 00 00", "the alarm")
 
+    @shows("SDO server", "values that do not fit the type")
     def test_a_boolean_takes_no_2(self):
         self.assert_answers("605#2F 00 20 05 02 00 00 00", "585#80 00 20 05 30 00 09 06",
                             "605#40 00 20 05 00 00 00 00", "585#4F 00 20 05 01 00 00 00")
 
+    @shows("SDO server", "limits of a value, from both sides")
     def test_the_set_point_at_both_ends_of_its_limits(self):
         self.assert_answers(
             "605#2B 00 20 02 B0 04 00 00", "585#60 00 20 02 00 00 00 00",
@@ -62,11 +66,13 @@ class DemoMachine(PanelTest):
             "605#2B 00 20 02 FF FF 00 00", "585#80 00 20 02 30 00 09 06",
             "605#40 00 20 02 00 00 00 00", "585#4B 00 20 02 00 00 00 00")
 
+    @shows("SDO server", "access rights")
     def test_a_measured_value_may_not_be_written(self):
         self.assert_answers("605#2B 00 20 01 01 00 00 00", "585#80 00 20 01 02 00 01 06")
 
 
 class DeviceText(PanelTest):
+    @shows("SDO server", "upload in segments")
     def test_upload_in_segments(self):
         self.assert_answers(
             "605#40 01 20 00 00 00 00 00", "585#41 01 20 00 11 00 00 00",
@@ -74,6 +80,7 @@ class DeviceText(PanelTest):
             "605#70 00 00 00 00 00 00 00", "585#10 6D 6F 20 6D 61 63 68",
             "605#60 00 00 00 00 00 00 00", "585#09 69 6E 65 00 00 00 00")
 
+    @shows("SDO server", "download in segments")
     def test_download_in_segments_and_upload_again(self):
         self.assert_answers(
             "605#21 01 20 00 08 00 00 00", "585#60 01 20 00 00 00 00 00",
@@ -83,10 +90,12 @@ class DeviceText(PanelTest):
             "605#60 00 00 00 00 00 00 00", "585#00 41 42 43 44 45 46 47",
             "605#70 00 00 00 00 00 00 00", "585#1D 48 00 00 00 00 00 00")
 
+    @shows("SDO server", "download, expedited of 1 to 4 bytes")
     def test_a_text_of_four_characters_is_expedited(self):
         self.assert_answers("605#23 01 20 00 57 58 59 5A", "585#60 01 20 00 00 00 00 00",
                             "605#40 01 20 00 00 00 00 00", "585#43 01 20 00 57 58 59 5A")
 
+    @shows("SDO server", "download, expedited of 1 to 4 bytes")
     def test_the_indicated_size_shortens_a_text(self):
         self.assert_answers("605#2B 01 20 00 57 58 59 5A", "585#60 01 20 00 00 00 00 00",
                             "605#40 01 20 00 00 00 00 00", "585#4B 01 20 00 57 58 00 00")
@@ -163,6 +172,7 @@ class ObjectsOfAnEds(PanelTest):
             self.panel = self.start("--app", str(file))
         self.client = self.attach()
 
+    @shows("dictionary", "objects of an EDS, each type of a variable")
     def test_defaults(self):
         self.assert_answers(
             "605#40 00 21 00 00 00 00 00", "585#4F 00 21 00 06 00 00 00",
@@ -174,6 +184,7 @@ class ObjectsOfAnEds(PanelTest):
             "605#40 01 21 00 00 00 00 00", "585#47 01 21 00 45 44 53 00",
             "605#40 02 21 00 00 00 00 00", "585#43 02 21 00 FE FF FF FF")
 
+    @shows("SDO server", "access rights")
     def test_access(self):
         self.assert_answers(
             "605#40 00 21 04 00 00 00 00", "585#80 00 21 04 01 00 01 06",
@@ -181,6 +192,7 @@ class ObjectsOfAnEds(PanelTest):
             "605#2B 00 21 05 01 00 00 00", "585#80 00 21 05 02 00 01 06",
             "605#2F 00 21 06 00 00 00 00", "585#80 00 21 06 02 00 01 06")
 
+    @shows("SDO server", "limits of a value, from both sides")
     def test_signed_limits_from_both_sides(self):
         self.assert_answers(
             "605#2F 00 21 01 05 00 00 00", "585#60 00 21 01 00 00 00 00",
@@ -189,6 +201,7 @@ class ObjectsOfAnEds(PanelTest):
             "605#2F 00 21 01 FA 00 00 00", "585#80 00 21 01 30 00 09 06",
             "605#40 00 21 01 00 00 00 00", "585#4F 00 21 01 FB 00 00 00")
 
+    @shows("SDO server", "limits of a value, from both sides")
     def test_the_whole_range_of_unsigned32(self):
         self.assert_answers(
             "605#23 00 21 03 FF FF FF FF", "585#60 00 21 03 00 00 00 00",

@@ -9,12 +9,14 @@
 | download: silence, late answer, wrong toggle, identifier, object, abort           | robustness |
 | unknown command specifier                                                         | robustness |
 | after each of these the client goes on                                            | robustness |
+| the channel's parameters; the place that it shares with the server                | robustness |
 """
 
 import unittest
 
 from case import PanelTest
 from clients import FrameClient
+from features import departs, shows
 
 UPLOAD = "620#40 00 20 02 00 00 00 00"
 UPLOAD_OF_TEXT = "620#40 01 20 00 00 00 00 00"
@@ -60,6 +62,7 @@ class ByHandTest(PanelTest):
         self.assertRegex(self.client.next(0x586)[0], f"^586#{data}$")
 
 
+@shows("SDO client", "upload, expedited and in segments")
 class Upload(ByHandTest):
     def setUp(self):
         super().setUp()
@@ -81,6 +84,7 @@ class Upload(ByHandTest):
         self.client.send("5A0#4F 00 20 02 BC 00 00 00")
         self.assert_holds(MIRROR, "4B 00 21 01 BC 00 00 00")
 
+    @shows("SDO client", "answers to something else")
     def test_what_does_not_belong_to_the_request_is_passed_over(self):
         for what, answer in (
                 ("another identifier", "5A1#4B 00 20 02 01 00 00 00"),
@@ -96,6 +100,7 @@ class Upload(ByHandTest):
         self.client.send(NUMBER_700)
         self.assert_holds(MIRROR, "4B 00 21 01 BC 02 00 00")
 
+    @shows("SDO client", "unknown command specifiers")
     def test_an_unknown_command_specifier_is_answered_with_an_abort(self):
         for command in ("A0", "C0", "E0"):
             self.client.send(f"5A0#{command} 00 20 02 00 00 00 00")
@@ -135,12 +140,14 @@ class Upload(ByHandTest):
         self.client.wait_for("586#05 41 42 43 44 45 00 00")
 
 
+@shows("SDO client", "time-out and late answers")
 class UploadTimeout(ByHandTest):
     SDO_TIMEOUT = "300"
 
     def wait_until_invalid(self, what):
         self.watcher.wait_for_line(f"peer: {what} not readable")
 
+    @departs("client-abort-identifier")
     def test_silence(self):
         self.exchange(UPLOAD, None, UPLOAD_TIMEOUT, None, UPLOAD_OF_TEXT, None, TEXT_TIMEOUT, None)
         self.wait_until_invalid("set point")
@@ -155,6 +162,7 @@ class UploadTimeout(ByHandTest):
         self.wait_until_invalid("device text")
         self.assertEqual(self.watcher.count_lines("peer: set point readable again"), 0)
 
+    @shows("SDO client", "aborts of the server")
     def test_an_abort_from_the_server(self):
         self.exchange(UPLOAD, "5A0#80 00 20 02 00 00 02 06")
         self.wait_until_invalid("set point")
@@ -171,6 +179,7 @@ class UploadTimeout(ByHandTest):
         self.assert_holds(MIRROR, "4B 00 21 01 BC 02 00 00")
 
 
+@departs("client-toggle")
 class WrongToggle(ByHandTest):
     """A time-out that is long enough for the answers before it, whatever else the machine has to do."""
 
@@ -182,6 +191,7 @@ class WrongToggle(ByHandTest):
         self.watcher.wait_for_line("peer: device text not readable")
 
 
+@shows("SDO client", "download, expedited and in segments")
 class Download(ByHandTest):
     """The upload at the start is left open, so that there is nothing else on the channel."""
 
@@ -196,12 +206,14 @@ class Download(ByHandTest):
         self.client.send(CONFIRMATION)
         self.assert_holds(MIRROR, "4B 00 21 01 84 03 00 00")
 
+    @shows("SDO client", "aborts of the server")
     def test_a_refused_number(self):
         self.client.send(SEND_900)
         self.exchange(DOWNLOAD_900, "5A0#80 00 20 02 30 00 09 06")
         self.client.send(CONFIRMATION)
         self.assert_holds(MIRROR, "4B 00 21 01 00 00 00 00")
 
+    @shows("SDO client", "answers to something else")
     def test_a_confirmation_of_something_else_is_passed_over(self):
         self.client.send(SEND_900)
         self.client.wait_for(DOWNLOAD_900)
@@ -222,6 +234,7 @@ class Download(ByHandTest):
         self.client.send("5A0#30 00 00 00 00 00 00 00")
         self.assert_holds(MIRROR_OF_TEXT, "41 00 21 02 0A 00 00 00")
 
+    @shows("SDO client", "toggle bit repeated by the server")
     def test_a_repeated_toggle_ends_a_text(self):
         self.client.send(*SEND_TEXT)
         self.exchange("620#21 01 20 00 0A 00 00 00", "5A0#60 01 20 00 00 00 00 00",
@@ -229,6 +242,7 @@ class Download(ByHandTest):
                       "620#80 01 20 00 00 00 03 05", "5A0#20 00 00 00 00 00 00 00")
         self.assert_holds(MIRROR, "4B 00 21 01 00 00 00 00")
 
+    @shows("SDO client", "aborts of the server")
     def test_an_abort_ends_a_text(self):
         self.client.send(*SEND_TEXT)
         self.exchange("620#21 01 20 00 0A 00 00 00", "5A0#80 01 20 00 00 00 00 08")
@@ -236,6 +250,7 @@ class Download(ByHandTest):
         self.assertEqual(self.client.next(0x620)[0], DOWNLOAD_900)
 
 
+@shows("SDO client", "time-out and late answers")
 class DownloadTimeout(ByHandTest):
     SDO_TIMEOUT = "300"
 
@@ -257,6 +272,31 @@ class DownloadTimeout(ByHandTest):
         for _ in range(2):
             self.client.send(SEND_900)
             self.exchange(DOWNLOAD_900, None, DOWNLOAD_TIMEOUT, None)
+
+
+class Channel(ByHandTest):
+    """The parameters of the client's channel, as a master changes them."""
+
+    @departs("client-channel")
+    def test_it_is_not_made_invalid_and_takes_any_identifier(self):
+        for sub_index, low, high in ((1, "20", "06"), (2, "A0", "05")):
+            with self.subTest(sub_index=sub_index):
+                where = f"80 12 {sub_index:02X}"
+                self.assert_answers(f"606#23 {where} {low} {high} 00 80", f"586#80 {where} 00 00 00 08",
+                                    f"606#23 {where} 21 04 00 00", f"586#60 {where} 00 00 00 00",
+                                    f"606#40 {where} 00 00 00 00", f"586#43 {where} 21 04 00 00",
+                                    f"606#23 {where} {low} {high} 00 00", f"586#60 {where} 00 00 00 00")
+
+
+class OneSlot(ByHandTest):
+    @departs("one-slot")
+    def test_an_upload_of_the_client_gives_way_to_that_of_a_master(self):
+        self.exchange(UPLOAD, NUMBER_700, UPLOAD_OF_TEXT, "5A0#41 01 20 00 0A 00 00 00")
+        self.client.wait_for("620#60 00 00 00 00 00 00 00")
+        self.client.send("606#40 0A 10 00 00 00 00 00")
+        self.client.wait_for("586#41 0A 10 00 09 00 00 00")
+        self.client.send("5A0#00 41 42 43 44 45 46 47", MIRROR)
+        self.assertEqual(self.client.next(0x586, 0x620)[0], "586#4B 00 21 01 BC 02 00 00")
 
 
 if __name__ == "__main__":

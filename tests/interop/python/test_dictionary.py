@@ -7,6 +7,7 @@
 | every sub-index: writes that are refused, with their codes; other sizes   | robustness |
 | nothing else changes; everything is as it was at the end                  | robustness |
 | the same of a program with a peer                                         | functional |
+| the data types' entries by themselves                                     | functional |
 | indexes that are not there; sub-indexes beside those that are             | robustness |
 """
 
@@ -16,6 +17,7 @@ import unittest
 
 import dictionary
 from case import PanelTest
+from features import departs, shows
 
 # python-can loses lines of longer bursts.
 FRAMES_AT_ONCE = 16
@@ -43,6 +45,7 @@ class WalkTest(PanelTest):
 
     def walk(self, transfers):
         for burst in bursts(transfers):
+            self.cases += len(burst)
             self.client.send(*(f"605#{request}" for one in burst for request in one.requests))
             # All of them are taken before one is judged, so that none is left over for the next transfer.
             seen = [[self.next_answer() for _ in one.answers] for one in burst]
@@ -62,14 +65,26 @@ class WalkTest(PanelTest):
 
 
 class EveryObject(WalkTest):
+    @shows("dictionary", "every object: its value")
     def test_holds_its_value(self):
         self.read_all(lambda one: one.reads)
 
+    @shows("dictionary", "every object: writes taken and refused, other sizes")
     def test_answers_to_writes_and_nothing_else_changes(self):
         for one in self.objects:
             with self.subTest(index=hex(one.index), sub_index=one.sub_index, name=one.name):
                 self.walk(dictionary.all_writes(one))
         self.read_all(lambda one: one.left or one.reads)
+
+
+class DataTypes(WalkTest):
+    SECTIONS = ("dataTypes",)
+
+    @departs("data-type-entries")
+    def test_hold_no_length(self):
+        self.read_all(lambda one: one.reads)
+        self.assertEqual({one.reads for one in self.objects if one.is_number} - {" ".join(["00"] * size) for size in range(1, 5)},
+                         set())
 
 
 class EveryObjectWithPeer(EveryObject):
@@ -80,12 +95,14 @@ class EveryObjectWithPeer(EveryObject):
 
 
 class WhatIsNotThere(WalkTest):
+    @shows("dictionary", "indexes that are not there")
     def test_indexes(self):
         known = {one.index for one in self.objects}
         missing = (index for index in itertools.chain(*AREAS) if index not in known)
         self.walk(itertools.chain.from_iterable(
             dictionary.refusals_of_unknown(index, 0) for index in missing))
 
+    @shows("dictionary", "sub-indexes that are not there")
     def test_sub_indexes(self):
         self.walk(itertools.chain.from_iterable(
             dictionary.refusals_of_unknown(*one) for one in dictionary.sub_indexes_beside(self.objects)))

@@ -15,6 +15,7 @@ import unittest
 
 from case import PanelTest
 from clients import FrameClient
+from features import shows
 
 UPLOAD_OF_TEXT = "605#40 01 20 00 00 00 00 00"
 SEGMENT = "605#60 00 00 00 00 00 00 00"
@@ -39,6 +40,7 @@ class HoldUpTest(PanelTest):
         panel.resume()
 
 
+@shows("SDO server", "requests that waited at the port while the node was held up")
 class Server(HoldUpTest):
     def begin_upload(self):
         self.client.send(UPLOAD_OF_TEXT)
@@ -71,6 +73,7 @@ class Server(HoldUpTest):
         self.assertRegex(self.client.next(0x586)[0], "^586#00 ")
 
 
+@shows("SDO client", "answers that waited at the port while the node was held up")
 class Client(HoldUpTest):
     ARGUMENTS = ("--heartbeat", "0", "--sdo-timeout", "100", "--peer", "32")
 
@@ -85,6 +88,7 @@ class Client(HoldUpTest):
         self.assert_answers("605#40 00 21 01 00 00 00 00", "585#4B 00 21 01 BC 02 00 00")
 
 
+@shows("PDO", "RPDO that waited at the port while the node was held up")
 class Reception(HoldUpTest):
     def test_rpdo_that_came_in_time_is_received(self):
         self.client.send(START, "205#20 03")
@@ -100,6 +104,7 @@ class Reception(HoldUpTest):
         self.panel.wait_for_line("RPDO 1: reception timed out")
 
 
+@shows("heartbeat", "consumer: what waited at the port while the node was held up")
 class Consumer(HoldUpTest):
     ARGUMENTS = ("--heartbeat", "0", "--peer", "32")
     CROWD = ["123#"] * 10

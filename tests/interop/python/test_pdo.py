@@ -18,6 +18,7 @@ import unittest
 
 from case import PanelTest
 from clients import FrameClient
+from features import departs, shows
 from panel import wait_until
 
 START, STOP, ENTER_PRE_OPERATIONAL = "000#01 05", "000#02 05", "000#80 05"
@@ -77,6 +78,7 @@ class PdoTest(PanelTest):
             self.assertGreaterEqual(second - first, (j - i) * seconds - TIME_STAMP_TOLERANCE_S)
 
 
+@shows("PDO", "TPDO of type 254: on change")
 class EventDriven(PdoTest):
     def setUp(self):
         super().setUp()
@@ -97,6 +99,8 @@ class EventDriven(PdoTest):
         self.write("2000.5 00")
         wait_until(lambda: re.match("^.. .. 04 00 .. 0.$", self.data_of(TPDO_1)[0]), "the alarm")
 
+    @departs("inhibit-time-unit")
+    @departs("inhibit-time-valid")
     def test_inhibit_time(self):
         for inhibit_time in (100, 250):
             with self.subTest(inhibit_time=inhibit_time):
@@ -104,6 +108,7 @@ class EventDriven(PdoTest):
                 stamps = [self.client.next(TPDO_1)[1] for _ in range(8)]
                 self.assert_apart(stamps, inhibit_time / 1000)
 
+    @shows("PDO", "TPDO whose parameters are written")
     def test_at_once_when_its_parameters_were_written(self):
         self.write("1800.3 60 EA")
         self.data_of(TPDO_1)
@@ -112,6 +117,7 @@ class EventDriven(PdoTest):
         self.assertEqual(len(self.pdos(self.heartbeats("05", 5))), 1)
 
 
+@shows("PDO", "TPDO of types 254 and 255: event timer")
 class EventTimer(PdoTest):
     def test_of_a_pdo_whose_values_rest(self):
         self.write("2000.5 00")
@@ -124,6 +130,7 @@ class EventTimer(PdoTest):
         self.assert_apart([stamp for _, stamp in frames[1:]], 0.2)
 
 
+@shows("PDO", "TPDO of type 1: with SYNC")
 class Synchronous(PdoTest):
     def setUp(self):
         super().setUp()
@@ -143,22 +150,26 @@ class Synchronous(PdoTest):
         frames = self.pdos(self.heartbeats("05", 5))
         self.assertEqual([frame for frame in frames if frame.startswith("285")], [])
 
+    @shows("PDO", "RPDO, synchronous")
     def test_a_received_value_waits_for_sync(self):
         self.client.send("305#00")
         self.assertEqual(self.upload(5), "01")
         self.client.send(SYNC)
         self.assertEqual(self.upload(5), "00")
 
+    @shows("PDO", "RPDO, synchronous")
     def test_the_last_frame_before_sync_counts(self):
         self.client.send("305#00", "305#01", SYNC)
         self.assertEqual(self.upload(5), "01")
         self.client.send("305#01", "305#00", SYNC)
         self.assertEqual(self.upload(5), "00")
 
+    @shows("SYNC", "with a counter")
     def test_sync_with_a_counter(self):
         self.client.send("305#00", "080#2A")
         self.assertEqual(self.upload(5), "00")
 
+    @shows("SYNC", "another COB-ID at run time")
     def test_another_identifier_for_sync(self):
         self.write("1005.0 81 00 00 00")
         self.client.send("305#00", SYNC)
@@ -167,6 +178,7 @@ class Synchronous(PdoTest):
         self.assertEqual(self.upload(5), "00")
 
 
+@shows("PDO", "RPDO, event-driven")
 class Received(PdoTest):
     def setUp(self):
         super().setUp()
@@ -181,12 +193,21 @@ class Received(PdoTest):
         self.client.send(*(f"205#{one:02X} 01" for one in range(200)))
         self.assertEqual(self.upload(2), "C7 01")
 
+    @departs("short-rpdo")
     def test_frames_of_another_length_change_nothing(self):
         for frame in ("205#", "205#20", "205#20 03 00", "205#20 03 00 00 00 00 00 00"):
             with self.subTest(frame=frame):
                 self.client.send(frame)
                 self.assertEqual(self.upload(2), "58 02")
 
+    @departs("short-rpdo")
+    def test_a_short_frame_counts_as_received(self):
+        self.panel.wait_for_line("RPDO 1: nothing received yet")
+        self.client.send("205#20")
+        self.panel.wait_for_line("RPDO 1: receiving")
+
+    @shows("PDO", "RPDO, event-driven")
+    @departs("no-emergency")
     def test_a_long_frame_sends_no_emergency(self):
         self.client.send("205#20 03 00")
         self.assertEqual([frame for frame in self.heartbeats("05") if frame.startswith("085")], [])
@@ -195,6 +216,7 @@ class Received(PdoTest):
         self.client.send("205#B1 04", "205#FF FF")
         self.assertEqual(self.upload(2), "58 02")
 
+    @shows("PDO", "RPDO monitored by its event timer")
     def test_reception_is_told_once(self):
         self.panel.wait_for_line("RPDO 1: nothing received yet")
         self.client.send("205#20 03")
@@ -207,6 +229,7 @@ class Received(PdoTest):
             self.assertEqual(self.panel.count_lines(f"RPDO 1: {line}"), 1)
 
 
+@shows("PDO", "COB-ID made invalid, changed and valid again")
 class Reconfigured(PdoTest):
     """What a master does to map other objects, as far as the node goes along."""
 
@@ -225,6 +248,7 @@ class Reconfigured(PdoTest):
         self.sync_and_count()
         self.assertEqual(self.sync_and_count(), 0)
 
+    @departs("fixed-mapping")
     def test_the_mapping_stays_when_it_is_made_valid_again(self):
         self.write("1801.1 85 02 00 80")
         self.assertEqual(self.answer_to("1A01.0 00"), "06010002")
@@ -255,11 +279,13 @@ class Reconfigured(PdoTest):
         self.client.send("215#20 03")
         self.assertEqual(self.upload(2), "20 03")
 
+    @shows("PDO", "transmission type changed in OPERATIONAL")
     def test_from_synchronous_to_event_driven(self):
         self.write("1801.2 FF")
         self.data_of(TPDO_2, count=3)
 
 
+@shows("NMT", "services that a state does not have")
 class OutsideOperational(PdoTest):
     def test_pre_operational(self):
         self.client.send(SYNC, "205#20 03", "305#00", SYNC)

@@ -14,6 +14,7 @@ import unittest
 
 from case import PanelTest
 from clients import FrameClient
+from features import shows
 from panel import wait_until
 
 TIMEOUT = "00 00 04 05"
@@ -70,6 +71,7 @@ class PeersTest(PanelTest):
         return self.client.next(0x586)[0]
 
 
+@shows("SDO client", "download, expedited and in segments")
 class Transfers(PeersTest):
     def test_a_number_arrives_and_the_own_view_follows(self):
         self.client.send(SEND_900)
@@ -84,6 +86,7 @@ class Transfers(PeersTest):
         self.assertEqual(self.ask("606#40 01 21 01 00 00 00 00"),
                          "586#4B 01 21 01 00 80 00 00")
 
+    @shows("SDO client", "aborts of the server")
     def test_a_refused_number_changes_nothing(self):
         self.client.send("606#2B 01 21 01 B1 04 00 00")
         self.wait_for(SENDING, "605#2B 00 20 02 B1 04 00 00", "585#80 00 20 02 30 00 09 06")
@@ -103,6 +106,7 @@ class Transfers(PeersTest):
         self.assertEqual(self.ask("606#40 00 21 02 00 00 00 00"), "586#41 00 21 02 08 00 00 00")
 
 
+@shows("SDO client", "download, expedited and in segments")
 class Confirmation(PeersTest):
     start_peer = PeersTest.start_peer_beside_the_bus
 
@@ -116,6 +120,7 @@ class Confirmation(PeersTest):
         self.assertEqual(self.ask(MIRROR), MIRROR_900)
 
 
+@shows("SDO client", "time-out and late answers")
 class StoppedPeer(PeersTest):
     SDO_TIMEOUT = "500"
     start_peer = PeersTest.start_peer_beside_the_bus
@@ -147,6 +152,7 @@ class StoppedPeer(PeersTest):
         self.wait_for(DOWNLOAD_900, "605#80 00 20 02 " + TIMEOUT)
 
 
+@shows("SDO client", "time-out and late answers")
 class ReturningPeer(PeersTest):
     SDO_TIMEOUT = "500"
     start_peer = PeersTest.start_peer_beside_the_bus
@@ -158,6 +164,7 @@ class ReturningPeer(PeersTest):
         self.watcher.wait_for_line("node 5: heartbeat lost")
         self.watcher.wait_for_line("peer: set point not readable")
 
+    @shows("heartbeat", "consumer: lost and back")
     def test_its_heartbeat_is_told_once(self):
         self.peer.resume()
         self.watcher.wait_for_line("node 5: heartbeat back", times=2)
@@ -172,6 +179,7 @@ class ReturningPeer(PeersTest):
             self.assertEqual(self.watcher.count_lines(f"{listener} {lost}"), 1)
             self.assertEqual(self.watcher.count_lines(f"{listener} {back}"), 2)
 
+    @shows("heartbeat", "consumer: lost and back")
     def test_a_master_sees_whether_it_is_there(self):
         present = "606#40 00 21 03 00 00 00 00"
         self.assertEqual(self.ask(present), "586#4F 00 21 03 00 00 00 00")

@@ -13,6 +13,7 @@ import unittest
 
 from case import PanelTest
 from clients import FrameClient
+from features import departs, shows
 from panel import PATIENCE_S
 
 PERIOD_S = 0.01
@@ -102,6 +103,8 @@ class TrainTest(PanelTest):
         self.assertGreater(pieces, self.SECONDS)
 
 
+@shows("SYNC", "at 100 Hz, every synchronous TPDO in its place")
+@departs("changed-value-goes-twice")
 class SomeSeconds(TrainTest):
     SECONDS = 3
 

@@ -12,8 +12,10 @@
 import unittest
 
 from case import PanelTest
+from features import shows
 
 
+@shows("NMT", "several nodes on one bus")
 class TwoNodes(PanelTest):
     ARGUMENTS = ("--heartbeat", "200")
 
@@ -28,6 +30,7 @@ class TwoNodes(PanelTest):
         self.client.wait_for("706#7F")
         self.client.wait_for("705#7F")
 
+    @shows("SDO server", "several servers on one bus")
     def test_each_answers_for_itself(self):
         self.client.wait_for("706#00")
         self.client.send("605#40 00 12 01 00 00 00 00", "606#40 00 12 01 00 00 00 00")
@@ -51,6 +54,7 @@ class TwoNodes(PanelTest):
             frame = self.client.next(0x705, 0x706)[0]
             seen |= {frame} - {"705#7F", "706#7F"}
 
+    @shows("SDO server", "several servers on one bus")
     def test_segmented_uploads_from_both_at_once(self):
         self.client.wait_for("706#00")
         for request in ("40 0A 10 00 00 00 00 00", "60 00 00 00 00 00 00 00",

@@ -3,18 +3,20 @@
 | covered                                                                            | kind       |
 |------------------------------------------------------------------------------------|------------|
 | summary of a session: transfers up and down, aborts, bytes, states, commands, PDOs | functional |
-| values of PDOs and names with the description that the node writes                 | functional |
+| values of PDOs and names with the description that the node exports                | functional |
 | the service of each frame of a session, and of each identifier, as tshark has it   | functional |
 | a pipe that brings lines now and then; a reader that goes away                     | functional |
 | a progress line on a terminal, none elsewhere                                      | functional |
 | lines that are none, files that are none, wrong options: exit status and one line  | robustness |
 """
 
+import contextlib
 import json
 import os
 import pathlib
 import pty
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -74,7 +76,7 @@ def services_of_trace(log):
 class Session(PanelTest):
     """A client does what can be counted; then the trace is read."""
 
-    ARGUMENTS = ("--heartbeat", "50", "--trace", "frames.log")
+    ARGUMENTS = ("--heartbeat", "50", "--trace", "frames.log", "--export", "node.eds")
     UPLOADS = 7
     DOWNLOADS = 4
     TEXT = "twenty letters, yes!"
@@ -82,11 +84,12 @@ class Session(PanelTest):
 
     def setUp(self):
         super().setUp()
-        self.client.wait_for("705#00")
+        self.client.wait_for("705#7F")
         self.converse()
-        self.log = self.panel.directory / "frames.log"
-        wait_until(lambda: self.log.read_text().endswith("705#04\n"), "the heartbeat of the stopped node")
-        self.stop_early(self.panel)
+        growing = self.panel.directory / "frames.log"
+        wait_until(lambda: growing.read_text().endswith("705#04\n"), "the heartbeat of the stopped node")
+        self.log = self.panel.directory / "copy.log"
+        shutil.copy(growing, self.log)
 
     def ask(self, request, response=0x580 + NODE):
         """One request, and its answer before the next."""
@@ -152,7 +155,9 @@ class Session(PanelTest):
     def test_the_summary_has_the_pdos(self):
         summary = self.summary()
         counts = {pdo["id"]: pdo["frames"] for pdo in summary["pdos"]}
-        self.assertEqual((counts[TPDO2_ON_SYNC], summary["sync"]["frames"]), (self.SYNCS, self.SYNCS))
+        logged = [int(line.split()[2].split("#")[0], 16) for line in self.log.read_text().splitlines()]
+        self.assertEqual(counts, {identifier: logged.count(identifier) for identifier in (0x185, TPDO2_ON_SYNC)})
+        self.assertEqual(summary["sync"]["frames"], self.SYNCS)
 
     def test_the_durations_are_those_of_the_log(self):
         stamps = {}
@@ -169,7 +174,7 @@ class Session(PanelTest):
         self.assertAlmostEqual(duration["max"], max(durations), delta=2e-6)
 
     def test_a_description_gives_names_and_values(self):
-        description = self.panel.directory / "tavo_default.dcf"
+        description = self.panel.directory / "node.eds"
         frames = decoded(self.log, "--eds", f"{description}:{NODE}", "--id", "285")
         names = [value["name"] for value in frames[0]["values"]]
         self.assertEqual(names, ["Pieces", "Temperature"])
@@ -262,8 +267,16 @@ class Pipe(unittest.TestCase):
     def start(self, *arguments, **options):
         process = subprocess.Popen([os.environ["TAVO_TRACE"], *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, **options)
-        self.addCleanup(process.communicate)
+        self.addCleanup(self.end, process)
         return process
+
+    @staticmethod
+    def end(process):
+        process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            with contextlib.suppress(BrokenPipeError):
+                stream.close()
 
     def test_a_line_is_shown_when_it_comes(self):
         process = self.start("-")
@@ -287,8 +300,6 @@ class Pipe(unittest.TestCase):
         with self.assertRaises(BrokenPipeError):
             for _ in range(100000):
                 process.stdin.write(b"(1.0) can0 705#00\n")
-        process.stdin = None
-        process.stdout = None
         self.assertEqual(process.wait(PATIENCE_S), 0)
         self.assertEqual(process.stderr.read(), b"")
 

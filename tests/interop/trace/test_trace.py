@@ -16,6 +16,7 @@ import unittest
 
 from case import PanelTest
 from clients import show
+from features import shows
 from panel import wait_until
 
 # The frame and the words by which the dissector describes it.
@@ -79,6 +80,7 @@ def dissect(log):
 
 class Trace(PanelTest):
     ARGUMENTS = ("--heartbeat", "100", "--trace", "frames.log")
+    WITNESS = "tshark"
 
     def setUp(self):
         super().setUp()
@@ -113,6 +115,35 @@ class Trace(PanelTest):
             with self.subTest(frame=frame):
                 self.assertEqual((protocol, words), ("CANopen", meaning(frame)))
         self.assertLess(set(MEANING_OF_TPDOS.values()), {words for _, words in described})
+
+    def check_named(self, *identifiers):
+        """The same for those of one service, each of which is a case."""
+        frames = [compact(line) for line in self.lines]
+        for frame, (_, words) in zip(frames, dissect(self.log)):
+            if frame.startswith(identifiers):
+                self.cases += 1
+                self.assertEqual(words, meaning(frame))
+        self.assertGreater(self.cases, 0)
+
+    @shows("NMT", "frames as a decoder names them")
+    def test_the_dissector_names_nmt_commands(self):
+        self.check_named("000")
+
+    @shows("heartbeat", "frames as a decoder names them")
+    def test_the_dissector_names_boot_up_and_heartbeats(self):
+        self.check_named("705")
+
+    @shows("SDO server", "frames as a decoder names them")
+    def test_the_dissector_names_sdo(self):
+        self.check_named("605", "585")
+
+    @shows("PDO", "frames as a decoder names them")
+    def test_the_dissector_names_pdos(self):
+        self.check_named("205", "305", *MEANING_OF_TPDOS)
+
+    @shows("SYNC", "frames as a decoder names them")
+    def test_the_dissector_names_sync(self):
+        self.check_named("080")
 
     def test_every_line_is_one_of_a_candump_log(self):
         stamps = []
