@@ -12,7 +12,7 @@ namespace device_description {
 namespace {
 
 // Far more than any device needs. What is longer is something else, or has no end.
-constexpr std::size_t LONGEST_FILE = 64U * 1024U * 1024U;
+constexpr std::size_t LONGEST_FILE = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t BLOCK = 65536;
 
 /// @return false when there is no such file, or when it is too long

@@ -33,8 +33,8 @@ public:
     END       ///< there are no more lines, see getError()
   };
 
-  /// @param descriptor open for reading; stays the caller's
-  explicit CandumpReader(int descriptor);
+  /// @param file a descriptor, open for reading; stays the caller's
+  explicit CandumpReader(int file);
   ~CandumpReader();
   CandumpReader(const CandumpReader&) = delete;
   CandumpReader& operator=(const CandumpReader&) = delete;
@@ -53,7 +53,7 @@ public:
   }  ///< errno of the read that ended the file early (EINTR for a signal); 0 at its end
 
   /// Takes a line apart. Any thread. @return whether it holds a frame; else logged has no meaning
-  static bool parseLine(std::string_view line, LoggedFrame& logged);
+  static bool parseLine(std::string_view text, LoggedFrame& logged);
 
 private:
   bool nextLine();

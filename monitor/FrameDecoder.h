@@ -13,8 +13,8 @@ namespace monitor {
 /// state.
 class FrameDecoder {
 public:
-  /// @param names lives longer than the decoder; null: StandardNames
-  explicit FrameDecoder(const ObjectNames* names = nullptr);
+  /// @param given where names come from; lives longer than the decoder; null: StandardNames
+  explicit FrameDecoder(const ObjectNames* given = nullptr);
   ~FrameDecoder();
   FrameDecoder(const FrameDecoder&) = delete;
   FrameDecoder& operator=(const FrameDecoder&) = delete;

@@ -25,9 +25,9 @@ struct TraceRotation {
 class FrameTrace : public KQ::KQFrameObserver {
 public:
   /// Opens the file and empties it.
-  /// @param interfaceName stands in every line, see getInterfaceName()
+  /// @param name stands in every line, see getInterfaceName()
   /// @throws PanelError when the file cannot be opened for writing, or is to rotate and is no plain file
-  FrameTrace(std::string fileName, const std::string& interfaceName, TraceRotation rotation = {});
+  FrameTrace(std::string file, const std::string& name, TraceRotation wanted = {});
   ~FrameTrace() override;
   FrameTrace(const FrameTrace&) = delete;
   FrameTrace& operator=(const FrameTrace&) = delete;

@@ -94,7 +94,7 @@ private:
   void serve(const Route& route, const HttpRequest& request);
   void awaitAnswer(unsigned int number);
   void answer(const HttpResponse& response);
-  void refuse(HttpResponse response);
+  void refuse(const HttpResponse& response);
   void write(const HttpResponse& response);
   void startStream(const Route& route, const HttpRequest& request);
   void awaitEnd();
@@ -263,7 +263,7 @@ void HttpServer::Session::answer(const HttpResponse& response) {
   write(response);
 }
 
-void HttpServer::Session::refuse(HttpResponse response) {
+void HttpServer::Session::refuse(const HttpResponse& response) {
   keepAlive = false;
   write(response);
 }

@@ -45,7 +45,7 @@ public:
   };
 
   /// Takes down which numbers the store has: those that are added later are not told. Any thread.
-  explicit Metrics(const Node& node);
+  explicit Metrics(const Node& described);
 
   /// The metrics at this moment, in the text form of OpenMetrics: to be answered as CONTENT_TYPE.
   std::string getText(const Observation& observation) const;

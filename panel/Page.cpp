@@ -220,8 +220,8 @@ void Page::answerValues(const HttpRequest& request, const HttpServer::Answer& an
   readSlice(objects, 0, std::make_shared<std::string>(), answer);
 }
 
-void Page::readSlice(std::shared_ptr<std::vector<const ObjectInfo*>> objects, std::size_t first,
-                     std::shared_ptr<std::string> text, const HttpServer::Answer& answer) {
+void Page::readSlice(const std::shared_ptr<std::vector<const ObjectInfo*>>& objects, std::size_t first,
+                     const std::shared_ptr<std::string>& text, const HttpServer::Answer& answer) {
   const auto read = [this, objects, first, text, answer] {
     const std::size_t last = std::min(first + OBJECTS_A_SLICE, objects->size());
     for (std::size_t i = first; i < last; ++i) {
@@ -369,7 +369,7 @@ void Page::askForSnapshot() {
   });
 }
 
-void Page::readPDOs(std::shared_ptr<Snapshot> next) {
+void Page::readPDOs(const std::shared_ptr<Snapshot>& next) {
   const std::vector<unsigned short>& all = view.getPDOs();
   for (std::size_t i = 0; i < PDOS_A_SLICE && next->pdos.size() < all.size(); ++i) {
     next->pdos.push_back(view.readPDO(all[next->pdos.size()]));

@@ -31,9 +31,9 @@ public:
   /// Only so many variables are followed; all of them are objects, which can be looked at.
   static constexpr std::size_t MAXIMUM_VARIABLES = 1000;
 
-  /// Registers all of it. @param node initialised, with its variables and PDOs. All must outlive the page, and the
+  /// Registers all of it. @param shown initialised, with its variables and PDOs. All must outlive the page, and the
   /// server is stopped before the page ends. Protocol thread
-  Page(HttpServer& server, LoopTasks& tasks, TrafficWatch& traffic, KQ::KQCANopen& node, KQ::KQDEI& store);
+  Page(HttpServer& theServer, LoopTasks& loopTasks, TrafficWatch& watch, KQ::KQCANopen& shown, KQ::KQDEI& store);
   Page(const Page&) = delete;
   Page& operator=(const Page&) = delete;
 
@@ -66,8 +66,8 @@ private:
   void registerQuestions();
   std::string getDescription() const;
   void answerValues(const HttpRequest& request, const HttpServer::Answer& answer);
-  void readSlice(std::shared_ptr<std::vector<const ObjectInfo*>> objects, std::size_t first,
-                 std::shared_ptr<std::string> json, const HttpServer::Answer& answer);
+  void readSlice(const std::shared_ptr<std::vector<const ObjectInfo*>>& objects, std::size_t first,
+                 const std::shared_ptr<std::string>& text, const HttpServer::Answer& answer);
   void answerWrite(const HttpRequest& request, const HttpServer::Answer& answer);
   const ObjectInfo* findObject(const std::string& key) const;
 
@@ -80,7 +80,7 @@ private:
   void addRow(const monitor::DecodedFrame& frame, bool sent);
 
   void askForSnapshot();
-  void readPDOs(std::shared_ptr<Snapshot> next);
+  void readPDOs(const std::shared_ptr<Snapshot>& next);
   void takeSnapshot(Snapshot next);
 
   HttpServer& server;

@@ -27,8 +27,8 @@ public:
   static constexpr unsigned int PERIOD_MS = 100;
 
   /// All must outlive the watch, and the watch the frames' fan-out being used.
-  /// @param bitRate of the bus in bit/s. Protocol thread
-  TrafficWatch(HttpServer& server, LoopTasks& tasks, FrameFanOut& fanOut, unsigned int bitRate);
+  /// @param bitsPerSecond of the bus in bit/s. Protocol thread
+  TrafficWatch(HttpServer& theServer, LoopTasks& loopTasks, FrameFanOut& frames, unsigned int bitsPerSecond);
   TrafficWatch(const TrafficWatch&) = delete;
   TrafficWatch& operator=(const TrafficWatch&) = delete;
 

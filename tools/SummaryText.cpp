@@ -1,6 +1,7 @@
 #include "SummaryText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <initializer_list>
 #include <string_view>
@@ -86,7 +87,7 @@ std::string toHex(std::uint64_t number, unsigned int digits) {
 }
 
 std::string toPercent(double share) {
-  const auto permille = static_cast<unsigned long long>(share * 1000 + 0.5);
+  const auto permille = static_cast<unsigned long long>(std::llround(share * 1000));
   return toText(permille / 10) + "." + toText(permille % 10) + " %";
 }
 

@@ -24,7 +24,7 @@ public:
   /// Reads the descriptions.
   /// @param isInterrupted set by a signal handler: what was read until then is all
   /// @throws TraceError for one that cannot be used
-  TraceRun(const TraceOptions& options, const volatile std::sig_atomic_t& isInterrupted);
+  TraceRun(const TraceOptions& given, const volatile std::sig_atomic_t& isInterrupted);
 
   /// @return whether all lines were frames. @throws TraceError, OutputClosed
   bool run();
