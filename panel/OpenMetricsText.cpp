@@ -60,27 +60,27 @@ std::string formatSeconds(long long microseconds) {
 }  // namespace
 
 void OpenMetricsText::begin(const MetricFamily& begun) {
-  family = &begun;
+  family = begun;
   const auto appendLine = [this](std::string_view keyword, std::string_view content) {
-    text.append("# ").append(keyword).append(" ").append(family->name).append(" ").append(content).append("\n");
+    text.append("# ").append(keyword).append(" ").append(family.name).append(" ").append(content).append("\n");
   };
-  appendLine("TYPE", getWords(family->type).type);
-  if (*family->unit != '\0') {
-    appendLine("UNIT", family->unit);
+  appendLine("TYPE", getWords(family.type).type);
+  if (*family.unit != '\0') {
+    appendLine("UNIT", family.unit);
   }
-  appendLine("HELP", family->help);
+  appendLine("HELP", family.help);
 }
 
 void OpenMetricsText::add(const MetricLabels& labels, unsigned long long value) {
-  appendSample(getWords(family->type).suffix, labels.getText(), std::to_string(value));
+  appendSample(getWords(family.type).suffix, labels.getText(), std::to_string(value));
 }
 
 void OpenMetricsText::add(const MetricLabels& labels, double value) {
-  appendSample(getWords(family->type).suffix, labels.getText(), format(value));
+  appendSample(getWords(family.type).suffix, labels.getText(), format(value));
 }
 
 void OpenMetricsText::add(const MetricLabels& labels, const monitor::DurationStatistics& durations) {
-  if (family->type == MetricType::HISTOGRAM) {
+  if (family.type == MetricType::HISTOGRAM) {
     for (const long long bound : BUCKETS) {
       appendSample("_bucket", MetricLabels(labels).add("le", formatSeconds(bound)).getText(),
                    std::to_string(durations.getCountUpTo(bound)));
@@ -94,7 +94,7 @@ void OpenMetricsText::add(const MetricLabels& labels, const monitor::DurationSta
 void OpenMetricsText::add(const MetricLabels& labels, std::initializer_list<std::string_view> states,
                           std::string_view present) {
   for (const std::string_view state : states) {
-    appendSample("", MetricLabels(labels).add(family->name, state).getText(), state == present ? "1" : "0");
+    appendSample("", MetricLabels(labels).add(family.name, state).getText(), state == present ? "1" : "0");
   }
 }
 
@@ -104,7 +104,7 @@ std::string OpenMetricsText::finish() {
 }
 
 void OpenMetricsText::appendSample(std::string_view suffix, const std::string& labels, const std::string& value) {
-  text.append(family->name).append(suffix);
+  text.append(family.name).append(suffix);
   if (!labels.empty()) {
     text.append("{").append(labels).append("}");
   }

@@ -45,7 +45,7 @@ public:
 private:
   void appendSample(std::string_view suffix, const std::string& labels, const std::string& value);
 
-  const MetricFamily* family = nullptr;
+  MetricFamily family{"", MetricType::GAUGE, "", ""};
   std::string text;
 };
 
