@@ -35,7 +35,10 @@ constexpr unsigned int PORT = 0;
 // The time that all nodes of the process together may use in one cycle.
 constexpr unsigned int CYCLE_BUDGET_MS = 50;
 
-// How long frames that wait at the port may keep the node from its time-outs.
+// A turn of the loop that lasts longer may have been held up. With a flood, it takes less than ten.
+constexpr unsigned int LONG_TURN_MS = 20;
+
+// How long frames that wait at the port may then keep the node from its time-outs.
 constexpr unsigned int CATCH_UP_MS = 50;
 
 constexpr std::size_t BYTES_A_MIB = 1048576;
@@ -209,7 +212,7 @@ void Panel::run() {
     http->start();  // a thread, from which the signals are held back by now, too
   }
   endPoints.addDescriptor(signalDescriptor, EPOLLIN, [this](unsigned int) { heedSignals(); });
-  slept = KQ::KQTick::getTickCount();
+  lastTurn = KQ::KQTick::getTickCount();
   while (running) {
     const unsigned int now = wakeUp();
     application->update(now);
@@ -221,7 +224,8 @@ void Panel::run() {
     }
     std::cout.flush();  // what was dropped while nobody read is told as soon as somebody does
     std::cerr.flush();
-    sleep();
+    // Frames are handed to the node in here, by its onEndPointReadable().
+    endPoints.wait(getWaitTime(getTimeToNextWork(KQ::KQTick::getTickCount()), options.cycle));
   }
   serviceManager.stopping();
   endPoints.removeDescriptor(signalDescriptor);
@@ -239,27 +243,19 @@ void Panel::heedSignals() {
   }
 }
 
-// Frames are handed to the node in here, by its onEndPointReadable().
-void Panel::sleep() {
-  slept = KQ::KQTick::getTickCount();
-  planned = getWaitTime(getTimeToNextWork(slept), options.cycle);
-  served = endPoints.wait(planned);
-}
-
 // When the program was held up, frames that came in time wait at its port: they count before the time-outs that are
-// over by now. A sleep that ended when it was to has just seen that there are none. A bus that never ends sending has
-// to let the node go on.
+// over by now. A turn may last long because it slept, and then there is nothing to read; a flood makes for short ones.
+// A bus that never ends sending has to let the node go on.
 unsigned int Panel::wakeUp() {
-  const unsigned int now = KQ::KQTick::getTickCount();
-  const bool hasJustLooked = served == 0 && now - slept - static_cast<unsigned int>(planned) <= 1;
-  if (hasJustLooked || node->getTimeToNextWork(now) > 0) {
-    return now;
+  unsigned int now = KQ::KQTick::getTickCount();
+  if (now - lastTurn > LONG_TURN_MS && node->getTimeToNextWork(now) == 0) {
+    const unsigned int begin = now;
+    while (endPoints.wait(0) > 0 && now - begin < CATCH_UP_MS) {
+      now = KQ::KQTick::getTickCount();
+    }
   }
-  unsigned int reading = now;
-  while (endPoints.wait(0) > 0 && reading - now < CATCH_UP_MS) {
-    reading = KQ::KQTick::getTickCount();
-  }
-  return reading;
+  lastTurn = now;
+  return now;
 }
 
 void Panel::cycle(unsigned int now) {

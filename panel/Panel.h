@@ -63,7 +63,6 @@ private:
   unsigned int wakeUp();
   void exportDescription();
   void cycle(unsigned int now);
-  void sleep();
   void heedSignals();
   unsigned int getTimeToNextWork(unsigned int now) const;
   void sendHeartbeatOfLastTick();
@@ -89,9 +88,7 @@ private:
   KQ::KQCANopen* node = nullptr;  ///< the instance manager's
   const std::thread::id protocolThread = std::this_thread::get_id();
   LastTick lastTick;
-  unsigned int slept = 0;  ///< tick at which the last sleep began
-  int planned = 0;         ///< ms that it was to last at most
-  int served = 0;          ///< what ended it earlier
+  unsigned int lastTurn = 0;  ///< tick at which the loop's last turn began
   bool running = true;
 };
 
