@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-page pictures page-load packages test-packages model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages test-fresh model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -37,6 +37,7 @@ help:
 	@echo "make soak-target [TAVO_SOAK_HOURS=24]  two panels on that machine for a day of its time, with everything going wrong"
 	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
 	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
+	@echo "make test-fresh                make run and make test of a fresh clone in a Debian that has git and make"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
 	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
 	@echo "make bench-update              the same count, written to that file"
@@ -91,6 +92,7 @@ packages:
 	@scripts/setup.sh packages armhf
 	$(call timed,packages for this machine,$(call build,packages,all) && cmake --build build/packages --target package)
 	$(call timed,packages for armhf,$(call build,packages-armhf,all) && cmake --build build/packages-armhf --target package)
+	$(call timed,those for armhf tried,tests/install/run armhf build/packages-armhf arm-linux-gnueabihf-g++)
 
 # The sub-project is built here, since it takes as long as all of the libraries do.
 test-packages:
@@ -98,6 +100,11 @@ test-packages:
 	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
 	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
 	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
+
+# "make run" and "make test" as on a machine that has never seen this project.
+test-fresh:
+	@scripts/setup.sh packages
+	$(call timed,fresh clone,tests/install/fresh-clone)
 
 test-metrics:
 	@scripts/setup.sh test metrics
