@@ -30,6 +30,7 @@ constexpr unsigned int HIGHEST_IDENTIFIER = 0x7FF;
 constexpr unsigned int COB_ID_HEARTBEAT = 0x700;
 constexpr unsigned int SDO_REQUESTS = 0x600;
 constexpr unsigned int SDO_RESPONSES = 0x580;
+constexpr unsigned short SDO_CHANNELS = 128;  // of each kind: an input may add all of them
 
 /// Frames that one operation may let out: all TPDOs over and over, as their counters set them off, but with an end.
 constexpr std::size_t MOST_FRAMES = 20000;
@@ -230,7 +231,7 @@ void FuzzedNode::learnIdentifiers() {
   for (unsigned short i = 0; i < PDOS; ++i) {
     watch(static_cast<unsigned short>(0x1800 + i), 1, pdos);
   }
-  for (unsigned short i = 0; i < 8; ++i) {
+  for (unsigned short i = 0; i < SDO_CHANNELS; ++i) {
     watch(static_cast<unsigned short>(0x1200 + i), 1, sdoReceived);
     watch(static_cast<unsigned short>(0x1200 + i), 2, sdoSent);
     watch(static_cast<unsigned short>(0x1280 + i), 1, sdoSent);
