@@ -14,6 +14,7 @@ make_root() {
     { tail -5 "$root.log"; exit 1; }
   rm -f "$root.log"
   cp /etc/resolv.conf "$root/etc/" 2>/dev/null || true
+  echo "127.0.0.1 localhost" >"$root/etc/hosts"  # which is the installer's to write
 }
 
 inside() {
