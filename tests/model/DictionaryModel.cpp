@@ -137,10 +137,10 @@ void DictionaryModel::addStandardObjects(unsigned int nodeID) {
     addStandardObject(static_cast<unsigned int>(type.number), 0, RO, type.number, 0, 0, type.high);
   }
   for (const unsigned int index :
-       {0x1000, 0x1001, 0x1002, 0x1005, 0x1008, 0x1009, 0x100A, 0x1012, 0x1014, 0x1015, 0x1017}) {
+       {0x1000U, 0x1001U, 0x1002U, 0x1005U, 0x1008U, 0x1009U, 0x100AU, 0x1012U, 0x1014U, 0x1015U, 0x1017U}) {
     add(index, false);
   }
-  for (const unsigned int index : {0x1003, 0x1010, 0x1011, 0x1016, 0x1018, 0x1200}) {
+  for (const unsigned int index : {0x1003U, 0x1010U, 0x1011U, 0x1016U, 0x1018U, 0x1200U}) {
     add(index, true);
   }
   addStandardObject(0x1000, 0, RO, UNSIGNED32, 0, 0, UNLIMITED);
