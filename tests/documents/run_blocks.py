@@ -125,6 +125,7 @@ class Reader:
         (self.folder / "build").mkdir()
         for preset in ("debug", "release"):
             (self.folder / "build" / preset).symlink_to(binaries)
+        (self.folder / "build" / "examples").symlink_to(binaries / "bin")
         tools = folder / "tools"
         tools.mkdir()
         (tools / "make").write_text(MAKE.format(root=shlex.quote(str(root)), panel=binaries / "bin" / "tavo-panel"))
