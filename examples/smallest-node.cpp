@@ -16,8 +16,9 @@ using namespace KQ;
 
 int main(int argumentCount, char** arguments) {
   constexpr unsigned int PORT = 0;  // by this number the node knows its CAN port
-  if (KQCANPortRegistry::instance()->bindPort(PORT, argumentCount > 1 ? arguments[1] : "virtual:bus0") != KQ_OK) {
-    std::cerr << arguments[1] << " is no CAN port\n";
+  const char* const uri = argumentCount > 1 ? arguments[1] : "virtual:bus0";
+  if (KQCANPortRegistry::instance()->bindPort(PORT, uri) != KQ_OK) {
+    std::cerr << uri << " is no CAN port\n";
     return 2;
   }
 

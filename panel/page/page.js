@@ -769,8 +769,10 @@ function drawPeriods(pdo, name, width) {
     });
     for (const { label, ms } of limits)
         svg.append(makeSVG('text', { class: 'limit-name', x: box.right, y: y(ms) - 5, 'text-anchor': 'end' }, `${label} ${ms} ms`));
-    if (periods.length === 0)
-        svg.append(makeSVG('text', { x: (box.left + box.right) / 2, y: height / 2 + 18, 'text-anchor': 'middle' }, 'no frames yet'));
+    if (periods.length === 0) {
+        const reason = network.state === 'OPERATIONAL' ? '' : `: the node is ${network.state}`;
+        svg.append(makeSVG('text', { x: (box.left + box.right) / 2, y: height / 2 + 18, 'text-anchor': 'middle' }, `no frames yet${reason}`));
+    }
     return svg;
 }
 
@@ -787,6 +789,11 @@ function selectTab(tab) {
     }
     history.replaceState(null, '', `#${tab.id.replace('tab-', '')}`);
     showAll();
+}
+
+/** The view that the address names, for who changes it or goes back; the first one when it names none. */
+function selectTabOfAddress() {
+    selectTab(tabs.find((tab) => `#${tab.id.replace('tab-', '')}` === location.hash) ?? tabs[0]);
 }
 
 function showAll() {
@@ -874,7 +881,8 @@ $('clear').addEventListener('click', clearFrames);
 $('span').addEventListener('change', drawValues);
 window.addEventListener('resize', showAll);
 matchMedia('(prefers-color-scheme: dark)').addEventListener('change', showAll);
-selectTab(tabs.find((tab) => `#${tab.id.replace('tab-', '')}` === location.hash) ?? tabs[0]);
+window.addEventListener('hashchange', selectTabOfAddress);
+selectTabOfAddress();
 begin().catch(() => {
     $('notice').hidden = false;
     setText($('notice'), 'The panel does not answer. Is it still running?');

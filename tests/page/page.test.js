@@ -194,15 +194,28 @@ for (const look of LOOKS) {
         });
 
         test('the timing of each PDO is drawn, with the times that bound it', async (t) => {
-            const { page } = await open(t, { look, view: 'Timing' });
+            const { page, bus } = await open(t, { look, view: 'Timing' });
             const tpdo = page.getByRole('group', { name: 'TPDO 1' });
             await tpdo.getByText('inhibit 100 ms').waitFor();
             await tpdo.getByText('event 1000 ms').waitFor();
             await until(async () => await tpdo.locator('circle').count() > 5, 'periods are drawn');
             await tpdo.getByText(/period/).waitFor();
             await tpdo.getByText(/jitter/).waitFor();
-            await page.getByRole('group', { name: 'RPDO 1' }).getByText('no frames yet').waitFor();
+            const rpdo = page.getByRole('group', { name: 'RPDO 1' });
+            await rpdo.getByText('no frames yet', { exact: true }).waitFor();
             assert.equal(await page.getByRole('img', { name: /^Periods of/ }).count(), 4);
+            bus.send({ id: 0, data: Buffer.from([NMT_STOP, NODE]) });
+            await rpdo.getByText('no frames yet: the node is STOPPED').waitFor();
+        });
+
+        test('the address says which view is shown', async (t) => {
+            const { page } = await open(t, { look, view: 'Timing' });
+            assert.equal(new URL(page.url()).hash, '#timing');
+            await page.evaluate(() => {
+                location.hash = '#network';
+            });
+            await page.getByRole('tab', { name: 'Network', selected: true }).waitFor();
+            await page.getByRole('table', { name: 'Nodes' }).waitFor();
         });
 
         test('everything has a name, is in sight and can be read', async (t) => {
