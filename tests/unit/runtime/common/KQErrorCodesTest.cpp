@@ -12,7 +12,7 @@ namespace KQ {
 namespace {
 
 struct CodeCase {
-  KQErrorCode code;
+  int code;
   int number;
 };
 
