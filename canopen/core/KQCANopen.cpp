@@ -143,7 +143,7 @@ int KQCANopen::createStateMachine() {
 }
 
 int KQCANopen::process(unsigned int deadline) {
-  return stateMachine != nullptr ? stateMachine->run(deadline) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return stateMachine != nullptr ? stateMachine->run(deadline) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::runProtocol(unsigned int deadline) {
@@ -250,21 +250,19 @@ bool KQCANopen::isPaused() const {
 }
 
 int KQCANopen::updateRequest(unsigned int variableID, int value) {
-  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::updateRequest(unsigned int variableID, const std::string& value) {
-  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::getValueRequest(unsigned int variableID) {
-  return sdoHandler != nullptr ? sdoHandler->handleGetValueRequest(variableID) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleGetValueRequest(variableID) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::resetValue(unsigned int key) {
-  return objectDictionary != nullptr ? objectDictionary->resetValue(key) : static_cast<int>(KQ_OK);
+  return objectDictionary != nullptr ? objectDictionary->resetValue(key) : KQ_OK;
 }
 
 }  // namespace KQ

@@ -97,7 +97,7 @@ int KQCANopen::addSDOChannel(unsigned int cobIDClientToServer, unsigned int cobI
 int KQCANopen::setSDOServerID(unsigned short index, unsigned short subIndex, unsigned int serverID) {
   return objectDictionary != nullptr
              ? objectDictionary->setSDOServerID(index, static_cast<unsigned char>(subIndex & 0xFF), serverID)
-             : static_cast<int>(KQ_NOT_AVAILABLE);
+             : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::setSDOEventListener(KQSignalListener* listener) {
@@ -150,7 +150,7 @@ int KQCANopen::addPDOMapping(unsigned short number, KQCANopenPDOType type, unsig
   const int result =
       objectDictionary != nullptr
           ? appendMapping(mappingIndex, type, index, static_cast<unsigned char>(subIndex & 0xFF), subIndex, bits)
-          : static_cast<int>(KQ_NOT_AVAILABLE);
+          : KQ_NOT_AVAILABLE;
   if (result != KQ_OK) {
     if (pdoHandler != nullptr) {
       pdoHandler->addInvalidPDOIndex(mappingIndex);
@@ -199,8 +199,7 @@ unsigned short KQCANopen::dataTypeOfVariable(unsigned short index, unsigned shor
 }
 
 int KQCANopen::setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey) {
-  return pdoHandler != nullptr ? pdoHandler->setPDOAction(pdoNumber, type, action, objectKey)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return pdoHandler != nullptr ? pdoHandler->setPDOAction(pdoNumber, type, action, objectKey) : KQ_NOT_AVAILABLE;
 }
 
 void KQCANopen::setPDOEventAction(unsigned short key, int eventType, KQAction* action) {
@@ -217,7 +216,7 @@ int KQCANopen::sendPDOEvent(KQEventType eventType, unsigned short key) {
     return KQ_OK;
   }
   const auto action = actions->second.find(eventType);
-  return action != actions->second.end() ? action->second->execute() : static_cast<int>(KQ_OK);
+  return action != actions->second.end() ? action->second->execute() : KQ_OK;
 }
 
 // ---- heartbeat

@@ -55,7 +55,7 @@ KQServedCOBIDs& KQCANopenMessageHandler::declareServedCOBIDs(const std::type_inf
 int KQCANopenMessageHandler::sendCANMessage() {
   KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
   const bool isSent = endPoint != nullptr && endPoint->writeMessage(outgoingMessage) == KQ_OK;
-  return isSent ? static_cast<int>(KQ_OK) : sendAgain(endPoint, outgoingMessage);
+  return isSent ? KQ_OK : sendAgain(endPoint, outgoingMessage);
 }
 
 }  // namespace KQ

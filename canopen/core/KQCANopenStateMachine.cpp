@@ -18,6 +18,8 @@
 #include "KQSignalListener.h"
 #include "KQSyncHandler.h"
 #include "KQTick.h"
+#include "NodeInternals.h"
+#include "PDOInternals.h"
 #include "RuntimeExtensions.h"
 
 namespace KQ {
@@ -125,12 +127,12 @@ void KQCANopenStateMachine::storeState(int newState) {
     return;
   }
   // Application threads send PDOs with this mutex held, and only while the node is OPERATIONAL.
-  const std::lock_guard<KQMutex> lock(pdoHandler->getSendMutex());
+  const std::lock_guard<KQMutex> lock(PDOInternals::sendMutexOf(*pdoHandler));
   state = newState;
 }
 
 void KQCANopenStateMachine::setState(int newState) {
-  const KQCANopen::Use use(instance);  // the listener may build the node anew
+  const NodeInternals::Use use(instance);  // the listener may build the node anew
   storeState(newState);
   if (stateListener != nullptr) {
     KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_STATE_CHANGED, instance != nullptr ? instance->getNodeID() : 0U,
@@ -164,7 +166,7 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
 
 /// Apart from the states in which a node stays: few cycles are here.
 [[gnu::noinline]] int KQCANopenStateMachine::runPassingState(int current, unsigned int deadline) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   switch (current) {
     case CANOPEN_STATE_INIT:
       return runInitState(deadline);
@@ -232,14 +234,14 @@ void KQCANopenStateMachine::renewReceptionFilter() {
 }
 
 int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
-  return paused ? static_cast<int>(KQ_OK) : drainPort(KQTick::getTickCount() + budget);
+  return paused ? KQ_OK : drainPort(KQTick::getTickCount() + budget);
 }
 
 int KQCANopenStateMachine::drainPort(unsigned int end) {
   if (paused) {
     return KQ_OK;
   }
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   if (!canReceive || instance == nullptr || instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -258,7 +260,7 @@ int KQCANopenStateMachine::drainPort(unsigned int end) {
 }
 
 int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
-  return paused ? static_cast<int>(KQ_OK) : sendDue(KQTick::getTickCount(), deadline);
+  return paused ? KQ_OK : sendDue(KQTick::getTickCount(), deadline);
 }
 
 // In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
@@ -285,21 +287,21 @@ int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
 // to be looked at any more.
 
 bool KQCANopenStateMachine::serveNMT() {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   nmtHandler->sendHeartbeatMessage(getState());
   nmtHandler->checkHeartbeatTimeouts();
   return !retired;
 }
 
 bool KQCANopenStateMachine::servePDOs(unsigned int deadline, unsigned int& waitHint) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   pdoHandler->sendPDOs(deadline, &waitHint);
   pdoHandler->checkRxTimeouts();
   return !retired;
 }
 
 bool KQCANopenStateMachine::serveSDOs(unsigned int& waitHint) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   sdoHandler->checkSDOTimeouts(&waitHint);
   sdoHandler->sendQueuedDownloadRequests();
   sdoHandler->sendNextQueuedUploadRequest();

@@ -53,12 +53,12 @@ int KQNMTHandler::handleMessage(KQCANMessage* message) {
     return KQ_INVALID_ARGUMENT;
   }
   if (message->identifier != cobid::NMT || message->length != NMT_COMMAND_LENGTH) {
-    return message->length == HEARTBEAT_LENGTH ? handleHeartbeat(*message) : static_cast<int>(KQ_NOT_HANDLED);
+    return message->length == HEARTBEAT_LENGTH ? handleHeartbeat(*message) : KQ_NOT_HANDLED;
   }
   if (!isCommandForThisNode(message->data[1])) {
     return KQ_OK;
   }
-  return stateMachine != nullptr ? executeCommand(message->data[0]) : static_cast<int>(KQ_NOT_HANDLED);
+  return stateMachine != nullptr ? executeCommand(message->data[0]) : KQ_NOT_HANDLED;
 }
 
 bool KQNMTHandler::isCommandForThisNode(unsigned char addressedNode) const {

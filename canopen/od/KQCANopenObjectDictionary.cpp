@@ -10,6 +10,7 @@
 #include "KQPDOHandler.h"
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
+#include "NodeInternals.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
 #include "RuntimeExtensions.h"
@@ -202,7 +203,7 @@ int KQCANopenObjectDictionary::getDataType(unsigned short index, unsigned char s
 
 int KQCANopenObjectDictionary::getValue(unsigned short index, unsigned char subIndex, int& value) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? getValue(index, *subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? getValue(index, *subEntry, value) : KQ_NOT_FOUND;
 }
 
 int KQCANopenObjectDictionary::getValue(unsigned int key, int& value) {
@@ -258,7 +259,7 @@ int KQCANopenObjectDictionary::getValue(unsigned int key, std::string& value) {
 
 int KQCANopenObjectDictionary::setValue(unsigned short index, unsigned char subIndex, int value, bool force) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? setValue(index, *subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? setValue(index, *subEntry, value, force) : KQ_NOT_FOUND;
 }
 
 int KQCANopenObjectDictionary::setValue(unsigned int key, int value, bool force) {
@@ -292,7 +293,7 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
     notifyHandlers(index, subEntry);
     if (instance != nullptr) {
       // Whoever hears that a COB-ID was changed may send on it at once.
-      instance->renewReceptionFilter();
+      NodeInternals::renewReceptionFilter(*instance);
     }
   }
   return KQ_OK;

@@ -13,6 +13,7 @@
 #include "KQPDOHandler.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
+#include "PDOInternals.h"
 
 namespace KQ {
 
@@ -85,7 +86,7 @@ public:
   void addTo(KQPDO& pdo) const {
     unsigned int bits = 0;
     unsigned int bytePosition = 0;
-    pdo.reserveObjects(count);
+    PDOInternals::reserveObjects(pdo, count);
     for (unsigned int i = 0; i < count; ++i) {
       const unsigned int key = keyOfMapping(entries[i]);
       const unsigned int length = bitLengthOf(entries[i]);
@@ -97,7 +98,7 @@ public:
       if (result == KQ_OK) {
         // A dummy entry has a data type's object, which is neither read nor written.
         const bool isDummy = indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
-        pdo.keepObject(key, isDummy ? nullptr : object);
+        PDOInternals::keepObject(pdo, key, isDummy ? nullptr : object);
       }
       bits += length;
       bytePosition += length >> 3;
@@ -141,7 +142,7 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
   std::unique_ptr<KQPDO> pdo = buildPDO(commIndex, mappingIndex);
   const auto action = pdoActions.find(commIndex);
   if (action != pdoActions.end()) {
-    pdo->setAction(action->second.action, action->second.objectKey);
+    PDOInternals::setAction(*pdo, action->second.action, action->second.objectKey);
   }
   const auto cobID = static_cast<unsigned int>(readParameter(commIndex, object::PDO_COB_ID));
   pdo->setCOBID(cobID & cobid::IDENTIFIER);

@@ -10,6 +10,7 @@
 #include "KQSDOHandler.h"
 #include "KQTick.h"
 #include "KQVariable.h"
+#include "NodeInternals.h"
 #include "ObjectKey.h"
 #include "SDOFrame.h"
 
@@ -75,7 +76,7 @@ int KQSDOHandler::queueDownloadRequest(unsigned int key, int value, const std::s
 
 void KQSDOHandler::reportQueuedWork() {
   if (instance != nullptr) {
-    instance->reportQueuedWork();
+    NodeInternals::reportQueuedWork(*instance);
   }
 }
 

@@ -178,7 +178,7 @@ int KQSDOHandler::finishDownload() {
   download.inProgress = false;
   const int result = objectDictionary != nullptr
                          ? objectDictionary->setValue(download.index, download.subIndex, downloadData, false)
-                         : static_cast<int>(KQ_NOT_AVAILABLE);
+                         : KQ_NOT_AVAILABLE;
   if (!isWritten(result)) {
     abortDownload(SDO_ABORT_NO_DICTIONARY);
   }

@@ -17,6 +17,7 @@
 #include "KQMutex.h"
 #include "OtherThread.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 
 using namespace KQ;
 using test::Frames;
@@ -36,7 +37,7 @@ protected:
 
   /// From now on each reading of the clock notes, in the respect of another thread, whether the send mutex is free.
   void watch() {
-    sendMutex = &handler().getSendMutex();
+    sendMutex = &PDOInternals::sendMutexOf(handler());
     port = &node.port();
     now = node.clock.now();
     framesBefore = port->writeAttempts();

@@ -55,34 +55,34 @@ public:
                    std::unique_ptr<const Options> options);
 
   /// What the constructor was given.
-  unsigned int getKey() const { return key_; }
-  std::uint64_t getStartBit() const { return startBit_; }
-  unsigned int getBitLength() const { return bitLength_; }
-  KQVariableStorageType getStorageType() const { return storageType_; }
+  [[nodiscard]] unsigned int getKey() const { return key_; }
+  [[nodiscard]] std::uint64_t getStartBit() const { return startBit_; }
+  [[nodiscard]] unsigned int getBitLength() const { return bitLength_; }
+  [[nodiscard]] KQVariableStorageType getStorageType() const { return storageType_; }
   bool isSigned() const { return isSigned_; }
-  unsigned int getLowestRawValue() const { return lowestRawValue_; }
-  unsigned int getHighestRawValue() const { return highestRawValue_; }
+  [[nodiscard]] unsigned int getLowestRawValue() const { return lowestRawValue_; }
+  [[nodiscard]] unsigned int getHighestRawValue() const { return highestRawValue_; }
   /// Null when the record has none.
-  const Options* getOptions() const { return options_.get(); }
-  Layout getLayout() const { return layout_; }
+  [[nodiscard]] const Options* getOptions() const { return options_.get(); }
+  [[nodiscard]] Layout getLayout() const { return layout_; }
 
   /// Whether all bits of the record lie in the first `length` bytes; false for a record that is never moved.
-  bool fitsInto(unsigned int length) const { return lastByte_ < length; }
+  [[nodiscard]] bool fitsInto(unsigned int length) const { return lastByte_ < length; }
 
   /// Whether the record is an integer without options that can be moved.
-  bool isPlain() const { return layout_ >= Layout::ONE_BYTE && layout_ <= Layout::BITS; }
+  [[nodiscard]] bool isPlain() const { return layout_ >= Layout::ONE_BYTE && layout_ <= Layout::BITS; }
 
   /// The first of the bytes that the record touches, their number, and the bit behind the record. Of a
   /// record that is never moved they mean nothing.
-  unsigned int getFirstByte() const { return firstByte_; }
-  unsigned int getByteSpan() const { return lastByte_ - firstByte_ + 1U; }
-  unsigned int getEndBit() const { return endBit_; }
+  [[nodiscard]] unsigned int getFirstByte() const { return firstByte_; }
+  [[nodiscard]] unsigned int getByteSpan() const { return lastByte_ - firstByte_ + 1U; }
+  [[nodiscard]] unsigned int getEndBit() const { return endBit_; }
 
   /// Writes a value that fills one, two or four whole bytes.
   /// @param data  long enough for the record, see fitsInto.
   /// @return false, with the data untouched, when the record has another layout.
   /// Spelt out byte by byte, which compilers turn into one access where the machine is little-endian.
-  bool storeWholeBytes(unsigned char* data, int value) const {
+  [[nodiscard]] bool storeWholeBytes(unsigned char* data, int value) const {
     const auto bits = static_cast<std::uint32_t>(value);
     unsigned char* first = data + firstByte_;
     switch (layout_) {
@@ -102,7 +102,7 @@ public:
   }
 
   /// The record's bits out of a frame's eight bytes (byte 0 lowest), without sign extension.
-  std::uint64_t rawValueOf(std::uint64_t frame) const { return (frame >> startBit_) & mask_; }
+  [[nodiscard]] std::uint64_t rawValueOf(std::uint64_t frame) const { return (frame >> startBit_) & mask_; }
 
   /// The same, sign- or zero-extended; of more than 32 bits the low 32.
   int valueOf(std::uint64_t frame) const {
@@ -113,7 +113,7 @@ public:
   std::uint64_t extend(std::uint64_t rawValue) const { return (rawValue ^ signBit_) - signBit_; }
 
   /// As many ones as the record has bits.
-  std::uint64_t getMask() const { return mask_; }
+  [[nodiscard]] std::uint64_t getMask() const { return mask_; }
 
 private:
   static void storeTwoBytes(unsigned char* first, std::uint32_t bits) {

@@ -46,7 +46,7 @@ public:
    * @param error receives what went wrong, in one line, when null is returned; otherwise empty
    * @return the open end point, the caller's; null when the number is not bound or the port cannot be opened
    */
-  std::unique_ptr<KQEndPoint> openPort(unsigned port, std::string& error);
+  [[nodiscard]] std::unique_ptr<KQEndPoint> openPort(unsigned port, std::string& error);
 
 private:
   std::mutex mutex_;

@@ -59,7 +59,7 @@ public:
    *   is full; 20 not a data frame with an 11-bit identifier (0..0x7FF) and at most 8 bytes
    */
   int writeMessage(const KQCANMessage& message) {
-    const int result = isClassicFrame(message) ? doWrite(message) : static_cast<int>(KQ_INVALID_ARGUMENT);
+    const int result = isClassicFrame(message) ? doWrite(message) : KQ_INVALID_ARGUMENT;
     if (result == KQ_OK) {
       count(counters_.sent);
       report(message, true);
@@ -74,10 +74,10 @@ public:
    * of the end point, also over reconnects. Frames may have been taken from it in a batch: read until 5.
    * @return the descriptor, -1 when the port has none
    */
-  virtual int getDescriptor() const { return -1; }
+  [[nodiscard]] virtual int getDescriptor() const { return -1; }
 
   /// True while frames wait for the descriptor to become writable; flush() is to be called when it is. Any thread.
-  virtual bool wantsWritable() const { return false; }
+  [[nodiscard]] virtual bool wantsWritable() const { return false; }
 
   /**
    * Hands waiting frames to the port, as many as it takes. Any thread; KQEndPointManager::wait does it by itself.
@@ -87,7 +87,7 @@ public:
 
   /// True when frames were taken from the descriptor already and wait to be read: it need not be readable then.
   /// Manager's thread.
-  virtual bool hasBufferedFrames() const { return false; }
+  [[nodiscard]] virtual bool hasBufferedFrames() const { return false; }
 
   /**
    * Called by the manager when its descriptor is readable, before the listener is told. Manager's thread.
@@ -96,10 +96,10 @@ public:
   virtual bool prepareRead() { return true; }
 
   /// False while the port is down. Any thread.
-  virtual bool isConnected() const { return (getTransitions() & 1U) == 0; }
+  [[nodiscard]] virtual bool isConnected() const { return (getTransitions() & 1U) == 0; }
 
   /// The URI that this end point was opened with, as in "virtual:bus0". Any thread.
-  const std::string& getURI() const { return uri_; }
+  [[nodiscard]] const std::string& getURI() const { return uri_; }
 
   /**
    * Puts in the one observer of the frames that pass, in place of the one before.
@@ -117,16 +117,13 @@ public:
   virtual void setReceptionFilter(const KQReceptionFilter* filter);
 
   /// Whether it has been told of any but every frame. Any thread.
-  bool hasReceptionFilter() const { return isFiltered_.load(std::memory_order_relaxed); }
+  [[nodiscard]] bool hasReceptionFilter() const { return isFiltered_.load(std::memory_order_relaxed); }
 
   /// A snapshot of the counters. Any thread.
-  virtual KQEndPointStatistics getStatistics() const;
+  [[nodiscard]] virtual KQEndPointStatistics getStatistics() const;
 
   int getServiceDelay() const override { return -1; }
   void service() override {}
-
-  /// Number of times the port went down or came back, together: odd while it is down. Any thread.
-  unsigned getTransitions() const { return transitions_.load(std::memory_order_acquire); }
 
 protected:
   /// Counts from any thread, and wraps.
@@ -184,6 +181,9 @@ protected:
 
 private:
   friend class KQEndPointManager;
+
+  /// Number of times the port went down or came back, together: odd while it is down. Any thread.
+  unsigned getTransitions() const { return transitions_.load(std::memory_order_acquire); }
 
   /// More than there will ever be.
   static constexpr std::uint64_t NO_LIMIT = ~std::uint64_t{0};

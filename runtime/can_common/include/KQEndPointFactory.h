@@ -23,10 +23,10 @@ public:
    * @param error receives one clear line about what went wrong when null is returned; otherwise empty
    * @return the open end point, the caller's; null when the URI is wrong or the port cannot be opened
    */
-  static std::unique_ptr<KQEndPoint> openEndPoint(const std::string& uri, std::string& error);
+  [[nodiscard]] static std::unique_ptr<KQEndPoint> openEndPoint(const std::string& uri, std::string& error);
 
   /// True when the text has one of the forms above. Whether there is such a port is not looked at.
-  static bool isEndPointURI(const std::string& uri);
+  [[nodiscard]] static bool isEndPointURI(const std::string& uri);
 };
 
 }  // namespace KQ

@@ -7,9 +7,9 @@
 #include <mutex>
 #include <string>
 
-#include "KQCANSocketCalls.h"
 #include "KQEndPoint.h"
-#include "KQFrameQueue.h"
+#include "internal/KQCANSocketCalls.h"
+#include "internal/KQFrameQueue.h"
 
 namespace KQ {
 
@@ -35,8 +35,8 @@ public:
    * @param error receives one line about what went wrong when null is returned
    * @param calls system calls to use, not owned, must outlive the end point
    */
-  static std::unique_ptr<KQSocketCANEndPoint> open(const std::string& interfaceName, std::string& error,
-                                                   KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
+  [[nodiscard]] static std::unique_ptr<KQSocketCANEndPoint> open(const std::string& interfaceName, std::string& error,
+                                                                 KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
   ~KQSocketCANEndPoint() override;
 
   int getDescriptor() const override { return descriptor_; }

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "KQEndPoint.h"
-#include "KQFrameQueue.h"
+#include "internal/KQFrameQueue.h"
 
 namespace KQ {
 
@@ -35,9 +35,9 @@ public:
    * @param error receives one line about what went wrong when null is returned
    * @param timeLimitMs for connecting and the handshake, in milliseconds
    */
-  static std::unique_ptr<KQSocketcandEndPoint> open(const std::string& host, unsigned short port,
-                                                    const std::string& channel, std::string& error,
-                                                    unsigned timeLimitMs = HANDSHAKE_MS);
+  [[nodiscard]] static std::unique_ptr<KQSocketcandEndPoint> open(const std::string& host, unsigned short port,
+                                                                  const std::string& channel, std::string& error,
+                                                                  unsigned timeLimitMs = HANDSHAKE_MS);
   ~KQSocketcandEndPoint() override;
 
   int getDescriptor() const override { return epoll_; }

@@ -10,7 +10,7 @@
 namespace KQ {
 
 class KQEndPointManager;
-class KQSocketcandClient;
+class SocketcandClient;
 class KQVirtualBus;
 
 /**
@@ -59,10 +59,10 @@ public:
   void close();
 
   /// The port that is listened on; 0 when it is not open.
-  unsigned short getPort() const { return port_; }
+  [[nodiscard]] unsigned short getPort() const { return port_; }
 
   /// Number of connected clients, in raw mode or on the way to it.
-  std::size_t getClientCount() const { return clients_.size(); }
+  [[nodiscard]] std::size_t getClientCount() const { return clients_.size(); }
 
 private:
   int getServiceDelay() const override;
@@ -87,7 +87,7 @@ private:
   KQEndPointManager* manager_{nullptr};
   std::shared_ptr<KQVirtualBus> bus_;
   std::vector<int> listeners_;
-  std::vector<std::unique_ptr<KQSocketcandClient>> clients_;
+  std::vector<std::unique_ptr<SocketcandClient>> clients_;
   int wake_{-1};  ///< eventfd: a client has output, or the bus has room again
   unsigned short port_{0};
   bool acceptPaused_{false};

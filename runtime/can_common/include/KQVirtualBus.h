@@ -30,7 +30,7 @@ public:
   };
 
   /// The bus of that name in this process, made when nobody holds it yet.
-  static std::shared_ptr<KQVirtualBus> get(const std::string& name);
+  [[nodiscard]] static std::shared_ptr<KQVirtualBus> get(const std::string& name);
 
   /// A bus that get() does not know. @param name what getName() answers
   explicit KQVirtualBus(std::string name);
@@ -39,7 +39,7 @@ public:
 
   /// Name, and how many are attached at this moment. Any thread.
   const std::string& getName() const { return name_; }
-  std::size_t getParticipantCount() const;
+  [[nodiscard]] std::size_t getParticipantCount() const;
 
   /// Puts a participant on the bus. Not owned; to be detached before it is deleted.
   void attach(KQBusParticipant* participant);
@@ -63,10 +63,14 @@ public:
   void stopWaitingForRoom();
 
   /// Number of frames that were sent so far, wrapping at 2^32.
-  unsigned getFrameCount() const;
+  [[nodiscard]] unsigned getFrameCount() const;
 
   /// Forgets an eventfd given to sendWhenRoom; to be called before it is closed.
   void removeRoomDescriptor(int roomDescriptor);
+
+private:
+  friend class KQVirtualEndPoint;
+  friend class SocketcandClient;
 
   /// The lock of the bus, for the state that participants share with takeFrame.
   std::mutex& getMutex() const { return mutex_; }
@@ -74,7 +78,6 @@ public:
   /// To be called with the bus locked by a participant that is not nearly full any more.
   void announceRoom();
 
-private:
   struct Seat {
     KQBusParticipant* participant;
     bool hasSent;     ///< its first frame is over

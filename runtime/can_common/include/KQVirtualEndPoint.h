@@ -7,8 +7,8 @@
 
 #include "KQBusParticipant.h"
 #include "KQEndPoint.h"
-#include "KQFrameQueue.h"
 #include "KQVirtualBus.h"
+#include "internal/KQFrameQueue.h"
 
 namespace KQ {
 
@@ -30,8 +30,8 @@ public:
    * @param error receives what went wrong when null is returned (the process has no descriptor left)
    * @param capacity frames the receive queue holds; at least 1
    */
-  static std::unique_ptr<KQVirtualEndPoint> open(const std::string& busName, std::string& error,
-                                                 std::size_t capacity = DEFAULT_CAPACITY);
+  [[nodiscard]] static std::unique_ptr<KQVirtualEndPoint> open(const std::string& busName, std::string& error,
+                                                               std::size_t capacity = DEFAULT_CAPACITY);
   ~KQVirtualEndPoint() override;
 
   int getDescriptor() const override { return descriptor_; }

@@ -1,4 +1,4 @@
-#include "KQCANSocketCalls.h"
+#include "internal/KQCANSocketCalls.h"
 
 #include <linux/can/error.h>
 #include <linux/can/raw.h>

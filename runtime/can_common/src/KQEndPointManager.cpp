@@ -11,7 +11,7 @@
 
 #include "KQEndPoint.h"
 #include "KQEndPointListener.h"
-#include "KQTickDelay.h"
+#include "TickDelay.h"
 
 namespace KQ {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "KQTickDelay.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
@@ -285,7 +285,7 @@ int KQSocketCANEndPoint::sendOrQueue(const KQBusFrame& frame) {
 
 int KQSocketCANEndPoint::flush() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return outage_ != Outage::NONE ? static_cast<int>(KQ_NOT_AVAILABLE) : sendQueued();
+  return outage_ != Outage::NONE ? KQ_NOT_AVAILABLE : sendQueued();
 }
 
 int KQSocketCANEndPoint::sendQueued() {

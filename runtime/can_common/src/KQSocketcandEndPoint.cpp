@@ -12,18 +12,18 @@
 #include <utility>
 #include <vector>
 
-#include "KQNetwork.h"
-#include "KQSocketcandCodec.h"
-#include "KQTickDelay.h"
+#include "Network.h"
+#include "SocketcandCodec.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
 /// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
 struct KQSocketcandEndPoint::Addresses {
-  std::vector<KQNetworkAddress> list;
+  std::vector<NetworkAddress> list;
   std::size_t next{0};
 
-  const KQNetworkAddress& takeNext() {
+  const NetworkAddress& takeNext() {
     next = (next + 1) % list.size();
     return list[(next + list.size() - 1) % list.size()];
   }
@@ -113,7 +113,7 @@ bool KQSocketcandEndPoint::openNext(unsigned timeLimitMs) {
 // ---- The connection
 
 void KQSocketcandEndPoint::connectNext() {
-  const KQNetworkAddress& address = addresses_->takeNext();
+  const NetworkAddress& address = addresses_->takeNext();
   stageTick_ = KQTick::getTickCount();
   const int descriptor = ::socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) {
@@ -274,11 +274,11 @@ void KQSocketcandEndPoint::parseInput() {
     std::string_view line;
     std::size_t used = 0;
     const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
-    const KQSocketcandCodec::Split split = KQSocketcandCodec::nextLine(rest, line, used);
-    if (split == KQSocketcandCodec::Split::ENDLESS) {
+    const SocketcandCodec::Split split = SocketcandCodec::nextLine(rest, line, used);
+    if (split == SocketcandCodec::Split::ENDLESS) {
       fail("the server does not speak this protocol");
     }
-    if (split != KQSocketcandCodec::Split::LINE) {
+    if (split != SocketcandCodec::Split::LINE) {
       break;
     }
     consumed += used;
@@ -292,7 +292,7 @@ void KQSocketcandEndPoint::parseInput() {
 
 void KQSocketcandEndPoint::handleLine(std::string_view line) {
   std::string_view arguments = line;
-  const std::string_view command = KQSocketcandCodec::nextWord(arguments);
+  const std::string_view command = SocketcandCodec::nextWord(arguments);
   if (stage_ == Stage::RUNNING) {
     handleRunningLine(command, arguments);
   } else {
@@ -305,7 +305,7 @@ void KQSocketcandEndPoint::handleRunningLine(std::string_view command, std::stri
   if (command != "frame") {
     return;
   }
-  if (KQSocketcandCodec::parseFrame(arguments, frame) && !frame.extended) {
+  if (SocketcandCodec::parseFrame(arguments, frame) && !frame.extended) {
     received_.push(frame);
   } else {
     count(counters_.dropped);
@@ -337,7 +337,7 @@ int KQSocketcandEndPoint::doWrite(const KQCANMessage& message) {
     return KQ_DEFERRED;
   }
   const bool mustWait = !output_.empty();
-  KQSocketcandCodec::appendSendLine(output_, KQBusFrame::fromMessage(message));
+  SocketcandCodec::appendSendLine(output_, KQBusFrame::fromMessage(message));
   if (!mustWait && sendPending() == KQ_NOT_AVAILABLE) {
     output_.clear();
     sent_ = 0;
@@ -354,7 +354,7 @@ void KQSocketcandEndPoint::sendLine(std::string_view line) {
 
 int KQSocketcandEndPoint::flush() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return socket_ < 0 || isBroken_ ? static_cast<int>(KQ_NOT_AVAILABLE) : sendPending();
+  return socket_ < 0 || isBroken_ ? KQ_NOT_AVAILABLE : sendPending();
 }
 
 /// With the lock held. A broken connection is closed later, by the one thread that may.

@@ -15,10 +15,10 @@
 
 #include "KQEndPointManager.h"
 #include "KQErrorCodes.h"
-#include "KQNetwork.h"
-#include "KQSocketcandClient.h"
-#include "KQTickDelay.h"
 #include "KQVirtualBus.h"
+#include "Network.h"
+#include "SocketcandClient.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
@@ -44,7 +44,7 @@ void setOption(int socket, int level, int option, int value = 1) {
 }
 
 /// Opens a listening socket. @return the descriptor, or a negated errno value
-int openListener(const KQNetworkAddress& address) {
+int openListener(const NetworkAddress& address) {
   const int descriptor = socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) {
     return -errno;
@@ -101,12 +101,12 @@ int KQSocketcandServer::listen(const std::string& host, unsigned short port, con
 }
 
 int KQSocketcandServer::openListeners(const std::string& host, unsigned short port, std::string& error) {
-  std::vector<KQNetworkAddress> addresses = resolveHost(host, port, error);
+  std::vector<NetworkAddress> addresses = resolveHost(host, port, error);
   if (addresses.empty()) {
     return KQ_INVALID_ARGUMENT;
   }
   int failure = 0;
-  for (KQNetworkAddress& address : addresses) {
+  for (NetworkAddress& address : addresses) {
     // Asked for any port, the first address chooses it for the others.
     address.setPort(port_ != 0 ? port_ : port);
     const int listener = openListener(address);
@@ -197,8 +197,8 @@ void KQSocketcandServer::addClient(int descriptor) {
   setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE);
   // The kernel says that there is room again when a third of this was read: soon, so that whoever reads is known to.
   setOption(descriptor, SOL_SOCKET, SO_SNDBUF, SEND_BUFFER);
-  clients_.push_back(std::make_unique<KQSocketcandClient>(descriptor, bus_, *manager_, wake_));
-  KQSocketcandClient* client = clients_.back().get();
+  clients_.push_back(std::make_unique<SocketcandClient>(descriptor, bus_, *manager_, wake_));
+  SocketcandClient* client = clients_.back().get();
   client->watch([this, client](unsigned events) {
     client->handleEvents(events);
     watchPatience();
@@ -244,7 +244,7 @@ void KQSocketcandServer::serveCrowd() {
   unsigned sent = 0;
   for (std::size_t i = 0; i < clients_.size() && sent < SENT_AT_ONCE; ++i) {
     nextServed_ = (nextServed_ + 1) % clients_.size();
-    KQSocketcandClient& client = *clients_[nextServed_];
+    SocketcandClient& client = *clients_[nextServed_];
     sent += client.isCrowding() && client.serve() ? 1U : 0U;
   }
   if (sent == SENT_AT_ONCE) {

@@ -17,7 +17,7 @@ public:
   void setEventType(int eventType) { eventType_ = eventType; }
 
   /// The event to which the action was bound last; 0 when never bound.
-  int getEventType() const { return eventType_; }
+  [[nodiscard]] int getEventType() const { return eventType_; }
 
 protected:
   /// A copy is bound to the same event.

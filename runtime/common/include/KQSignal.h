@@ -26,11 +26,11 @@ public:
       : type_(type), code_(code), firstValue_(firstValue), secondValue_(secondValue), flag_(flag) {}
 
   /// The parts, as the constructor or a setter was given them.
-  int getType() const { return type_; }
-  int getCode() const { return code_; }
-  unsigned int getFirstValue() const { return firstValue_; }
-  unsigned int getSecondValue() const { return secondValue_; }
-  bool getFlag() const { return flag_; }
+  [[nodiscard]] int getType() const { return type_; }
+  [[nodiscard]] int getCode() const { return code_; }
+  [[nodiscard]] unsigned int getFirstValue() const { return firstValue_; }
+  [[nodiscard]] unsigned int getSecondValue() const { return secondValue_; }
+  [[nodiscard]] bool getFlag() const { return flag_; }
 
   /// Change one part each.
   void setType(int type) { type_ = type; }

@@ -30,7 +30,7 @@ public:
 
   /// The name that identifies this owner; it never changes, and the reference is good for as long as
   /// the owner lives. Passing this very reference to KQDEI::forceSetVariableValue saves a comparison.
-  const std::string& getOwnerName() const { return ownerName_; }
+  [[nodiscard]] const std::string& getOwnerName() const { return ownerName_; }
 
 protected:
   /// @param name see getOwnerName(); no two owners of a process have the same

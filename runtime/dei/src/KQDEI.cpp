@@ -172,8 +172,7 @@ inline int KQDEI::Store::forceWrite(Record* record, const Value& value, const st
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  return record->isOwnedBy(ownerName) ? write(record, value, notify, forwardToOwner)
-                                      : static_cast<int>(KQ_NOT_PERMITTED);
+  return record->isOwnedBy(ownerName) ? write(record, value, notify, forwardToOwner) : KQ_NOT_PERMITTED;
 }
 
 KQDEI* KQDEI::instance() {
@@ -207,7 +206,7 @@ int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* 
     return KQ_INVALID_ARGUMENT;
   }
   const Record* record = store_->find(index, subIndex);
-  return record != nullptr ? record->getVariableValue(value) : static_cast<int>(KQ_NOT_FOUND);
+  return record != nullptr ? record->getVariableValue(value) : KQ_NOT_FOUND;
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::string* value) const {
@@ -295,9 +294,6 @@ std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
 }
 
 void KQDEI::removeOwner(const KQVariableOwner* owner) {
-  if (owner == nullptr) {
-    return;
-  }
   const Store::Table::WriterLock lock(store_->mutex);
   for (const auto& record : store_->table.nodes(lock)) {
     if (record->description.getOwner() == owner) {

@@ -9,7 +9,7 @@ namespace KQ {
 class KQMutex {
 public:
   /// @return a new mutex, not locked, which the caller owns and deletes; never null.
-  static KQMutex* create();
+  [[nodiscard]] static KQMutex* create();
 
   /// The mutex must not be held by anybody.
   virtual ~KQMutex();
@@ -25,10 +25,10 @@ public:
 
   /// Takes the mutex if that needs no waiting.
   /// @return true when the calling thread now holds the mutex (once more).
-  bool tryLock() { return mutex_.try_lock(); }
+  [[nodiscard]] bool tryLock() { return mutex_.try_lock(); }
 
   /// The same as tryLock, under the name that std::unique_lock and std::scoped_lock call.
-  bool try_lock() { return tryLock(); }
+  [[nodiscard]] bool try_lock() { return tryLock(); }
 
 private:
   KQMutex();

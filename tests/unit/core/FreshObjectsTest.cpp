@@ -140,7 +140,6 @@ TEST_F(FreshObjects, SDOHandler) {
                 [&] { sdo.handleSDODownloadResponse(index(), subIndex(), cobID()); },
                 [&] { sdo.handleSegmentedSDODownloadSegmentResponse(message(), cobID(), cobID()); },
                 [&] { sdo.handleSDOAbortMessage(index(), subIndex(), cobID()); },
-                [&] { sdo.getTimeToNextWork(surroundings.clock.now()); },
                 [&] { surroundings.clock.advance(below(200)); },
             },
             100);
@@ -171,7 +170,6 @@ TEST_F(FreshObjects, NMTHandler) {
                 [&] { nmt.addHeartbeatListner(maybe(listener), static_cast<int>(below(300)) - 10); },
                 [&] { nmt.updateHeartbeatConsumerSettings(); },
                 [&] { nmt.checkHeartbeatTimeouts(); },
-                [&] { nmt.getTimeToNextWork(surroundings.clock.now()); },
                 [&] { surroundings.clock.advance(below(200)); },
             },
             100);
@@ -208,7 +206,6 @@ TEST_F(FreshObjects, PDOHandlerAndSyncHandler) {
                   sync.handleMessage(coin() ? &frame : nullptr);
                   sync.addReceivePDO(maybe(pdo), coin() ? &frame : nullptr);
                 },
-                [&] { sync.forgetPDO(&pdo); },
                 [&] { sync.addTxPDO(maybe(pdo)); },
                 [&] { sync.removeTxPDO(index()); },
                 [&] {
@@ -225,7 +222,6 @@ TEST_F(FreshObjects, PDOHandlerAndSyncHandler) {
                   pdos.setPDOAction(static_cast<int>(below(600)) - 10, coin() ? PDO_TYPE_TRANSMIT : PDO_TYPE_RECEIVE,
                                     static_cast<int>(below(4)), key());
                 },
-                [&] { pdos.getTimeToNextWork(surroundings.clock.now(), static_cast<int>(below(8))); },
                 [&] { surroundings.clock.advance(below(200)); },
             },
             100);
@@ -274,9 +270,6 @@ TEST_F(FreshObjects, StateMachine) {
                 [&] { machine.sendCANMessages(surroundings.clock.now() + below(50)); },
                 [&] { machine.pauseMachine(below(4) == 0); },
                 [&] { machine.addStateListener(maybe(listener)); },
-                [&] { machine.renewReceptionFilter(); },
-                [&] { machine.getTimeToNextWork(surroundings.clock.now()); },
-                [&] { machine.retire(); },
                 [&] { surroundings.clock.advance(below(200)); },
             },
             50);
@@ -366,8 +359,6 @@ TEST_F(FreshObjects, StackInstance) {
                 },
                 [&] { canopen.createStateMachine(); },
                 [&] { canopen.getTimeToNextWork(); },
-                [&] { canopen.renewReceptionFilter(); },
-                [&] { canopen.reportQueuedWork(); },
                 [&] { canopen.setWorkListener(maybe(listener)); },
                 [&] {
                   KQVariable variable(0x2001, subIndex(), "variable");

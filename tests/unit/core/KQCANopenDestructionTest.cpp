@@ -20,6 +20,7 @@
 #include "KQSignal.h"
 #include "KQSignalListener.h"
 #include "KQVariable.h"
+#include "NodeInternals.h"
 #include "SignalRecorder.h"
 #include "TestNode.h"
 
@@ -143,7 +144,7 @@ TEST(SecondInit, KeepsTheWorkListener) {
   node.canopen().setWorkListener(&work);
   node.init();
   node.init();
-  node.canopen().reportQueuedWork();
+  KQ::NodeInternals::reportQueuedWork(node.canopen());
   EXPECT_EQ(work.signals.size(), 1U);
 }
 

@@ -8,7 +8,7 @@
 //  identifier              | each of 11 bits                           | more than 11 bits
 //  handlers                | replaced                                  | none, missing
 
-#include "KQFrameDispatch.h"
+#include "internal/KQFrameDispatch.h"
 
 #include <gtest/gtest.h>
 

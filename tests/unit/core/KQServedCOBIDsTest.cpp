@@ -7,7 +7,7 @@
 //  clear        | forgets both                          |
 //  getChanges   | every change of any declaration       | none without a change
 
-#include "KQServedCOBIDs.h"
+#include "internal/KQServedCOBIDs.h"
 
 #include <gtest/gtest.h>
 

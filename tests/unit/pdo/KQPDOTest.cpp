@@ -23,6 +23,7 @@
 #include "KQVariable.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -387,7 +388,7 @@ struct InhibitCase : test::NamedCase {
 class PDOInhibitTime : public PDO, public testing::WithParamInterface<InhibitCase> {};
 
 TEST_P(PDOInhibitTime, RunsFromTheLastTransmission) {
-  pdo.setTimeStamp(GetParam().timeStamp);
+  PDOInternals::setTimeStamp(pdo, GetParam().timeStamp);
   EXPECT_EQ(GetParam().inhibited, pdo.isInhibited(GetParam().now));
 }
 
@@ -401,7 +402,7 @@ INSTANTIATE_TEST_SUITE_P(Of100, PDOInhibitTime,
                          test::caseName<InhibitCase>);
 
 TEST_F(PDO, WithoutInhibitTimeIsNeverInhibited) {
-  detached.setTimeStamp(5000);
+  PDOInternals::setTimeStamp(detached, 5000);
   EXPECT_FALSE(detached.isInhibited(5000));
 }
 

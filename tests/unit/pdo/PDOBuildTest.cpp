@@ -23,6 +23,7 @@
 #include "CountedAction.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -336,7 +337,7 @@ protected:
 };
 
 TEST_F(ReplacedPDO, GoesWithTheLastWalkOverIt) {
-  std::shared_ptr<const PDOTable> walk = handler().getPDOs();
+  std::shared_ptr<const PDOTable> walk = PDOInternals::pdosOf(handler());
   const std::weak_ptr<const PDOTable> replaced = walk;
   for (const unsigned short index : INDEXES) {
     rebuild(index);
@@ -348,14 +349,14 @@ TEST_F(ReplacedPDO, GoesWithTheLastWalkOverIt) {
 
 TEST_F(ReplacedPDO, GoesWithItsTableWhenNobodyWalks) {
   for (const unsigned short index : INDEXES) {
-    const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+    const std::weak_ptr<const PDOTable> replaced = PDOInternals::pdosOf(handler());
     rebuild(index);
     EXPECT_TRUE(replaced.expired()) << index;
   }
 }
 
 TEST_F(ReplacedPDO, GoesWithItsTableWhenAllAreBuiltAnew) {
-  const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+  const std::weak_ptr<const PDOTable> replaced = PDOInternals::pdosOf(handler());
   EXPECT_EQ(KQ_OK, handler().init());
   EXPECT_TRUE(replaced.expired());
 }

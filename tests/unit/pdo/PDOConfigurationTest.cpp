@@ -20,6 +20,7 @@
 #include "KQVariable.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -264,7 +265,7 @@ TEST_F(PDOConfiguration, ParametersAreThoseOfTheRecord) {
   EXPECT_EQ(0x188U, pdo->getCOBID());
   EXPECT_EQ(PDO_TRANSMISSION_EVENT_MANUFACTURER, pdo->getTransmissionType());
   EXPECT_EQ(500U, pdo->getEventTimer());
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_TRUE(pdo->isInhibited(5099));
   EXPECT_FALSE(pdo->isInhibited(5100));
 }
@@ -277,7 +278,7 @@ TEST_F(PDOConfiguration, WhatIsMissingCountsAsZero) {
   EXPECT_EQ(0U, pdo->getCOBID());
   EXPECT_EQ(PDO_TRANSMISSION_SYNC_ACYCLIC, pdo->getTransmissionType());
   EXPECT_EQ(0U, pdo->getEventTimer());
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_FALSE(pdo->isInhibited(5000));
 }
 
@@ -296,7 +297,7 @@ TEST_F(PDOConfiguration, ReceivePDOHasNoInhibitTime) {
   addRecord(0x1400, {{1, 0x205}, {2, 255}, {3, 100}});
   map(0x1600, {});
   const auto pdo = build(0x1400);
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_FALSE(pdo->isInhibited(5000));
 }
 
@@ -304,7 +305,7 @@ TEST_F(PDOConfiguration, InhibitTimeHasSixteenBits) {
   addRecord(0x1800, {{1, 0x185}, {2, 255}, {3, 0x10000 + 100}});
   map(0x1A00, {});
   const auto pdo = build(0x1800);
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_TRUE(pdo->isInhibited(5099));
   EXPECT_FALSE(pdo->isInhibited(5100));
 }

@@ -15,10 +15,10 @@
 
 #include "CANTestSupport.h"
 #include "KQEndPointFactory.h"
-#include "KQSocketcandCodec.h"
 #include "KQSocketcandEndPoint.h"
 #include "KQSocketcandServer.h"
 #include "KQVirtualEndPoint.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
@@ -234,7 +234,7 @@ TEST_F(PlayedConnection, MoreThanTheReceiveQueueHoldsIsNotLost) {
   for (unsigned i = 0; i < 3000; ++i) {
     KQBusFrame frame;
     frame.identifier = i & 0x7FFU;
-    KQSocketcandCodec::appendFrameLine(text, frame, 1);
+    SocketcandCodec::appendFrameLine(text, frame, 1);
   }
   ASSERT_TRUE(peer->send(text));
   peer->close();  // and what was sent before the end is still read
@@ -354,7 +354,7 @@ TEST_F(PlayedConnection, WhatWasReceivedBeforeAWriteFindsTheConnectionGoneIsNotL
   for (unsigned i = 0; i < 2000; ++i) {
     KQBusFrame frame;
     frame.identifier = i & 0x7FFU;
-    KQSocketcandCodec::appendFrameLine(text, frame, 1);
+    SocketcandCodec::appendFrameLine(text, frame, 1);
   }
   ASSERT_TRUE(peer->send(text));
   testing::internal::CaptureStderr();

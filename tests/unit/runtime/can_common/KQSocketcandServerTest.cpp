@@ -18,10 +18,10 @@
 #include <thread>
 
 #include "CANTestSupport.h"
-#include "KQSocketcandCodec.h"
 #include "KQSocketcandServer.h"
 #include "KQVirtualBus.h"
 #include "KQVirtualEndPoint.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
@@ -44,17 +44,17 @@ Frames linesOf(const std::string& received) {
   std::string_view rest = received;
   std::string_view line;
   std::size_t used = 0;
-  while (KQSocketcandCodec::nextLine(rest, line, used) == KQSocketcandCodec::Split::LINE) {
+  while (SocketcandCodec::nextLine(rest, line, used) == SocketcandCodec::Split::LINE) {
     const std::string_view whole = rest.substr(0, used);
     rest.remove_prefix(used);
     std::string_view arguments = line;
-    if (KQSocketcandCodec::nextWord(arguments) != "frame") {
+    if (SocketcandCodec::nextWord(arguments) != "frame") {
       lines.emplace_back(whole);
       continue;
     }
-    std::string text(KQSocketcandCodec::nextWord(arguments));
-    KQSocketcandCodec::nextWord(arguments);
-    lines.push_back(text + "#" + std::string(KQSocketcandCodec::nextWord(arguments)));
+    std::string text(SocketcandCodec::nextWord(arguments));
+    SocketcandCodec::nextWord(arguments);
+    lines.push_back(text + "#" + std::string(SocketcandCodec::nextWord(arguments)));
   }
   return lines;
 }
@@ -263,7 +263,7 @@ TEST_F(SocketcandServer, FramesOfTheClientDoNotWait) {
 
 TEST_F(SocketcandServer, FrameOfTheNodeHasTheExactBytes) {
   auto peer = connectRaw();
-  const long long before = KQSocketcandCodec::getWallClock();
+  const long long before = SocketcandCodec::getWallClock();
   node->writeMessage(makeMessage(0x581, {0x43, 0, 0x20, 0, 1, 0, 0, 0xAB}));
   ASSERT_TRUE(waitForLines(*peer, 1));
   const std::string& text = peer->received;
@@ -272,7 +272,7 @@ TEST_F(SocketcandServer, FrameOfTheNodeHasTheExactBytes) {
   EXPECT_EQ(text.substr(29), " 43002000010000AB >");
   const long long time = std::stoll(text.substr(12, 10)) * 1000000 + std::stoll(text.substr(23, 6));
   EXPECT_GE(time, before);
-  EXPECT_LE(time, KQSocketcandCodec::getWallClock());
+  EXPECT_LE(time, SocketcandCodec::getWallClock());
 }
 
 TEST_F(SocketcandServer, FrameWithoutDataHasTwoBlanks) {
@@ -419,7 +419,7 @@ std::string manyLines(unsigned number) {
     frame.length = 2;
     frame.data[0] = static_cast<unsigned char>(i);
     frame.data[1] = static_cast<unsigned char>(i >> 8U);
-    KQSocketcandCodec::appendSendLine(text, frame);
+    SocketcandCodec::appendSendLine(text, frame);
   }
   return text;
 }
@@ -535,7 +535,7 @@ public:
     frame.identifier = identifier;
     frame.length = 8;
     for (int i = 0; i < 100; ++i) {
-      KQSocketcandCodec::appendSendLine(text_, frame);
+      SocketcandCodec::appendSendLine(text_, frame);
     }
   }
 

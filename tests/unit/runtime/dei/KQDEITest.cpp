@@ -442,11 +442,6 @@ TEST_F(VariableStore, OwnerThatWasReplacedGoesWithoutATrace) {
   EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, 20));
 }
 
-TEST_F(VariableStore, RemovingNullOwnerChangesNothing) {
-  dei_->removeOwner(nullptr);
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
-}
-
 TEST_F(VariableStore, KnowsLengthAndSign) {
   const KQVariable variable(index, 20, "signed", STORAGE_TYPE_INTEGER, 12, true);
   dei_->addVariable(&variable);
@@ -590,9 +585,16 @@ TEST_F(VariableStore, KeptVariableKnowsItsOwner) {
   EXPECT_EQ(6, integer(ownedSub));
   EXPECT_EQ(30, kept->forceSetVariableValue(7, "node6", false));
   EXPECT_EQ(6, integer(ownedSub));
-  dei_->removeOwner(&owner_);
+}
+
+TEST_F(VariableStore, KeptVariableHasNoOwnerWhenItsOwnerGoes) {
+  auto leaving = std::make_unique<RecordingOwner>("leaving");
+  add(20, STORAGE_TYPE_INTEGER, leaving.get());
+  KQStoredVariable* const kept = dei_->findVariable(index, 20);
+  EXPECT_EQ(leaving.get(), kept->getVariableOwnerPointer());
+  leaving.reset();
   EXPECT_EQ(nullptr, kept->getVariableOwnerPointer());
-  EXPECT_EQ(30, kept->forceSetVariableValue(7, "node5", false));
+  EXPECT_EQ(30, kept->forceSetVariableValue(7, "leaving", false));
 }
 
 TEST_F(VariableStore, KeptVariableThatWasForgottenIsNotThere) {

@@ -1,4 +1,4 @@
-#include "KQSocketcandClient.h"
+#include "SocketcandClient.h"
 
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -12,10 +12,10 @@
 
 #include "KQEndPointManager.h"
 #include "KQErrorCodes.h"
-#include "KQNetwork.h"
-#include "KQSocketcandCodec.h"
 #include "KQSocketcandServer.h"
-#include "KQTickDelay.h"
+#include "Network.h"
+#include "SocketcandCodec.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
@@ -37,19 +37,19 @@ constexpr std::size_t TURN_BYTES = std::size_t{KQSocketcandServer::TURN_FRAMES} 
 
 }  // namespace
 
-KQSocketcandClient::KQSocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager,
-                                       int wakeDescriptor)
+SocketcandClient::SocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager,
+                                   int wakeDescriptor)
     : descriptor_(descriptor), bus_(std::move(bus)), manager_(manager), wakeDescriptor_(wakeDescriptor) {
   disableDelay(descriptor_);
   reply("< hi >");
 }
 
-KQSocketcandClient::~KQSocketcandClient() {
+SocketcandClient::~SocketcandClient() {
   finish();
   close(descriptor_);
 }
 
-void KQSocketcandClient::watch(std::function<void(unsigned)> callback) {
+void SocketcandClient::watch(std::function<void(unsigned)> callback) {
   if (stage_ == Stage::FINISHED) {
     return;
   }
@@ -60,7 +60,7 @@ void KQSocketcandClient::watch(std::function<void(unsigned)> callback) {
   }
 }
 
-void KQSocketcandClient::handleEvents(unsigned events) {
+void SocketcandClient::handleEvents(unsigned events) {
   if ((events & static_cast<unsigned>(EPOLLOUT)) != 0) {
     isSocketFull_ = false;
   }
@@ -72,7 +72,7 @@ void KQSocketcandClient::handleEvents(unsigned events) {
   serve();
 }
 
-bool KQSocketcandClient::serve() {
+bool SocketcandClient::serve() {
   if (isHolding_ && remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS) == 0) {
     isHolding_ = false;
   }
@@ -88,12 +88,12 @@ bool KQSocketcandClient::serve() {
   return hasSent;
 }
 
-void KQSocketcandClient::takeTurn() {
+void SocketcandClient::takeTurn() {
   beginTurn();
   serve();
 }
 
-int KQSocketcandClient::getServiceDelay() const {
+int SocketcandClient::getServiceDelay() const {
   int delay = -1;
   if (isHolding_) {
     delay = remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS);
@@ -112,17 +112,17 @@ int KQSocketcandClient::getServiceDelay() const {
 
 // ---- Input
 
-bool KQSocketcandClient::mayProcess() const {
+bool SocketcandClient::mayProcess() const {
   return stage_ == Stage::GREETED || stage_ == Stage::RAW || (stage_ == Stage::OPENED && !isHolding_);
 }
 
-bool KQSocketcandClient::mayRead() const {
+bool SocketcandClient::mayRead() const {
   const bool canUse = stage_ == Stage::CLOSING || (mayProcess() && !waitsForRoom_ && !waitsForTurn_);
   return canUse && inputCount_ < input_.size();
 }
 
 /// Reads what has arrived, up to one buffer. @return false: nothing has
-bool KQSocketcandClient::readInput() {
+bool SocketcandClient::readInput() {
   const ssize_t count = recv(descriptor_, input_.data() + inputCount_, input_.size() - inputCount_, MSG_DONTWAIT);
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
     return false;
@@ -137,7 +137,7 @@ bool KQSocketcandClient::readInput() {
 }
 
 /// Takes what a peer that is gone has sent before; done when the bus has taken all of it.
-void KQSocketcandClient::readToTheEnd() {
+void SocketcandClient::readToTheEnd() {
   while (mayRead()) {
     if (!readInput()) {
       finish();
@@ -145,7 +145,7 @@ void KQSocketcandClient::readToTheEnd() {
   }
 }
 
-void KQSocketcandClient::processInput() {
+void SocketcandClient::processInput() {
   std::size_t consumed = 0;
   waitsForTurn_ = false;
   while (mayProcess()) {
@@ -157,11 +157,11 @@ void KQSocketcandClient::processInput() {
     std::string_view line;
     std::size_t used = 0;
     const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
-    const KQSocketcandCodec::Split split = KQSocketcandCodec::nextLine(rest, line, used);
-    if (split == KQSocketcandCodec::Split::ENDLESS) {
+    const SocketcandCodec::Split split = SocketcandCodec::nextLine(rest, line, used);
+    if (split == SocketcandCodec::Split::ENDLESS) {
       refuse("< error line too long >");
     }
-    if (split != KQSocketcandCodec::Split::LINE || !handleLine(line)) {
+    if (split != SocketcandCodec::Split::LINE || !handleLine(line)) {
       break;
     }
     consumed += used;
@@ -176,19 +176,19 @@ void KQSocketcandClient::processInput() {
 }
 
 /// Whether one more line may be worked on. Whoever crowds the bus is given a turn, the others have one every TURN_MS.
-bool KQSocketcandClient::hasTurn() {
+bool SocketcandClient::hasTurn() {
   if (turnLeft_ == 0 && !isCrowding_ && remainingDelay(turnTick_, KQSocketcandServer::TURN_MS) == 0) {
     beginTurn();
   }
   return turnLeft_ > 0;
 }
 
-void KQSocketcandClient::beginTurn() {
+void SocketcandClient::beginTurn() {
   turnLeft_ = KQSocketcandServer::TURN_FRAMES;
   turnTick_ = KQTick::getTickCount();
 }
 
-void KQSocketcandClient::consumeInput(std::size_t number) {
+void SocketcandClient::consumeInput(std::size_t number) {
   if (number > 0) {
     inputCount_ -= number;
     std::memmove(input_.data(), input_.data() + number, inputCount_);
@@ -196,8 +196,8 @@ void KQSocketcandClient::consumeInput(std::size_t number) {
 }
 
 /// @return false: the bus has no room for it; the line is to be handled again later
-bool KQSocketcandClient::handleLine(std::string_view line) {
-  const std::string_view command = KQSocketcandCodec::nextWord(line);
+bool SocketcandClient::handleLine(std::string_view line) {
+  const std::string_view command = SocketcandCodec::nextWord(line);
   if (stage_ == Stage::RAW && command == "send") {
     return handleSend(line);
   }
@@ -205,9 +205,9 @@ bool KQSocketcandClient::handleLine(std::string_view line) {
   return true;
 }
 
-void KQSocketcandClient::handleCommand(std::string_view command, std::string_view arguments) {
+void SocketcandClient::handleCommand(std::string_view command, std::string_view arguments) {
   if (command == "open" && stage_ == Stage::GREETED) {
-    handleOpen(KQSocketcandCodec::nextWord(arguments));
+    handleOpen(SocketcandCodec::nextWord(arguments));
   } else if (command == "rawmode" && stage_ == Stage::OPENED) {
     enterRawMode();
   } else if (command == "echo") {
@@ -221,7 +221,7 @@ void KQSocketcandClient::handleCommand(std::string_view command, std::string_vie
   }
 }
 
-void KQSocketcandClient::handleOpen(std::string_view name) {
+void SocketcandClient::handleOpen(std::string_view name) {
   if (name != bus_->getName()) {
     refuse("< error could not open bus >");
     return;
@@ -230,7 +230,7 @@ void KQSocketcandClient::handleOpen(std::string_view name) {
   reply("< ok >");
 }
 
-void KQSocketcandClient::enterRawMode() {
+void SocketcandClient::enterRawMode() {
   reply("< ok >");
   if (stage_ == Stage::FINISHED) {
     return;
@@ -240,9 +240,9 @@ void KQSocketcandClient::enterRawMode() {
   bus_->attach(this);
 }
 
-bool KQSocketcandClient::handleSend(std::string_view arguments) {
+bool SocketcandClient::handleSend(std::string_view arguments) {
   KQBusFrame frame;
-  if (!KQSocketcandCodec::parseSend(arguments, frame)) {
+  if (!SocketcandCodec::parseSend(arguments, frame)) {
     reply("< error not a frame >");
     return true;
   }
@@ -254,13 +254,13 @@ bool KQSocketcandClient::handleSend(std::string_view arguments) {
 // ---- Output
 
 /// Called by the bus, locked, on the thread that sends the frame.
-void KQSocketcandClient::takeFrame(const KQBusFrame& frame) {
+void SocketcandClient::takeFrame(const KQBusFrame& frame) {
   if (hasOverflowed_ || isDeaf_) {
     return;
   }
   hasOverflowed_ = pending_.size() + unsent_ >= KQSocketcandServer::OUTPUT_LIMIT;
   if (!hasOverflowed_) {
-    KQSocketcandCodec::appendFrameLine(pending_, frame, KQSocketcandCodec::getWallClock());
+    SocketcandCodec::appendFrameLine(pending_, frame, SocketcandCodec::getWallClock());
   }
   if (hasOverflowed_ || !isWakeRequested_) {
     isWakeRequested_ = true;
@@ -269,7 +269,7 @@ void KQSocketcandClient::takeFrame(const KQBusFrame& frame) {
   }
 }
 
-KQBusParticipant::Room KQSocketcandClient::getRoom() const {
+KQBusParticipant::Room SocketcandClient::getRoom() const {
   const std::size_t waiting = pending_.size() + unsent_;
   if (!holdsUp_ || hasOverflowed_ || isDeaf_ || waiting < SCARCE) {
     return Room::PLENTY;
@@ -277,13 +277,13 @@ KQBusParticipant::Room KQSocketcandClient::getRoom() const {
   return waiting < NEARLY_FULL ? Room::SCARCE : Room::NONE;
 }
 
-void KQSocketcandClient::stopHoldingUpUnlessTaking() {
+void SocketcandClient::stopHoldingUpUnlessTaking() {
   holdsUp_ = isTaking_;
   isTaking_ = false;
 }
 
 /// Nobody is there to hear it once the peer is gone, so that it takes nothing of a turn then.
-void KQSocketcandClient::reply(std::string_view text) {
+void SocketcandClient::reply(std::string_view text) {
   if (hungUp_) {
     return;
   }
@@ -297,7 +297,7 @@ void KQSocketcandClient::reply(std::string_view text) {
 }
 
 /// Answers with an error and ends the connection.
-void KQSocketcandClient::refuse(std::string_view text) {
+void SocketcandClient::refuse(std::string_view text) {
   bus_->detach(this);
   stage_ = Stage::CLOSING;
   closeTick_ = KQTick::getTickCount();
@@ -305,13 +305,13 @@ void KQSocketcandClient::refuse(std::string_view text) {
   reply(text);
 }
 
-void KQSocketcandClient::hold() {
+void SocketcandClient::hold() {
   isHolding_ = true;
   holdTick_ = KQTick::getTickCount();
 }
 
 /// @return true: something was sent
-bool KQSocketcandClient::sendOutput() {
+bool SocketcandClient::sendOutput() {
   if (hasOverflowed()) {
     std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus_->getName().c_str(),
                  getPeerAddress(descriptor_).toString().c_str());
@@ -328,12 +328,12 @@ bool KQSocketcandClient::sendOutput() {
   return hasSent;
 }
 
-bool KQSocketcandClient::mayWrite() const {
+bool SocketcandClient::mayWrite() const {
   return stage_ != Stage::FINISHED && !hungUp_ && !isSocketFull_ && !isPaced_;
 }
 
 /// The number of bytes that may leave now: whole lines, as many as the block has room for.
-std::size_t KQSocketcandClient::nextBlock() {
+std::size_t SocketcandClient::nextBlock() {
   if (blockSize_ == 0 || remainingDelay(blockTick_, BLOCK_MS) == 0) {
     blockSize_ = 0;
     blockTick_ = KQTick::getTickCount();
@@ -344,7 +344,7 @@ std::size_t KQSocketcandClient::nextBlock() {
 }
 
 /// @return false: nobody is there to read it
-bool KQSocketcandClient::sendBlock() {
+bool SocketcandClient::sendBlock() {
   const std::size_t size = nextBlock();
   if (size == 0) {
     isPaced_ = true;
@@ -366,7 +366,7 @@ bool KQSocketcandClient::sendBlock() {
 }
 
 /// Takes over what the bus has put in, once everything before it is sent. @return true: there is something to send
-bool KQSocketcandClient::refillOutput() {
+bool SocketcandClient::refillOutput() {
   if (isHolding_) {
     return false;
   }
@@ -380,14 +380,14 @@ bool KQSocketcandClient::refillOutput() {
 }
 
 /// With the bus locked.
-void KQSocketcandClient::noteRoom() {
+void SocketcandClient::noteRoom() {
   if (pending_.size() + unsent_ < ROOM_AGAIN) {
     holdsUp_ = true;
     bus_->announceRoom();
   }
 }
 
-bool KQSocketcandClient::hasOverflowed() const {
+bool SocketcandClient::hasOverflowed() const {
   const std::lock_guard<std::mutex> lock(bus_->getMutex());
   return hasOverflowed_ && stage_ != Stage::FINISHED;
 }
@@ -395,14 +395,14 @@ bool KQSocketcandClient::hasOverflowed() const {
 // ---- The end of a connection
 
 /// The peer is gone. The descriptor would report that again and again, so it is watched no longer.
-void KQSocketcandClient::hangUp() {
+void SocketcandClient::hangUp() {
   hungUp_ = true;
   const std::lock_guard<std::mutex> lock(bus_->getMutex());
   isDeaf_ = true;
   bus_->announceRoom();
 }
 
-void KQSocketcandClient::finishClosing() {
+void SocketcandClient::finishClosing() {
   if (sent_ == sending_.size() && !isShutDown_) {
     isShutDown_ = true;
     shutdown(descriptor_, SHUT_WR);
@@ -412,7 +412,7 @@ void KQSocketcandClient::finishClosing() {
   }
 }
 
-void KQSocketcandClient::finish() {
+void SocketcandClient::finish() {
   stage_ = Stage::FINISHED;
   waitsForRoom_ = false;
   waitsForTurn_ = false;
@@ -422,7 +422,7 @@ void KQSocketcandClient::finish() {
   updateInterest();
 }
 
-void KQSocketcandClient::updateInterest() {
+void SocketcandClient::updateInterest() {
   if (!isWatched_) {
     return;
   }

@@ -19,17 +19,17 @@ class KQEndPointManager;
  * One connection of a KQSocketcandServer: a participant on its bus once it is in raw mode.
  * Everything but takeFrame belongs to the server's thread.
  */
-class KQSocketcandClient : private KQBusParticipant {
+class SocketcandClient : private KQBusParticipant {
 public:
   /**
    * Greets the peer.
    * @param descriptor the connected socket, owned from now on; the manager watches it for the client
    * @param wakeDescriptor eventfd that is written to when serve() is to be called
    */
-  KQSocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager, int wakeDescriptor);
-  KQSocketcandClient(const KQSocketcandClient&) = delete;
-  KQSocketcandClient& operator=(const KQSocketcandClient&) = delete;
-  ~KQSocketcandClient() override;
+  SocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager, int wakeDescriptor);
+  SocketcandClient(const SocketcandClient&) = delete;
+  SocketcandClient& operator=(const SocketcandClient&) = delete;
+  ~SocketcandClient() override;
 
   /// Lets the manager watch the connection.
   void watch(std::function<void(unsigned)> callback);

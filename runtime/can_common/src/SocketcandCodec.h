@@ -13,7 +13,7 @@ namespace KQ {
  * nothing stands between two lines. An identifier of more than three digits is an extended one.
  * Without state; any thread.
  */
-class KQSocketcandCodec {
+class SocketcandCodec {
 public:
   /// The longest line that a peer may send, brackets included; a longer one is not of this protocol.
   static constexpr std::size_t MAXIMUM_LINE = 1024;

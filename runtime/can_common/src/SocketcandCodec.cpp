@@ -1,4 +1,4 @@
-#include "KQSocketcandCodec.h"
+#include "SocketcandCodec.h"
 
 #include <chrono>
 
@@ -105,8 +105,7 @@ std::string_view trim(std::string_view text) {
 
 }  // namespace
 
-KQSocketcandCodec::Split KQSocketcandCodec::nextLine(std::string_view text, std::string_view& content,
-                                                     std::size_t& used) {
+SocketcandCodec::Split SocketcandCodec::nextLine(std::string_view text, std::string_view& content, std::size_t& used) {
   const std::size_t end = text.substr(0, MAXIMUM_LINE).find('>');
   if (end == text.npos) {
     return text.size() >= MAXIMUM_LINE ? Split::ENDLESS : Split::PARTIAL;
@@ -118,14 +117,14 @@ KQSocketcandCodec::Split KQSocketcandCodec::nextLine(std::string_view text, std:
   return Split::LINE;
 }
 
-std::string_view KQSocketcandCodec::nextWord(std::string_view& text) {
+std::string_view SocketcandCodec::nextWord(std::string_view& text) {
   text = trim(text);
   const std::string_view word = text.substr(0, text.find_first_of(BLANKS));
   text.remove_prefix(word.size());
   return word;
 }
 
-void KQSocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& frame, long long microseconds) {
+void SocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& frame, long long microseconds) {
   const auto time = static_cast<unsigned long long>(microseconds);
   output += "< frame ";
   appendIdentifier(output, frame);
@@ -140,7 +139,7 @@ void KQSocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& f
   output += " >";
 }
 
-void KQSocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& frame) {
+void SocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& frame) {
   output += "< send ";
   appendIdentifier(output, frame);
   output.push_back(' ');
@@ -152,7 +151,7 @@ void KQSocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& fr
   output += " >";
 }
 
-bool KQSocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame) {
+bool SocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame) {
   KQBusFrame result;
   const bool hasIdentifier = parseIdentifier(nextWord(arguments), result);
   const bool hasTime = !nextWord(arguments).empty();
@@ -168,7 +167,7 @@ bool KQSocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame
   return true;
 }
 
-bool KQSocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame) {
+bool SocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame) {
   KQBusFrame result;
   unsigned length = 0;
   const bool hasIdentifier = parseIdentifier(nextWord(arguments), result);
@@ -190,7 +189,7 @@ bool KQSocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame)
   return true;
 }
 
-long long KQSocketcandCodec::getWallClock() {
+long long SocketcandCodec::getWallClock() {
   const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }

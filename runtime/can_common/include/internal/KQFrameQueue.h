@@ -1,3 +1,4 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +15,10 @@ public:
   explicit KQFrameQueue(std::size_t capacity) : frames_(capacity) {}
 
   /// How many frames wait, fit in all, and fit in beside those that wait.
-  bool isEmpty() const { return count_ == 0; }
-  std::size_t getCount() const { return count_; }
-  std::size_t getCapacity() const { return frames_.size(); }
-  std::size_t getRoom() const { return frames_.size() - count_; }
+  [[nodiscard]] bool isEmpty() const { return count_ == 0; }
+  [[nodiscard]] std::size_t getCount() const { return count_; }
+  [[nodiscard]] std::size_t getCapacity() const { return frames_.size(); }
+  [[nodiscard]] std::size_t getRoom() const { return frames_.size() - count_; }
 
   /// Appends a frame. @return false: full, nothing changed
   bool push(const KQBusFrame& frame) {
@@ -30,7 +31,7 @@ public:
   }
 
   /// The oldest frame; only when the queue is not empty.
-  const KQBusFrame& getFront() const { return frames_[first_]; }
+  [[nodiscard]] const KQBusFrame& getFront() const { return frames_[first_]; }
 
   /// Drops the oldest frame; only when the queue is not empty.
   void pop() {

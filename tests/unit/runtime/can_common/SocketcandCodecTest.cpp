@@ -1,4 +1,4 @@
-// KQSocketcandCodec: the bytes of the line protocol
+// SocketcandCodec: the bytes of the line protocol
 //
 // | what        | cases                                                                                      |
 // |-------------|--------------------------------------------------------------------------------------------|
@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "KQSocketcandCodec.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
@@ -34,13 +34,13 @@ class CodecText : public testing::TestWithParam<TextCase> {};
 
 TEST_P(CodecText, FrameLineHasTheExactBytes) {
   std::string text;
-  KQSocketcandCodec::appendFrameLine(text, GetParam().frame, 1700000000123456);
+  SocketcandCodec::appendFrameLine(text, GetParam().frame, 1700000000123456);
   EXPECT_EQ(text, GetParam().frameLine);
 }
 
 TEST_P(CodecText, SendLineHasTheExactBytes) {
   std::string text;
-  KQSocketcandCodec::appendSendLine(text, GetParam().frame);
+  SocketcandCodec::appendSendLine(text, GetParam().frame);
   EXPECT_EQ(text, GetParam().sendLine);
 }
 
@@ -48,10 +48,10 @@ TEST_P(CodecText, BothAreReadAsTheSameFrame) {
   std::string_view line;
   std::size_t used = 0;
   for (const std::string_view text : {GetParam().frameLine, GetParam().sendLine}) {
-    ASSERT_EQ(KQSocketcandCodec::nextLine(text, line, used), KQSocketcandCodec::Split::LINE);
+    ASSERT_EQ(SocketcandCodec::nextLine(text, line, used), SocketcandCodec::Split::LINE);
     KQBusFrame frame;
-    const bool isFrame = KQSocketcandCodec::nextWord(line) == "frame";
-    ASSERT_TRUE(isFrame ? KQSocketcandCodec::parseFrame(line, frame) : KQSocketcandCodec::parseSend(line, frame));
+    const bool isFrame = SocketcandCodec::nextWord(line) == "frame";
+    ASSERT_TRUE(isFrame ? SocketcandCodec::parseFrame(line, frame) : SocketcandCodec::parseSend(line, frame));
     EXPECT_EQ(frame.identifier, GetParam().frame.identifier);
     EXPECT_EQ(frame.extended, GetParam().frame.extended);
     EXPECT_EQ(frame.length, GetParam().frame.length);
@@ -74,16 +74,16 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CodecText, TimeHasSixDecimals) {
   std::string text;
-  KQSocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 5000007);
+  SocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 5000007);
   EXPECT_EQ(text, "< frame 1 5.000007  >");
   text.clear();
-  KQSocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 0);
+  SocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 0);
   EXPECT_EQ(text, "< frame 1 0.000000  >");
 }
 
 TEST(CodecText, WallClockIsOfThisCentury) {
-  EXPECT_GT(KQSocketcandCodec::getWallClock(), 1600000000LL * 1000000);
-  EXPECT_LT(KQSocketcandCodec::getWallClock(), 4000000000LL * 1000000);
+  EXPECT_GT(SocketcandCodec::getWallClock(), 1600000000LL * 1000000);
+  EXPECT_LT(SocketcandCodec::getWallClock(), 4000000000LL * 1000000);
 }
 
 struct ParseCase {
@@ -95,7 +95,7 @@ class CodecSend : public testing::TestWithParam<ParseCase> {};
 
 TEST_P(CodecSend, IsReadOrRefused) {
   KQBusFrame frame = makeFrame(0x123, false, {9});
-  EXPECT_EQ(KQSocketcandCodec::parseSend(GetParam().arguments, frame), GetParam().isFrame);
+  EXPECT_EQ(SocketcandCodec::parseSend(GetParam().arguments, frame), GetParam().isFrame);
   if (!GetParam().isFrame) {
     EXPECT_EQ(frame.identifier, 0x123U) << "a refused line leaves the frame alone";
   }
@@ -116,7 +116,7 @@ class CodecFrame : public testing::TestWithParam<ParseCase> {};
 
 TEST_P(CodecFrame, IsReadOrRefused) {
   KQBusFrame frame = makeFrame(0x123, false, {9});
-  EXPECT_EQ(KQSocketcandCodec::parseFrame(GetParam().arguments, frame), GetParam().isFrame);
+  EXPECT_EQ(SocketcandCodec::parseFrame(GetParam().arguments, frame), GetParam().isFrame);
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, CodecFrame,
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(Arguments, CodecFrame,
 
 struct SplitCase {
   std::string text;
-  KQSocketcandCodec::Split split;
+  SocketcandCodec::Split split;
   std::string content;
   std::size_t used;
 };
@@ -138,12 +138,12 @@ class CodecSplit : public testing::TestWithParam<SplitCase> {};
 TEST_P(CodecSplit, FindsTheFirstLine) {
   std::string_view content = "";
   std::size_t used = 0;
-  EXPECT_EQ(KQSocketcandCodec::nextLine(GetParam().text, content, used), GetParam().split);
+  EXPECT_EQ(SocketcandCodec::nextLine(GetParam().text, content, used), GetParam().split);
   EXPECT_EQ(content, GetParam().content);
   EXPECT_EQ(used, GetParam().used);
 }
 
-using Split = KQSocketcandCodec::Split;
+using Split = SocketcandCodec::Split;
 INSTANTIATE_TEST_SUITE_P(
     Texts, CodecSplit,
     testing::Values(SplitCase{"", Split::PARTIAL, "", 0}, SplitCase{"< send 1 0", Split::PARTIAL, "", 0},
