@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-page pictures page-load packages test-packages test-fresh model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages sub-projects test-fresh model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -38,6 +38,7 @@ help:
 	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
 	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
 	@echo "make test-fresh                make run and make test of a fresh clone in a Debian that has git and make"
+	@echo "make sub-projects              the libraries as part of another project: both compilers, every level of optimisation, no warning"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
 	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
 	@echo "make bench-update              the same count, written to that file"
@@ -94,11 +95,14 @@ packages:
 	$(call timed,packages for armhf,$(call build,packages-armhf,all) && cmake --build build/packages-armhf --target package)
 	$(call timed,those for armhf tried,tests/install/run armhf build/packages-armhf arm-linux-gnueabihf-g++)
 
-# The sub-project is built here, since it takes as long as all of the libraries do.
+# The libraries twelve times, in a folder of another project.
+sub-projects:
+	@scripts/setup.sh packages check
+	@for compiler in g++ clang++; do JOBS=$(JOBS) tests/install/run sub_project . $$compiler || exit; done
+
 test-packages:
 	@scripts/setup.sh packages
 	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
-	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
 	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
 
 # "make run" and "make test" as on a machine that has never seen this project.
