@@ -16,25 +16,31 @@ import sys
 
 CLASS = re.compile(r"^\s*(?:class|struct)\s+(?:\[\[\w+\]\]\s+)?(\w+)[^;{]*\{", re.MULTILINE)
 FREE = re.compile(r"^(?:extern |inline |constexpr |const )*[\w:]+[\s*&]+(?:const )?(\w+)(?:\(| =|;)", re.MULTILINE)
-# What stands in front of a symbol that the compiler makes for a class.
-OF_CLASS = re.compile(r"^(typeinfo|typeinfo name|vtable|VTT) for |^(?:non-virtual|virtual) thunk to ")
-NAME = re.compile(r"^KQ::(\w+)")
+# As it is mangled: what is made for a class, or an adjustment of "this"; then the length of the name and the name.
+SYMBOL = re.compile(r"^_Z(?P<made>T[ISTV]|Th\w+?_)?NK?2KQ(?P<length>\d+)(?P<rest>\w+)$")
 
 
 def shown_symbols(nm, library):
-    lines = subprocess.run(
-        [nm, "--dynamic", "--defined-only", "--demangle", library], check=True, capture_output=True, text=True
-    ).stdout.splitlines()
-    return {line.split(maxsplit=2)[2] for line in lines}
+    lines = subprocess.run([nm, "-D", "--defined-only", library], check=True, capture_output=True, text=True).stdout
+    return {line.split()[2] for line in lines.splitlines()}
+
+
+def is_declared(symbol, classes, free):
+    match = SYMBOL.match(symbol)
+    if match is None:
+        return False
+    length = int(match["length"])
+    is_free = match["made"] is None and match["rest"][length:].startswith("E")
+    return match["rest"][:length] in (free if is_free else classes)
 
 
 def problems_of(symbols, classes, free):
+    if not symbols:
+        yield "shows nothing"
     for symbol in sorted(symbols):
-        name = NAME.match(OF_CLASS.sub("", symbol))
-        is_member = name is not None and (OF_CLASS.match(symbol) or symbol.startswith(name.group(0) + "::"))
-        if name is None or name.group(1) not in (classes if is_member else free | classes):
+        if not is_declared(symbol, classes, free):
             yield f"not declared in a header: {symbol}"
-        elif symbol.startswith("vtable for ") and symbol.replace("vtable", "typeinfo", 1) not in symbols:
+        elif symbol.startswith("_ZTV") and symbol.replace("_ZTV", "_ZTI", 1) not in symbols:
             yield f"without its type information: {symbol}"
 
 
@@ -47,9 +53,11 @@ def main():
     headers = [path for folder in arguments.headers for path in sorted(folder.rglob("*.h"))]
     text = "\n".join(path.read_text(encoding="utf-8") for path in headers)
     classes, free = set(CLASS.findall(text)), set(FREE.findall(text))
-    shown = {library: shown_symbols(arguments.nm, library) for library in arguments.library}
-    problems = [f"{library}: {problem}" for library, symbols in shown.items() for problem in problems_of(symbols, classes, free)]
-    problems += [f"{library}: shows nothing" for library, symbols in shown.items() if not symbols]
+    problems = [
+        f"{library}: {problem}"
+        for library in arguments.library
+        for problem in problems_of(shown_symbols(arguments.nm, library), classes, free)
+    ]
     if len(classes) < 50:
         problems.append("the headers were not understood")
     print("\n".join(problems), file=sys.stderr)
