@@ -19,7 +19,6 @@ inline constexpr int SDO_ABORT_NO_SUB_INDEX = 0x06090011;          ///< sub-inde
 inline constexpr int SDO_ABORT_VALUE_RANGE_EXCEEDED = 0x06090030;  ///< invalid value for parameter
 inline constexpr int SDO_ABORT_VALUE_TOO_HIGH = 0x06090031;        ///< value of parameter written too high
 inline constexpr int SDO_ABORT_GENERAL_ERROR = 0x08000000;         ///< for no other reason
-inline constexpr int SDO_ABORT_NO_DICTIONARY =
-    0x08000023;  ///< dynamic generation of the dictionary failed or none present
+inline constexpr int SDO_ABORT_NO_DICTIONARY = 0x08000023;         ///< no dictionary, or it could not be made
 
 }  // namespace KQ
