@@ -10,7 +10,7 @@
 // | NMT                   | PRE-OPERATIONAL, OPERATIONAL, STOPPED   | transfer over a state change             |
 
 #include "KQDEI.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
 #include "SDOServerFixture.h"
 #include "SignalRecorder.h"
 #include "StoredVariable.h"
@@ -19,22 +19,16 @@ namespace {
 
 using test::Frames;
 
-class SDOServer : public test::SDOServerFixture {};
-
-/// Another protocol of the panel that owns variables.
-class ForeignOwner : public KQ::KQVariableOwner {
-public:
-  ForeignOwner() : KQVariableOwner("foreign") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return ++requests, 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return ++requests, 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return ++requests, 0; }
-
+class SDOServer : public test::SDOServerFixture {
+protected:
+  /// Adds a variable of another protocol to the store, and the node takes it over.
   void add(KQ::KQVariable& variable) {
-    variable.setOwner(this);
+    variable.setOwner(&owner);
     ASSERT_EQ(0, KQ::KQDEI::instance()->addVariable(&variable));
+    ASSERT_EQ(1, node.canopen().getApplicationVariables());
   }
 
-  int requests = 0;
+  test::OwnerRecorder owner;
 };
 
 // ---- standard objects
@@ -121,30 +115,24 @@ TEST_F(SDOServer, WriteMakesAnInvalidVariableValid) {
 }
 
 TEST_F(SDOServer, WritesAVariableOfAnotherOwnerIntoTheStore) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 1, "foreign number", KQ::STORAGE_TYPE_INTEGER, 8, false);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#60 00 21 01 00 00 00 00"}, request("2F 00 21 01 C8 00 00 00"));
   EXPECT_EQ(200, stored(0x2100, 1));
-  EXPECT_EQ(0, owner.requests);
+  EXPECT_EQ(std::vector<std::string>{}, owner.requests);
   EXPECT_EQ(Frames{"585#4F 00 21 01 C8 00 00 00"}, request("40 00 21 01 00 00 00 00"));
 }
 
 TEST_F(SDOServer, ReadOnlyVariableOfAnotherOwnerIsRefused) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 1, "foreign number", KQ::STORAGE_TYPE_INTEGER, 8, false);
   variable.setAccessMode(2);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#80 00 21 01 02 00 01 06"}, request("2F 00 21 01 01 00 00 00"));
 }
 
 TEST_F(SDOServer, TextOfAnotherOwnerGoesThereAndBack) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 2, "foreign text", KQ::STORAGE_TYPE_STRING);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#60 00 21 02 00 00 00 00"}, request("21 00 21 02 08 00 00 00"));
   EXPECT_EQ(Frames{"585#20 00 00 00 00 00 00 00"}, request("00 54 41 56 4F 2D 31 32"));
   EXPECT_EQ(Frames{"585#30 00 00 00 00 00 00 00"}, request("1D 33 00 00 00 00 00 00"));

@@ -13,25 +13,14 @@
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
 #include "KQVariable.h"
-#include "KQVariableOwner.h"
 #include "NamedCase.h"
+#include "OwnerRecorder.h"
 #include "ReadableName.h"
 #include "TestNode.h"
 
 namespace {
 
 using KQ::KQVariable;
-
-/// Some other protocol of the panel.
-class OtherOwner : public KQ::KQVariableOwner {
-public:
-  OtherOwner() : KQVariableOwner("other protocol") {}
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, int /*value*/) override { return 0; }
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, const std::string& /*value*/) override {
-    return 0;
-  }
-  int getValueRequest(unsigned short /*group*/, unsigned short /*id*/) override { return 0; }
-};
 
 class RuntimeVariables : public testing::Test {
 protected:
@@ -90,7 +79,7 @@ TEST_F(RuntimeVariables, BoundTwiceStayTheSame) {
 // ---- owner
 
 TEST_F(RuntimeVariables, OfAnotherOwnerIsBound) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   KQVariable variable(0x2001, 1, "number");
   variable.setOwner(&owner);
   addToStore(variable);

@@ -17,8 +17,6 @@
 #include "KQCANPortRegistry.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQSignal.h"
-#include "KQSignalListener.h"
 #include "KQVariable.h"
 #include "NodeInternals.h"
 #include "SignalRecorder.h"
@@ -148,87 +146,78 @@ TEST(SecondInit, KeepsTheWorkListener) {
   EXPECT_EQ(work.signals.size(), 1U);
 }
 
-/// Builds the node anew at the first signal with its code.
-class Rebuilder : public KQ::KQSignalListener {
-public:
-  Rebuilder(TestNode& testNode, int signalCode, unsigned int signalValue)
-      : node(testNode), code(signalCode), value(signalValue) {}
-
-  int signalOccurred(KQ::KQSignal& signal) override {
-    if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
-      ++rebuilds;
-      EXPECT_EQ(node.canopen().init(), 0);
-      node.canopen().addStateListener(&states);
-    }
-    return 0;
-  }
-
-  int rebuilds = 0;
-  test::SignalRecorder states;
-
-private:
-  TestNode& node;
-  int code;
-  unsigned int value;
-};
-
 class InitInAListener : public testing::Test {
 protected:
+  /// Lets the listener build the node anew at the first signal with that code and second value.
+  void rebuildAt(int code, unsigned int value) {
+    rebuilder.reaction = [this, code, value] {
+      const KQ::KQSignal& signal = rebuilder.signals.back();
+      if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
+        ++rebuilds;
+        EXPECT_EQ(node.canopen().init(), 0);
+        node.canopen().addStateListener(&states);
+      }
+    };
+  }
+
   /// The node boots as a fresh one does, with a frame that waits still unread.
-  void expectFreshNode(const Rebuilder& rebuilder) {
-    EXPECT_EQ(rebuilder.rebuilds, 1);
+  void expectFreshNode() {
+    EXPECT_EQ(rebuilds, 1);
     EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
     EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
     EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-    EXPECT_EQ(rebuilder.states.signals.size(), 1U);
+    EXPECT_EQ(states.signals.size(), 1U);
     EXPECT_EQ(node.output.takeErrors(), "");
   }
 
+  int rebuilds = 0;
+  test::SignalRecorder rebuilder;
+  test::SignalRecorder states;
   TestNode node;
 };
 
 TEST_F(InitInAListener, OfANodeResetIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.start();
   node.canopen().addStateListener(&rebuilder);
   node.receive("000#81 05");
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, LeavesTheFramesBehindTheResetToTheFreshNode) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.start();
   node.canopen().addStateListener(&rebuilder);
   node.port().inject("000#81 05");
   node.port().inject("605#40 18 10 01 00 00 00 00");
   node.canopen().onEndPointReadable(&node.port(), nullptr);
   EXPECT_EQ(node.port().waitingFrames(), 1U);
-  expectFreshNode(rebuilder);
+  expectFreshNode();
   node.canopen().onEndPointReadable(&node.port(), nullptr);
   EXPECT_EQ(node.port().takeSent().size(), 1U);
 }
 
 TEST_F(InitInAListener, OfACycleIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_INIT);
+  rebuildAt(1700, KQ::CANOPEN_STATE_INIT);
   node.start();
   node.receive("000#81 05");
   node.canopen().addStateListener(&rebuilder);
   node.cycle();
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfTheApplicationsOwnStateChangeIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.canopen().setOption(KQCANopen::OPTION_ALLOW_STATE_CHANGE, true);
   node.start();
   node.canopen().addStateListener(&rebuilder);
   EXPECT_EQ(node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION), 0);
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   constexpr unsigned int TIMED_OUT = 17;
-  Rebuilder rebuilder(node, 0x517, TIMED_OUT);
+  rebuildAt(0x517, TIMED_OUT);
   node.init();
   ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr), 0);
   node.canopen().addHeartbeatConsumer(9, 100);
@@ -239,15 +228,15 @@ TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   node.run(100);
   node.clock.advance(1000);
   EXPECT_EQ(node.cycle(), test::Frames{});  // the event timer of before is over, too
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAnSDOEventIsSafe) {
-  Rebuilder rebuilder(node, 1103, 0);
+  rebuildAt(1103, 0);
   node.start();
   node.canopen().setSDOEventListener(&rebuilder);
   node.receive("605#80 18 10 01 00 00 00 00");
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAPDOIsSafe) {

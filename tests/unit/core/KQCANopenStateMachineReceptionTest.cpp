@@ -11,8 +11,8 @@
 #include <initializer_list>
 #include <typeinfo>
 
-#include "KQSignalListener.h"
 #include "ReadableName.h"
+#include "SignalRecorder.h"
 #include "StateMachineFixture.h"
 
 namespace {
@@ -232,38 +232,15 @@ TEST_F(StackReception, CommandGivesTheResultOfTheNMTHandlerInStopped) {
   EXPECT_EQ(resultOf("000#03 05"), KQ::KQ_UNKNOWN_COMMAND);
 }
 
-/// Stops the node when it is told of a heartbeat.
-class StoppingListener : public KQ::KQSignalListener {
-public:
-  explicit StoppingListener(KQ::KQCANopen& stoppedNode) : node(stoppedNode) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    node.getStateMachine()->setState(KQ::CANOPEN_STATE_STOPPED);
-    return 0;
-  }
-
-private:
-  KQ::KQCANopen& node;
-};
-
 TEST_F(StackReception, HeartbeatThatStopsTheNodeGives20) {
-  StoppingListener listener(node.canopen());
+  test::SignalRecorder listener([this] { node.canopen().getStateMachine()->setState(KQ::CANOPEN_STATE_STOPPED); });
   node.dictionary().setValue(0x1016, 1, 0x00070064, true);
   node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
   EXPECT_EQ(resultOf("707#05"), KQ::KQ_INVALID_ARGUMENT);
 }
 
-/// Lets the runtime close the node's port when it is told of a heartbeat.
-class ClosingListener : public KQ::KQSignalListener {
-public:
-  explicit ClosingListener(KQ::KQCANopen& closedNode) : node(closedNode) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override { return node.release(); }
-
-private:
-  KQ::KQCANopen& node;
-};
-
 TEST_F(StackReception, PortThatAFrameClosesIsReadNoMore) {
-  ClosingListener listener(node.canopen());
+  test::SignalRecorder listener([this] { node.canopen().release(); });
   node.dictionary().setValue(0x1016, 1, 0x00070064, true);
   node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
   node.port().inject("707#05");

@@ -92,31 +92,17 @@ INSTANTIATE_TEST_SUITE_P(Flags, FormattedStream,
                          testing::Values(std::ios_base::dec, std::ios_base::hex, std::ios_base::oct,
                                          std::ios_base::hex | WITH_ALL, std::ios_base::oct | WITH_ALL));
 
-/// Notes what it sees of the machine while it is called.
-class CuriousListener : public KQ::KQSignalListener {
-public:
-  CuriousListener(const KQ::KQCANopenStateMachine& observed, test::CapturedOutput& capturedOutput)
-      : machine(observed), output(capturedOutput) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    stateDuringCall = machine.getState();
-    outputBeforeCall = output.takeOutput();
-    return 0;
-  }
-
+TEST_F(StateMachine, StoresThenSignalsThenLogs) {
   int stateDuringCall = -1;
   std::string outputBeforeCall = "not called";
-
-private:
-  const KQ::KQCANopenStateMachine& machine;
-  test::CapturedOutput& output;
-};
-
-TEST_F(StateMachine, StoresThenSignalsThenLogs) {
-  CuriousListener listener(machine, node.output);
+  test::SignalRecorder listener([&] {
+    stateDuringCall = machine.getState();
+    outputBeforeCall = node.output.takeOutput();
+  });
   machine.addStateListener(&listener);
   machine.setState(4);
-  EXPECT_EQ(listener.stateDuringCall, 4);
-  EXPECT_EQ(listener.outputBeforeCall, "");
+  EXPECT_EQ(stateDuringCall, 4);
+  EXPECT_EQ(outputBeforeCall, "");
   EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x4\n");
 }
 
@@ -250,26 +236,12 @@ TEST_F(StateMachine, INITSignalsOnlyPreOperational) {
   EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
 }
 
-/// Notes what the port has sent when it is told of a state.
-class PortWatcher : public KQ::KQSignalListener {
-public:
-  explicit PortWatcher(test::MemoryEndPoint& watchedPort) : port(watchedPort) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    sentBefore = port.takeSent();
-    return 0;
-  }
-
-  Frames sentBefore;
-
-private:
-  test::MemoryEndPoint& port;
-};
-
 TEST_F(StateMachine, INITSendsTheBootUpBeforeItEntersPreOperational) {
-  PortWatcher listener(node.port());
+  Frames sentBefore;
+  test::SignalRecorder listener([&] { sentBefore = node.port().takeSent(); });
   machine.addStateListener(&listener);
   machine.run(0);
-  EXPECT_EQ(listener.sentBefore, Frames{"705#00"});
+  EXPECT_EQ(sentBefore, Frames{"705#00"});
 }
 
 TEST_F(StateMachine, INITSucceedsAlsoWhenTheBootUpIsRefused) {
@@ -508,11 +480,12 @@ TEST_F(StateMachine, SendPassSendsTheHeartbeatBeforeItChecksTheConsumers) {
   KQ::KQCANMessage heartbeat = test::frame("707#05");
   nmt.answer = nmt.REAL;
   nmt.handleMessage(&heartbeat);
-  PortWatcher listener(node.port());
+  Frames sentBefore;
+  test::SignalRecorder listener([&] { sentBefore = node.port().takeSent(); });
   nmt.addHeartbeatListener(&listener);
   node.clock.advance(101);
   machine.sendCANMessages(node.clock.now() + 50);
-  EXPECT_EQ(listener.sentBefore, Frames{"705#05"});
+  EXPECT_EQ(sentBefore, Frames{"705#05"});
 }
 
 TEST_F(StateMachine, SendPassDoesNothingWhilePaused) {

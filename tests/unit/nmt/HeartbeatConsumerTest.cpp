@@ -25,23 +25,6 @@ constexpr int RESOLVED = 0x518;
 /// What listeners were told, in order: "timeout 5 17".
 using Events = std::vector<std::string>;
 
-class EventListener : public KQ::KQSignalListener {
-public:
-  EventListener(std::string listenerName, Events& sharedEvents) : name(std::move(listenerName)), events(sharedEvents) {}
-  int signalOccurred(KQ::KQSignal& signal) override {
-    const std::string code = signal.getCode() == TIMEOUT    ? " timeout "
-                             : signal.getCode() == RESOLVED ? " resolved "
-                                                            : " unknown ";
-    events.push_back(name + code + std::to_string(signal.getFirstValue()) + " " +
-                     std::to_string(signal.getSecondValue()));
-    return 0;
-  }
-
-private:
-  std::string name;
-  Events& events;
-};
-
 class HeartbeatConsumer : public testing::Test {
 protected:
   HeartbeatConsumer() {
@@ -51,6 +34,18 @@ protected:
     nmt.setStateMachine(&machine);
     enter(3);
     nmt.addHeartbeatListener(&forAll);
+  }
+
+  /// A listener that is told notes it under its name.
+  std::function<void()> note(const std::string& name, const test::SignalRecorder& listener) {
+    return [this, name, &listener] {
+      const KQ::KQSignal& signal = listener.signals.back();
+      const std::string code = signal.getCode() == TIMEOUT    ? " timeout "
+                               : signal.getCode() == RESOLVED ? " resolved "
+                                                              : " unknown ";
+      events.push_back(name + code + std::to_string(signal.getFirstValue()) + " " +
+                       std::to_string(signal.getSecondValue()));
+    };
   }
 
   void enter(int state) {
@@ -91,8 +86,8 @@ protected:
   KQ::KQCANopenStateMachine machine{&node.canopen()};
   KQ::KQNMTHandler nmt;
   Events events;
-  EventListener forAll{"all", events};
-  EventListener forNode{"node", events};
+  test::SignalRecorder forAll{note("all", forAll)};
+  test::SignalRecorder forNode{note("node", forNode)};
 };
 
 // ---- state table
@@ -416,7 +411,7 @@ TEST_F(HeartbeatConsumer, WithoutListenersTheStateIsKeptAllTheSame) {
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerForAllReplacesTheFirst) {
-  EventListener second("second", events);
+  test::SignalRecorder second(note("second", second));
   nmt.addHeartbeatListener(&second);
   watchNode5();
   receive("705#05");
@@ -424,7 +419,7 @@ TEST_F(HeartbeatConsumer, SecondListenerForAllReplacesTheFirst) {
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerOfANodeReplacesTheFirst) {
-  EventListener second("second", events);
+  test::SignalRecorder second(note("second", second));
   nmt.addHeartbeatListener(nullptr);
   nmt.addHeartbeatListner(&forNode, 5);
   nmt.addHeartbeatListner(&second, 5);

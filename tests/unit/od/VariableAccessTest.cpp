@@ -410,30 +410,17 @@ TEST_F(VariableAccess, VariableThatTheNodeTookOverObeysItsLimits) {
   EXPECT_EQ(write(12, false), test::ABORT_VALUE_RANGE);
 }
 
-/// Looks at the value that the dictionary keeps when a variable changes.
-class CacheWatcher : public KQSignalListener {
-public:
-  explicit CacheWatcher(const int* watched) : cache(watched) {}
-  int signalOccurred(KQSignal& /*signal*/) override {
-    seen = *cache;
-    return 0;
-  }
-
-  int seen = -1;
-
-private:
-  const int* cache;
-};
-
 TEST_F(VariableAccess, ValueIsKeptOnceTheWriteSucceeded) {
   for (const Owner owner : {THIS_NODE, ANOTHER}) {
     KQDEI::instance()->clear();
     addVariable(1, owner);
-    CacheWatcher watcher(dictionary.getPointerToValue(INDEX, SUB_INDEX));
+    const int* const kept = dictionary.getPointerToValue(INDEX, SUB_INDEX);
+    int seen = -1;
+    test::SignalRecorder watcher([&] { seen = *kept; });
     KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &watcher);
     write(5, false);
     KQVariableEventDispatcher::instance()->clear();
-    EXPECT_EQ(watcher.seen, 0);
+    EXPECT_EQ(seen, 0);
     EXPECT_EQ(cachedValue(), 5);
   }
 }

@@ -11,22 +11,11 @@
 #include "KQCANopenState.h"
 #include "KQErrorCodes.h"
 #include "KQSignal.h"
+#include "SignalRecorder.h"
 
 namespace {
 
 using panel::NodeCounts;
-
-class Listener : public KQ::KQSignalListener {
-public:
-  explicit Listener(int answer) : result(answer) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    ++calls;
-    return result;
-  }
-
-  const int result;
-  int calls = 0;
-};
 
 int tell(NodeCounts& counts, int type, int code, unsigned int first, unsigned int second) {
   KQ::KQSignal signal(type, code, first, second);
@@ -61,18 +50,20 @@ TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
 }
 
 TEST(NodeCounts, HandTheSignalOnUntilOneTakesIt) {
-  Listener deaf(KQ::KQ_NOT_HANDLED);
-  Listener first(KQ::KQ_OK);
-  Listener second(KQ::KQ_OK);
+  test::SignalRecorder deaf;
+  deaf.result = KQ::KQ_NOT_HANDLED;
+  test::SignalRecorder first;
+  test::SignalRecorder second;
   NodeCounts counts({&deaf, &first, &second});
   EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_OK);
-  EXPECT_EQ(deaf.calls, 1);
-  EXPECT_EQ(first.calls, 1);
-  EXPECT_EQ(second.calls, 0);
+  EXPECT_EQ(deaf.signals.size(), 1U);
+  EXPECT_EQ(first.signals.size(), 1U);
+  EXPECT_EQ(second.signals.size(), 0U);
 }
 
 TEST(NodeCounts, LeaveToNobodyWhatNobodyTakes) {
-  Listener deaf(KQ::KQ_NOT_HANDLED);
+  test::SignalRecorder deaf;
+  deaf.result = KQ::KQ_NOT_HANDLED;
   NodeCounts counts({&deaf});
   EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_NOT_HANDLED);
 }

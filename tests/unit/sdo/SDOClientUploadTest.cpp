@@ -13,8 +13,8 @@
 #include "KQCANopenObjectDictionary.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQVariableOwner.h"
 #include "NamedCase.h"
+#include "OwnerRecorder.h"
 #include "SDOClientFixture.h"
 
 namespace {
@@ -22,17 +22,6 @@ namespace {
 using test::Frames;
 
 const char* const NOT_OWNER = "+++++ SDO => We are not owner of the variable\n";
-
-/// Some other protocol of the panel.
-class OtherOwner : public KQ::KQVariableOwner {
-public:
-  OtherOwner() : KQVariableOwner("other protocol") {}
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, int /*value*/) override { return 0; }
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, const std::string& /*value*/) override {
-    return 0;
-  }
-  int getValueRequest(unsigned short /*group*/, unsigned short /*id*/) override { return 0; }
-};
 
 class SDOClientUpload : public test::SDOClientFixture {
 protected:
@@ -275,7 +264,7 @@ TEST_F(SDOClientUpload, TextDoesNotFollowTheOneThatAMasterUploaded) {
 // ---- owner
 
 TEST_F(SDOClientUpload, NumberOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_UNSIGNED16, &owner);
   askForObject();
   EXPECT_EQ(KQ::KQ_NOT_PERMITTED, answer("4B 01 20 01 34 12 00 00"));
@@ -284,7 +273,7 @@ TEST_F(SDOClientUpload, NumberOfAnotherOwnerIsNotStored) {
 }
 
 TEST_F(SDOClientUpload, TextOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_VISIBLE_STRING, &owner);
   askForObject();
   EXPECT_EQ(KQ::KQ_NOT_PERMITTED, answer("4F 01 20 01 61 00 00 00"));
@@ -317,7 +306,7 @@ TEST_F(SDOClientUpload, IndexWithoutOwnerIsLoggedInLowerCase) {
 }
 
 TEST_F(SDOClientUpload, OfAnotherOwnerStaysPendingUntilItsTimeOut) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_UNSIGNED16, &owner);
   addNumber(2, 16, false);
   askForObject();
@@ -328,7 +317,7 @@ TEST_F(SDOClientUpload, OfAnotherOwnerStaysPendingUntilItsTimeOut) {
 }
 
 TEST_F(SDOClientUpload, SegmentedTextOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_VISIBLE_STRING, &owner);
   askForObject();
   server("41 01 20 01 05 00 00 00");

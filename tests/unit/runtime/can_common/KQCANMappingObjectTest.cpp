@@ -24,9 +24,8 @@
 
 #include "KQCANMessage.h"
 #include "KQDEI.h"
-#include "KQSignal.h"
-#include "KQSignalListener.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
+#include "SignalRecorder.h"
 #include "TestSeed.h"
 
 namespace KQ {
@@ -560,14 +559,6 @@ INSTANTIATE_TEST_SUITE_P(
                     ScaledCase{"SmallestInteger", 32, true, 0, 0, 2, intMin, {0, 0, 0, 0, 0xC0}, intMin}),
     [](const auto& row) { return std::string(row.param.name); });
 
-class NamedOwner : public KQVariableOwner {
-public:
-  NamedOwner() : KQVariableOwner("mapping") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-};
-
 class ToTheStore : public testing::Test {
 protected:
   ToTheStore() {
@@ -611,7 +602,7 @@ TEST_F(ToTheStore, ResultOfTheStoreIsHandedBack) {
 }
 
 TEST_F(ToTheStore, OwnerWritesItsOwnVariablesOnly) {
-  NamedOwner owner;
+  test::OwnerRecorder owner;
   EXPECT_EQ(30, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
   KQVariable owned(0x2001, 3, "integer");
   owned.setOwner(&owner);
@@ -619,15 +610,6 @@ TEST_F(ToTheStore, OwnerWritesItsOwnVariablesOnly) {
   EXPECT_EQ(0, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
   EXPECT_EQ(1, integer());
 }
-
-class CountingListener : public KQSignalListener {
-public:
-  int signalOccurred(KQSignal& signal) override {
-    signals.push_back(signal);
-    return 0;
-  }
-  std::vector<KQSignal> signals;
-};
 
 class RecordOptions : public testing::TestWithParam<bool> {
 protected:
@@ -643,7 +625,7 @@ protected:
     object_.extractMappedValues(&message, nullptr, nullptr, false);
   }
 
-  CountingListener listener_;
+  test::SignalRecorder listener_;
   RecordingObject object_;
 };
 

@@ -16,52 +16,12 @@
 #include <vector>
 
 #include "KQExternalVariable.h"
-#include "KQSignal.h"
-#include "KQSignalListener.h"
 #include "KQVariableEventDispatcher.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
+#include "SignalRecorder.h"
 
 namespace KQ {
 namespace {
-
-/// Keeps the last request and answers with a code of its own.
-class RecordingOwner : public KQVariableOwner {
-public:
-  explicit RecordingOwner(const std::string& name) : KQVariableOwner(name) {}
-
-  int updateRequest(unsigned short group, unsigned short id, int value) override {
-    note(group, id, std::to_string(value));
-    return answer_;
-  }
-  int updateRequest(unsigned short group, unsigned short id, const std::string& value) override {
-    note(group, id, value);
-    return answer_;
-  }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-
-  void answerWith(int code) { answer_ = code; }
-  const std::vector<std::string>& requests() const { return requests_; }
-
-private:
-  void note(unsigned short group, unsigned short id, const std::string& value) {
-    requests_.push_back(std::to_string(group) + "/" + std::to_string(id) + "=" + value);
-  }
-
-  int answer_{0};
-  std::vector<std::string> requests_;
-};
-
-class RecordingListener : public KQSignalListener {
-public:
-  int signalOccurred(KQSignal& signal) override {
-    signals_.push_back(signal);
-    return 0;
-  }
-  const std::vector<KQSignal>& signals() const { return signals_; }
-
-private:
-  std::vector<KQSignal> signals_;
-};
 
 constexpr unsigned short index = 0x2001;
 constexpr unsigned short integerSub = 3;
@@ -107,8 +67,8 @@ protected:
   }
 
   void expectOneReport(int code, unsigned short sub, unsigned int value) const {
-    ASSERT_EQ(1U, listener_.signals().size());
-    const KQSignal& signal = listener_.signals().front();
+    ASSERT_EQ(1U, listener_.signals.size());
+    const KQSignal& signal = listener_.signals.front();
     EXPECT_EQ(KQ_SIGNAL_TYPE_VARIABLE, signal.getType());
     EXPECT_EQ(code, signal.getCode());
     EXPECT_EQ(static_cast<unsigned int>(index) << 16 | sub, signal.getFirstValue());
@@ -117,8 +77,8 @@ protected:
 
   KQDEI* const dei_{KQDEI::instance()};
   KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
-  RecordingOwner owner_{"node5"};
-  RecordingListener listener_;
+  test::OwnerRecorder owner_{"node5"};
+  test::SignalRecorder listener_;
 };
 
 TEST_F(VariableStore, IsOneForTheProcess) {
@@ -187,7 +147,7 @@ TEST_F(VariableStore, FindsEveryOneOfManyVariables) {
 }
 
 TEST_F(VariableStore, KeyOfAnotherOwnerIsTaken) {
-  RecordingOwner other("node6");
+  test::OwnerRecorder other("node6");
   EXPECT_EQ(25, add(ownedSub, STORAGE_TYPE_INTEGER, &other));
   EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
 }
@@ -206,7 +166,7 @@ TEST_F(VariableStore, VariableWithoutOwnerIsTakenOverWithItsValue) {
 
 TEST_F(VariableStore, OwnerOfTheSameNameTakesOver) {
   dei_->setVariableValue(index, ownedSub, 77, true, false);
-  RecordingOwner successor("node5");
+  test::OwnerRecorder successor("node5");
   EXPECT_EQ(0, add(ownedSub, STORAGE_TYPE_INTEGER, &successor));
   EXPECT_EQ(77, integer(ownedSub));
   EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, ownedSub));
@@ -293,7 +253,7 @@ TEST_F(VariableStore, ValueCanBeMarkedValidAgain) {
 TEST_F(VariableStore, MarkingAValueIsNotReported) {
   dei_->markValueAsInvalid(index, integerSub, true);
   dei_->markValueAsInvalid(index, integerSub, false);
-  EXPECT_TRUE(listener_.signals().empty());
+  EXPECT_TRUE(listener_.signals.empty());
 }
 
 TEST_F(VariableStore, WritingMarksTheValueValid) {
@@ -332,7 +292,7 @@ TEST_F(VariableStore, TextMayHoldZeroBytes) {
 TEST_F(VariableStore, SameValueIsNotReported) {
   dei_->setVariableValue(index, integerSub, 42, true, false);
   dei_->setVariableValue(index, textSub, std::string("text"), true, false);
-  EXPECT_TRUE(listener_.signals().empty());
+  EXPECT_TRUE(listener_.signals.empty());
 }
 
 TEST_F(VariableStore, ChangeIsNotReportedWhenNotAskedFor) {
@@ -340,24 +300,24 @@ TEST_F(VariableStore, ChangeIsNotReportedWhenNotAskedFor) {
   EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("other"), false, false));
   EXPECT_EQ(43, integer(integerSub));
   EXPECT_EQ("other", text(textSub));
-  EXPECT_TRUE(listener_.signals().empty());
+  EXPECT_TRUE(listener_.signals.empty());
 }
 
 TEST_F(VariableStore, WritingRefusesTheOtherStorageType) {
   EXPECT_EQ(20, dei_->setVariableValue(index, textSub, 1, true, false));
   EXPECT_EQ(20, dei_->setVariableValue(index, integerSub, std::string("a"), true, false));
   EXPECT_EQ(42, integer(integerSub));
-  EXPECT_TRUE(listener_.signals().empty());
+  EXPECT_TRUE(listener_.signals.empty());
 }
 
 TEST_F(VariableStore, ForwardedWriteGoesToTheOwnerInstead) {
-  owner_.answerWith(17);
+  owner_.result = 17;
   EXPECT_EQ(17, dei_->setVariableValue(index, ownedSub, -7, true, true));
   EXPECT_EQ(17, dei_->setVariableValue(index, ownedTextSub, std::string("other"), true, true));
-  EXPECT_EQ((std::vector<std::string>{"8193/5=-7", "8193/6=other"}), owner_.requests());
+  EXPECT_EQ((std::vector<std::string>{"8193/5=-7", "8193/6=other"}), owner_.requests);
   EXPECT_EQ(42, integer(ownedSub));
   EXPECT_EQ("text", text(ownedTextSub));
-  EXPECT_TRUE(listener_.signals().empty());
+  EXPECT_TRUE(listener_.signals.empty());
 }
 
 TEST_F(VariableStore, ForwardedWriteIsStoredWhenThereIsNoOwner) {
@@ -367,7 +327,7 @@ TEST_F(VariableStore, ForwardedWriteIsStoredWhenThereIsNoOwner) {
 
 TEST_F(VariableStore, WriteThatIsNotForwardedLeavesTheOwnerAlone) {
   EXPECT_EQ(0, dei_->setVariableValue(index, ownedSub, 43, true, false));
-  EXPECT_TRUE(owner_.requests().empty());
+  EXPECT_TRUE(owner_.requests.empty());
   EXPECT_EQ(43, integer(ownedSub));
 }
 
@@ -401,9 +361,9 @@ TEST_F(VariableStore, WritingAsOwnerRefusesTheOtherStorageType) {
 }
 
 TEST_F(VariableStore, WritingAsOwnerCanBeForwarded) {
-  owner_.answerWith(0);
+  owner_.result = 0;
   EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedSub, 43, "node5", true, true));
-  EXPECT_EQ(1U, owner_.requests().size());
+  EXPECT_EQ(1U, owner_.requests.size());
   EXPECT_EQ(42, integer(ownedSub));
 }
 
@@ -416,7 +376,7 @@ TEST_F(VariableStore, KnowsTheOwner) {
 }
 
 TEST_F(VariableStore, VariablesOfAnOwnerThatGoesStayWithoutOne) {
-  auto leaving = std::make_unique<RecordingOwner>("leaving");
+  auto leaving = std::make_unique<test::OwnerRecorder>("leaving");
   add(20, STORAGE_TYPE_INTEGER, leaving.get());
   dei_->setVariableValue(index, 20, 77, true, false);
   leaving.reset();
@@ -428,14 +388,14 @@ TEST_F(VariableStore, VariablesOfAnOwnerThatGoesStayWithoutOne) {
 }
 
 TEST_F(VariableStore, OwnerThatGoesLeavesTheVariablesOfOthersAlone) {
-  { const RecordingOwner leaving("node5"); }
+  { const test::OwnerRecorder leaving("node5"); }
   EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
 }
 
 TEST_F(VariableStore, OwnerThatWasReplacedGoesWithoutATrace) {
-  RecordingOwner successor("leaving");
+  test::OwnerRecorder successor("leaving");
   {
-    RecordingOwner leaving("leaving");
+    test::OwnerRecorder leaving("leaving");
     add(20, STORAGE_TYPE_INTEGER, &leaving);
     add(20, STORAGE_TYPE_INTEGER, &successor);
   }
@@ -482,11 +442,10 @@ TEST_F(VariableStore, MapOfAnEmptyStoreIsNull) {
   EXPECT_EQ(23, dei_->getVariableValue(index, integerSub, &value));
 }
 
-/// Reads, writes and adds while it is told, which deadlocks when a lock is held.
 /// An owner as a protocol is one: it listens, too.
-class ListeningOwner : public RecordingOwner, public RecordingListener {
+class ListeningOwner : public test::OwnerRecorder, public test::SignalRecorder {
 public:
-  using RecordingOwner::RecordingOwner;
+  using OwnerRecorder::OwnerRecorder;
 };
 
 TEST_F(VariableStore, OwnerThatListensHearsOfItsVariablesFromWhoeverWrites) {
@@ -495,10 +454,10 @@ TEST_F(VariableStore, OwnerThatListensHearsOfItsVariablesFromWhoeverWrites) {
   dei_->setVariableValue(index, 20, 43, true, false);
   dei_->forceSetVariableValue(index, 20, 44, "protocol", true, false);
   dei_->setVariableValue(index, integerSub, 1, true, false);
-  ASSERT_EQ(2U, owner.signals().size());
-  EXPECT_EQ(0x20010014U, owner.signals()[0].getFirstValue());
-  EXPECT_EQ(43U, owner.signals()[0].getSecondValue());
-  EXPECT_EQ(44U, owner.signals()[1].getSecondValue());
+  ASSERT_EQ(2U, owner.signals.size());
+  EXPECT_EQ(0x20010014U, owner.signals[0].getFirstValue());
+  EXPECT_EQ(43U, owner.signals[0].getSecondValue());
+  EXPECT_EQ(44U, owner.signals[1].getSecondValue());
 }
 
 TEST_F(VariableStore, OwnerThatListensAndRegistersItselfIsToldOnce) {
@@ -507,30 +466,20 @@ TEST_F(VariableStore, OwnerThatListensAndRegistersItselfIsToldOnce) {
   add(20, STORAGE_TYPE_INTEGER, &owner);
   dispatcher_->addMapping(index, 20, &owner);
   dei_->setVariableValue(index, 20, 43, true, false);
-  EXPECT_EQ(1U, owner.signals().size());
+  EXPECT_EQ(1U, owner.signals.size());
 }
 
-class BusyListener : public KQSignalListener {
-public:
-  int signalOccurred(KQSignal&) override {
-    KQDEI* dei = KQDEI::instance();
-    const KQVariable variable(index, 30, "added");
-    dei->addVariable(&variable);
-    dei->getVariableValue(index, integerSub, &seen_);
-    dei->setVariableValue(index, textSub, std::string("from listener"), true, false);
-    return 99;
-  }
-  int seen() const { return seen_; }
-
-private:
-  int seen_{0};
-};
-
 TEST_F(VariableStore, ListenerMayUseTheStore) {
-  BusyListener busy;
+  int seen = 0;
+  test::SignalRecorder busy([&] {
+    add(30, STORAGE_TYPE_INTEGER, nullptr);
+    seen = integer(integerSub);
+    dei_->setVariableValue(index, textSub, std::string("from listener"), true, false);
+  });
+  busy.result = 99;
   dispatcher_->addMapping(index, integerSub, &busy);
   EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, true, false));
-  EXPECT_EQ(43, busy.seen());
+  EXPECT_EQ(43, seen);
   EXPECT_EQ("from listener", text(textSub));
   EXPECT_TRUE(dei_->isValid(index, 30));
 }

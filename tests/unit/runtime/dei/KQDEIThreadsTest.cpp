@@ -19,7 +19,7 @@
 #include "KQSignal.h"
 #include "KQSignalListener.h"
 #include "KQVariableEventDispatcher.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
 
 namespace KQ {
 namespace {
@@ -30,6 +30,7 @@ constexpr unsigned short textSub = 0xFFF1;
 constexpr unsigned short variables = 5000;
 constexpr int rounds = 20000;
 
+/// Counts without a lock: one would put the writers in order that are to meet in the store.
 class CountingListener : public KQSignalListener {
 public:
   int signalOccurred(KQSignal&) override {
@@ -184,19 +185,11 @@ TEST_F(StoreThreads, EveryChangeOfSeveralWritersIsReportedOnce) {
   EXPECT_EQ(rounds, listener.count());
 }
 
-class IdleOwner : public KQVariableOwner {
-public:
-  IdleOwner() : KQVariableOwner("idle") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-};
-
 TEST_F(StoreThreads, OwnersComeAndGoWhileTheirVariablesAreUsed) {
   std::atomic<int> faults{0};
   const auto comeAndGo = [&] {
     for (int round = 0; round < rounds / 10; ++round) {
-      IdleOwner owner;
+      test::OwnerRecorder owner("idle");
       const KQExternalVariable variable(index, sharedSub, "owned", STORAGE_TYPE_INTEGER, 0, 1, 0, "", 32, false,
                                         &owner);
       faults += dei_->addVariable(&variable) != 0 ? 1 : 0;

@@ -12,8 +12,9 @@
 #include <string>
 #include <utility>
 
+#include "KQErrorCodes.h"
 #include "KQSignal.h"
-#include "KQSignalListener.h"
+#include "SignalRecorder.h"
 
 namespace KQ {
 namespace {
@@ -22,27 +23,20 @@ constexpr unsigned short index = 0x2001;
 
 class Dispatcher : public testing::Test {
 protected:
-  /// Notes its letter and then does what the test wants.
-  class Listener : public KQSignalListener {
-  public:
-    Listener(char letter, std::string& told) : letter_(letter), told_(told) {}
-    int signalOccurred(KQSignal&) override {
-      told_ += letter_;
-      if (whenTold_) {
-        whenTold_();
-      }
-      return 11;
-    }
-    void whenTold(std::function<void()> action) { whenTold_ = std::move(action); }
-
-  private:
-    const char letter_;
-    std::string& told_;
-    std::function<void()> whenTold_;
-  };
-
-  Dispatcher() { dispatcher_->clear(); }
+  Dispatcher() {
+    dispatcher_->clear();
+    b_.result = KQ_NOT_HANDLED;
+  }
   ~Dispatcher() override { dispatcher_->clear(); }
+
+  /// What a listener does that notes its letter first.
+  std::function<void()> note(
+      char letter, std::function<void()> next = [] {}) {
+    return [this, letter, next] {
+      told_ += letter;
+      next();
+    };
+  }
 
   /// The letters of the listeners that are told of a change, in order.
   std::string toldOf(unsigned int sub) {
@@ -54,9 +48,9 @@ protected:
 
   KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
   std::string told_;
-  Listener a_{'a', told_};
-  Listener b_{'b', told_};
-  Listener c_{'c', told_};
+  test::SignalRecorder a_{note('a')};
+  test::SignalRecorder b_{note('b')};
+  test::SignalRecorder c_{note('c')};
 };
 
 TEST_F(Dispatcher, RefusesNull) {
@@ -91,7 +85,7 @@ TEST_F(Dispatcher, SamePairTwiceIsOneRegistration) {
 }
 
 TEST_F(Dispatcher, RemovedListenerIsToldNoMore) {
-  for (Listener* listener : {&a_, &b_, &c_}) {
+  for (test::SignalRecorder* listener : {&a_, &b_, &c_}) {
     dispatcher_->addMapping(index, 1, listener);
   }
   EXPECT_EQ(0, dispatcher_->removeMapping(index, 1, &b_));
@@ -137,7 +131,7 @@ TEST_F(Dispatcher, FindsEachOfManyVariables) {
 }
 
 TEST_F(Dispatcher, ListenerMayRemoveItselfWhileTold) {
-  a_.whenTold([&] { dispatcher_->removeListener(&a_); });
+  a_.reaction = note('a', [&] { dispatcher_->removeListener(&a_); });
   dispatcher_->addMapping(index, 1, &a_);
   dispatcher_->addMapping(index, 1, &b_);
   EXPECT_EQ("ab", toldOf(1));
@@ -145,15 +139,15 @@ TEST_F(Dispatcher, ListenerMayRemoveItselfWhileTold) {
 }
 
 TEST_F(Dispatcher, ListenerAddedWhileToldIsToldNextTime) {
-  a_.whenTold([&] { dispatcher_->addMapping(index, 1, &b_); });
+  a_.reaction = note('a', [&] { dispatcher_->addMapping(index, 1, &b_); });
   dispatcher_->addMapping(index, 1, &a_);
   EXPECT_EQ("a", toldOf(1));
   EXPECT_EQ("ab", toldOf(1));
 }
 
 TEST_F(Dispatcher, ListenerMayRemoveAndDeleteALaterOneWhileTold) {
-  auto later = std::make_unique<Listener>('l', told_);
-  a_.whenTold([&] {
+  auto later = std::make_unique<test::SignalRecorder>(note('l'));
+  a_.reaction = note('a', [&] {
     dispatcher_->removeListener(later.get());
     later.reset();
   });
@@ -164,7 +158,7 @@ TEST_F(Dispatcher, ListenerMayRemoveAndDeleteALaterOneWhileTold) {
 }
 
 TEST_F(Dispatcher, ListenerMayTakeAllRegistrationsBackWhileTold) {
-  a_.whenTold([&] { dispatcher_->clear(); });
+  a_.reaction = note('a', [&] { dispatcher_->clear(); });
   dispatcher_->addMapping(index, 1, &a_);
   dispatcher_->addMapping(index, 1, &b_);
   EXPECT_EQ("a", toldOf(1));
@@ -172,7 +166,7 @@ TEST_F(Dispatcher, ListenerMayTakeAllRegistrationsBackWhileTold) {
 }
 
 TEST_F(Dispatcher, ListenerMayCauseAnotherReport) {
-  a_.whenTold([&] {
+  a_.reaction = note('a', [&] {
     KQSignal signal;
     dispatcher_->dispatch(static_cast<unsigned int>(index) << 16 | 2U, signal);
   });
@@ -183,19 +177,10 @@ TEST_F(Dispatcher, ListenerMayCauseAnotherReport) {
 }
 
 TEST_F(Dispatcher, HandsTheSignalOver) {
-  class ReadingListener : public KQSignalListener {
-  public:
-    int signalOccurred(KQSignal& signal) override {
-      seen = signal.getSecondValue();
-      return 0;
-    }
-    unsigned int seen{0};
-  };
-  ReadingListener reading;
-  dispatcher_->addMapping(index, 1, &reading);
+  dispatcher_->addMapping(index, 1, &a_);
   KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, KQ_SIGNAL_VARIABLE_CHANGED, 0x20010001U, 0xFFFFFFFEU);
   dispatcher_->dispatch(0x20010001U, signal);
-  EXPECT_EQ(0xFFFFFFFEU, reading.seen);
+  EXPECT_EQ(0xFFFFFFFEU, a_.signals.at(0).getSecondValue());
 }
 
 }  // namespace

@@ -12,18 +12,10 @@
 
 #include "KQAction.h"
 #include "KQExternalVariable.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
 
 namespace KQ {
 namespace {
-
-class SilentOwner : public KQVariableOwner {
-public:
-  SilentOwner() : KQVariableOwner("silent") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-};
 
 class NoAction : public KQAction {
 public:
@@ -62,7 +54,7 @@ TEST(Variable, StartsAsAValidReadableWritableInteger) {
 }
 
 TEST(Variable, CopyHasEveryAttribute) {
-  SilentOwner owner;
+  test::OwnerRecorder owner;
   NoAction action;
   KQVariable variable(1, 2, "before", STORAGE_TYPE_INTEGER, 16, true);
   variable.setName("after");
@@ -145,7 +137,7 @@ TEST(Variable, ExplicitLimitsReplaceTheNaturalRange) {
 }
 
 TEST(ExternalVariable, HasWhatItsConstructorWasGiven) {
-  SilentOwner owner;
+  test::OwnerRecorder owner;
   const KQExternalVariable variable(0x2100, 5, "external", STORAGE_TYPE_STRING, -7, 7, 3, "hello", 24, true, &owner);
   EXPECT_EQ(0x21000005U, variable.getVariableID());
   EXPECT_EQ("external", variable.getName());
