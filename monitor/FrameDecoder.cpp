@@ -187,7 +187,7 @@ void FrameDecoder::decodeTime() {
     return decoded.complain("TIME that has not 6 bytes");
   }
   constexpr unsigned int TIME_OF_DAY = 0x0C;
-  addValue(0, 0, {}).value.setBytes(DataType::fromCode(TIME_OF_DAY), decoded.frame.data, LENGTH);
+  addValue(0, 0, {}).value.setBytes(ValueType::fromCode(TIME_OF_DAY), decoded.frame.data, LENGTH);
 }
 
 void FrameDecoder::decodeEmergency() {

@@ -102,9 +102,9 @@ constexpr Entry ENTRIES[] = {
 };
 
 /// Numbers that are COB-IDs, mappings and the like are read in hexadecimal by everybody.
-DataType typeOf(unsigned char code) {
-  const DataType type = DataType::fromCode(code);
-  return code == U32 ? DataType{Form::PATTERN, type.bits} : type;
+ValueType typeOf(unsigned char code) {
+  const ValueType type = ValueType::fromCode(code);
+  return code == U32 ? ValueType{Form::PATTERN, type.bits} : type;
 }
 
 }  // namespace

@@ -68,8 +68,8 @@ DeviceDescription read(const Argument& argument, unsigned char otherwise, std::v
 }
 
 /// Types that the file itself defines, and those of the standard.
-monitor::DataType getType(const DeviceDescription& description, unsigned int dataType) {
-  const monitor::DataType standard = monitor::DataType::fromCode(dataType);
+monitor::ValueType getType(const DeviceDescription& description, unsigned int dataType) {
+  const monitor::ValueType standard = monitor::ValueType::fromCode(dataType);
   const std::optional<device_description::IntegerType> integer = description.getIntegerType(dataType);
   if (standard.form != monitor::Form::PATTERN || !integer) {
     return standard;
@@ -149,7 +149,7 @@ void DescriptionNames::addObjects(const DeviceDescription& description, unsigned
   for (const auto& [index, object] : description.objects) {
     for (const auto& [subIndex, subObject] : object.subObjects) {
       const monitor::ObjectDescription standard = monitor::StandardNames::instance().describe(node, index, subIndex);
-      const monitor::DataType type = standard.name.empty() ? getType(description, subObject.dataType) : standard.type;
+      const monitor::ValueType type = standard.name.empty() ? getType(description, subObject.dataType) : standard.type;
       entries[keyOf(node, index, subIndex)] = {description.getName(index, subIndex), type};
     }
   }
@@ -164,8 +164,8 @@ void DescriptionNames::addPDO(const DeviceDescription& description, const device
   unsigned int bits = 0;
   for (const device_description::MappedObject& mapped : pdo.mapping) {
     const SubObject* const subObject = description.find(mapped.index, mapped.subIndex);
-    const monitor::DataType type =
-        subObject != nullptr ? getType(description, subObject->dataType) : monitor::DataType();
+    const monitor::ValueType type =
+        subObject != nullptr ? getType(description, subObject->dataType) : monitor::ValueType();
     object.mapping.push_back(
         {mapped.index, mapped.subIndex, mapped.bits, type, getShortName(description, pdo, mapped)});
     bits += mapped.bits;

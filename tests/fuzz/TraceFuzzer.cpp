@@ -29,7 +29,7 @@ class Names : public monitor::ObjectNames {
 public:
   monitor::ObjectDescription describe(unsigned char /*node*/, unsigned short index,
                                       unsigned char subIndex) const override {
-    return {"Object", monitor::DataType::fromCode((index + subIndex) & 0x1FU)};
+    return {"Object", monitor::ValueType::fromCode((index + subIndex) & 0x1FU)};
   }
   const monitor::CommunicationObject* findCommunicationObject(unsigned int cobID) const override {
     return cobID == MAPPED_COB_ID ? &pdo : cobID == 0x6E1 ? &request : cobID == 0x6E2 ? &response : nullptr;
@@ -40,10 +40,10 @@ private:
                                             5,
                                             1,
                                             true,
-                                            {{0x2000, 1, 3, monitor::DataType::fromCode(2), "A"},
+                                            {{0x2000, 1, 3, monitor::ValueType::fromCode(2), "A"},
                                              {0x0005, 0, 5, {}, "gap"},
-                                             {0x2000, 2, 12, monitor::DataType::fromCode(6), "B"},
-                                             {0x2000, 3, 44, monitor::DataType::fromCode(0x1B), "C"}}};
+                                             {0x2000, 2, 12, monitor::ValueType::fromCode(6), "B"},
+                                             {0x2000, 3, 44, monitor::ValueType::fromCode(0x1B), "C"}}};
   const monitor::CommunicationObject request = {Service::SDO_REQUEST, 5, 2, false, {}};
   const monitor::CommunicationObject response = {Service::SDO_RESPONSE, 5, 2, false, {}};
 };

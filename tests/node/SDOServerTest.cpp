@@ -218,37 +218,37 @@ TEST(SDOServerOfAnotherNode, ChannelFollowsTheNodeID) {
   EXPECT_EQ(Frames{"5FF#43 00 12 01 7F 06 00 00"}, node.receive("67F#40 00 12 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, ChannelAddedBeforeTheBootIsServed) {
+/// A second channel, which is there when the node boots.
+class AddedSDOServer : public testing::Test {
+protected:
+  void boot(unsigned int responseCobID) {
+    node.init();
+    ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, responseCobID, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
+    node.cycle();
+  }
+
   test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+};
+
+TEST_F(AddedSDOServer, IsServed) {
+  boot(0x592);
   EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
   EXPECT_EQ(Frames{"585#4F 01 12 03 12 00 00 00"}, node.receive("605#40 01 12 03 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, DisabledChannelAddedBeforeTheBootIsSilent) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x80000592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, IsSilentWhenDisabled) {
+  boot(0x80000592);
   EXPECT_EQ(Frames{}, node.receive("612#40 18 10 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, MasterMovesTheResponseCobIDOfAnAddedChannel) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, LetsAMasterMoveItsResponseCobID) {
+  boot(0x592);
   EXPECT_EQ(Frames{"585#60 01 12 02 00 00 00 00"}, node.receive("605#23 01 12 02 93 05 00 00"));
   EXPECT_EQ(Frames{"593#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, MasterCannotDisableAnAddedChannelBecauseOfItsLimit) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, CannotBeDisabledByAMasterBecauseOfItsLimit) {
+  boot(0x592);
   EXPECT_EQ(Frames{"585#80 01 12 02 00 00 00 08"}, node.receive("605#23 01 12 02 92 05 00 80"));
   EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
 }

@@ -56,7 +56,7 @@ TEST(StandardType, OfATextIsAText) {
 }
 
 TEST(StandardType, OfACOBIDIsAPatternOfFourBytes) {
-  const monitor::DataType type = StandardNames::instance().describe(5, 0x1800, 1).type;
+  const monitor::ValueType type = StandardNames::instance().describe(5, 0x1800, 1).type;
   EXPECT_EQ(type.form, monitor::Form::PATTERN);
   EXPECT_EQ(type.bits, 32);
 }

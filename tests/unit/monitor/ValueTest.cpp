@@ -18,9 +18,9 @@
 
 namespace {
 
-using monitor::DataType;
 using monitor::Form;
 using monitor::Value;
+using monitor::ValueType;
 
 std::string shown(const Value& value) {
   std::string text;
@@ -38,7 +38,7 @@ class ValueOfBytes : public ::testing::TestWithParam<BytesCase> {};
 
 TEST_P(ValueOfBytes, IsShownByItsType) {
   Value value;
-  value.setBytes(DataType::fromCode(GetParam().type), GetParam().bytes.data(), GetParam().bytes.size());
+  value.setBytes(ValueType::fromCode(GetParam().type), GetParam().bytes.data(), GetParam().bytes.size());
   EXPECT_EQ(shown(value), GetParam().text);
 }
 

@@ -98,7 +98,7 @@ TEST_F(DescriptionNamesTest, TakeTheNodeOfAConfiguration) {
 
 TEST_F(DescriptionNamesTest, HaveTheTypesOfObjects) {
   names.add("device.eds:5");
-  const monitor::DataType type = names.describe(5, 0x2000, 1).type;
+  const monitor::ValueType type = names.describe(5, 0x2000, 1).type;
   EXPECT_EQ(type.form, Form::SIGNED);
   EXPECT_EQ(type.bits, 16);
 }

@@ -37,7 +37,7 @@ Json valueOf(unsigned int type, std::initializer_list<unsigned char> bytes) {
   frame.service = monitor::Service::TPDO;
   frame.values.resize(1);
   frame.valueCount = 1;
-  frame.values[0].value.setBytes(monitor::DataType::fromCode(type), bytes.begin(), bytes.size());
+  frame.values[0].value.setBytes(monitor::ValueType::fromCode(type), bytes.begin(), bytes.size());
   return trace::toObject(frame, "can0")["values"][0]["value"];
 }
 
