@@ -67,7 +67,7 @@ TEST_F(ObservedFrames, AllocateNothingOnceTheyAreKnown) {
   for (int i = 0; i < 1000; ++i) {
     seeAll();
   }
-  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  EXPECT_EQ(0U, AllocationCounter::allocations() - before);
 }
 
 TEST_F(ObservedFrames, TakeABoundedMemory) {

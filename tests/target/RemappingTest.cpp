@@ -65,7 +65,7 @@ protected:
 
   /// Writes an object. The next frame that the master sends follows upon the confirmation at once.
   void write(unsigned short index, unsigned char subIndex, unsigned int value) {
-    EXPECT_EQ(ask(0x23, index, subIndex, value).substr(4, 2), "60");
+    EXPECT_EQ("60", ask(0x23, index, subIndex, value).substr(4, 2));
   }
   unsigned int read(unsigned short index) {
     const KQ::KQCANMessage answer = frame(ask(0x40, index, 0, 0));
@@ -96,7 +96,7 @@ TEST_F(RemappingOnBus, FrameAfterTheConfirmationOfAReceivePDOIsReceived) {
     write(0x1400, 1, NOT_VALID | identifier);
     write(0x1400, 1, identifier);
     master.send(frameWith(round, identifier));
-    ASSERT_EQ(read(0x2000 + RECEIVED_VARIABLE), round);
+    ASSERT_EQ(round, read(0x2000 + RECEIVED_VARIABLE));
   }
 }
 

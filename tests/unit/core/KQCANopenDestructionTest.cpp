@@ -34,14 +34,14 @@ TEST(StackInstanceEnd, UnusedInstance) {
 TEST(StackInstanceEnd, CreatedInstance) {
   TestNode node;
   node.destroy();
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, InstanceWithAStateMachineOnly) {
   TestNode node;
   node.canopen().createStateMachine();
   node.destroy();
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, RunningInstanceEndsSilently) {
@@ -52,46 +52,46 @@ TEST(StackInstanceEnd, RunningInstanceEndsSilently) {
   node.output.takeOutput();
   node.destroy();
   EXPECT_TRUE(states.signals.empty());
-  EXPECT_EQ(node.output.takeOutput(), "");
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeOutput());
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, VariablesOfTheApplicationStayWithoutOwner) {
   TestNode node;
   node.boot();
   KQ::KQVariable variable(0x2001, 3, "speed");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
   KQ::KQDEI* const store = KQ::KQDEI::instance();
-  ASSERT_EQ(store->getVariableOwnerPointer(0x2001, 3), &node.canopen());
+  ASSERT_EQ(&node.canopen(), store->getVariableOwnerPointer(0x2001, 3));
   store->forceSetVariableValue(0x2001, 3, 77, "node", false, false);
   node.destroy();
   int value = 0;
-  EXPECT_EQ(store->getVariableValue(0x2001, 3, &value), 0);
-  EXPECT_EQ(value, 77);
-  EXPECT_EQ(store->getVariableOwnerPointer(0x2001, 3), nullptr);
-  EXPECT_EQ(variable.getName(), "speed");
+  EXPECT_EQ(0, store->getVariableValue(0x2001, 3, &value));
+  EXPECT_EQ(77, value);
+  EXPECT_EQ(nullptr, store->getVariableOwnerPointer(0x2001, 3));
+  EXPECT_EQ("speed", variable.getName());
 }
 
 /// A node in operation that sends its own variable 0x2001 sub-index 3 at each change.
 void startSender(TestNode& node) {
   node.init();
   KQ::KQVariable variable(0x2001, 3, "speed");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr), 0);
-  ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2001, 3, 32), 0);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr));
+  ASSERT_EQ(0, node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2001, 3, 32));
   node.cycle();
   node.receive("000#01 00");
   node.cycle();
   KQ::KQDEI::instance()->forceSetVariableValue(0x2001, 3, 1, "node", true, false);
-  ASSERT_EQ(node.port().takeSent(), test::Frames{"185#01 00 00 00"});
+  ASSERT_EQ(test::Frames{"185#01 00 00 00"}, node.port().takeSent());
 }
 
 TEST(StackInstanceEnd, ChangeAfterTheEndReachesNobody) {
   TestNode node;
   startSender(node);
   node.destroy();
-  EXPECT_EQ(KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false), 0);
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ(0, KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false));
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, ChangeAfterASecondInitIsOfNoInterest) {
@@ -99,8 +99,8 @@ TEST(StackInstanceEnd, ChangeAfterASecondInitIsOfNoInterest) {
   startSender(node);
   node.boot();
   node.receive("000#01 00");
-  EXPECT_EQ(KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false), 0);
-  EXPECT_EQ(node.cycle(), test::Frames{});
+  EXPECT_EQ(0, KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false));
+  EXPECT_EQ(test::Frames{}, node.cycle());
 }
 
 // ---- what the first init() had
@@ -112,7 +112,7 @@ TEST(SecondInit, ForgetsPDOActions) {
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.init();
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
-  EXPECT_EQ(action.runs, 0U);
+  EXPECT_EQ(0U, action.runs);
 }
 
 TEST(SecondInit, ForgetsChannelNames) {
@@ -123,8 +123,8 @@ TEST(SecondInit, ForgetsChannelNames) {
   KQ::KQVariable variable(0x2001, 3, "speed");
   variable.setExternalIdentifier(0x60000001);
   variable.setChannelName("remote");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
-  EXPECT_EQ(node.canopen().getVariableByExternalIdentifier(0x6000, 1, 0x586), nullptr);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
+  EXPECT_EQ(nullptr, node.canopen().getVariableByExternalIdentifier(0x6000, 1, 0x586));
 }
 
 TEST(SecondInit, KeepsAnActionThatWasSetBeforeTheFirst) {
@@ -133,7 +133,7 @@ TEST(SecondInit, KeepsAnActionThatWasSetBeforeTheFirst) {
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.init();
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
-  EXPECT_EQ(action.runs, 1U);
+  EXPECT_EQ(1U, action.runs);
 }
 
 TEST(SecondInit, KeepsTheWorkListener) {
@@ -143,7 +143,7 @@ TEST(SecondInit, KeepsTheWorkListener) {
   node.init();
   node.init();
   KQ::NodeInternals::reportQueuedWork(node.canopen());
-  EXPECT_EQ(work.signals.size(), 1U);
+  EXPECT_EQ(1U, work.signals.size());
 }
 
 class InitInAListener : public testing::Test {
@@ -154,7 +154,7 @@ protected:
       const KQ::KQSignal& signal = rebuilder.signals.back();
       if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
         ++rebuilds;
-        EXPECT_EQ(node.canopen().init(), 0);
+        EXPECT_EQ(0, node.canopen().init());
         node.canopen().addStateListener(&states);
       }
     };
@@ -162,12 +162,12 @@ protected:
 
   /// The node boots as a fresh one does, with a frame that waits still unread.
   void expectFreshNode() {
-    EXPECT_EQ(rebuilds, 1);
-    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
-    EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
-    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-    EXPECT_EQ(states.signals.size(), 1U);
-    EXPECT_EQ(node.output.takeErrors(), "");
+    EXPECT_EQ(1, rebuilds);
+    EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
+    EXPECT_EQ(test::Frames{"705#00"}, node.cycle());
+    EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
+    EXPECT_EQ(1U, states.signals.size());
+    EXPECT_EQ("", node.output.takeErrors());
   }
 
   int rebuilds = 0;
@@ -191,10 +191,10 @@ TEST_F(InitInAListener, LeavesTheFramesBehindTheResetToTheFreshNode) {
   node.port().inject("000#81 05");
   node.port().inject("605#40 18 10 01 00 00 00 00");
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().waitingFrames(), 1U);
+  EXPECT_EQ(1U, node.port().waitingFrames());
   expectFreshNode();
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().takeSent().size(), 1U);
+  EXPECT_EQ(1U, node.port().takeSent().size());
 }
 
 TEST_F(InitInAListener, OfACycleIsSafe) {
@@ -211,7 +211,7 @@ TEST_F(InitInAListener, OfTheApplicationsOwnStateChangeIsSafe) {
   node.canopen().setOption(KQCANopen::OPTION_ALLOW_STATE_CHANGE, true);
   node.start();
   node.canopen().addStateListener(&rebuilder);
-  EXPECT_EQ(node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION), 0);
+  EXPECT_EQ(0, node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION));
   expectFreshNode();
 }
 
@@ -219,7 +219,7 @@ TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   constexpr unsigned int TIMED_OUT = 17;
   rebuildAt(0x517, TIMED_OUT);
   node.init();
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr), 0);
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr));
   node.canopen().addHeartbeatConsumer(9, 100);
   node.canopen().addHeartbeatListener(&rebuilder);
   node.cycle();
@@ -227,7 +227,7 @@ TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   node.receive("709#05");
   node.run(100);
   node.clock.advance(1000);
-  EXPECT_EQ(node.cycle(), test::Frames{});  // the event timer of before is over, too
+  EXPECT_EQ(test::Frames{}, node.cycle());  // the event timer of before is over, too
   expectFreshNode();
 }
 
@@ -249,15 +249,15 @@ TEST_F(InitInAListener, OfAPDOIsSafe) {
     TestNode& node;
   } action(node);
   node.init();
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 0, 0, 255, true, nullptr), 0);
-  ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_RECEIVE, 5, 0, 8), 0);
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 0, 0, 255, true, nullptr));
+  ASSERT_EQ(0, node.canopen().addPDOMapping(0, KQ::PDO_TYPE_RECEIVE, 5, 0, 8));
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.cycle();
   node.receive("000#01 00");
   node.port().takeSent();
   node.receive("205#01");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
-  EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
+  EXPECT_EQ(test::Frames{"705#00"}, node.cycle());
 }
 
 /// Tells when it is deleted.
@@ -276,11 +276,11 @@ TEST(StackInstanceEnd, ClosesItsPortOnce) {
   auto* const ports = KQ::KQCANPortRegistry::instance();
   ports->bindPort(78, [&deletions](std::string& /*error*/) { return std::make_unique<MortalEndPoint>(deletions); });
   auto node = std::make_unique<KQCANopen>("node");
-  ASSERT_EQ(node->create(KQ::KQDEI::instance(), nullptr, 78, nullptr), 0);
-  ASSERT_EQ(node->init(), 0);
-  EXPECT_EQ(deletions, 0);
+  ASSERT_EQ(0, node->create(KQ::KQDEI::instance(), nullptr, 78, nullptr));
+  ASSERT_EQ(0, node->init());
+  EXPECT_EQ(0, deletions);
   node.reset();
-  EXPECT_EQ(deletions, 1);
+  EXPECT_EQ(1, deletions);
   ports->unbindPort(78);
 }
 

@@ -34,7 +34,7 @@ TEST_P(Number, IsReadInItsType) {
   ASSERT_TRUE(number);
   const auto value = number->as(GetParam().type);
   ASSERT_TRUE(value);
-  EXPECT_EQ(value->number, GetParam().number);
+  EXPECT_EQ(GetParam().number, value->number);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -37,8 +37,8 @@ TEST(Recent, CountsThoseThatItNoLongerHas) {
   recent.add(1);
   recent.add(2);
   recent.add(3);
-  EXPECT_EQ(recent.getTotal(), 3U);
-  EXPECT_EQ(recent.back(), 3);
+  EXPECT_EQ(3U, recent.getTotal());
+  EXPECT_EQ(3, recent.back());
 }
 
 }  // namespace

@@ -94,21 +94,21 @@ protected:
 
 TEST_F(HeartbeatConsumer, ReadingTheEntryReportsNothing) {
   watchNode5();
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, MissingNodeThatIsHeardIsReportedAsResolved) {
   watchNode5();
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, PresentNodeThatIsHeardIsNotReported) {
   watchNode5();
   receive("705#05");
   take();
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, PresentNodeThatFallsSilentIsReportedAsTimeout) {
@@ -116,7 +116,7 @@ TEST_F(HeartbeatConsumer, PresentNodeThatFallsSilentIsReportedAsTimeout) {
   receive("705#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SilentNodeIsReportedOnce) {
@@ -127,7 +127,7 @@ TEST_F(HeartbeatConsumer, SilentNodeIsReportedOnce) {
   for (int i = 0; i < 5; ++i) {
     advanceAndCheck(101);
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, SilentNodeThatReturnsIsReportedAsResolvedAgain) {
@@ -136,9 +136,9 @@ TEST_F(HeartbeatConsumer, SilentNodeThatReturnsIsReportedAsResolvedAgain) {
   advanceAndCheck(101);
   take();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NodeNeverHeardIsNeverReported) {
@@ -146,7 +146,7 @@ TEST_F(HeartbeatConsumer, NodeNeverHeardIsNeverReported) {
   for (int i = 0; i < 10; ++i) {
     advanceAndCheck(101);
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadMakesAPresentNodeMissingInSilence) {
@@ -155,9 +155,9 @@ TEST_F(HeartbeatConsumer, ReReadMakesAPresentNodeMissingInSilence) {
   take();
   nmt.updateHeartbeatConsumerSettings();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SignalIsOfType6WithAllOtherFieldsZero) {
@@ -166,12 +166,12 @@ TEST_F(HeartbeatConsumer, SignalIsOfType6WithAllOtherFieldsZero) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  ASSERT_EQ(recorder.signals.size(), 2U);
-  EXPECT_EQ(recorder.signals[0].getType(), 6);
-  EXPECT_EQ(recorder.signals[0].getCode(), 1304);
+  ASSERT_EQ(2U, recorder.signals.size());
+  EXPECT_EQ(6, recorder.signals[0].getType());
+  EXPECT_EQ(1304, recorder.signals[0].getCode());
   EXPECT_FALSE(recorder.signals[0].getFlag());
-  EXPECT_EQ(recorder.signals[1].getType(), 6);
-  EXPECT_EQ(recorder.signals[1].getCode(), 1303);
+  EXPECT_EQ(6, recorder.signals[1].getType());
+  EXPECT_EQ(1303, recorder.signals[1].getCode());
   EXPECT_FALSE(recorder.signals[1].getFlag());
 }
 
@@ -182,9 +182,9 @@ TEST_F(HeartbeatConsumer, DeadlineItselfIsNotYetATimeout) {
   receive("705#05");
   take();
   advanceAndCheck(100);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, HeartbeatMovesTheDeadline) {
@@ -195,9 +195,9 @@ TEST_F(HeartbeatConsumer, HeartbeatMovesTheDeadline) {
     advanceAndCheck(100);
     receive("705#05");
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, HeartbeatAfterTheDeadlineButBeforeTheCheckComesInTime) {
@@ -207,7 +207,7 @@ TEST_F(HeartbeatConsumer, HeartbeatAfterTheDeadlineButBeforeTheCheckComesInTime)
   node.clock.advance(500);
   receive("705#05");
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadTakesTheNewTime) {
@@ -218,9 +218,9 @@ TEST_F(HeartbeatConsumer, ReReadTakesTheNewTime) {
   receive("705#05");
   take();
   advanceAndCheck(2000);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadInOperationalReportsNothingEither) {
@@ -230,9 +230,9 @@ TEST_F(HeartbeatConsumer, ReReadInOperationalReportsNothingEither) {
   take();
   nmt.updateHeartbeatConsumerSettings();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, DeadlineBeyondTheWrapOfTheTickIsPassedAtOnce) {
@@ -241,7 +241,7 @@ TEST_F(HeartbeatConsumer, DeadlineBeyondTheWrapOfTheTickIsPassedAtOnce) {
   receive("705#05");
   take();
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, DeadlineAtTheLastTickIsNotPassedBeforeIt) {
@@ -250,13 +250,13 @@ TEST_F(HeartbeatConsumer, DeadlineAtTheLastTickIsNotPassedBeforeIt) {
   receive("705#05");
   take();
   advanceAndCheck(100);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, CheckWithoutConsumersReadsNoTick) {
   const unsigned int readings = node.clock.readings();
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(node.clock.readings(), readings);
+  EXPECT_EQ(readings, node.clock.readings());
 }
 
 // ---- settings
@@ -265,9 +265,9 @@ TEST_F(HeartbeatConsumer, HighestByteOfTheEntryIsIgnored) {
   write(1, 0xAA050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, LongestTime) {
@@ -276,9 +276,9 @@ TEST_F(HeartbeatConsumer, LongestTime) {
   receive("705#05");
   take();
   advanceAndCheck(65535);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, Time0IsWatchedAndOverOneTickLater) {
@@ -287,29 +287,29 @@ TEST_F(HeartbeatConsumer, Time0IsWatchedAndOverOneTickLater) {
   receive("705#05");
   take();
   advanceAndCheck(0);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, Node0OfAnUnusedEntryIsWatched) {
   nmt.updateHeartbeatConsumerSettings();
   receive("700#05");
-  EXPECT_EQ(take(), Events{"all resolved 0 0"});
+  EXPECT_EQ(Events{"all resolved 0 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, LastSubIndexIsRead) {
   write(127, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SubIndex128IsNotRead) {
   write(128, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, LaterSubIndexOverwritesTheTimeOfANode) {
@@ -319,7 +319,7 @@ TEST_F(HeartbeatConsumer, LaterSubIndexOverwritesTheTimeOfANode) {
   receive("705#05");
   take();
   advanceAndCheck(51);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NodeThatIsNoLongerListedStaysWatched) {
@@ -328,9 +328,9 @@ TEST_F(HeartbeatConsumer, NodeThatIsNoLongerListedStaysWatched) {
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
   receive("706#05");
-  EXPECT_EQ(take(), (Events{"all resolved 5 0", "all resolved 6 0"}));
+  EXPECT_EQ((Events{"all resolved 5 0", "all resolved 6 0"}), take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 5 17", "all timeout 6 17"}));
+  EXPECT_EQ((Events{"all timeout 5 17", "all timeout 6 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, SettingsWithoutDictionaryWatchNobody) {
@@ -338,7 +338,7 @@ TEST_F(HeartbeatConsumer, SettingsWithoutDictionaryWatchNobody) {
   write(1, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, SettingsWithoutTheObjectWatchNobody) {
@@ -346,7 +346,7 @@ TEST_F(HeartbeatConsumer, SettingsWithoutTheObjectWatchNobody) {
   nmt.setObjectDictionary(&empty);
   nmt.updateHeartbeatConsumerSettings();
   receive("700#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 // ---- listeners
@@ -355,18 +355,18 @@ TEST_F(HeartbeatConsumer, ListenerOfTheNodeIsToldAfterTheOneForAllAndLogged) {
   nmt.addHeartbeatListner(&forNode, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), (Events{"all resolved 5 0", "node resolved 5 0"}));
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat resolved timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ((Events{"all resolved 5 0", "node resolved 5 0"}), take());
+  EXPECT_EQ("Sending heartbeat resolved timeout to ECU with node ID 0x5\n", node.output.takeOutput());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 5 17", "node timeout 5 17"}));
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ((Events{"all timeout 5 17", "node timeout 5 17"}), take());
+  EXPECT_EQ("Sending heartbeat timeout to ECU with node ID 0x5\n", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerForAllAloneIsNotLogged) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerOfTheNodeNeedsNoListenerForAll) {
@@ -375,7 +375,7 @@ TEST_F(HeartbeatConsumer, ListenerOfTheNodeNeedsNoListenerForAll) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"node resolved 5 0", "node timeout 5 17"}));
+  EXPECT_EQ((Events{"node resolved 5 0", "node timeout 5 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, LogNamesTheNodeInLowerCaseHexadecimal) {
@@ -384,9 +384,10 @@ TEST_F(HeartbeatConsumer, LogNamesTheNodeInLowerCaseHexadecimal) {
   nmt.updateHeartbeatConsumerSettings();
   receive("71A#05");
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(),
-            "Sending heartbeat resolved timeout to ECU with node ID 0x1a\n"
-            "Sending heartbeat timeout to ECU with node ID 0x1a\n");
+  EXPECT_EQ(
+      "Sending heartbeat resolved timeout to ECU with node ID 0x1a\n"
+      "Sending heartbeat timeout to ECU with node ID 0x1a\n",
+      node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, TimeoutIsLoggedOnce) {
@@ -397,7 +398,7 @@ TEST_F(HeartbeatConsumer, TimeoutIsLoggedOnce) {
   advanceAndCheck(101);
   advanceAndCheck(101);
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ("Sending heartbeat timeout to ECU with node ID 0x5\n", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, WithoutListenersTheStateIsKeptAllTheSame) {
@@ -406,8 +407,8 @@ TEST_F(HeartbeatConsumer, WithoutListenersTheStateIsKeptAllTheSame) {
   receive("705#05");
   nmt.addHeartbeatListener(&forAll);
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerForAllReplacesTheFirst) {
@@ -415,7 +416,7 @@ TEST_F(HeartbeatConsumer, SecondListenerForAllReplacesTheFirst) {
   nmt.addHeartbeatListener(&second);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"second resolved 5 0"});
+  EXPECT_EQ(Events{"second resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerOfANodeReplacesTheFirst) {
@@ -425,7 +426,7 @@ TEST_F(HeartbeatConsumer, SecondListenerOfANodeReplacesTheFirst) {
   nmt.addHeartbeatListner(&second, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"second resolved 5 0"});
+  EXPECT_EQ(Events{"second resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NullListenerOfANodeIsNobody) {
@@ -433,16 +434,16 @@ TEST_F(HeartbeatConsumer, NullListenerOfANodeIsNobody) {
   nmt.addHeartbeatListner(nullptr, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerOfAnotherNodeIsNotTold) {
   nmt.addHeartbeatListner(&forNode, 6);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, OnlyTheLow8BitsOfTheListenersNodeCount) {
@@ -450,7 +451,7 @@ TEST_F(HeartbeatConsumer, OnlyTheLow8BitsOfTheListenersNodeCount) {
   nmt.addHeartbeatListner(&forNode, 0x105);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"node resolved 5 0"});
+  EXPECT_EQ(Events{"node resolved 5 0"}, take());
 }
 
 // ---- frames
@@ -459,8 +460,8 @@ class WatchedByte : public HeartbeatConsumer, public testing::WithParamInterface
 
 TEST_P(WatchedByte, CountsAsHeartbeat) {
   watchNode5();
-  EXPECT_EQ(receive(GetParam()), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam()));
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, WatchedByte, testing::Values("705#00", "705#04", "705#05", "705#7F", "705#FF"),
@@ -470,10 +471,10 @@ class OtherFrame : public HeartbeatConsumer, public testing::WithParamInterface<
 
 TEST_P(OtherFrame, IsNoHeartbeat) {
   watchNode5();
-  EXPECT_EQ(receive(GetParam()), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam()));
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(Frames, OtherFrame,
@@ -482,8 +483,8 @@ INSTANTIATE_TEST_SUITE_P(Frames, OtherFrame,
                          test::ReadableName());
 
 TEST_F(HeartbeatConsumer, WithoutConsumersEveryHeartbeatIsLeftToOthers) {
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{}, take());
 }
 
 // ---- several nodes
@@ -499,7 +500,7 @@ TEST_F(HeartbeatConsumer, NodesTimeOutInAscendingOrder) {
   receive("703#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 3 17", "all timeout 17 17", "node timeout 17 17", "all timeout 32 17"}));
+  EXPECT_EQ((Events{"all timeout 3 17", "all timeout 17 17", "node timeout 17 17", "all timeout 32 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, EveryNodeHasItsOwnTime) {
@@ -510,11 +511,11 @@ TEST_F(HeartbeatConsumer, EveryNodeHasItsOwnTime) {
   receive("706#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
   advanceAndCheck(99);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 6 17"});
+  EXPECT_EQ(Events{"all timeout 6 17"}, take());
 }
 
 struct HighNode {
@@ -530,10 +531,10 @@ class HighNodeID : public HeartbeatConsumer, public testing::WithParamInterface<
 TEST_P(HighNodeID, IsWatchedAsAnyOther) {
   write(1, GetParam().nodeID << 16 | 100);
   nmt.updateHeartbeatConsumerSettings();
-  EXPECT_EQ(receive(GetParam().heartbeat), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{GetParam().resolved});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam().heartbeat));
+  EXPECT_EQ(Events{GetParam().resolved}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{GetParam().timeout});
+  EXPECT_EQ(Events{GetParam().timeout}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(NodeIDs, HighNodeID,
@@ -554,12 +555,12 @@ TEST_F(HeartbeatConsumer, All127NodesAreWatched) {
     message.identifier += id;
     nmt.handleMessage(&message);
   }
-  EXPECT_EQ(take().size(), 127U);
+  EXPECT_EQ(127U, take().size());
   advanceAndCheck(101);
   const Events timeouts = take();
-  ASSERT_EQ(timeouts.size(), 127U);
-  EXPECT_EQ(timeouts.front(), "all timeout 1 17");
-  EXPECT_EQ(timeouts.back(), "all timeout 127 17");
+  ASSERT_EQ(127U, timeouts.size());
+  EXPECT_EQ("all timeout 1 17", timeouts.front());
+  EXPECT_EQ("all timeout 127 17", timeouts.back());
 }
 
 }  // namespace

@@ -49,8 +49,8 @@ protected:
   void SetUp() override { addObject(GetParam().index, GetParam().subIndex, BEFORE); }
 
   void expectWrite(bool force, int result) {
-    EXPECT_EQ(dictionary.setValue(GetParam().index, GetParam().subIndex, WRITTEN, force), result);
-    EXPECT_EQ(storedValue(GetParam().index, GetParam().subIndex), result == KQ_OK ? WRITTEN : BEFORE);
+    EXPECT_EQ(result, dictionary.setValue(GetParam().index, GetParam().subIndex, WRITTEN, force));
+    EXPECT_EQ(result == KQ_OK ? WRITTEN : BEFORE, storedValue(GetParam().index, GetParam().subIndex));
   }
 };
 
@@ -65,8 +65,8 @@ TEST_P(WritePermission, FromTheBus) {
 TEST_P(WritePermission, AskedAlone) {
   int value = WRITTEN;
   ObjectDictionarySubEntry* const sub = dictionary.getSubentry(GetParam().index, GetParam().subIndex);
-  EXPECT_EQ(dictionary.handleValueChangeRequest(GetParam().index, sub, value, false), GetParam().fromBus);
-  EXPECT_EQ(sub->value, BEFORE);
+  EXPECT_EQ(GetParam().fromBus, dictionary.handleValueChangeRequest(GetParam().index, sub, value, false));
+  EXPECT_EQ(BEFORE, sub->value);
 }
 
 constexpr int NO = KQ_NOT_PERMITTED;
@@ -179,9 +179,9 @@ protected:
   void expectWrite(bool force) {
     const ValueRow& row = GetParam();
     addObject(row.index, row.subIndex, stored(row.current));
-    EXPECT_EQ(dictionary.setValue(row.index, row.subIndex, stored(row.value), force), row.result);
-    EXPECT_EQ(storedValue(row.index, row.subIndex), stored(row.result == KQ_OK ? row.value : row.current));
-    EXPECT_EQ(output.takeOutput(), "");
+    EXPECT_EQ(row.result, dictionary.setValue(row.index, row.subIndex, stored(row.value), force));
+    EXPECT_EQ(stored(row.result == KQ_OK ? row.value : row.current), storedValue(row.index, row.subIndex));
+    EXPECT_EQ("", output.takeOutput());
   }
 };
 
@@ -228,11 +228,11 @@ protected:
 };
 
 TEST_F(SyncRule, ExtendedObjectRefuses) {
-  EXPECT_EQ(ask(0x20000080, 0x80, 0x123), NO);
+  EXPECT_EQ(NO, ask(0x20000080, 0x80, 0x123));
 }
 
 TEST_F(SyncRule, PlainObjectAccepts) {
-  EXPECT_EQ(ask(0x80, 0x20000080, 0x123), KQ_OK);
+  EXPECT_EQ(KQ_OK, ask(0x80, 0x20000080, 0x123));
 }
 
 const ValueRow TIME_STAMP_COB_IDS[] = {
@@ -280,10 +280,10 @@ protected:
   void expectWrite(unsigned short index) {
     addObject(index, 2, 0xFE);
     for (const bool force : {false, true}) {
-      EXPECT_EQ(dictionary.setValue(index, 2, stored(GetParam().value), force),
-                GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE);
+      EXPECT_EQ(GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE,
+                dictionary.setValue(index, 2, stored(GetParam().value), force));
     }
-    EXPECT_EQ(storedValue(index, 2), GetParam().accepted ? stored(GetParam().value) : 0xFE);
+    EXPECT_EQ(GetParam().accepted ? stored(GetParam().value) : 0xFE, storedValue(index, 2));
   }
 };
 
@@ -344,9 +344,9 @@ TEST_P(WriteLimit, ComparesUnsigned) {
   addObject(0x1015, 0, 0x55, DATA_TYPE_INTEGER32);
   dictionary.setLimits(0x1015, 0, GetParam().low, GetParam().high);
   for (const bool force : {false, true}) {
-    EXPECT_EQ(dictionary.setValue(0x1015, 0, GetParam().value, force), GetParam().result);
+    EXPECT_EQ(GetParam().result, dictionary.setValue(0x1015, 0, GetParam().value, force));
   }
-  EXPECT_EQ(storedValue(0x1015, 0), GetParam().result == KQ_OK ? GetParam().value : 0x55);
+  EXPECT_EQ(GetParam().result == KQ_OK ? GetParam().value : 0x55, storedValue(0x1015, 0));
 }
 
 const LimitRow LIMITS[] = {
@@ -368,22 +368,22 @@ class LimitOrder : public test::DictionaryFixture {};
 TEST_F(LimitOrder, LimitComesBeforeTheHeartbeatRule) {
   addObject(0x1017, 0, 0);
   dictionary.setLimits(0x1017, 0, 0, 0xFFFF);
-  EXPECT_EQ(dictionary.setValue(0x1017, 0, 0x10000, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(dictionary.setValue(0x1017, 0, -1, false), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1017, 0, 0x10000, false));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1017, 0, -1, false));
 }
 
 TEST_F(LimitOrder, LimitComesBeforePermission) {
   addObject(0x1018, 1, 0);
   dictionary.setLimits(0x1018, 1, 0, 5);
-  EXPECT_EQ(dictionary.setValue(0x1018, 1, 6, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(dictionary.setValue(0x1018, 1, 5, false), KQ_NOT_PERMITTED);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1018, 1, 6, false));
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(0x1018, 1, 5, false));
 }
 
 TEST_F(LimitOrder, LimitComesBeforeTheCOBIDRuleAndItsLine) {
   addObject(0x1400, 1, 0x201);
   dictionary.setLimits(0x1400, 1, 0, 0x7FF);
-  EXPECT_EQ(dictionary.setValue(0x1400, 1, stored(0x80000201), false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1400, 1, stored(0x80000201), false));
+  EXPECT_EQ("", output.takeOutput());
 }
 
 }  // namespace

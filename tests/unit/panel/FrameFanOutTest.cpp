@@ -37,8 +37,8 @@ TEST_F(FrameFanOutTest, EachSeesEachFrame) {
   fanOut.add(one);
   fanOut.add(other);
   send();
-  EXPECT_EQ(one.frames, 1);
-  EXPECT_EQ(other.frames, 1);
+  EXPECT_EQ(1, one.frames);
+  EXPECT_EQ(1, other.frames);
 }
 
 TEST_F(FrameFanOutTest, OneThatWasRemovedSeesNothingMore) {
@@ -46,15 +46,15 @@ TEST_F(FrameFanOutTest, OneThatWasRemovedSeesNothingMore) {
   fanOut.add(other);
   fanOut.remove(one);
   send();
-  EXPECT_EQ(one.frames, 0);
-  EXPECT_EQ(other.frames, 1);
+  EXPECT_EQ(0, one.frames);
+  EXPECT_EQ(1, other.frames);
 }
 
 TEST_F(FrameFanOutTest, OneThatIsAddedTwiceSeesAFrameOnce) {
   fanOut.add(one);
   EXPECT_TRUE(fanOut.add(one));
   send();
-  EXPECT_EQ(one.frames, 1);
+  EXPECT_EQ(1, one.frames);
 }
 
 TEST_F(FrameFanOutTest, TheEndPointHasNoObserverWhenNobodyIsLeft) {
@@ -63,8 +63,8 @@ TEST_F(FrameFanOutTest, TheEndPointHasNoObserverWhenNobodyIsLeft) {
   Observer unseen;
   port.setFrameObserver(&unseen);  // in place of nobody
   send();
-  EXPECT_EQ(one.frames, 0);
-  EXPECT_EQ(unseen.frames, 1);
+  EXPECT_EQ(0, one.frames);
+  EXPECT_EQ(1, unseen.frames);
 }
 
 TEST_F(FrameFanOutTest, MoreThanThereIsRoomForAreRefused) {

@@ -90,8 +90,8 @@ TEST_F(HttpServerTest, TextIsAnsweredWithItsTypeAndNothingFromElsewhereMayRunInI
 }
 
 TEST_F(HttpServerTest, AddressTellsThePortThatWasTaken) {
-  EXPECT_NE(server.getPort(), 0);
-  EXPECT_EQ(server.getURL(), "http://127.0.0.1:" + std::to_string(server.getPort()) + "/");
+  EXPECT_NE(0, server.getPort());
+  EXPECT_EQ("http://127.0.0.1:" + std::to_string(server.getPort()) + "/", server.getURL());
 }
 
 TEST_F(HttpServerTest, WithoutHostItListensOnLoopback) {
@@ -236,7 +236,7 @@ protected:
 TEST_F(HttpServerTimes, ClientWhoSaysNothingIsLetGo) {
   HttpServer impatient({"127.0.0.1", 0}, {SHORT_MS, 20000, 20000});
   impatient.start();
-  EXPECT_EQ(Client(impatient).readAll(), "");
+  EXPECT_EQ("", Client(impatient).readAll());
 }
 
 TEST_F(HttpServerTimes, ClientWhoSpeaksOneLetterAfterTheOtherIsLetGo) {
@@ -244,7 +244,7 @@ TEST_F(HttpServerTimes, ClientWhoSpeaksOneLetterAfterTheOtherIsLetGo) {
   impatient.start();
   const Client client(impatient);
   client.send("GET /text HTT");
-  EXPECT_EQ(client.readAll(), "");
+  EXPECT_EQ("", client.readAll());
 }
 
 TEST_F(HttpServerTimes, HandlerThatDoesNotAnswerIsAnsweredFor) {
@@ -317,7 +317,7 @@ TEST_F(HttpServerStream, EventsArriveAsTheyAreSent) {
   while (!on([this] { return streams.at(0)->isReady(); })) {
   }
   server.post([this] { streams.at(0)->send("event: a\ndata: 1\n\n"); });
-  EXPECT_EQ(client->readUntil("\n\n"), "event: a\ndata: 1\n\n");
+  EXPECT_EQ("event: a\ndata: 1\n\n", client->readUntil("\n\n"));
 }
 
 TEST_F(HttpServerStream, NothingMoreIsTakenForAClientWhoDoesNotRead) {

@@ -30,9 +30,9 @@ TEST(LastTick, IsToldWhileItIsHeld) {
   KQ::KQTick::setSource(&readTestTick);
   {
     const panel::LastTick::Hold hold(&readTestTick);
-    EXPECT_EQ(KQ::KQTick::getTickCount(), 0xFFFFFFFFU);
+    EXPECT_EQ(0xFFFFFFFFU, KQ::KQTick::getTickCount());
   }
-  EXPECT_EQ(KQ::KQTick::getTickCount(), 7U);
+  EXPECT_EQ(7U, KQ::KQTick::getTickCount());
   KQ::KQTick::setSource(nullptr);
 }
 

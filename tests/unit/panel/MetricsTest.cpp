@@ -216,7 +216,7 @@ TEST_F(MetricsTest, KeepToTheGrammar) {
     network.add(decoder.decode(now += 1000, test::frame(frame)), false);
   }
   const Grammar grammar(getText());
-  EXPECT_EQ(grammar.wrong, "");
+  EXPECT_EQ("", grammar.wrong);
   EXPECT_TRUE(grammar.ended);
 }
 

@@ -24,11 +24,11 @@ int tell(NodeCounts& counts, int type, int code, unsigned int first, unsigned in
 
 TEST(NodeCounts, KnowTheStateAndItsChanges) {
   NodeCounts counts;
-  EXPECT_EQ(counts.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, counts.getState());
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_PRE_OPERATIONAL);
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_OPERATIONAL);
-  EXPECT_EQ(counts.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
-  EXPECT_EQ(counts.getStateChanges(), 2U);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, counts.getState());
+  EXPECT_EQ(2U, counts.getStateChanges());
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
@@ -38,7 +38,7 @@ TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
   EXPECT_FALSE(counts.isHeartbeatMissing(1));
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, 127, 0);
   EXPECT_FALSE(counts.isHeartbeatMissing(127));
-  EXPECT_EQ(counts.getHeartbeatTimeouts(127), 1U);
+  EXPECT_EQ(1U, counts.getHeartbeatTimeouts(127));
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
@@ -46,7 +46,7 @@ TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
   EXPECT_FALSE(counts.isHeartbeatWatched(7));
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, 7, 0);
   EXPECT_TRUE(counts.isHeartbeatWatched(7));
-  EXPECT_EQ(counts.getHeartbeatTimeouts(7), 0U);
+  EXPECT_EQ(0U, counts.getHeartbeatTimeouts(7));
 }
 
 TEST(NodeCounts, HandTheSignalOnUntilOneTakesIt) {
@@ -55,23 +55,23 @@ TEST(NodeCounts, HandTheSignalOnUntilOneTakesIt) {
   test::SignalRecorder first;
   test::SignalRecorder second;
   NodeCounts counts({&deaf, &first, &second});
-  EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_OK);
-  EXPECT_EQ(deaf.signals.size(), 1U);
-  EXPECT_EQ(first.signals.size(), 1U);
-  EXPECT_EQ(second.signals.size(), 0U);
+  EXPECT_EQ(KQ::KQ_OK, tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3));
+  EXPECT_EQ(1U, deaf.signals.size());
+  EXPECT_EQ(1U, first.signals.size());
+  EXPECT_EQ(0U, second.signals.size());
 }
 
 TEST(NodeCounts, LeaveToNobodyWhatNobodyTakes) {
   test::SignalRecorder deaf;
   deaf.result = KQ::KQ_NOT_HANDLED;
   NodeCounts counts({&deaf});
-  EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3));
 }
 
 TEST(NodeCounts, IgnoreSignalsOfAnotherType) {
   NodeCounts counts;
   tell(counts, 2, KQ::SIGNAL_STATE_CHANGED, 5, 3);
-  EXPECT_EQ(counts.getStateChanges(), 0U);
+  EXPECT_EQ(0U, counts.getStateChanges());
 }
 
 TEST(NodeCounts, IgnoreHeartbeatsOfNoNode) {

@@ -25,12 +25,12 @@ std::string familyOf(const MetricFamily& family) {
 }
 
 TEST(OpenMetricsText, BeginsAFamilyWithTypeUnitAndHelp) {
-  EXPECT_EQ(familyOf({"a_seconds", MetricType::GAUGE, "seconds", "How long."}),
-            "# TYPE a_seconds gauge\n# UNIT a_seconds seconds\n# HELP a_seconds How long.\n# EOF\n");
+  EXPECT_EQ("# TYPE a_seconds gauge\n# UNIT a_seconds seconds\n# HELP a_seconds How long.\n# EOF\n",
+            familyOf({"a_seconds", MetricType::GAUGE, "seconds", "How long."}));
 }
 
 TEST(OpenMetricsText, SaysNothingOfAUnitThatIsNone) {
-  EXPECT_EQ(familyOf({"a", MetricType::COUNTER, "", "How often."}), "# TYPE a counter\n# HELP a How often.\n# EOF\n");
+  EXPECT_EQ("# TYPE a counter\n# HELP a How often.\n# EOF\n", familyOf({"a", MetricType::COUNTER, "", "How often."}));
 }
 
 TEST(OpenMetricsText, EndsACounterWithTotal) {

@@ -17,7 +17,7 @@ struct WaitCase {
 class PanelWaitTime : public testing::TestWithParam<WaitCase> {};
 
 TEST_P(PanelWaitTime, IsTheTimeToTheNextWorkWithinItsLimits) {
-  EXPECT_EQ(panel::Panel::getWaitTime(GetParam().nextWork, GetParam().longest), GetParam().wait);
+  EXPECT_EQ(GetParam().wait, panel::Panel::getWaitTime(GetParam().nextWork, GetParam().longest));
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, PanelWaitTime,

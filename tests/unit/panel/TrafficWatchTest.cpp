@@ -56,7 +56,7 @@ TEST_F(TrafficWatchTest, NothingIsObservedBeforeSomebodyAsks) {
   send("705#05");
   watch.drain();
   EXPECT_FALSE(watch.isWatching());
-  EXPECT_EQ(watch.getStatistics().getFrames(), 0U);
+  EXPECT_EQ(0U, watch.getStatistics().getFrames());
 }
 
 TEST_F(TrafficWatchTest, FramesAreObservedOnceTheLoopHasHeardOfIt) {
@@ -66,8 +66,8 @@ TEST_F(TrafficWatchTest, FramesAreObservedOnceTheLoopHasHeardOfIt) {
   send("706#05");
   watch.drain();
   EXPECT_TRUE(watch.isWatching());
-  EXPECT_EQ(watch.getStatistics().getFrames(), 1U);
-  EXPECT_EQ(lines, std::vector<std::string>{"heartbeat "});
+  EXPECT_EQ(1U, watch.getStatistics().getFrames());
+  EXPECT_EQ(std::vector<std::string>{"heartbeat "}, lines);
 }
 
 TEST_F(TrafficWatchTest, NamesAreThoseThatWereSet) {
@@ -76,7 +76,7 @@ TEST_F(TrafficWatchTest, NamesAreThoseThatWereSet) {
   tasks.serve();
   send("605#40 00 20 01 00 00 00 00");
   watch.drain();
-  EXPECT_EQ(lines, std::vector<std::string>{"SDO request 0x2000/1 Speed"});
+  EXPECT_EQ(std::vector<std::string>{"SDO request 0x2000/1 Speed"}, lines);
 }
 
 TEST_F(TrafficWatchTest, FramesThatNobodyHadTimeForAreCounted) {
@@ -86,8 +86,8 @@ TEST_F(TrafficWatchTest, FramesThatNobodyHadTimeForAreCounted) {
     send("705#05");
   }
   watch.drain();
-  EXPECT_EQ(watch.getLost(), 7U);
-  EXPECT_EQ(watch.getStatistics().getFrames(), panel::FrameLog::CAPACITY);
+  EXPECT_EQ(7U, watch.getLost());
+  EXPECT_EQ(panel::FrameLog::CAPACITY, watch.getStatistics().getFrames());
 }
 
 TEST_F(TrafficWatchTest, QuestionThatTheLoopHasNoRoomForIsAskedAgain) {

@@ -68,78 +68,78 @@ protected:
 
 TEST_F(DescriptionNamesTest, NameTheObjectsOfANode) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(5, 0x2000, 1), "Machine, Temperature");
+  EXPECT_EQ("Machine, Temperature", nameOf(5, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, SayNothingOfOtherNodes) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(6, 0x2000, 1), "");
+  EXPECT_EQ("", nameOf(6, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, NameTheObjectsOfAllNodesWithoutANodeID) {
   names.add("device.eds");
-  EXPECT_EQ(nameOf(77, 0x2000, 1), "Machine, Temperature");
+  EXPECT_EQ("Machine, Temperature", nameOf(77, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, PreferTheFileOfTheNode) {
   names.add("device.eds");
   write("other.eds", DEVICE + variable("2001", "Speed", "3", "0"));
   names.add("other.eds:5");
-  EXPECT_EQ(nameOf(5, 0x2001, 0), "Speed");
-  EXPECT_EQ(nameOf(6, 0x2001, 0), "");
+  EXPECT_EQ("Speed", nameOf(5, 0x2001, 0));
+  EXPECT_EQ("", nameOf(6, 0x2001, 0));
 }
 
 TEST_F(DescriptionNamesTest, TakeTheNodeOfAConfiguration) {
   write("device.dcf", DEVICE + section("DeviceCommissioning", "NodeID=9"));
   names.add("device.dcf");
-  EXPECT_EQ(nameOf(9, 0x2000, 2), "Machine, Alarms");
-  EXPECT_EQ(nameOf(5, 0x2000, 2), "");
+  EXPECT_EQ("Machine, Alarms", nameOf(9, 0x2000, 2));
+  EXPECT_EQ("", nameOf(5, 0x2000, 2));
 }
 
 TEST_F(DescriptionNamesTest, HaveTheTypesOfObjects) {
   names.add("device.eds:5");
   const monitor::ValueType type = names.describe(5, 0x2000, 1).type;
-  EXPECT_EQ(type.form, Form::SIGNED);
-  EXPECT_EQ(type.bits, 16);
+  EXPECT_EQ(Form::SIGNED, type.form);
+  EXPECT_EQ(16, type.bits);
 }
 
 TEST_F(DescriptionNamesTest, LeaveToTheStandardWhatTheyDoNotDescribe) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(5, 0x1018, 1), "Vendor-ID");
+  EXPECT_EQ("Vendor-ID", nameOf(5, 0x1018, 1));
 }
 
 TEST_F(DescriptionNamesTest, FindATPDOOfTheNode) {
   names.add("device.eds:5");
   const monitor::CommunicationObject* const object = names.findCommunicationObject(0x185);
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->service, Service::TPDO);
-  EXPECT_EQ(object->number, 1);
-  ASSERT_EQ(object->mapping.size(), 2U);
-  EXPECT_EQ(object->mapping[0].name, "Temperature");
-  EXPECT_EQ(object->mapping[1].bits, 8);
+  ASSERT_NE(nullptr, object);
+  EXPECT_EQ(Service::TPDO, object->service);
+  EXPECT_EQ(1, object->number);
+  ASSERT_EQ(2U, object->mapping.size());
+  EXPECT_EQ("Temperature", object->mapping[0].name);
+  EXPECT_EQ(8, object->mapping[1].bits);
 }
 
 TEST_F(DescriptionNamesTest, FindARPDOAtAFixedCOBIDOfOneNode) {
   names.add("device.eds:5");
   const monitor::CommunicationObject* const object = names.findCommunicationObject(0x333);
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->service, Service::RPDO);
-  EXPECT_EQ(object->node, 5);
+  ASSERT_NE(nullptr, object);
+  EXPECT_EQ(Service::RPDO, object->service);
+  EXPECT_EQ(5, object->node);
 }
 
 TEST_F(DescriptionNamesTest, FindThePDOsOfAllNodesThatGoWithTheNodeID) {
   names.add("device.eds");
-  ASSERT_NE(names.findCommunicationObject(0x1FF), nullptr);
-  EXPECT_EQ(names.findCommunicationObject(0x1FF)->node, 127);
-  EXPECT_EQ(names.findCommunicationObject(0x333), nullptr);
+  ASSERT_NE(nullptr, names.findCommunicationObject(0x1FF));
+  EXPECT_EQ(127, names.findCommunicationObject(0x1FF)->node);
+  EXPECT_EQ(nullptr, names.findCommunicationObject(0x333));
 }
 
 TEST_F(DescriptionNamesTest, FindTheFurtherServers) {
   names.add("device.eds:5");
-  ASSERT_NE(names.findCommunicationObject(0x625), nullptr);
-  EXPECT_EQ(names.findCommunicationObject(0x625)->service, Service::SDO_REQUEST);
-  EXPECT_EQ(names.findCommunicationObject(0x625)->number, 2);
-  EXPECT_EQ(names.findCommunicationObject(0x5A5)->service, Service::SDO_RESPONSE);
+  ASSERT_NE(nullptr, names.findCommunicationObject(0x625));
+  EXPECT_EQ(Service::SDO_REQUEST, names.findCommunicationObject(0x625)->service);
+  EXPECT_EQ(2, names.findCommunicationObject(0x625)->number);
+  EXPECT_EQ(Service::SDO_RESPONSE, names.findCommunicationObject(0x5A5)->service);
 }
 
 TEST_F(DescriptionNamesTest, PreferWhoSendsAPDO) {
@@ -148,7 +148,7 @@ TEST_F(DescriptionNamesTest, PreferWhoSendsAPDO) {
   sender.replace(sender.find("$NODEID+0x180"), 13, "0x333");
   write("sender.eds", sender);
   names.add("sender.eds:6");
-  EXPECT_EQ(names.findCommunicationObject(0x333)->service, Service::TPDO);
+  EXPECT_EQ(Service::TPDO, names.findCommunicationObject(0x333)->service);
 }
 
 TEST_F(DescriptionNamesTest, RefuseAMissingFile) {

@@ -64,7 +64,7 @@ protected:
   SocketcandServer() {
     std::string error;
     node = KQVirtualEndPoint::open("bus0", error);
-    EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK) << error;
+    EXPECT_EQ(KQ_OK, server.listen("127.0.0.1", 0, "bus0", manager, error)) << error;
     manager.addEndPoint(node.get(), &listener);
   }
 
@@ -80,11 +80,11 @@ protected:
 
   std::unique_ptr<TcpPeer> connectRaw(int receiveBuffer = 0) {
     auto peer = std::make_unique<TcpPeer>(server.getPort(), receiveBuffer);
-    EXPECT_EQ(nextRead(*peer), "< hi >");
+    EXPECT_EQ("< hi >", nextRead(*peer));
     peer->send("< open bus0 >");
-    EXPECT_EQ(nextRead(*peer), "< ok >");
+    EXPECT_EQ("< ok >", nextRead(*peer));
     peer->send("< rawmode >");
-    EXPECT_EQ(nextRead(*peer), "< ok >");
+    EXPECT_EQ("< ok >", nextRead(*peer));
     return peer;
   }
 
@@ -105,37 +105,37 @@ protected:
 
 TEST_F(SocketcandServer, ChoosesAPortWhenAskedForAny) {
   EXPECT_GT(server.getPort(), 0U);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, SaysThatThePortIsInUse) {
   KQSocketcandServer second;
   std::string error;
-  EXPECT_EQ(second.listen("127.0.0.1", server.getPort(), "bus0", manager, error), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(error, "cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use");
-  EXPECT_EQ(second.getPort(), 0U);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, second.listen("127.0.0.1", server.getPort(), "bus0", manager, error));
+  EXPECT_EQ("cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use", error);
+  EXPECT_EQ(0U, second.getPort());
 }
 
 TEST_F(SocketcandServer, SaysThatTheHostIsUnknown) {
   KQSocketcandServer second;
   std::string error;
-  EXPECT_EQ(second.listen("no such host", 0, "bus0", manager, error), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(error.substr(0, 29), "unknown host 'no such host': ");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, second.listen("no such host", 0, "bus0", manager, error));
+  EXPECT_EQ("unknown host 'no such host': ", error.substr(0, 29));
 }
 
 TEST_F(SocketcandServer, ListensOnceAtATime) {
   std::string error;
-  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(KQ_ALREADY_EXISTS, server.listen("127.0.0.1", 0, "bus0", manager, error));
   server.close();
-  EXPECT_EQ(server.getPort(), 0U);
-  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK);
+  EXPECT_EQ(0U, server.getPort());
+  EXPECT_EQ(KQ_OK, server.listen("127.0.0.1", 0, "bus0", manager, error));
   connectRaw();
 }
 
 TEST_F(SocketcandServer, WithoutHostListensOnTheLoopbackAddressesUnderOnePort) {
   server.close();
   std::string error;
-  ASSERT_EQ(server.listen("", 0, "bus0", manager, error), KQ_OK) << error;
+  ASSERT_EQ(KQ_OK, server.listen("", 0, "bus0", manager, error)) << error;
   connectRaw();  // over IPv4
   const int socket6 = socket(AF_INET6, SOCK_STREAM, 0);
   sockaddr_in6 address{};
@@ -146,9 +146,9 @@ TEST_F(SocketcandServer, WithoutHostListensOnTheLoopbackAddressesUnderOnePort) {
   any.sin6_port = 0;
   const bool hasVersion6 = bind(socket6, reinterpret_cast<sockaddr*>(&any), sizeof any) == 0;
   if (hasVersion6) {
-    ASSERT_EQ(connect(socket6, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(0, connect(socket6, reinterpret_cast<sockaddr*>(&address), sizeof address));
     TcpPeer peer(socket6);
-    EXPECT_EQ(nextRead(peer), "< hi >");
+    EXPECT_EQ("< hi >", nextRead(peer));
   } else {
     close(socket6);
   }
@@ -159,16 +159,16 @@ TEST_F(SocketcandServer, CloseEndsTheConnections) {
   server.close();
   nextRead(*peer);
   EXPECT_FALSE(peer->isOpen());
-  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+  EXPECT_EQ(1U, KQVirtualBus::get("bus0")->getParticipantCount());
 }
 
 // ---- Handshake
 
 TEST_F(SocketcandServer, OpeningAnotherBusIsRefusedAndEnds) {
   TcpPeer peer(server.getPort());
-  EXPECT_EQ(nextRead(peer), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(peer));
   peer.send("< open bus1 >");
-  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  EXPECT_EQ("< error could not open bus >", nextRead(peer));
   nextRead(peer);
   EXPECT_FALSE(peer.isOpen());
   peer.close();
@@ -181,10 +181,10 @@ TEST_F(SocketcandServer, ClientIsOnTheBusOnlyInRawMode) {
   nextRead(peer);
   peer.send("< open bus0 >");
   nextRead(peer);
-  EXPECT_EQ(bus->getParticipantCount(), 1U);
+  EXPECT_EQ(1U, bus->getParticipantCount());
   peer.send("< rawmode >");
   nextRead(peer);
-  EXPECT_EQ(bus->getParticipantCount(), 2U);
+  EXPECT_EQ(2U, bus->getParticipantCount());
   peer.close();
   EXPECT_TRUE(waitUntil(manager, [&] { return bus->getParticipantCount() == 1; }));
 }
@@ -194,12 +194,12 @@ TEST_F(SocketcandServer, CommandsAtTheWrongTimeAreErrors) {
   nextRead(peer);
   for (const char* command : {"< rawmode >", "< send 1 0 >"}) {
     peer.send(command);
-    EXPECT_EQ(nextRead(peer), "< error not now >");
+    EXPECT_EQ("< error not now >", nextRead(peer));
   }
   peer.send("< open bus0 >");
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   peer.send("< open bus0 >");
-  EXPECT_EQ(nextRead(peer), "< error not now >");
+  EXPECT_EQ("< error not now >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, CommandsSentAheadAreAnsweredOneByOne) {
@@ -207,11 +207,11 @@ TEST_F(SocketcandServer, CommandsSentAheadAreAnsweredOneByOne) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< open bus0 >< rawmode >< send 123 0 >");
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   settle(manager);
-  EXPECT_EQ(peer.read(), "");
+  EXPECT_EQ("", peer.read());
   TestClock::advance(20);
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#"}; }));
 }
 
@@ -222,17 +222,17 @@ TEST_F(SocketcandServer, LinesMayArriveInPieces) {
     peer.send(part);
     settle(manager);
   }
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, EchoIsAnsweredAtAnyTime) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< echo >");
-  EXPECT_EQ(nextRead(peer), "< echo >");
+  EXPECT_EQ("< echo >", nextRead(peer));
   auto raw = connectRaw();
   raw->send("< echo >");
-  EXPECT_EQ(nextRead(*raw), "< echo >");
+  EXPECT_EQ("< echo >", nextRead(*raw));
 }
 
 // ---- Settling
@@ -243,13 +243,13 @@ TEST_F(SocketcandServer, FramesWaitTwentyMillisecondsBehindTheAnswerToRawmode) {
   node->writeMessage(makeMessage(0x705, {0x7F}));
   node->writeMessage(makeMessage(0x705, {5}));
   settle(manager);
-  EXPECT_EQ(peer->read(), "");
+  EXPECT_EQ("", peer->read());
   TestClock::advance(19);
   settle(manager);
-  EXPECT_EQ(peer->read(), "");
+  EXPECT_EQ("", peer->read());
   TestClock::advance(1);
   EXPECT_TRUE(waitForLines(*peer, 2));
-  EXPECT_EQ(linesOf(peer->received), (Frames{"705#7F", "705#05"}));
+  EXPECT_EQ((Frames{"705#7F", "705#05"}), linesOf(peer->received));
 }
 
 TEST_F(SocketcandServer, FramesOfTheClientDoNotWait) {
@@ -267,9 +267,9 @@ TEST_F(SocketcandServer, FrameOfTheNodeHasTheExactBytes) {
   node->writeMessage(makeMessage(0x581, {0x43, 0, 0x20, 0, 1, 0, 0, 0xAB}));
   ASSERT_TRUE(waitForLines(*peer, 1));
   const std::string& text = peer->received;
-  ASSERT_EQ(text.size(), std::string("< frame 581 1700000000.123456 43002000010000AB >").size());
-  EXPECT_EQ(text.substr(0, 12), "< frame 581 ");
-  EXPECT_EQ(text.substr(29), " 43002000010000AB >");
+  ASSERT_EQ(std::string("< frame 581 1700000000.123456 43002000010000AB >").size(), text.size());
+  EXPECT_EQ("< frame 581 ", text.substr(0, 12));
+  EXPECT_EQ(" 43002000010000AB >", text.substr(29));
   const long long time = std::stoll(text.substr(12, 10)) * 1000000 + std::stoll(text.substr(23, 6));
   EXPECT_GE(time, before);
   EXPECT_LE(time, SocketcandCodec::getWallClock());
@@ -279,7 +279,7 @@ TEST_F(SocketcandServer, FrameWithoutDataHasTwoBlanks) {
   auto peer = connectRaw();
   node->writeMessage(makeMessage(0x80));
   ASSERT_TRUE(waitForLines(*peer, 1));
-  EXPECT_EQ(peer->received.substr(peer->received.size() - 3), "  >");
+  EXPECT_EQ("  >", peer->received.substr(peer->received.size() - 3));
 }
 
 TEST_F(SocketcandServer, FrameOfTheClientReachesTheNode) {
@@ -293,7 +293,7 @@ TEST_F(SocketcandServer, BootUpSentBeforeTheFirstClientReachesIt) {
   node->writeMessage(makeMessage(0x705, {0x7F}));
   auto peer = connectRaw();
   ASSERT_TRUE(waitForLines(*peer, 1));
-  EXPECT_EQ(linesOf(peer->received), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, linesOf(peer->received));
 }
 
 TEST_F(SocketcandServer, EveryClientSeesTheOthersAndTheNodeButNotItself) {
@@ -309,9 +309,9 @@ TEST_F(SocketcandServer, EveryClientSeesTheOthersAndTheNodeButNotItself) {
   settle(manager);
   first->collect();
   second->collect();
-  EXPECT_EQ(linesOf(first->received), (Frames{"185#01", "185#02", "605#0B"}));
-  EXPECT_EQ(linesOf(second->received), (Frames{"185#02", "605#0A"}));
-  EXPECT_EQ(listener.frames, (Frames{"605#0A", "605#0B"}));
+  EXPECT_EQ((Frames{"185#01", "185#02", "605#0B"}), linesOf(first->received));
+  EXPECT_EQ((Frames{"185#02", "605#0A"}), linesOf(second->received));
+  EXPECT_EQ((Frames{"605#0A", "605#0B"}), listener.frames);
 }
 
 TEST_F(SocketcandServer, ExtendedFrameGoesToTheOtherClientsOnly) {
@@ -319,9 +319,9 @@ TEST_F(SocketcandServer, ExtendedFrameGoesToTheOtherClientsOnly) {
   auto second = connectRaw();
   first->send("< send 00000123 1 1 >< send 1ABCDEF 0 >< send 123 1 2 >");
   ASSERT_TRUE(waitForLines(*second, 3));
-  EXPECT_EQ(linesOf(second->received), (Frames{"00000123#01", "01ABCDEF#", "123#02"}));
+  EXPECT_EQ((Frames{"00000123#01", "01ABCDEF#", "123#02"}), linesOf(second->received));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#02"}; }));
-  EXPECT_EQ(node->getStatistics().dropped, 2U);
+  EXPECT_EQ(2U, node->getStatistics().dropped);
 }
 
 // ---- Rubbish
@@ -336,7 +336,7 @@ class SocketcandServerRubbish : public SocketcandServer, public testing::WithPar
 TEST_P(SocketcandServerRubbish, IsAnsweredAndTheConnectionGoesOn) {
   auto peer = connectRaw();
   peer->send(GetParam().text);
-  EXPECT_EQ(nextRead(*peer), GetParam().answer);
+  EXPECT_EQ(GetParam().answer, nextRead(*peer));
   peer->send("< send 1 1 1 >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"001#01"}; }));
 }
@@ -372,7 +372,7 @@ TEST_F(SocketcandServer, EndlessLineIsClosedWithAnError) {
     peer->collect();
     return !peer->isOpen();
   }));
-  EXPECT_EQ(peer->received, "< error line too long >");
+  EXPECT_EQ("< error line too long >", peer->received);
   peer->close();
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
   other->send("< send 1 0 >");
@@ -384,13 +384,13 @@ TEST_F(SocketcandServer, RefusedClientThatStaysIsClosedAfterASecond) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< open bus1 >");
-  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  EXPECT_EQ("< error could not open bus >", nextRead(peer));
   TestClock::advance(999);
   settle(manager);
-  EXPECT_EQ(server.getClientCount(), 1U);
+  EXPECT_EQ(1U, server.getClientCount());
   TestClock::advance(1);
   settle(manager);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, ClientGoneInTheMiddleOfALineLeavesNothingBehind) {
@@ -401,7 +401,7 @@ TEST_F(SocketcandServer, ClientGoneInTheMiddleOfALineLeavesNothingBehind) {
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
   other->send("< send 3 0 >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 2; }));
-  EXPECT_EQ(listener.frames, (Frames{"001#", "003#"}));
+  EXPECT_EQ((Frames{"001#", "003#"}), listener.frames);
   node->writeMessage(makeMessage(0x705, {5}));
   EXPECT_TRUE(waitUntil(manager, [&] {
     other->collect();
@@ -447,7 +447,7 @@ TEST_F(SocketcandServer, BurstBeyondTheReceiveQueueOfASlowReaderIsHeldBackAndNot
   ASSERT_TRUE(peer->send(manyLines(4000)));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 4000; }));
   EXPECT_TRUE(isInOrder(listener.frames));
-  EXPECT_EQ(node->getStatistics().overruns, 0U);
+  EXPECT_EQ(0U, node->getStatistics().overruns);
 }
 
 TEST_F(SocketcandServer, BurstOfAClientThatLeavesAtOnceIsNotLost) {
@@ -472,7 +472,7 @@ TEST_F(SocketcandServer, EndPointThatReadsNothingDoesNotStopTheOthers) {
     TestClock::advance(2);
     second->collect();
   }
-  EXPECT_EQ(linesOf(second->received).size(), 2000U);
+  EXPECT_EQ(2000U, linesOf(second->received).size());
   EXPECT_GT(node->getStatistics().overruns, 0U);
 }
 
@@ -492,15 +492,15 @@ TEST_F(SocketcandServer, ClientThatNeverReadsIsDroppedWithOneLine) {
     }
   }
   const std::string text = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(server.getClientCount(), 1U);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
-  EXPECT_NE(text.find("dropped: it does not read what it is sent"), std::string::npos) << text;
+  EXPECT_EQ(1U, server.getClientCount());
+  EXPECT_EQ(1, std::count(text.begin(), text.end(), '\n'));
+  EXPECT_NE(std::string::npos, text.find("dropped: it does not read what it is sent")) << text;
   for (int i = 0; i < 3000 && linesOf(reader->received).size() < sent; ++i) {
     TestClock::advance(2);
     manager.wait(0);
     reader->collect();
   }
-  EXPECT_EQ(linesOf(reader->received).size(), sent) << "the other one loses nothing";
+  EXPECT_EQ(sent, linesOf(reader->received).size()) << "the other one loses nothing";
 }
 
 TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
@@ -515,14 +515,14 @@ TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
   while (linesOf(peer->received).size() < 64 && blocks < 64) {
     const std::string block = nextRead(*peer);
     EXPECT_LE(block.size(), 1024U);
-    EXPECT_EQ(block.back(), '>');
+    EXPECT_EQ('>', block.back());
     peer->received += block;
     ++blocks;
     settle(manager);
-    EXPECT_EQ(peer->read(), "") << "the next block waits";
+    EXPECT_EQ("", peer->read()) << "the next block waits";
     TestClock::advance(2);
   }
-  EXPECT_EQ(blocks, 4U);
+  EXPECT_EQ(4U, blocks);
 }
 
 // ---- Overload
@@ -652,10 +652,10 @@ TEST_F(SocketcandServerOverload, WhoSendsTooMuchIsSentABlockAtATime) {
     settle(manager);
   }
   peer.collect();
-  EXPECT_EQ(linesOf(peer.received), Frames{"701#"}) << "while the clock stands";
+  EXPECT_EQ(Frames{"701#"}, linesOf(peer.received)) << "while the clock stands";
   flood(3, false);
   peer.collect();
-  EXPECT_EQ(linesOf(peer.received), (Frames{"701#", "702#"}));
+  EXPECT_EQ((Frames{"701#", "702#"}), linesOf(peer.received));
 }
 
 TEST_F(SocketcandServerOverload, ThoseWhoSendWithoutEndTakeTurns) {
@@ -676,7 +676,7 @@ TEST_F(SocketcandServerOverload, WhoSendsLittleDoesNotWaitForItsTurn) {
   listener.frames.clear();
   ASSERT_TRUE(master->send("< send 605 1 40 >"));
   settle(manager);  // while the clock stands
-  EXPECT_EQ(std::count(listener.frames.begin(), listener.frames.end(), "605#40"), 1);
+  EXPECT_EQ(1, std::count(listener.frames.begin(), listener.frames.end(), "605#40"));
 }
 
 TEST_F(SocketcandServerOverload, FrameOfTheNodeDoesNotWaitBehindAFlood) {
@@ -694,7 +694,7 @@ TEST_F(SocketcandServerOverload, FrameOfTheNodeDoesNotWaitBehindAFlood) {
   settle(manager);  // while the clock stands
   master->collect();
   const Frames lines = linesOf(master->received);
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), "705#05"), 1) << master->received;
+  EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "705#05")) << master->received;
 }
 
 TEST_F(SocketcandServerOverload, ClientThatReadsNowAndThenIsNotDropped) {
@@ -709,11 +709,11 @@ TEST_F(SocketcandServerOverload, ClientThatReadsNowAndThenIsNotDropped) {
     reader->collect();  // what its kernel holds
     flood(700);
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(server.getClientCount(), 4U);
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(4U, server.getClientCount());
   Frames lines = linesOf(reader->received);
   const auto own = std::remove(lines.begin(), lines.end(), "701#0102030405060708");
-  EXPECT_EQ(lines.end() - own, 6000);
+  EXPECT_EQ(6000, lines.end() - own);
   lines.erase(own, lines.end());
   ASSERT_GT(listener.frames.size(), lines.size());
   EXPECT_TRUE(std::equal(lines.begin(), lines.end(), listener.frames.begin())) << "nothing of it is lost";
@@ -726,7 +726,7 @@ TEST_F(SocketcandServerOverload, OneThatDoesNotReadHoldsUpOnlyThoseWhoSendMuch) 
   ASSERT_TRUE(floodUntilItWaits(master.get()));
   ASSERT_TRUE(master->send("< send 605 1 40 >"));
   settle(manager);
-  EXPECT_EQ(listener.frames.back(), "605#40");
+  EXPECT_EQ("605#40", listener.frames.back());
 }
 
 TEST_F(SocketcandServerOverload, FloodOfRubbishDoesNotKeepTheServer) {
@@ -740,13 +740,13 @@ TEST_F(SocketcandServerOverload, FloodOfRubbishDoesNotKeepTheServer) {
 
 TEST_F(SocketcandServerOverload, RubbishOfADeadClientIsForgotten) {
   auto peer = std::make_unique<TcpPeer>(server.getPort());
-  ASSERT_EQ(nextRead(*peer), "< hi >");
+  ASSERT_EQ("< hi >", nextRead(*peer));
   ASSERT_TRUE(peer->send("< open bus0 >" + std::string(60000, '>')));
   const linger reset{1, 0};
   setsockopt(peer->getSocket(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
   peer.reset();
   flood(100);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServerOverload, ErrorsBeforeRawModeAreNotHeldBackOneByOne) {
@@ -754,7 +754,7 @@ TEST_F(SocketcandServerOverload, ErrorsBeforeRawModeAreNotHeldBackOneByOne) {
   nextRead(peer);
   ASSERT_TRUE(peer.send("< open bus0 >>>>>"));
   flood(30);
-  EXPECT_EQ(linesOf(peer.read()).size(), 5U);
+  EXPECT_EQ(5U, linesOf(peer.read()).size());
 }
 
 TEST_F(SocketcandServerOverload, TooManyClientsAreToldSo) {
@@ -762,24 +762,24 @@ TEST_F(SocketcandServerOverload, TooManyClientsAreToldSo) {
   testing::internal::CaptureStderr();
   for (std::size_t i = 0; i < KQSocketcandServer::MAXIMUM_CLIENTS; ++i) {
     peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
-    ASSERT_EQ(nextRead(*peers.back()), "< hi >");
+    ASSERT_EQ("< hi >", nextRead(*peers.back()));
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
   testing::internal::CaptureStderr();
   for (int i = 0; i < 3; ++i) {
     TcpPeer refused(server.getPort());
-    EXPECT_EQ(nextRead(refused), "< error too many clients >");
+    EXPECT_EQ("< error too many clients >", nextRead(refused));
     nextRead(refused);
     EXPECT_FALSE(refused.isOpen());
   }
   peers.pop_back();
   waitUntil(manager, [&] { return server.getClientCount() < KQSocketcandServer::MAXIMUM_CLIENTS; });
   peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
-  EXPECT_EQ(nextRead(*peers.back()), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(*peers.back()));
   TcpPeer refused(server.getPort());
-  EXPECT_EQ(nextRead(refused), "< error too many clients >");
+  EXPECT_EQ("< error too many clients >", nextRead(refused));
   const std::string lines = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << "a line whenever it has become too many: " << lines;
+  EXPECT_EQ(2, std::count(lines.begin(), lines.end(), '\n')) << "a line whenever it has become too many: " << lines;
 }
 
 // ---- Resources and threads
@@ -797,8 +797,8 @@ TEST_F(SocketcandServer, ManyConnectionsLeaveNoDescriptorOpen) {
     manager.wait(0);
   }
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
-  EXPECT_EQ(countDescriptors(), before);
-  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+  EXPECT_EQ(before, countDescriptors());
+  EXPECT_EQ(1U, KQVirtualBus::get("bus0")->getParticipantCount());
 }
 
 TEST_F(SocketcandServer, OutOfDescriptorsItWaitsAndGoesOn) {
@@ -808,13 +808,13 @@ TEST_F(SocketcandServer, OutOfDescriptorsItWaitsAndGoesOn) {
   for (int descriptor = dup(0); descriptor >= 0; descriptor = dup(0)) {
     hoard.push_back(descriptor);
   }
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(1), 0) << "the connection is not reported without end";
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(0, manager.wait(1)) << "the connection is not reported without end";
   for (const int descriptor : hoard) {
     close(descriptor);
   }
   TestClock::advance(100);
-  EXPECT_EQ(nextRead(peer), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, ApplicationThreadsMayWriteMeanwhile) {
@@ -834,7 +834,7 @@ TEST_F(SocketcandServer, ApplicationThreadsMayWriteMeanwhile) {
   for (std::thread& writer : writers) {
     writer.join();
   }
-  EXPECT_EQ(linesOf(first->received), linesOf(second->received));
+  EXPECT_EQ(linesOf(second->received), linesOf(first->received));
 }
 
 }  // namespace
