@@ -1,9 +1,10 @@
-// What is known of a network takes the heap for what is new, and for nothing else.
+// Covers: what is known of a network takes the heap for what is new, and for nothing else.
 //
-// | what                                     | test                                          | kind       |
-// |------------------------------------------|-----------------------------------------------|------------|
-// | frames of every service, seen before     | ObservedFrames.AllocateNothingOnceTheyAreKnown | functional |
-// | any frames at all                        | ObservedFrames.TakeABoundedMemory             | robustness |
+// | subject                  | functional                                     | robustness                        |
+// |--------------------------|------------------------------------------------|-----------------------------------|
+// | frames of every service, | ObservedFrames.AllocateNothingOnceTheyAreKnown |                                   |
+// | seen before              |                                                |                                   |
+// | any frames at all        |                                                | ObservedFrames.TakeABoundedMemory |
 
 #include <gtest/gtest.h>
 

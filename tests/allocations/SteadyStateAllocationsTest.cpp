@@ -1,12 +1,19 @@
-// That a node in operation takes nothing from the heap and gives nothing back.
+// Covers: that a node in operation takes nothing from the heap and gives nothing back.
 //
-// | what                                     | test                                          | kind       |
-// |------------------------------------------|-----------------------------------------------|------------|
-// | every scenario of the benchmarks         | SteadyState.AllocatesNothing                  | functional |
-// | timers, time-outs and their resolution   | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing | functional |
-// | requests that are answered with an abort | SteadyStateOfNode.AbortsAllocateNothing | robustness |
-// | writes to another node                   | SteadyStateOfNode.DownloadsToAServerAllocateNothing | functional |
-// | reset of the communication               | Restart.GivesBackWhatItTook                   | functional |
+// | subject           | functional                                          | robustness                              |
+// |-------------------|-----------------------------------------------------|-----------------------------------------|
+// | every scenario of | SteadyState.AllocatesNothing                        |                                         |
+// | the benchmarks    |                                                     |                                         |
+// | timers, time-outs | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing  |                                         |
+// | and their         |                                                     |                                         |
+// | resolution        |                                                     |                                         |
+// | requests that are |                                                     | SteadyStateOfNode.AbortsAllocateNothing |
+// | answered with an  |                                                     |                                         |
+// | abort             |                                                     |                                         |
+// | writes to another | SteadyStateOfNode.DownloadsToAServerAllocateNothing |                                         |
+// | node              |                                                     |                                         |
+// | reset of the      | Restart.GivesBackWhatItTook                         |                                         |
+// | communication     |                                                     |                                         |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,13 +1,16 @@
 // Covers: the node's own reads and writes of variables that live in other nodes.
 //
-// | parameter | functional                                            | robustness |
-// |-----------|-------------------------------------------------------|-----------------------------------------------------|
-// | variables | numbers of 1 to 8 bytes, texts, read-only, limited    | without remote key, nobody's, on no channel |
-// | requests  | writes and reads, several at once, the same again     | a text into a number, a number into a text | |
-// answers   | confirmations, values, segments, aborts               | of other objects, on other channels, wrong
-// toggles  | | channels  | two servers                                           | one that is disabled | | a master  |
-// | takes the one slot of each direction                | | time-out  | on both sides of it | the wrap of the clock |
-// | port      |                                                       | refuses some or all attempts |
+// | subject   | functional                                        | robustness                                  |
+// |-----------|---------------------------------------------------|---------------------------------------------|
+// | variables | numbers of 1 to 8 bytes, texts, read-only,        | without remote key, nobody's, on no channel |
+// |           | limited                                           |                                             |
+// | requests  | writes and reads, several at once, the same again | a text into a number, a number into a text  |
+// | answers   | confirmations, values, segments, aborts           | of other objects, on other channels, wrong  |
+// |           |                                                   | toggles                                     |
+// | channels  | two servers                                       | one that is disabled                        |
+// | a master  |                                                   | takes the one slot of each direction        |
+// | time-out  | on both sides of it                               | the wrap of the clock                       |
+// | port      |                                                   | refuses some or all attempts                |
 
 #include <gtest/gtest.h>
 

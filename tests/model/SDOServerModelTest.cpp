@@ -1,13 +1,14 @@
 // Covers: a master's reads and writes of the dictionary.
 //
-// | parameter  | functional                                          | robustness |
-// |------------|-----------------------------------------------------|---------------------------------------------------|
-// | objects    | numbers of all sizes, texts, the node's and others' | missing, without type or variable, too long | |
-// requests   | expedited, in segments, aborts                      | any command byte, wrong sizes, toggles, lengths |
-// | channels   | the predefined one, further ones, written ones      | disabled, wide identifiers, mixed in one
-// transfer | | time-out   | on both sides of it, changed                        | the wrap of the clock | | states |
-// all                                                 | stopped, reset in a transfer, pause               | | port | |
-// refuses some or all attempts                      |
+// | subject  | functional                                     | robustness                                        |
+// |----------|------------------------------------------------|---------------------------------------------------|
+// | objects  | numbers of all sizes, texts, the node's and    | missing, without type or variable, too long       |
+// |          | others'                                        |                                                   |
+// | requests | expedited, in segments, aborts                 | any command byte, wrong sizes, toggles, lengths   |
+// | channels | the predefined one, further ones, written ones | disabled, wide identifiers, mixed in one transfer |
+// | time-out | on both sides of it, changed                   | the wrap of the clock                             |
+// | states   | all                                            | stopped, reset in a transfer, pause               |
+// | port     |                                                | refuses some or all attempts                      |
 
 #include <gtest/gtest.h>
 

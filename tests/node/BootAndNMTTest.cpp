@@ -1,12 +1,12 @@
-// A whole node under the commands of an NMT master.
+// Covers: a whole node under the commands of an NMT master.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  boot-up                                     | x          | port refuses, commands before it
-//  every NMT command, state by state           | x          | unknown ones, other lengths
-//  reset node, reset communication             | x          | twice, from every state
-//  state changes as the listener and log see   | x          |
-//  frames for nobody                           | x          | every identifier, every length
+// | subject                                   | functional | robustness                       |
+// |-------------------------------------------|------------|----------------------------------|
+// | boot-up                                   | x          | port refuses, commands before it |
+// | every NMT command, state by state         | x          | unknown ones, other lengths      |
+// | reset node, reset communication           | x          | twice, from every state          |
+// | state changes as the listener and log see | x          |                                  |
+// | frames for nobody                         | x          | every identifier, every length   |
 
 #include "KQErrorCodes.h"
 #include "NamedCase.h"

@@ -1,11 +1,11 @@
 // Covers: what a master that saves hears when the disk has a fault.
 //
-// | disk                             | robustness                                            |
-// |----------------------------------|-------------------------------------------------------|
-// | full                             | confirmed, one line on standard error                 |
-// | the file is a folder             | abort 0x06060000                                      |
-// | the folder may not be written    | abort 0x06060000                                      |
-// | any of these at the start        | the node boots, the next save with room is confirmed  |
+// | subject                       | functional | robustness                                           |
+// |-------------------------------|------------|------------------------------------------------------|
+// | full                          |            | confirmed, one line on standard error                |
+// | the file is a folder          |            | abort 0x06060000                                     |
+// | the folder may not be written |            | abort 0x06060000                                     |
+// | any of these at the start     |            | the node boots, the next save with room is confirmed |
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

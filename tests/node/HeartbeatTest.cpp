@@ -1,12 +1,12 @@
-// Heartbeats of a whole node and of the nodes that it watches.
+// Covers: heartbeats of a whole node and of the nodes that it watches.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  heartbeat byte by state                     | x          | paused, resetting
-//  period at the cycle of the node             | x          | cycle slower than the period
-//  producer time over SDO                      | x          | 0, above the range
-//  consumer entry over SDO                     | x          | STOPPED
-//  bus gone                                    |            | x
+// | subject                         | functional | robustness                   |
+// |---------------------------------|------------|------------------------------|
+// | heartbeat byte by state         | x          | paused, resetting            |
+// | period at the cycle of the node | x          | cycle slower than the period |
+// | producer time over SDO          | x          | 0, above the range           |
+// | consumer entry over SDO         | x          | STOPPED                      |
+// | bus gone                        |            | x                            |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"

@@ -1,9 +1,9 @@
 // Covers: several nodes of one process, each with a protocol thread of its own, and application threads beside them.
 //
-// | parameter    | functional                                             | robustness                        |
-// |--------------|--------------------------------------------------------|-----------------------------------|
-// | nodes        | three, on ports of their own, with one variable store  | one is reset again and again      |
-// | applications | each writes what all nodes send, and asks every client | PDOs are remapped meanwhile       |
+// | subject      | functional                                             | robustness                   |
+// |--------------|--------------------------------------------------------|------------------------------|
+// | nodes        | three, on ports of their own, with one variable store  | one is reset again and again |
+// | applications | each writes what all nodes send, and asks every client | PDOs are remapped meanwhile  |
 //
 // What a thread sanitizer says of it counts as much as the assertions.
 

@@ -1,13 +1,12 @@
-// When the node next has something to do: a program that sleeps until then misses nothing.
+// Covers: when the node next has something to do: a program that sleeps until then misses nothing.
 //
-//  subject                       | functional                                    | robustness
-//  ------------------------------+-----------------------------------------------+---------------------------------
-//  same events at the same times | heartbeats, heartbeat and reception time-outs,| a port that refuses
-//  as with a cycle every ms      | event timers, inhibit times, SDO time-outs,   |
-//                                | requests                                      |
-//  how often it has to be asked  | once an event                                 | nothing due at all
-//  states                        | before init, INIT, reset, paused              |
-//  work listener                 | request, read, held-back PDO                  | refused request, none
+// | subject                       | functional                                           | robustness            |
+// |-------------------------------|------------------------------------------------------|-----------------------|
+// | same events at the same times | heartbeats, heartbeat and reception time-outs,       | a port that refuses   |
+// | as with a cycle every ms      | event timers, inhibit times, SDO time-outs, requests |                       |
+// | how often it has to be asked  | once an event                                        | nothing due at all    |
+// | states                        | before init, INIT, reset, paused                     |                       |
+// | work listener                 | request, read, held-back PDO                         | refused request, none |
 
 #include <algorithm>
 #include <functional>

@@ -1,14 +1,18 @@
 // Covers: everything that concerns PDOs, in random order; meant for the address sanitizer.
 //
-// | operation       | robustness                                                                                     |
-// |-----------------|------------------------------------------------------------------------------------------------|
-// | values          | variables of the application and of the node, dictionary objects, from RPDOs that are mapped   |
-// |                 | into TPDOs as well                                                                             |
-// | frames          | SYNC, RPDOs of any length, buffered ones, RPDOs that write parameters of PDOs, their own too   |
-// | configuration   | COB-IDs (also shared ones), types, times, mappings, actions, events that rebuild PDOs          |
-// | states          | NMT, setCANopenState, reset of communication and of values, init of the handler, pause         |
-// | surroundings    | steps of the clock and its wrap, refused frames                                                |
-// | counters        | mapped into their own TPDO, into others, parameters of PDOs                                    |
+// | subject       | functional | robustness                                                                           |
+// |---------------|------------|--------------------------------------------------------------------------------------|
+// | values        |            | variables of the application and of the node, dictionary objects, from RPDOs that    |
+// |               |            | are mapped                                                                           |
+// |               |            | into TPDOs as well                                                                   |
+// | frames        |            | SYNC, RPDOs of any length, buffered ones, RPDOs that write parameters of PDOs, their |
+// |               |            | own too                                                                              |
+// | configuration |            | COB-IDs (also shared ones), types, times, mappings, actions, events that rebuild     |
+// |               |            | PDOs                                                                                 |
+// | states        |            | NMT, setCANopenState, reset of communication and of values, init of the handler,     |
+// |               |            | pause                                                                                |
+// | surroundings  |            | steps of the clock and its wrap, refused frames                                      |
+// | counters      |            | mapped into their own TPDO, into others, parameters of PDOs                          |
 //
 // After every operation: no PDO outside OPERATIONAL, only identifiers that are in use, a bounded number of frames.
 // The seed is printed; TAVO_TEST_SEED repeats a run, TAVO_TEST_OPERATIONS sets the number of operations.

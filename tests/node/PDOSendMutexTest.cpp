@@ -1,10 +1,10 @@
 // Covers: how long an application's write of a mapped variable may have to wait for the transmissions of the node.
 //
-// | subject      | functional                                                     | robustness                     |
-// |--------------|----------------------------------------------------------------|--------------------------------|
-// | send mutex   | free between two TPDOs of a send pass, while PDOs are built    | held while a TPDO is sent: its |
-// |              |                                                                | replacement waits for that     |
-// | other frames | leave between two TPDOs of one SYNC                            |                                |
+// | subject      | functional                                   | robustness                                       |
+// |--------------|----------------------------------------------|--------------------------------------------------|
+// | send mutex   | free between two TPDOs of a send pass, while | held while a TPDO is sent: its replacement waits |
+// |              | PDOs are built                               | for that                                         |
+// | other frames | leave between two TPDOs of one SYNC          |                                                  |
 
 #include <algorithm>
 #include <atomic>

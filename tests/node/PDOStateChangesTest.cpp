@@ -1,13 +1,13 @@
 // Covers: nothing of a PDO leaves or is applied outside OPERATIONAL, whatever waited when the state changed.
 //
-// | parameter    | functional                                      | robustness                                       |
-// |--------------|-------------------------------------------------|--------------------------------------------------|
-// | state change | every NMT command, setCANopenState, refused     | repeated, in quick turns, by an event of the     |
-// |              | ones, pause                                     | SYNC itself                                      |
-// | what waits   | inhibited change, queued and cyclic SYNC, event | all of it at once                                |
-// |              | timer that is due, buffered RPDO                |                                                  |
-// | afterwards   | what is kept goes on in OPERATIONAL, a reset    | frames on either side of the command             |
-// |              | starts anew                                     |                                                  |
+// | subject      | functional                                      | robustness                                   |
+// |--------------|-------------------------------------------------|----------------------------------------------|
+// | state change | every NMT command, setCANopenState, refused     | repeated, in quick turns, by an event of the |
+// |              | ones, pause                                     | SYNC itself                                  |
+// | what waits   | inhibited change, queued and cyclic SYNC, event | all of it at once                            |
+// |              | timer that is due, buffered RPDO                |                                              |
+// | afterwards   | what is kept goes on in OPERATIONAL, a reset    | frames on either side of the command         |
+// |              | starts anew                                     |                                              |
 
 #include <string>
 

@@ -1,11 +1,11 @@
 // Covers: a whole node whose port refuses frames, fails when it is read, or is gone.
 //
-// | parameter | functional                                        | robustness                                |
-// |-----------|---------------------------------------------------|-------------------------------------------|
-// | writes    | accepted                                          | refused n times, for ever, at random      |
-// | reads     | all frames that wait                              | fail for a while, for ever, at random     |
-// | afterwards | heartbeat, SDO, PDO, client: as before, by itself |                                          |
-// | log       | nothing                                           | one line for each frame that was given up |
+// | subject    | functional                                        | robustness                                |
+// |------------|---------------------------------------------------|-------------------------------------------|
+// | writes     | accepted                                          | refused n times, for ever, at random      |
+// | reads      | all frames that wait                              | fail for a while, for ever, at random     |
+// | afterwards | heartbeat, SDO, PDO, client: as before, by itself |                                           |
+// | log        | nothing                                           | one line for each frame that was given up |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 

@@ -1,12 +1,12 @@
 // Covers: two nodes, 5 and 6, on one virtual bus, reading and writing each other's variables.
 //
-// | parameter | functional                             | robustness                     |
-// |-----------|----------------------------------------|--------------------------------|
-// | number    | written, read, both directions at once |                                |
-// | text      | expedited, segmented, 889 characters   |                                |
-// | refusal   | out of range, unknown object           | local value kept               |
-// | silence   | node paused                            | late answer, server back again |
-// | reset     | of the client, of the server           | in the middle of a transfer    |
+// | subject | functional                             | robustness                     |
+// |---------|----------------------------------------|--------------------------------|
+// | number  | written, read, both directions at once |                                |
+// | text    | expedited, segmented, 889 characters   |                                |
+// | refusal | out of range, unknown object           | local value kept               |
+// | silence | node paused                            | late answer, server back again |
+// | reset   | of the client, of the server           | in the middle of a transfer    |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQVariable.h"

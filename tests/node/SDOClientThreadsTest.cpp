@@ -1,9 +1,9 @@
 // Covers: application threads that write and read remote variables while the node runs.
 //
-// | parameter | functional                         | robustness                           |
-// |-----------|------------------------------------|--------------------------------------|
-// | threads   | four, with writes, texts and reads | all on the same variable             |
-// | node      | answered by a server               | reset in the middle, again and again |
+// | subject | functional                         | robustness                           |
+// |---------|------------------------------------|--------------------------------------|
+// | threads | four, with writes, texts and reads | all on the same variable             |
+// | node    | answered by a server               | reset in the middle, again and again |
 
 #include <array>
 #include <atomic>

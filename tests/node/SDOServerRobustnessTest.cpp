@@ -1,11 +1,11 @@
 // Covers: a booted node under frames that no well-behaved master sends.
 //
-// | parameter        | robustness                                                                                 |
-// |------------------|--------------------------------------------------------------------------------------------|
-// | COB-ID           | both server channels, a disabled one, responses, neighbours, SYNC, NMT, heartbeats         |
-// | length           | 0 to 8                                                                                     |
-// | data             | random bytes; requests that come close to real ones                                        |
-// | time             | random steps, some beyond the SDO timeout                                                  |
+// | subject | functional | robustness                                                                         |
+// |---------|------------|------------------------------------------------------------------------------------|
+// | COB-ID  |            | both server channels, a disabled one, responses, neighbours, SYNC, NMT, heartbeats |
+// | length  |            | 0 to 8                                                                             |
+// | data    |            | random bytes; requests that come close to real ones                                |
+// | time    |            | random steps, some beyond the SDO timeout                                          |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 

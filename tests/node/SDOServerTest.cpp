@@ -1,6 +1,6 @@
 // Covers: a whole node as a master sees it over SDO, from the port to the dictionary and the variable store.
 //
-// | what                  | functional                              | robustness                               |
+// | subject               | functional                              | robustness                               |
 // |-----------------------|-----------------------------------------|------------------------------------------|
 // | standard objects      | device type, name, identity, versions   | unknown object                           |
 // | application variables | own, of another owner; written and read | read only                                |

@@ -1,11 +1,12 @@
-// The frames that a whole node serves, as its objects change: no service loses a frame because nobody was asked.
+// Covers: the frames that a whole node serves, as its objects change: no service loses a frame because nobody was
+// asked.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  SYNC identifier moved                       | x          | through the pointer to its value
-//  SDO channel moved, PDO moved                | x          |
-//  watched nodes                               |            | node IDs above 127
-//  one identifier, two services                | x          |
+// | subject                      | functional | robustness                       |
+// |------------------------------|------------|----------------------------------|
+// | SYNC identifier moved        | x          | through the pointer to its value |
+// | SDO channel moved, PDO moved | x          |                                  |
+// | watched nodes                |            | node IDs above 127               |
+// | one identifier, two services | x          |                                  |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQNMTHandler.h"

@@ -1,7 +1,7 @@
 // Covers: a whole node while the tick passes the middle and the end of its 32 bits, when cycles come late, and when the
 // wall clock is set.
 //
-// | parameter  | functional                                        | robustness                               |
+// | subject    | functional                                        | robustness                               |
 // |------------|---------------------------------------------------|------------------------------------------|
 // | tick       | as anywhere else                                  | 0x80000000, the wrap                     |
 // | timers     | event timer, inhibit time, RPDO and SDO time-outs | heartbeats: what shows, and for how long |

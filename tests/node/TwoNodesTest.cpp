@@ -1,13 +1,13 @@
-// Two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager.
+// Covers: two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  boot-up of each                             | x          |
-//  commands to one, to all                     | x          | one ignores commands to all
-//  requests answered by the one asked          | x          | nobody asked
-//  watching each other, and nodes of one alone | x          |
-//  look-up on the port                         | x          |
-//  one reset, one paused                       | x          | x
+// | subject                                     | functional | robustness                  |
+// |---------------------------------------------|------------|-----------------------------|
+// | boot-up of each                             | x          |                             |
+// | commands to one, to all                     | x          | one ignores commands to all |
+// | requests answered by the one asked          | x          | nobody asked                |
+// | watching each other, and nodes of one alone | x          |                             |
+// | look-up on the port                         | x          |                             |
+// | one reset, one paused                       | x          | x                           |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQNMTHandler.h"

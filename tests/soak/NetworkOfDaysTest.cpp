@@ -1,8 +1,12 @@
-// What this file covers:
-//   eight nodes for days   | every heartbeat, event timer and SYNC answer, no time-out, no line, a flat heap |
-//   endurance the wrap of the tick   | what the comparison of ticks does to heartbeats at 0x80000000 and at the wrap |
-//   boundary
-// TAVO_SOAK_DAYS: how many days; "make soak" runs thirty.
+// Covers: a network over days, and over the wrap of the tick. TAVO_SOAK_DAYS says how many days; "make soak" runs
+// thirty.
+//
+// | subject              | functional                                                                    | robustness |
+// |----------------------|-------------------------------------------------------------------------------|------------|
+// | eight nodes for days | every heartbeat, event timer and SYNC answer, no time-out, no line, a flat    |            |
+// |                      | heap                                                                          |            |
+// | the wrap of the tick | what the comparison of ticks does to heartbeats at 0x80000000 and at the wrap |            |
+
 #include <gtest/gtest.h>
 
 #include <cstdio>

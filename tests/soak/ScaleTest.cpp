@@ -1,9 +1,15 @@
-// What this file covers:
-//   127 nodes on one bus    | all operational, a PDO of each at every SYNC, an SDO answer of each  | scale
-//   life cycles             | create, init, operate, destroy: no growth of the heap                | endurance
-//   ten thousand variables  | each readable by SDO, the dictionary exported                        | scale
-//   512 PDOs each way       | every one received, every one sent                                   | scale
+// Covers: as many nodes, lives of a node, variables and PDOs as there may be. TAVO_SOAK_LIVES and TAVO_SOAK_SYNCS say
+// how many; "make soak" runs ten thousand, and a thousand.
+//
+// | subject                | functional                                                          | robustness |
+// |------------------------|---------------------------------------------------------------------|------------|
+// | 127 nodes on one bus   | all operational, a PDO of each at every SYNC, an SDO answer of each |            |
+// | life cycles            | create, init, operate, destroy: no growth of the heap               |            |
+// | ten thousand variables | each readable by SDO, the dictionary exported                       |            |
+// | 512 PDOs each way      | every one received, every one sent                                  |            |
+//
 // TAVO_SOAK_LIVES, TAVO_SOAK_SYNCS: how many; "make soak" runs ten thousand, and a thousand.
+
 #include <gtest/gtest.h>
 
 #include <cstdio>

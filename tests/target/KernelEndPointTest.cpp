@@ -1,14 +1,19 @@
-// The end point of the kernel's SocketCAN on a real kernel: interface vcan0
+// Covers: the end point of the kernel's SocketCAN on a real kernel: interface vcan0.
 //
-// | what              | cases                                                                                    |
-// |-------------------|------------------------------------------------------------------------------------------|
-// | opening           | a CAN interface; none of that name; an interface that is not CAN                         |
-// | transfer          | both ways, every length, in order, own frames not read                                   |
-// | foreign frames    | extended, remote, FD: dropped and counted (robustness)                                   |
-// | transmit queue    | ENOBUFS: kept in order, refused when the end point's own queue is full too (robustness)  |
-// | interface         | down and up, with frames pending; deleted and created again (robustness)                 |
-// | error frames      | bus-off, error-passive, overrun of the controller (robustness)                           |
-// | socket buffer     | overflow counted, order kept (robustness)                                                |
+// | subject        | functional                                    | robustness                                    |
+// |----------------|-----------------------------------------------|-----------------------------------------------|
+// | opening        | a CAN interface; none of that name; an        |                                               |
+// |                | interface that is not CAN                     |                                               |
+// | transfer       | both ways, every length, in order, own frames |                                               |
+// |                | not read                                      |                                               |
+// | foreign frames |                                               | extended, remote, FD: dropped and counted     |
+// | transmit queue |                                               | ENOBUFS: kept in order, refused when the end  |
+// |                |                                               | point's own queue is full too                 |
+// | interface      |                                               | down and up, with frames pending; deleted and |
+// |                |                                               | created again                                 |
+// | error frames   |                                               | bus-off, error-passive, overrun of the        |
+// |                |                                               | controller                                    |
+// | socket buffer  |                                               | overflow counted, order kept                  |
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>

@@ -1,13 +1,15 @@
-// A whole node on a real kernel's SocketCAN: interface vcan0
+// Covers: a whole node on a real kernel's SocketCAN: interface vcan0.
 //
-// | what             | cases                                                                                     |
-// |------------------|-------------------------------------------------------------------------------------------|
-// | life             | boot-up, heartbeat, NMT, SDO                                                              |
-// | transmit queue   | 64 TPDOs on one SYNC through a queue of ten frames, again and again (robustness)          |
-// | interface        | down and up while TPDOs are pending; deleted and created again (robustness)               |
-// | error frames     | bus-off, error-passive, overrun: the node goes on (robustness)                            |
-// | foreign frames   | extended, remote and FD frames with the identifiers of services (robustness)              |
-// | wall clock       | stepped by an hour both ways: heartbeat, its consumer, event timer and SDO (robustness)   |
+// | subject        | functional                   | robustness                                                      |
+// |----------------|------------------------------|-----------------------------------------------------------------|
+// | life           | boot-up, heartbeat, NMT, SDO |                                                                 |
+// | transmit queue |                              | 64 TPDOs on one SYNC through a queue of ten frames, again and   |
+// |                |                              | again                                                           |
+// | interface      |                              | down and up while TPDOs are pending; deleted and created again  |
+// | error frames   |                              | bus-off, error-passive, overrun: the node goes on               |
+// | foreign frames |                              | extended, remote and FD frames with the identifiers of services |
+// | wall clock     |                              | stepped by an hour both ways: heartbeat, its consumer, event    |
+// |                |                              | timer and SDO                                                   |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

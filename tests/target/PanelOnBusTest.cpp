@@ -1,16 +1,18 @@
-// tavo-panel on can0 and its master on can1: two controllers on one bus at 1 Mbit/s
+// Covers: tavo-panel on can0 and its master on can1: two controllers on one bus at 1 Mbit/s.
 //
-// | what            | cases                                                                                      |
-// |-----------------|--------------------------------------------------------------------------------------------|
-// | life            | boot-up and heartbeat; NMT commands; SIGTERM ends it with 0                                |
-// | SDO             | expedited and segmented upload, download, abort                                            |
-// | interface       | can0 down and up; down when the panel starts (robustness)                                  |
-// | wall clock      | set by hours and by years (robustness)                                                     |
-// | flood           | ten seconds at the full rate of the bus: SDO is answered, heartbeats come (robustness);    |
-// |                 | two seconds while every frame is traced                                                    |
-// | foreign frames  | wake nobody, and are traced; two panels on one interface: each sleeps while the other is      |
-// |                 | asked                                                                                      |
-// | foreign clients | candump, cansend and cangen                                                                |
+// | subject         | functional                                      | robustness                                   |
+// |-----------------|-------------------------------------------------|----------------------------------------------|
+// | life            | boot-up and heartbeat; NMT commands; SIGTERM    |                                              |
+// |                 | ends it with 0                                  |                                              |
+// | SDO             | expedited and segmented upload, download, abort |                                              |
+// | interface       |                                                 | can0 down and up; down when the panel starts |
+// | wall clock      |                                                 | set by hours and by years                    |
+// | flood           | ten seconds at the full rate of the bus: SDO is |                                              |
+// |                 | answered, heartbeats come (robustness); two     |                                              |
+// |                 | seconds while every frame is traced             |                                              |
+// | foreign frames  | wake nobody, and are traced; two panels on one  |                                              |
+// |                 | interface: each sleeps while the other is asked |                                              |
+// | foreign clients | candump, cansend and cangen                     |                                              |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,9 +1,10 @@
-// A node on can0 whose master on can1 changes identifiers while the bus is busy: no frame that it serves is lost
+// Covers: a node on can0 whose master on can1 changes identifiers while the bus is busy: no frame that it serves is
+// lost.
 //
-// | what | cases                                                                                         |
-// |------|-----------------------------------------------------------------------------------------------|
-// | RPDO | the frame that follows the confirmation of its new identifier is received (robustness)        |
-// | SYNC | the one that follows the confirmation is answered by a synchronous TPDO (robustness)          |
+// | subject | functional | robustness                                                                |
+// |---------|------------|---------------------------------------------------------------------------|
+// | RPDO    |            | the frame that follows the confirmation of its new identifier is received |
+// | SYNC    |            | the one that follows the confirmation is answered by a synchronous TPDO   |
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // Covers: two nodes in the loop of a program, one of them asked without end, all over the tick's 32 bits.
 //
-// | parameter | functional                          | robustness                                                     |
-// |-----------|-------------------------------------|----------------------------------------------------------------|
-// | tick      | as anywhere else                    | beyond 0x80000000; the wrap: what shows, and for how long      |
-// | flood     | a bus of 1 Mbit/s full of requests  | and the loop away for seconds                                  |
-// | answers   | one for each request                | what the port had no room for is counted                       |
-// | turns     | one for what came in a millisecond  | in the upper half one for each frame                           |
+// | subject | functional                         | robustness                                                |
+// |---------|------------------------------------|-----------------------------------------------------------|
+// | tick    | as anywhere else                   | beyond 0x80000000; the wrap: what shows, and for how long |
+// | flood   | a bus of 1 Mbit/s full of requests | and the loop away for seconds                             |
+// | answers | one for each request               | what the port had no room for is counted                  |
+// | turns   | one for what came in a millisecond | in the upper half one for each frame                      |
 
 #include <algorithm>
 #include <map>

@@ -1,12 +1,12 @@
 // Covers: a whole node in the loop of a program while the bus that others serve is not there, goes and returns, and
 // while nobody else is on its own bus.
 //
-// | parameter    | functional                         | robustness                                                    |
-// |--------------|------------------------------------|---------------------------------------------------------------|
-// | served bus   | there                              | missing at the start; its server killed again and again       |
-// | own bus      | with a master                      | alone for a while                                             |
-// | what is sent | heartbeats, answers, PDOs          | a PDO that is held back while the port goes is not lost       |
-// | said         | nothing                            | one line each way, one for each frame that was given up       |
+// | subject      | functional                | robustness                                              |
+// |--------------|---------------------------|---------------------------------------------------------|
+// | served bus   | there                     | missing at the start; its server killed again and again |
+// | own bus      | with a master             | alone for a while                                       |
+// | what is sent | heartbeats, answers, PDOs | a PDO that is held back while the port goes is not lost |
+// | said         | nothing                   | one line each way, one for each frame that was given up |
 
 #include <algorithm>
 #include <atomic>

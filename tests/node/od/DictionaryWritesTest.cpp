@@ -1,13 +1,14 @@
-// What a write to the dictionary sets off in the node.
+// Covers: what a write to the dictionary sets off in the node.
 //
-// | covered                                                               | kind       |
-// |-----------------------------------------------------------------------|------------|
-// | SDO parameters: channels follow a write, first and last index         | functional |
-// | consumer heartbeat time: watched nodes follow a write                 | functional |
-// | a reset sets off what a write does                                    | functional |
-// | refused writes set nothing off                                        | functional |
-// | save: file and answer, wrong signature, sub-index 3, no file possible | functional |
-// | answers to refused writes of profile objects                          | functional |
+// | subject                                      | functional                                        | robustness |
+// |----------------------------------------------|---------------------------------------------------|------------|
+// | SDO parameters                               | channels follow a write, first and last index     |            |
+// | consumer heartbeat time                      | watched nodes follow a write                      |            |
+// | a reset sets off what a write does           | x                                                 |            |
+// | refused writes set nothing off               | x                                                 |            |
+// | save                                         | file and answer, wrong signature, sub-index 3, no |            |
+// |                                              | file possible                                     |            |
+// | answers to refused writes of profile objects | x                                                 |            |
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,12 @@
-// What a write to the dictionary sets off in the PDOs of the node.
+// Covers: what a write to the dictionary sets off in the PDOs of the node.
 //
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | PDO parameters: a written PDO is built, an invalidated one is gone     | functional |
-// | a written object leaves in the PDO that maps it, before the SDO answer | functional |
-// | refused writes, objects that no PDO maps                               | functional |
+// | subject                                          | functional                                    | robustness |
+// |--------------------------------------------------|-----------------------------------------------|------------|
+// | PDO parameters                                   | a written PDO is built, an invalidated one is |            |
+// |                                                  | gone                                          |            |
+// | a written object leaves in the PDO that maps it, | x                                             |            |
+// | before the SDO answer                            |                                               |            |
+// | refused writes, objects that no PDO maps         | x                                             |            |
 
 #include <gtest/gtest.h>
 

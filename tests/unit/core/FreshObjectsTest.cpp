@@ -1,10 +1,10 @@
-// Exported operations called directly, in any order, on objects to which nothing or anything has been given.
+// Covers: exported operations called directly, in any order, on objects to which nothing or anything has been given.
 //
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | handlers, state machine and dictionary: every operation on a fresh object   | robustness |
-// | the same with parts that are given and taken away in any order              | robustness |
-// | the stack instance before create() and before init()                        | robustness |
+// | subject                                                                   | functional | robustness |
+// |---------------------------------------------------------------------------|------------|------------|
+// | handlers, state machine and dictionary: every operation on a fresh object |            | x          |
+// | the same with parts that are given and taken away in any order            |            | x          |
+// | the stack instance before create() and before init()                      |            | x          |
 //
 // What each answers alone is tested with its class; here it is that there is an answer, and no crash. The seed is
 // printed; the environment variable TAVO_TEST_SEED repeats a run.

@@ -1,6 +1,6 @@
 // Covers: the objects that the node makes of the runtime's other variables.
 //
-// | parameter           | functional                                 | robustness                         |
+// | subject             | functional                                 | robustness                         |
 // |---------------------|--------------------------------------------|------------------------------------|
 // | completion          | 1                                          | no variables, before init          |
 // | owner               | none, another one                          | this node: left out                |

@@ -1,7 +1,7 @@
 // Covers: what the runtime configures of the node's communication. (The objects of PDOs and what becomes of a refused
 // mapping: PDODescriptionTest.cpp)
 //
-// | parameter               | functional                                  | robustness                           |
+// | subject                 | functional                                  | robustness                           |
 // |-------------------------|---------------------------------------------|--------------------------------------|
 // | addSDOChannel           | both kinds, every sub-entry                 | 129th, gap, other types, before init |
 // | setSDOServerID          | stored, sub-index & 0xFF                    | missing object, before init          |

@@ -1,15 +1,15 @@
-// The end of a stack instance, and of its parts in a second init(). The sanitizer run shows what is leaked, deleted
-// twice, or told of a change after its end.
+// Covers: the end of a stack instance, and of its parts in a second init(). The sanitizer run shows what is leaked,
+// deleted twice, or told of a change after its end.
 //
-//  stage of the instance                 | functional              | robustness
-//  --------------------------------------+-------------------------+---------------------------
-//  constructed, created                  |                         | x
-//  with a state machine only             |                         | x
-//  running                               | silent                  |
-//  with variables                        | variables stay          | a variable that changes later
-//  initialised again                     | configuration forgotten | a variable of before that changes later
-//  initialised again by a listener       | goes on as a fresh node | state, heartbeat, SDO; in a cycle and a reception
-//  with an open port                     | port is closed once     |
+// | subject                         | functional              | robustness                                        |
+// |---------------------------------|-------------------------|---------------------------------------------------|
+// | constructed, created            |                         | x                                                 |
+// | with a state machine only       |                         | x                                                 |
+// | running                         | silent                  |                                                   |
+// | with variables                  | variables stay          | a variable that changes later                     |
+// | initialised again               | configuration forgotten | a variable of before that changes later           |
+// | initialised again by a listener | goes on as a fresh node | state, heartbeat, SDO; in a cycle and a reception |
+// | with an open port               | port is closed once     |                                                   |
 
 #include <memory>
 

@@ -1,12 +1,12 @@
-// The registry of stack instances.
+// Covers: the registry of stack instances.
 //
-//  subject             | functional                                 | robustness
-//  --------------------+--------------------------------------------+----------------------------------------
-//  addCANopenInstance  | ports, insertion order                     | null, the same one twice, no context
-//  getCANopenInstance  | a row for each kind of look-up             | low 16 bits of the port, unknown ones
-//  updateAllData       | slices, key order, tick of each turn       | none registered, deadline passed, failing cycle
-//  deleteAllInstances  | every instance once                        | empty registry, used again afterwards
-//  removal             | by the owner's delete, by call             | twice registered, unknown, in a node's turn
+// | subject            | functional                           | robustness                                      |
+// |--------------------|--------------------------------------|-------------------------------------------------|
+// | addCANopenInstance | ports, insertion order               | null, the same one twice, no context            |
+// | getCANopenInstance | a row for each kind of look-up       | low 16 bits of the port, unknown ones           |
+// | updateAllData      | slices, key order, tick of each turn | none registered, deadline passed, failing cycle |
+// | deleteAllInstances | every instance once                  | empty registry, used again afterwards           |
+// | removal            | by the owner's delete, by call       | twice registered, unknown, in a node's turn     |
 
 #include <memory>
 #include <vector>

@@ -1,11 +1,11 @@
-// The binary interface of the stack's classes to the runtime.
+// Covers: the binary interface of the stack's classes to the runtime.
 //
-//  subject                              | functional | robustness
-//  -------------------------------------+------------+-----------
-//  slot of every virtual operation      | x          |
-//  the two destructors in front         | x          |
-//  handlers and state machine           | x          |
-//  sub-interfaces reach the same code   | x          | before init
+// | subject                            | functional | robustness  |
+// |------------------------------------|------------|-------------|
+// | slot of every virtual operation    | x          |             |
+// | the two destructors in front       | x          |             |
+// | handlers and state machine         | x          |             |
+// | sub-interfaces reach the same code | x          | before init |
 //
 // Slots are counted in the virtual table of the primary interface as the Itanium C++ ABI lays it out; the runtime on
 // the board calls by these numbers.

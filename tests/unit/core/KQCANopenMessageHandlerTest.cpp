@@ -1,10 +1,10 @@
-// The base of the protocol handlers: the outgoing frame and sending it.
+// Covers: the base of the protocol handlers: the outgoing frame and sending it.
 //
-//  subject            | functional                       | robustness
-//  -------------------+----------------------------------+------------------------------------------
-//  sendCANMessage     | accepted at once, n-th attempt   | 26 refusals, changing codes, no port, bad frame
-//  outgoing frame     | initial values, kept after send  | kept after every failure
-//  copy, assignment   | what is taken                    | onto itself
+// | subject          | functional                      | robustness                                      |
+// |------------------|---------------------------------|-------------------------------------------------|
+// | sendCANMessage   | accepted at once, n-th attempt  | 26 refusals, changing codes, no port, bad frame |
+// | outgoing frame   | initial values, kept after send | kept after every failure                        |
+// | copy, assignment | what is taken                   | onto itself                                     |
 
 #include <vector>
 

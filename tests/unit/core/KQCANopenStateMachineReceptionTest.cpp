@@ -1,12 +1,14 @@
-// The communication state machine: draining the port.
+// Covers: the communication state machine: draining the port.
 //
-//  subject                 | functional                               | robustness
-//  ------------------------+------------------------------------------+-----------------------------------------
-//  handler order           | up to the one that takes the frame       | nobody takes it, any result, no EMCY handler
-//  handlers that declare   | only who serves it, two of them in order | more than 11 bits, EMCY that declares nothing
-//  result                  | 5, 0 while paused, the kept one, STOPPED | no port, port closed by a frame, each handler
-//  missing receive buffer          | cleared after every frame                | budget                  | boundary in
-//  both directions              | 0, sum wraps budget of the instance  | boundaries of the tick where it wraps    |
+// | subject                | functional                               | robustness                                    |
+// |------------------------|------------------------------------------|-----------------------------------------------|
+// | handler order          | up to the one that takes the frame       | nobody takes it, any result, no EMCY handler  |
+// | handlers that declare  | only who serves it, two of them in order | more than 11 bits, EMCY that declares nothing |
+// | result                 | 5, 0 while paused, the kept one, STOPPED | no port, port closed by a frame, each handler |
+// |                        |                                          | missing                                       |
+// | receive buffer         | cleared after every frame                |                                               |
+// | budget                 | boundary in both directions              | 0, sum wraps                                  |
+// | budget of the instance | boundaries of the tick                   | where it wraps                                |
 
 #include <initializer_list>
 #include <typeinfo>

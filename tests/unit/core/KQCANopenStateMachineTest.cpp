@@ -1,13 +1,14 @@
-// The communication state machine: states, cycle and send pass. (Reception: KQCANopenStateMachineReceptionTest.cpp)
+// Covers: the communication state machine: states, cycle and send pass. (Reception:
+// KQCANopenStateMachineReceptionTest.cpp)
 //
-//  subject                      | functional                          | robustness
-//  -----------------------------+-------------------------------------+-------------------------------------
-//  initHandlers                 | every handler wired                 | each part missing, objects missing
-//  setState                     | signal, log line, order             | any value, every flag of the stream set
-//  run, a row for each state    | result, next state, frames, log     | unknown states, paused, failing INIT
-//  run, time of the send pass   | 50 ms from now                      | deadlines before, at and after that
-//  sendCANMessages              | status word, heartbeat              | paused, without handlers, in INIT
-//  copy and assignment          | what is taken, what is reset        | onto itself
+// | subject                    | functional                      | robustness                              |
+// |----------------------------|---------------------------------|-----------------------------------------|
+// | initHandlers               | every handler wired             | each part missing, objects missing      |
+// | setState                   | signal, log line, order         | any value, every flag of the stream set |
+// | run, a row for each state  | result, next state, frames, log | unknown states, paused, failing INIT    |
+// | run, time of the send pass | 50 ms from now                  | deadlines before, at and after that     |
+// | sendCANMessages            | status word, heartbeat          | paused, without handlers, in INIT       |
+// | copy and assignment        | what is taken, what is reset    | onto itself                             |
 
 #include <iostream>
 #include <limits>

@@ -1,15 +1,15 @@
 // Covers: the binding of the application's variables to objects of the node.
 //
-// | parameter                   | functional                            | robustness                          |
-// |-----------------------------|---------------------------------------|-------------------------------------|
-// | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init |
-// | second address part         | above 255: cut in the dictionary only |                                     |
-// | data type                   | every row of both signs               | odd lengths                         |
-// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel, |
-// |                             |                                       | sub-index above 255                 |
-// | requests of the application | write and read, number and text       | before init                         |
-// | change signals              | 1100, 1101                            | other codes, before init            |
-// | resetValue                  | number                                | text, missing object, before init   |
+// | subject                     | functional                            | robustness                               |
+// |-----------------------------|---------------------------------------|------------------------------------------|
+// | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init      |
+// | second address part         | above 255: cut in the dictionary only |                                          |
+// | data type                   | every row of both signs               | odd lengths                              |
+// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel, sub- |
+// |                             |                                       | index above 255                          |
+// | requests of the application | write and read, number and text       | before init                              |
+// | change signals              | 1100, 1101                            | other codes, before init                 |
+// | resetValue                  | number                                | text, missing object, before init        |
 
 #include <map>
 

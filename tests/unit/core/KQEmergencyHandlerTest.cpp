@@ -1,13 +1,13 @@
-// The error register and the emergency producer.
+// Covers: the error register and the emergency producer.
 //
-//  subject               | functional                                | robustness
-//  ----------------------+-------------------------------------------+-------------------------------------------
-//  updateErrorRegister   | bit of every error class, set and clear   | no dictionary, no object 0x1001
-//  init                  | live COB-ID                               | no dictionary, no object 0x1014
-//  sendEmergencyMessage  | frame, both forms, live COB-ID            | every refusal, refused write, COB-ID with flags,
-//                        |                                           | frame that was used before
-//  as built              | refused, nothing changes                  |
-//  handleMessage         | 11                                        | null
+// | subject              | functional                              | robustness                                       |
+// |----------------------|-----------------------------------------|--------------------------------------------------|
+// | updateErrorRegister  | bit of every error class, set and clear | no dictionary, no object 0x1001                  |
+// | init                 | live COB-ID                             | no dictionary, no object 0x1014                  |
+// | sendEmergencyMessage | frame, both forms, live COB-ID          | every refusal, refused write, COB-ID with flags, |
+// |                      |                                         | frame that was used before                       |
+// | as built             | refused, nothing changes                |                                                  |
+// | handleMessage        | 11                                      | null                                             |
 
 #include "KQEmergencyHandler.h"
 #include "KQErrorCodes.h"

@@ -1,12 +1,12 @@
-// The choice of the handlers that are offered a frame.
+// Covers: the choice of the handlers that are offered a frame.
 //
-//  subject                 | functional                                | robustness
-//  ------------------------+-------------------------------------------+--------------------------------------
-//  declaration             | none, empty, some, two handlers alike     | handler of a derived class, copies
-//  change of a declaration | more, fewer                               | of another node
-//  followed identifier     | moved through the value, besides others   | more than 11 bits, two handlers
-//  identifier              | each of 11 bits                           | more than 11 bits
-//  handlers                | replaced                                  | none, missing
+// | subject                 | functional                              | robustness                         |
+// |-------------------------|-----------------------------------------|------------------------------------|
+// | declaration             | none, empty, some, two handlers alike   | handler of a derived class, copies |
+// | change of a declaration | more, fewer                             | of another node                    |
+// | followed identifier     | moved through the value, besides others | more than 11 bits, two handlers    |
+// | identifier              | each of 11 bits                         | more than 11 bits                  |
+// | handlers                | replaced                                | none, missing                      |
 
 #include "internal/KQFrameDispatch.h"
 

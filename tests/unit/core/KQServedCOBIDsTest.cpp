@@ -1,11 +1,11 @@
-// The identifiers that one handler declares.
+// Covers: the identifiers that one handler declares.
 //
-//  subject      | functional                            | robustness
-//  -------------+---------------------------------------+------------------------------------
-//  add          | boundaries of the 11 bits, neighbours | more than 11 bits, twice
-//  follow       | kept                                  | null
-//  clear        | forgets both                          |
-//  getChanges   | every change of any declaration       | none without a change
+// | subject    | functional                            | robustness               |
+// |------------|---------------------------------------|--------------------------|
+// | add        | boundaries of the 11 bits, neighbours | more than 11 bits, twice |
+// | follow     | kept                                  | null                     |
+// | clear      | forgets both                          |                          |
+// | getChanges | every change of any declaration       | none without a change    |
 
 #include "internal/KQServedCOBIDs.h"
 

@@ -1,6 +1,6 @@
 // Covers: the data types 0x40 to 0x47, which the node defines for odd bit lengths.
 //
-// | parameter  | functional                                 | robustness                    |
+// | subject    | functional                                 | robustness                    |
 // |------------|--------------------------------------------|-------------------------------|
 // | entry      | name, access, type, default of sub-index 0 |                               |
 // | slots      | filled in order, found again               | a ninth                       |

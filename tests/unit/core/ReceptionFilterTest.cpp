@@ -1,12 +1,15 @@
-// The frames that a node lets its CAN port hand out: those that its handlers declare, at every moment.
+// Covers: the frames that a node lets its CAN port hand out: those that its handlers declare, at every moment.
 //
-//  what changes                     | functional                             | robustness
-//  ---------------------------------+----------------------------------------+-------------------------------------------
-//  nothing                          | exactly what is served                 | not told again, by cycles, frames or a
-//  reset RPDO, SDO channel, SYNC,         | before the change is confirmed; before | through the pointer to the value
-//  of 0x1005; heartbeat consumer               | the call of the configuration returns  | identifier given up the port
-//  | a new one is told                      | none at the moment a handler that declares nothing  | everything passes |
-//  several nodes                    | each its own                           |
+// | subject                            | functional                           | robustness                           |
+// |------------------------------------|--------------------------------------|--------------------------------------|
+// | nothing changes                    | exactly what is served               | not told again, by cycles, frames or |
+// |                                    |                                      | a reset                              |
+// | RPDO, SDO channel, SYNC, heartbeat | before the change is confirmed;      | through the pointer to the value of  |
+// | consumer                           | before the call of the configuration | 0x1005; identifier given up          |
+// |                                    | returns                              |                                      |
+// | the port                           | a new one is told                    | none at the moment                   |
+// | a handler that declares nothing    | everything passes                    |                                      |
+// | several nodes                      | each its own                         |                                      |
 
 #include <memory>
 #include <set>

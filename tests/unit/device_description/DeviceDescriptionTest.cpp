@@ -1,10 +1,13 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | objects, sub-indexes, compact sub-objects, values of a DCF, node-ID            | functional |
-// | PDOs with their mapping, names for people, types that the file defines         | functional |
-// | line ends, marks, character sets, blanks, letters of either case               | functional |
-// | lists that do not fit, sections that no list names, duplicates: told, and read | robustness |
-// | what is written is read again as the same                                      | functional |
+// Covers: EDS and DCF files, read and written.
+//
+// | subject                                                                        | functional | robustness |
+// |--------------------------------------------------------------------------------|------------|------------|
+// | objects, sub-indexes, compact sub-objects, values of a DCF, node-ID            | x          |            |
+// | PDOs with their mapping, names for people, types that the file defines         | x          |            |
+// | line ends, marks, character sets, blanks, letters of either case               | x          |            |
+// | lists that do not fit, sections that no list names, duplicates: told, and read |            | x          |
+// | what is written is read again as the same                                      | x          |            |
+
 #include "DeviceDescription.h"
 
 #include <gtest/gtest.h>

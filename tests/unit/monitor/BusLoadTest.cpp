@@ -1,8 +1,11 @@
-// | covered                                                    | kind       |
-// |------------------------------------------------------------|------------|
-// | share of a second, of the last whole one, highest, mean    | functional |
-// | seconds without frames, seconds that are forgotten         | functional |
-// | a clock that goes back, times before 0                     | robustness |
+// Covers: the share of its time that the bus is busy.
+//
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | share of a second, of the last whole one, highest, mean | x          |            |
+// | seconds without frames, seconds that are forgotten      | x          |            |
+// | a clock that goes back, times before 0                  |            | x          |
+
 #include "BusLoad.h"
 
 #include <gtest/gtest.h>

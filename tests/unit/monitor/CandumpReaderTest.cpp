@@ -1,12 +1,13 @@
-// The lines of candump logs, and whatever else a file may hold.
+// Covers: the lines of candump logs, and whatever else a file may hold.
 //
-// | parameters                                                      | kind       |
-// |-----------------------------------------------------------------|------------|
-// | forms of a line: time, identifier, data, remote, FD, error      | functional |
-// | direction in both forms; what a terminal is shown               | functional |
-// | lines that are none, at the boundary of being one               | robustness |
-// | long lines, no line end, blank lines, no bytes, binary rubbish  | robustness |
-// | a pipe that brings a line in pieces                             | functional |
+// | subject                                                | functional                                | robustness |
+// |--------------------------------------------------------|-------------------------------------------|------------|
+// | forms of a line                                        | time, identifier, data, remote, FD, error |            |
+// | direction in both forms; what a terminal is shown      | x                                         |            |
+// | lines that are none, at the boundary of being one      |                                           | x          |
+// | long lines, no line end, blank lines, no bytes, binary |                                           | x          |
+// | rubbish                                                |                                           |            |
+// | a pipe that brings a line in pieces                    | x                                         |            |
 
 #include "CandumpReader.h"
 

@@ -1,11 +1,11 @@
-// The words for codes: abort codes, EMCY error codes, states, NMT commands.
+// Covers: the words for codes: abort codes, EMCY error codes, states, NMT commands.
 //
-// | parameters                                                   | kind       |
-// |--------------------------------------------------------------|------------|
-// | each abort code of CiA 301 and its text                      | functional |
-// | error codes with a text of their own, and by their class     | functional |
-// | states and NMT commands                                      | functional |
-// | codes next to known ones, which are unknown                  | robustness |
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | each abort code of CiA 301 and its text                  | x          |            |
+// | error codes with a text of their own, and by their class | x          |            |
+// | states and NMT commands                                  | x          |            |
+// | codes next to known ones, which are unknown              |            | x          |
 
 #include "DecodedFrame.h"
 

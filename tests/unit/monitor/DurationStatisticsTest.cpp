@@ -1,8 +1,11 @@
-// | covered                                          | kind       |
-// |--------------------------------------------------|------------|
-// | nothing yet; shortest, longest, mean, sum        | functional |
-// | both sides of every bound of the buckets         | functional |
-// | counts up to a bound, and up to one that is none | functional |
+// Covers: how long something took, many times over.
+//
+// | subject                                          | functional | robustness |
+// |--------------------------------------------------|------------|------------|
+// | nothing yet; shortest, longest, mean, sum        | x          |            |
+// | both sides of every bound of the buckets         | x          |            |
+// | counts up to a bound, and up to one that is none | x          |            |
+
 #include "DurationStatistics.h"
 
 #include <gtest/gtest.h>

@@ -1,13 +1,13 @@
-// What a frame is called: services, nodes, commands, states, and the values of PDOs.
+// Covers: what a frame is called: services, nodes, commands, states, and the values of PDOs.
 //
-// | parameters                                                  | kind       |
-// |-------------------------------------------------------------|------------|
-// | COB-ID x service and node, boundaries of each range         | functional |
-// | NMT commands, states, boot-up, node guarding                | functional |
-// | EMCY, TIME, LSS                                             | functional |
-// | PDOs with and without a mapping, too short, with gaps       | functional |
-// | COB-IDs that the names assign                               | functional |
-// | wrong lengths and values; frames that are none of CANopen's | robustness |
+// | subject                                                     | functional | robustness |
+// |-------------------------------------------------------------|------------|------------|
+// | COB-ID x service and node, boundaries of each range         | x          |            |
+// | NMT commands, states, boot-up, node guarding                | x          |            |
+// | EMCY, TIME, LSS                                             | x          |            |
+// | PDOs with and without a mapping, too short, with gaps       | x          |            |
+// | COB-IDs that the names assign                               | x          |            |
+// | wrong lengths and values; frames that are none of CANopen's |            | x          |
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,11 @@
-// | covered                                            | kind       |
-// |----------------------------------------------------|------------|
-// | count, first, last, periods, jitter of successive frames | functional |
-// | an interruption makes no period and no jitter      | functional |
-// | a clock that goes back                             | robustness |
+// Covers: frames that come again and again.
+//
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | count, first, last, periods, jitter of successive frames | x          |            |
+// | an interruption makes no period and no jitter            | x          |            |
+// | a clock that goes back                                   |            | x          |
+
 #include "FrameSeries.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,13 @@
-// | covered                                                             | kind       |
-// |---------------------------------------------------------------------|------------|
-// | the expected period: from the third interval on, without stray ones | functional |
-// | gaps: both sides of the limit, how many heartbeats they lack        | functional |
-// | silence that goes on: missed so far, never more than in the end     | functional |
-// | boot-up: ends a gap, makes no period                                | functional |
-// | a clock that goes back                                              | robustness |
+// Covers: the heartbeats of one node, and the gaps in them.
+//
+// | subject                | functional                                             | robustness |
+// |------------------------|--------------------------------------------------------|------------|
+// | the expected period    | from the third interval on, without stray ones         |            |
+// | gaps                   | both sides of the limit, how many heartbeats they lack |            |
+// | silence that goes on   | missed so far, never more than in the end              |            |
+// | boot-up                | ends a gap, makes no period                            |            |
+// | a clock that goes back |                                                        | x          |
+
 #include "HeartbeatStatistics.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,16 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | nodes: what makes one heard, states, boot-ups, EMCY, gaps of heartbeats      | functional |
-// | SDO transfers: each kind, bytes, durations; aborts by code                   | functional |
-// | SDO requests that nobody answers: by time, by the next one, late, abandoned  | functional |
-// | PDOs and SYNC: counts and periods                                            | functional |
-// | frames by service and direction, load of the bus                             | functional |
-// | violations, clocks that go back, tables and lists that are full              | robustness |
+// Covers: what is known of a network from its frames.
+//
+// | subject                                          | functional                                    | robustness |
+// |--------------------------------------------------|-----------------------------------------------|------------|
+// | nodes                                            | what makes one heard, states, boot-ups, EMCY, |            |
+// |                                                  | gaps of heartbeats                            |            |
+// | SDO transfers                                    | each kind, bytes, durations; aborts by code   |            |
+// | SDO requests that nobody answers                 | by time, by the next one, late, abandoned     |            |
+// | PDOs and SYNC                                    | counts and periods                            |            |
+// | frames by service and direction, load of the bus | x                                             |            |
+// | violations, clocks that go back, tables and      |                                               | x          |
+// | lists that are full                              |                                               |            |
+
 #include "NetworkStatistics.h"
 
 #include <gmock/gmock.h>

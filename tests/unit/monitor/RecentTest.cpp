@@ -1,6 +1,9 @@
-// | covered                                   | kind       |
-// |-------------------------------------------|------------|
-// | order, size and total before, at and after the limit | functional |
+// Covers: a list that keeps the last of what it is given.
+//
+// | subject                                              | functional | robustness |
+// |------------------------------------------------------|------------|------------|
+// | order, size and total before, at and after the limit | x          |            |
+
 #include "Recent.h"
 
 #include <gmock/gmock.h>

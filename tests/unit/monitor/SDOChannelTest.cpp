@@ -1,13 +1,13 @@
-// What the frames of an SDO transfer are called, with the object that they are of, and when the value is known.
+// Covers: what the frames of an SDO transfer are called, with the object that they are of, and when the value is known.
 //
-// | parameters                                                   | kind       |
-// |--------------------------------------------------------------|------------|
-// | expedited up and down: one to four bytes, none, size open    | functional |
-// | segmented up and down, both toggles, long values             | functional |
-// | block up and down, several blocks, segments sent again       | functional |
-// | aborts by either side, at rest and within a transfer         | functional |
-// | toggle, size, object, order and command that are wrong       | robustness |
-// | frames of a transfer that began before                       | robustness |
+// | subject                                                | functional                         | robustness |
+// |--------------------------------------------------------|------------------------------------|------------|
+// | expedited up and down                                  | one to four bytes, none, size open |            |
+// | segmented up and down, both toggles, long values       | x                                  |            |
+// | block up and down, several blocks, segments sent again | x                                  |            |
+// | aborts by either side, at rest and within a transfer   | x                                  |            |
+// | toggle, size, object, order and command that are wrong |                                    | x          |
+// | frames of a transfer that began before                 |                                    | x          |
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-// Names and types of the objects that are the same on every node.
+// Covers: names and types of the objects that are the same on every node.
 //
-// | parameters                                       | kind       |
-// |--------------------------------------------------|------------|
-// | single objects, ranges of objects, sub-indexes   | functional |
-// | indexes and sub-indexes around them              | robustness |
+// | subject                                        | functional | robustness |
+// |------------------------------------------------|------------|------------|
+// | single objects, ranges of objects, sub-indexes | x          |            |
+// | indexes and sub-indexes around them            |            | x          |
 
 #include "StandardNames.h"
 

@@ -1,11 +1,11 @@
-// Values as a person reads them.
+// Covers: values as a person reads them.
 //
-// | parameters                                             | kind       |
-// |--------------------------------------------------------|------------|
-// | each data type of CiA 301, both ends of its range      | functional |
-// | odd numbers of bits out of a PDO                       | functional |
-// | more or fewer bytes than the type has; unknown types   | robustness |
-// | texts with quotation marks, control letters, no UTF-16 | robustness |
+// | subject                                                | functional | robustness |
+// |--------------------------------------------------------|------------|------------|
+// | each data type of CiA 301, both ends of its range      | x          |            |
+// | odd numbers of bits out of a PDO                       | x          |            |
+// | more or fewer bytes than the type has; unknown types   |            | x          |
+// | texts with quotation marks, control letters, no UTF-16 |            | x          |
 
 #include "Value.h"
 

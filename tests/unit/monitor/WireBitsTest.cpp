@@ -1,8 +1,11 @@
-// | covered                                                            | kind       |
-// |--------------------------------------------------------------------|------------|
-// | random frames of every length and kind, against bits that are written out one by one | functional |
-// | frames with no stuff bit and with the most of them                 | functional |
-// | error and FD frames, more than 8 bytes                              | robustness |
+// Covers: how many bits a frame has on the wire.
+//
+// | subject                                                                              | functional | robustness |
+// |--------------------------------------------------------------------------------------|------------|------------|
+// | random frames of every length and kind, against bits that are written out one by one | x          |            |
+// | frames with no stuff bit and with the most of them                                   | x          |            |
+// | error and FD frames, more than 8 bytes                                               |            | x          |
+
 #include "WireBits.h"
 
 #include <gtest/gtest.h>

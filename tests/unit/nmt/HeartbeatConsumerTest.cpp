@@ -1,13 +1,14 @@
-// Heartbeat consumer.
+// Covers: the heartbeat consumer.
 //
-//  subject             | functional                                     | robustness
-//  --------------------+------------------------------------------------+---------------------------------------------
-//  settings (0x1016)   | encoding, re-read, in and outside OPERATIONAL  | no dictionary, no object, node 0, above 127,
-//  time 0 state of a node     | every row of the table                         | never heard, removed from 0x1016
-//  deadline            | equality, one later, re-armed, moved           | wrap of the tick
-//  listeners           | one for all, one for each node, order, log     | none, replaced, removed, node ID & 0xFF
-//  frames              | any byte on a watched COB-ID                   | other lengths, other COB-IDs
-//  several nodes       | ascending order                                |
+// | subject           | functional                                    | robustness                                   |
+// |-------------------|-----------------------------------------------|----------------------------------------------|
+// | settings (0x1016) | encoding, re-read, in and outside OPERATIONAL | no dictionary, no object, node 0, above 127, |
+// |                   |                                               | time 0                                       |
+// | state of a node   | every row of the table                        | never heard, removed from 0x1016             |
+// | deadline          | equality, one later, re-armed, moved          | wrap of the tick                             |
+// | listeners         | one for all, one for each node, order, log    | none, replaced, removed, node ID & 0xFF      |
+// | frames            | any byte on a watched COB-ID                  | other lengths, other COB-IDs                 |
+// | several nodes     | ascending order                               |                                              |
 
 #include "KQCANopenStateMachine.h"
 #include "KQErrorCodes.h"

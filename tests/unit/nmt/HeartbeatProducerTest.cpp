@@ -1,12 +1,12 @@
-// Boot-up and heartbeat producer.
+// Covers: boot-up and heartbeat producer.
 //
-//  parameter       | functional                           | robustness
-//  ----------------+--------------------------------------+------------------------------------------------
-//  state           | byte of 0, 3, 4, 5                   | states without heartbeat
-//  producer time   | boundaries of the period, live value | 0, negative, 1, never read, no object 0x1017
-//  tick            | period counts from the cycle         | wrap
-//  node ID         | own                                  | never set
-//  port            | accepted                             | none, refuses
+// | subject       | functional                           | robustness                                   |
+// |---------------|--------------------------------------|----------------------------------------------|
+// | state         | byte of 0, 3, 4, 5                   | states without heartbeat                     |
+// | producer time | boundaries of the period, live value | 0, negative, 1, never read, no object 0x1017 |
+// | tick          | period counts from the cycle         | wrap                                         |
+// | node ID       | own                                  | never set                                    |
+// | port          | accepted                             | none, refuses                                |
 
 #include "KQErrorCodes.h"
 #include "KQNMTHandler.h"

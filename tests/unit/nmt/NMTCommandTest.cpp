@@ -1,12 +1,12 @@
-// NMT commands (module control).
+// Covers: NMT commands (module control).
 //
-//  parameter          | functional                          | robustness
-//  -------------------+-------------------------------------+-----------------------------------------
-//  command specifier  | 0x01, 0x02, 0x80, 0x81, 0x82        | every other value
-//  current state      | 0 to 6                              | 9
-//  addressed node     | all, this one                       | another one, node ID never set
-//  option 3           | on, off                             | changed between two commands
-//  frame              | COB-ID 0, two bytes                 | other lengths, other COB-IDs, null, no state machine
+// | subject           | functional                   | robustness                                           |
+// |-------------------|------------------------------|------------------------------------------------------|
+// | command specifier | 0x01, 0x02, 0x80, 0x81, 0x82 | every other value                                    |
+// | current state     | 0 to 6                       | 9                                                    |
+// | addressed node    | all, this one                | another one, node ID never set                       |
+// | option 3          | on, off                      | changed between two commands                         |
+// | frame             | COB-ID 0, two bytes          | other lengths, other COB-IDs, null, no state machine |
 
 #include <tuple>
 

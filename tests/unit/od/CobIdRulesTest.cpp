@@ -1,13 +1,17 @@
-// COB-IDs of SDO channels and PDOs: which ones may be written when, and what is said about it.
+// Covers: COB-IDs of SDO channels and PDOs: which ones may be written when, and what is said about it.
 //
-// | covered                                                               | kind       |
-// |-----------------------------------------------------------------------|------------|
-// | restricted COB-IDs: every bound from both sides, identifiers with     | functional |
-// |   higher bits, for PDOs and for SDO channels                          |            |
-// | SDO channel: invalidating, replacing a valid one, making one valid    | functional |
-// | SDO channel: expected range of each sub-index, server and client      | functional |
-// | PDO: zero, invalidating, replacing a valid one, bit 30 of each kind   | functional |
-// | every line on standard output, whatever the stream is set to          | functional |
+// | subject                                        | functional                                        | robustness |
+// |------------------------------------------------|---------------------------------------------------|------------|
+// | restricted COB-IDs                             | every bound from both sides, identifiers with     |            |
+// | higher bits, for PDOs and for SDO channels SDO | x                                                 |            |
+// | channel: invalidating, replacing a valid one,  |                                                   |            |
+// | making one valid                               |                                                   |            |
+// | SDO channel                                    | expected range of each sub-index, server and      |            |
+// |                                                | client                                            |            |
+// | PDO                                            | zero, invalidating, replacing a valid one, bit 30 |            |
+// |                                                | of each kind                                      |            |
+// | every line on standard output, whatever the    | x                                                 |            |
+// | stream is set to                               |                                                   |            |
 
 #include <gtest/gtest.h>
 

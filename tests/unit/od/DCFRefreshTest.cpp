@@ -1,13 +1,13 @@
-// The values of variables in the description file are those that the store holds when it is written.
+// Covers: the values of variables in the description file are those that the store holds when it is written.
 //
-// | covered                                                       | kind       |
-// |---------------------------------------------------------------|------------|
-// | numbers and texts, of a VAR and of a RECORD                   | functional |
-// | every access right, also write-only                           | functional |
-// | values that are marked invalid                                | functional |
-// | to a file, to standard output, by the signature of saving     | functional |
-// | what the dictionary holds afterwards                          | functional |
-// | no variable in the store, no store, an export that fails      | robustness |
+// | subject                                                   | functional | robustness |
+// |-----------------------------------------------------------|------------|------------|
+// | numbers and texts, of a VAR and of a RECORD               | x          |            |
+// | every access right, also write-only                       | x          |            |
+// | values that are marked invalid                            | x          |            |
+// | to a file, to standard output, by the signature of saving | x          |            |
+// | what the dictionary holds afterwards                      | x          |            |
+// | no variable in the store, no store, an export that fails  |            | x          |
 
 #include <gtest/gtest.h>
 

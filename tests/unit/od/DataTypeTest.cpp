@@ -1,12 +1,12 @@
-// Properties of the data types and access rights.
+// Covers: properties of the data types and access rights.
 //
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | bytes, bits, sign of every type of the data type area            | functional |
-// | numbers that are no type (gaps, beyond the end, negative)        | robustness |
-// | manufacturer-specific types: defined, not defined, no instance   | functional |
-// | text of every access right, and of numbers that are none         | functional |
-// | storage type of every kind of type, of none, of a missing object | functional |
+// | subject                                                          | functional                        | robustness |
+// |------------------------------------------------------------------|-----------------------------------|------------|
+// | bytes, bits, sign of every type of the data type area            | x                                 |            |
+// | numbers that are no type (gaps, beyond the end, negative)        |                                   | x          |
+// | manufacturer-specific types                                      | defined, not defined, no instance |            |
+// | text of every access right, and of numbers that are none         | x                                 |            |
+// | storage type of every kind of type, of none, of a missing object | x                                 |            |
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,16 @@
-// The description file as a whole: its fixed parts, its clock, its lists of objects, and where it goes.
+// Covers: the description file as a whole: its fixed parts, its clock, its lists of objects, and where it goes.
 //
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | whole text: fresh node, empty dictionary, with application objects   | functional |
-// | creation and modification time: 12-hour clock, dates                 | functional |
-// | product and revision number, readable or not                         | functional |
-// | lists of objects: bounds, early end, numbering                       | functional |
-// | "cout", replacing a file, file names                                 | functional |
-// | locale of the application, format of its output stream               | functional |
-// | a file that cannot be opened                                         | robustness |
+// | subject                                         | functional                                     | robustness |
+// |-------------------------------------------------|------------------------------------------------|------------|
+// | whole text                                      | fresh node, empty dictionary, with application |            |
+// |                                                 | objects                                        |            |
+// | creation and modification time                  | 12-hour clock, dates                           |            |
+// | product and revision number, readable or not    | x                                              |            |
+// | lists of objects                                | bounds, early end, numbering                   |            |
+// | "cout", replacing a file, file names            | x                                              |            |
+// | locale of the application, format of its output | x                                              |            |
+// | stream                                          |                                                |            |
+// | a file that cannot be opened                    |                                                | x          |
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,16 @@
-// The sections of single objects in the description file.
+// Covers: the sections of single objects in the description file.
 //
-// | covered                                                         | kind       |
-// |-----------------------------------------------------------------|------------|
-// | VAR: order of the lines, without sub-index 0, further parts     | functional |
-// | ARRAY and RECORD: order of the lines, numbers, names            | functional |
-// | other object types, entries of the data type area               | functional |
-// | width of the values for every size of type                      | functional |
-// | current value against default, texts, expressions               | functional |
-// | access texts                                                    | functional |
+// | subject                                      | functional                                       | robustness |
+// |----------------------------------------------|--------------------------------------------------|------------|
+// | VAR                                          | order of the lines, without sub-index 0, further |            |
+// |                                              | parts                                            |            |
+// | ARRAY and RECORD                             | order of the lines, numbers, names               |            |
+// | other object types, entries of the data type | x                                                |            |
+// | area                                         |                                                  |            |
+// | width of the values for every size of type   | x                                                |            |
+// | current value against default, texts,        | x                                                |            |
+// | expressions                                  |                                                  |            |
+// | access texts                                 | x                                                |            |
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,13 @@
-// The export of the dictionary when the disk has a fault.
+// Covers: the export of the dictionary when the disk has a fault.
 //
-// | covered                                                                   | kind       |
-// |---------------------------------------------------------------------------|------------|
-// | a disk that is full: at the start, on "save", again with room             | robustness |
-// | a folder that may not be written, with and without the file in it         | robustness |
-// | a file that is a folder; a folder that is gone                            | robustness |
-// | a process that is killed while it writes, and the start after that        | robustness |
+// | subject                                                 | functional | robustness                               |
+// |---------------------------------------------------------|------------|------------------------------------------|
+// | a disk that is full                                     |            | at the start, on "save", again with room |
+// | a folder that may not be written, with and without the  |            | x                                        |
+// | file in it                                              |            |                                          |
+// | a file that is a folder; a folder that is gone          |            | x                                        |
+// | a process that is killed while it writes, and the start |            | x                                        |
+// | after that                                              |            |                                          |
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

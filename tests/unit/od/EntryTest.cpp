@@ -1,17 +1,18 @@
-// Entries and sub-entries: adding, overwriting, looking up.
+// Covers: entries and sub-entries: adding, overwriting, looking up.
 //
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | addEntry: fields, second time                               | functional |
-// | addSubentry: every field, without entry, overwriting        | functional |
-// | limits: at creation, set, kept when overwritten             | functional |
-// | boundary between dictionary values and variables            | functional |
-// | sub-index 0 follows the sub-entries of ARRAY and RECORD     | functional |
-// | look-ups of what is there and what is not                   | functional |
-// | sub-entries put into an entry or taken out by somebody else | functional |
-// | entries of a range: order, bounds, none                     | functional |
-// | setSDOServerID and the server of addSubentry                | functional |
-// | object key: bits 8 to 15                                    | functional |
+// | subject                                                 | functional                              | robustness |
+// |---------------------------------------------------------|-----------------------------------------|------------|
+// | addEntry                                                | fields, second time                     |            |
+// | addSubentry                                             | every field, without entry, overwriting |            |
+// | limits                                                  | at creation, set, kept when overwritten |            |
+// | boundary between dictionary values and variables        | x                                       |            |
+// | sub-index 0 follows the sub-entries of ARRAY and RECORD | x                                       |            |
+// | look-ups of what is there and what is not               | x                                       |            |
+// | sub-entries put into an entry or taken out by somebody  | x                                       |            |
+// | else                                                    |                                         |            |
+// | entries of a range                                      | order, bounds, none                     |            |
+// | setSDOServerID and the server of addSubentry            | x                                       |            |
+// | object key                                              | bits 8 to 15                            |            |
 
 #include <gtest/gtest.h>
 

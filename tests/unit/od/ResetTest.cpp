@@ -1,11 +1,11 @@
-// Bringing default values back.
+// Covers: bringing default values back.
 //
-// | covered                                                                  | kind       |
-// |--------------------------------------------------------------------------|------------|
-// | resetValue: number, text, missing, refused, application variable         | functional |
-// | performReset: sub-index 0 of VAR and of others, texts, variables         | functional |
-// | performReset: early end at the first manufacturer object, in map order   | functional |
-// | performReset: forced, yet with the write rules; failures are passed over | functional |
+// | subject      | functional                                                 | robustness |
+// |--------------|------------------------------------------------------------|------------|
+// | resetValue   | number, text, missing, refused, application variable       |            |
+// | performReset | sub-index 0 of VAR and of others, texts, variables         |            |
+// | performReset | early end at the first manufacturer object, in map order   |            |
+// | performReset | forced, yet with the write rules; failures are passed over |            |
 
 #include <gtest/gtest.h>
 

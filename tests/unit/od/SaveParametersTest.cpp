@@ -1,12 +1,12 @@
-// Saving by the signature in object 0x1010.
+// Covers: saving by the signature in object 0x1010.
 //
-// | covered                                                      | kind       |
-// |--------------------------------------------------------------|------------|
-// | signature in sub-index 1 and 2, forced and from the bus      | functional |
-// | every other value, the signature's neighbours                | functional |
-// | sub-indexes 0 and 3 with the signature                       | functional |
-// | what the file and the object hold afterwards                 | functional |
-// | a file that cannot be opened                                 | robustness |
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | signature in sub-index 1 and 2, forced and from the bus | x          |            |
+// | every other value, the signature's neighbours           | x          |            |
+// | sub-indexes 0 and 3 with the signature                  | x          |            |
+// | what the file and the object hold afterwards            | x          |            |
+// | a file that cannot be opened                            |            | x          |
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,17 @@
-// The objects that a fresh node has.
+// Covers: the objects that a fresh node has.
 //
-// | covered                                                               | kind       |
-// |-----------------------------------------------------------------------|------------|
-// | every sub-entry of data type and profile area: all of its properties  | functional |
-// | exactly these entries and sub-entries                                 | functional |
-// | values that depend on the node ID, lowest and highest                 | functional |
-// | product code, serial number text in every base and length             | functional |
-// | software version from the application                                 | functional |
-// | created twice: values back, names and highest sub-indexes as before   | functional |
-// | default description file                                              | functional |
+// | subject                                        | functional                                    | robustness |
+// |------------------------------------------------|-----------------------------------------------|------------|
+// | every sub-entry of data type and profile area  | all of its properties                         |            |
+// | exactly these entries and sub-entries          | x                                             |            |
+// | values that depend on the node ID, lowest and  | x                                             |            |
+// | highest                                        |                                               |            |
+// | product code, serial number text in every base | x                                             |            |
+// | and length                                     |                                               |            |
+// | software version from the application          | x                                             |            |
+// | created twice                                  | values back, names and highest sub-indexes as |            |
+// |                                                | before                                        |            |
+// | default description file                       | x                                             |            |
 
 #include <gtest/gtest.h>
 

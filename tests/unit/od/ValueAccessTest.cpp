@@ -1,14 +1,14 @@
-// Reading and writing values that the dictionary itself holds.
+// Covers: reading and writing values that the dictionary itself holds.
 //
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | integer read: value, missing, every access right, other types    | functional |
-// | text read: value, missing, no write-only check, numbers          | functional |
-// | integer write: stored value, missing, text object, changed value | functional |
-// | a refused write leaves everything as it was                      | functional |
-// | text write: missing, other types, who may                        | functional |
-// | the key forms do what the index forms do                         | functional |
-// | the null sub-entry of both write rules                           | robustness |
+// | subject                                     | functional                                        | robustness |
+// |---------------------------------------------|---------------------------------------------------|------------|
+// | integer read                                | value, missing, every access right, other types   |            |
+// | text read                                   | value, missing, no write-only check, numbers      |            |
+// | integer write                               | stored value, missing, text object, changed value |            |
+// | a refused write leaves everything as it was | x                                                 |            |
+// | text write                                  | missing, other types, who may                     |            |
+// | the key forms do what the index forms do    | x                                                 |            |
+// | the null sub-entry of both write rules      |                                                   | x          |
 
 #include <gtest/gtest.h>
 

@@ -1,15 +1,16 @@
-// Reading and writing objects that application variables of the store stand behind.
+// Covers: reading and writing objects that application variables of the store stand behind.
 //
-// | covered                                                             | kind       |
-// |---------------------------------------------------------------------|------------|
-// | integer and text read: value, invalid value, no variable, wrong kind | functional |
-// | integer write by owner: this node, another, none; every access right | functional |
-// | limits signed and unsigned, from both sides                          | functional |
-// | limits are not asked for another owner's variable                    | functional |
-// | text write by owner, without access check                            | functional |
-// | change reports of the store; the kept value follows the write        | functional |
-// | the store is asked each time: cleared, variable added (again), owner | functional |
-// | no instance, no store at the dictionary                              | robustness |
+// | subject                                             | functional                                    | robustness |
+// |-----------------------------------------------------|-----------------------------------------------|------------|
+// | integer and text read                               | value, invalid value, no variable, wrong kind |            |
+// | integer write by owner                              | this node, another, none; every access right  |            |
+// | limits signed and unsigned, from both sides         | x                                             |            |
+// | limits are not asked for another owner's variable   | x                                             |            |
+// | text write by owner, without access check           | x                                             |            |
+// | change reports of the store; the kept value follows | x                                             |            |
+// | the write                                           |                                               |            |
+// | the store is asked each time                        | cleared, variable added (again), owner        |            |
+// | no instance, no store at the dictionary             |                                               | x          |
 
 #include <gtest/gtest.h>
 

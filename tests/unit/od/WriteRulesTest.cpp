@@ -1,15 +1,16 @@
-// The rules that guard writes to objects below 0x2000, COB-IDs of SDO and PDO aside.
+// Covers: the rules that guard writes to objects below 0x2000, COB-IDs of SDO and PDO aside.
 //
-// | covered                                                         | kind       |
-// |-----------------------------------------------------------------|------------|
-// | 0x1000 to 0x1018: every index, sub-indexes from both sides,     | functional |
-// |   forced and from the bus                                       |            |
-// | value rules: SYNC and time stamp COB-ID, heartbeat time         | functional |
-// | the SYNC rule asks the object, whatever sub-entry is handed in  | functional |
-// | SDO parameters: who may write which sub-index                   | functional |
-// | PDO communication and mapping parameters, bounds of each area   | functional |
-// | every other area is closed                                      | functional |
-// | limits come first and compare unsigned                          | functional |
+// | subject                                              | functional                                 | robustness |
+// |------------------------------------------------------|--------------------------------------------|------------|
+// | 0x1000 to 0x1018                                     | every index, sub-indexes from both sides,  |            |
+// | forced and from the bus value rules                  | SYNC and time stamp COB-ID, heartbeat time |            |
+// | the SYNC rule asks the object, whatever sub-entry is | x                                          |            |
+// | handed in                                            |                                            |            |
+// | SDO parameters                                       | who may write which sub-index              |            |
+// | PDO communication and mapping parameters, bounds of  | x                                          |            |
+// | each area                                            |                                            |            |
+// | every other area is closed                           | x                                          |            |
+// | limits come first and compare unsigned               | x                                          |            |
 
 #include <gtest/gtest.h>
 

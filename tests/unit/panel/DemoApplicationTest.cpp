@@ -1,12 +1,19 @@
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | objects: data type, access, limits of every sub-index                   | functional |
-// | temperature, pieces, analogue input and alarms over time                | functional |
-// | set point, run switch and device text written by a master               | functional |
-// | writes of the runtime's other users; a peer                             | functional |
-// | PDOs: parameters; TPDOs by change, event timer and SYNC; RPDOs at once  |            |
-// |   and at the SYNC; lines about their reception                          | functional |
-// | refused writes, by PDO as well; a late update; the wrap of the clock    | robustness |
+// Covers: the application that the panel has of its own.
+//
+// | subject                                          | functional                                       | robustness |
+// |--------------------------------------------------|--------------------------------------------------|------------|
+// | objects                                          | data type, access, limits of every sub-index     |            |
+// | temperature, pieces, analogue input and alarms   | x                                                |            |
+// | over time                                        |                                                  |            |
+// | set point, run switch and device text written by | x                                                |            |
+// | a master                                         |                                                  |            |
+// | writes of the runtime's other users; a peer      | x                                                |            |
+// | PDOs                                             | parameters; TPDOs by change, event timer and     |            |
+// |                                                  | SYNC; RPDOs at once and at the SYNC; lines about |            |
+// |                                                  | their reception                                  |            |
+// | refused writes, by PDO as well; a late update;   |                                                  | x          |
+// | the wrap of the clock                            |                                                  |            |
+
 #include "DemoApplication.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,11 @@
-// | covered                                                                            | kind       |
-// |------------------------------------------------------------------------------------|------------|
-// | exit status and lines of --check for a file that is in order, odd or wrong            | functional |
-// | each line of a file missing, each key twice, each number in a base that is none       | robustness |
-// | each section twice, wrong types, endless lines, rubbish, files that end early         | robustness |
+// Covers: what the panel says of a description that it is only to check.
+//
+// | subject                                                                         | functional | robustness |
+// |---------------------------------------------------------------------------------|------------|------------|
+// | exit status and lines of --check for a file that is in order, odd or wrong      | x          |            |
+// | each line of a file missing, each key twice, each number in a base that is none |            | x          |
+// | each section twice, wrong types, endless lines, rubbish, files that end early   |            | x          |
+
 #include "DescriptionCheck.h"
 
 #include <gtest/gtest.h>

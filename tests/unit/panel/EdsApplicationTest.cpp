@@ -1,9 +1,12 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | VAR, ARRAY, RECORD as objects of a node, with limits and default values       | functional |
-// | every data type, access type and form of a number                             | functional |
-// | what a variable cannot hold is left out, in one line with section and key      | robustness |
-// | PDO mapping right, node-ID, communication of the node: the whole device        | functional |
+// Covers: an application that is made of a description.
+//
+// | subject                                                                   | functional | robustness |
+// |---------------------------------------------------------------------------|------------|------------|
+// | VAR, ARRAY, RECORD as objects of a node, with limits and default values   | x          |            |
+// | every data type, access type and form of a number                         | x          |            |
+// | what a variable cannot hold is left out, in one line with section and key |            | x          |
+// | PDO mapping right, node-ID, communication of the node: the whole device   | x          |            |
+
 #include "EdsApplication.h"
 
 #include <gtest/gtest.h>

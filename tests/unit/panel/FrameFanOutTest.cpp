@@ -1,8 +1,11 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | each observer sees each frame once                    | functional |
-// | nobody is left: the end point may filter again         | functional |
-// | the same one twice, too many                           | robustness |
+// Covers: several observers of one end point.
+//
+// | subject                            | functional                     | robustness |
+// |------------------------------------|--------------------------------|------------|
+// | each observer sees each frame once | x                              |            |
+// | nobody is left                     | the end point may filter again |            |
+// | the same one twice, too many       |                                | x          |
+
 #include "FrameFanOut.h"
 
 #include <memory>

@@ -1,7 +1,10 @@
-// | covered                                       | kind       |
-// |-----------------------------------------------|------------|
-// | frames come out as they went in, in batches    | functional |
-// | more than are kept: the oldest go, and are counted | robustness |
+// Covers: the frames that wait to be written.
+//
+// | subject                                     | functional | robustness                     |
+// |---------------------------------------------|------------|--------------------------------|
+// | frames come out as they went in, in batches | x          |                                |
+// | more than are kept                          |            | the oldest go, and are counted |
+
 #include "FrameLog.h"
 
 #include <gtest/gtest.h>

@@ -1,12 +1,22 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | lines of frames: identifier, data of 0 to 8 bytes, time           | functional |
-// | interface name of each kind of port                               | functional |
-// | frames are in the file after a flush, when they are many, in the end; an old trace is emptied | functional |
-// | a full file is renamed, the oldest goes; one that was moved away is replaced, one that was not goes on | functional
-// | | neither can be done: said, and nothing is lost                     | robustness | | a file that cannot be opened,
-// one that cannot be written any more  | robustness | | a pipe that nobody reads: not waited for, what is missing is
-// told  | robustness |
+// Covers: the trace file of the frames.
+//
+// | subject                             | functional                        | robustness                         |
+// |-------------------------------------|-----------------------------------|------------------------------------|
+// | lines of frames                     | identifier, data of 0 to 8 bytes, |                                    |
+// |                                     | time                              |                                    |
+// | interface name of each kind of port | x                                 |                                    |
+// | frames are in the file after a      | x                                 |                                    |
+// | flush, when they are many, in the   |                                   |                                    |
+// | end; an old trace is emptied        |                                   |                                    |
+// | a full file is renamed, the oldest  | x                                 |                                    |
+// | goes; one that was moved away is    |                                   |                                    |
+// | replaced, one that was not goes on  |                                   |                                    |
+// | neither can be done                 |                                   | said, and nothing is lost          |
+// | a file that cannot be opened, one   |                                   | x                                  |
+// | that cannot be written any more     |                                   |                                    |
+// | a pipe that nobody reads            |                                   | not waited for, what is missing is |
+// |                                     |                                   | told                               |
+
 #include "FrameTrace.h"
 
 #include <fcntl.h>

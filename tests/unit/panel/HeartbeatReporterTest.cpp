@@ -1,7 +1,10 @@
-// | covered                                        | kind       |
-// |------------------------------------------------|------------|
-// | the line of a node that is lost, that is back   | functional |
-// | other signals                                   | robustness |
+// Covers: the lines about nodes that are lost and back.
+//
+// | subject                                       | functional | robustness |
+// |-----------------------------------------------|------------|------------|
+// | the line of a node that is lost, that is back | x          |            |
+// | other signals                                 |            | x          |
+
 #include "HeartbeatReporter.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,16 @@
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | names by which the server may be asked, with and without a port       | functional |
-// | reads of the own page, of a person, of programs without a browser     | functional |
-// | another site's name (DNS rebinding), another site's page              | robustness |
-// | writes: the token is wrong, missing, or another site's page has it     | robustness |
+// Covers: who may ask the HTTP server for what.
+//
+// | subject                                          | functional | robustness                                     |
+// |--------------------------------------------------|------------|------------------------------------------------|
+// | names by which the server may be asked, with and | x          |                                                |
+// | without a port                                   |            |                                                |
+// | reads of the own page, of a person, of programs  | x          |                                                |
+// | without a browser                                |            |                                                |
+// | another site's name (DNS rebinding), another     |            | x                                              |
+// | site's page                                      |            |                                                |
+// | writes                                           |            | the token is wrong, missing, or another site's |
+// |                                                  |            | page has it                                    |
+
 #include "HttpGuard.h"
 
 #include <unistd.h>

@@ -1,9 +1,15 @@
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | an answer at once, from another thread, never; paths, HEAD, keep-alive  | functional |
-// | a stream of events: begins, goes on when it was read, ends              | functional |
-// | requests that are no requests, too long, cut off, for other hosts       | robustness |
-// | more clients and more streams than are served; one who never reads      | robustness |
+// Covers: the HTTP server, over loopback connections.
+//
+// | subject                                                     | functional                             | robustness |
+// |-------------------------------------------------------------|----------------------------------------|------------|
+// | an answer at once, from another thread, never; paths, HEAD, | x                                      |            |
+// | keep-alive                                                  |                                        |            |
+// | a stream of events                                          | begins, goes on when it was read, ends |            |
+// | requests that are no requests, too long, cut off, for other |                                        | x          |
+// | hosts                                                       |                                        |            |
+// | more clients and more streams than are served; one who      |                                        | x          |
+// | never reads                                                 |                                        |            |
+
 #include "HttpServer.h"
 
 #include <netinet/in.h>

@@ -1,7 +1,10 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | the wrap is seen once, and nothing else is taken for it          | functional |
-// | the tick stands while it is held, and goes on afterwards         | functional |
+// Covers: the last tick before the wrap, which is held.
+//
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | the wrap is seen once, and nothing else is taken for it  | x          |            |
+// | the tick stands while it is held, and goes on afterwards | x          |            |
+
 #include "LastTick.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,11 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | tasks are done in their order, a few in a turn        | functional |
-// | the loop is woken for them, and for those that are left | functional |
-// | more than are kept                                     | robustness |
+// Covers: what other threads give the loop to do.
+//
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | tasks are done in their order, a few in a turn          | x          |            |
+// | the loop is woken for them, and for those that are left | x          |            |
+// | more than are kept                                      |            | x          |
+
 #include "LoopTasks.h"
 
 #include <vector>

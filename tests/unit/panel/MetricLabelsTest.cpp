@@ -1,8 +1,11 @@
-// | covered                                                    | kind       |
-// |------------------------------------------------------------|------------|
-// | names with texts and numbers, in their order               | functional |
-// | quotation mark, backslash and line end are escaped         | functional |
-// | UTF-8 stays; what is none is taken for Latin-1: each way of being none | robustness |
+// Covers: the labels of a metric.
+//
+// | subject                                                                | functional | robustness |
+// |------------------------------------------------------------------------|------------|------------|
+// | names with texts and numbers, in their order                           | x          |            |
+// | quotation mark, backslash and line end are escaped                     | x          |            |
+// | UTF-8 stays; what is none is taken for Latin-1: each way of being none |            | x          |
+
 #include "MetricLabels.h"
 
 #include <gtest/gtest.h>

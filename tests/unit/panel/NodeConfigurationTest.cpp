@@ -1,7 +1,11 @@
-// | covered                                                                           | kind       |
-// |-----------------------------------------------------------------------------------|------------|
-// | PDOs, heartbeat consumers, SDO channels, producer heartbeat time of a description    | functional |
-// | what the node cannot have: one line, and the rest is configured                      | robustness |
+// Covers: the node as a description configures it.
+//
+// | subject                                                     | functional | robustness                           |
+// |-------------------------------------------------------------|------------|--------------------------------------|
+// | PDOs, heartbeat consumers, SDO channels, producer heartbeat | x          |                                      |
+// | time of a description                                       |            |                                      |
+// | what the node cannot have                                   |            | one line, and the rest is configured |
+
 #include "NodeConfiguration.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,11 @@
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | state and its changes; heartbeats missed and back           | functional |
-// | the signal goes on to the others until one has taken it     | functional |
-// | signals of others, node-IDs that are none                   | robustness |
+// Covers: what is counted of the signals of a node.
+//
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | state and its changes; heartbeats missed and back       | x          |            |
+// | the signal goes on to the others until one has taken it | x          |            |
+// | signals of others, node-IDs that are none               |            | x          |
+
 #include "NodeCounts.h"
 
 #include <gtest/gtest.h>

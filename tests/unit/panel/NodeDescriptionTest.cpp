@@ -1,7 +1,12 @@
-// | covered                                                                             | kind       |
-// |-------------------------------------------------------------------------------------|------------|
-// | a node as other tools read it: lists, limits, node-ID, device, PDOs as configured      | functional |
-// | the node that is made of the description is the same, and describes itself the same    | functional |
+// Covers: the description that is made of a node.
+//
+// | subject                                         | functional                              | robustness |
+// |-------------------------------------------------|-----------------------------------------|------------|
+// | a node as other tools read it                   | lists, limits, node-ID, device, PDOs as |            |
+// |                                                 | configured                              |            |
+// | the node that is made of the description is the | x                                       |            |
+// | same, and describes itself the same             |                                         |            |
+
 #include "NodeDescription.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,11 @@
-// | covered                                                                 | kind       |
-// |-------------------------------------------------------------------------|------------|
-// | objects with type, access and limits; reading and writing each kind       | functional |
-// | PDOs as they are configured, also after a change by SDO; names of traffic | functional |
-// | texts that are no number, too large, outside the limits, read only        | robustness |
+// Covers: the node as the page shows it.
+//
+// | subject                                                                   | functional | robustness |
+// |---------------------------------------------------------------------------|------------|------------|
+// | objects with type, access and limits; reading and writing each kind       | x          |            |
+// | PDOs as they are configured, also after a change by SDO; names of traffic | x          |            |
+// | texts that are no number, too large, outside the limits, read only        |            | x          |
+
 #include "NodeView.h"
 
 #include <gmock/gmock.h>

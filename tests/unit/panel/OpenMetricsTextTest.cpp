@@ -1,8 +1,12 @@
-// | covered                                                      | kind       |
-// |--------------------------------------------------------------|------------|
-// | each type of family: its lines, its suffixes, its values     | functional |
-// | a family without values, one without a unit; the end         | functional |
-// | numbers: integers of 64 bits, fractions, what is no number   | functional |
+// Covers: the text in which metrics are handed over.
+//
+// | subject                                          | functional                                        | robustness |
+// |--------------------------------------------------|---------------------------------------------------|------------|
+// | each type of family                              | its lines, its suffixes, its values               |            |
+// | a family without values, one without a unit; the | x                                                 |            |
+// | end                                              |                                                   |            |
+// | numbers                                          | integers of 64 bits, fractions, what is no number |            |
+
 #include "OpenMetricsText.h"
 
 #include <gmock/gmock.h>

@@ -1,10 +1,11 @@
-// RPDO 2 (0x1401) of a node, by the events that the stack reports.
+// Covers: RPDO 2 (0x1401) of a node, by the events that the stack reports.
 //
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | first check, first frame, time-out, frame after a time-out   | functional |
-// | events that change nothing                                   | functional |
-// | an RPDO built anew; another RPDO's events                    | robustness |
+// | subject                                                    | functional | robustness |
+// |------------------------------------------------------------|------------|------------|
+// | first check, first frame, time-out, frame after a time-out | x          |            |
+// | events that change nothing                                 | x          |            |
+// | an RPDO built anew; another RPDO's events                  |            | x          |
+
 #include "PDOReporter.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,14 @@
-// | covered                                                   | kind       |
-// |-----------------------------------------------------------|------------|
-// | defaults; every option with its lowest and highest value   | functional |
-// | --listen: forms of an address; not used with other ports   | functional |
-// | --help and --version                                       | functional |
-// | each wrong argument: one line that names the option        | robustness |
+// Covers: the command line of the panel.
+//
+// | subject                                | functional                         | robustness                     |
+// |----------------------------------------|------------------------------------|--------------------------------|
+// | defaults; every option with its lowest | x                                  |                                |
+// | and highest value                      |                                    |                                |
+// | --listen                               | forms of an address; not used with |                                |
+// |                                        | other ports                        |                                |
+// | --help and --version                   | x                                  |                                |
+// | each wrong argument                    |                                    | one line that names the option |
+
 #include "PanelOptions.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,9 @@
-// | covered                                             | kind       |
-// |-----------------------------------------------------|------------|
-// | wait between two cycles against the time to the next work and the limit | functional |
+// Covers: how long the loop may sleep.
+//
+// | subject                                                                 | functional | robustness |
+// |-------------------------------------------------------------------------|------------|------------|
+// | wait between two cycles against the time to the next work and the limit | x          |            |
+
 #include "Panel.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,16 @@
-// | covered                                                                    | kind       |
-// |----------------------------------------------------------------------------|------------|
-// | lines reach the descriptor, whole, one by one and at the end               | functional |
-// | a pipe that is full: lines are dropped and counted, and told of afterwards | robustness |
-// | a line that is longer than the pipe has room is ended before the next      | robustness |
-// | makeNonBlocking: pipe, socket, file, closed descriptor; others keep theirs | functional |
+// Covers: lines for a descriptor that need not take them at once.
+//
+// | subject                             | functional                     | robustness                         |
+// |-------------------------------------|--------------------------------|------------------------------------|
+// | lines reach the descriptor, whole,  | x                              |                                    |
+// | one by one and at the end           |                                |                                    |
+// | a pipe that is full                 |                                | lines are dropped and counted, and |
+// |                                     |                                | told of afterwards                 |
+// | a line that is longer than the pipe |                                | x                                  |
+// | has room is ended before the next   |                                |                                    |
+// | makeNonBlocking                     | pipe, socket, file, closed     |                                    |
+// |                                     | descriptor; others keep theirs |                                    |
+
 #include "PatientOutput.h"
 
 #include <fcntl.h>

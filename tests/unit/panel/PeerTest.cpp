@@ -1,14 +1,19 @@
-// Node 5 with a peer, node 6, whose SDO server the test plays: frames as they stand on the bus.
+// Covers: node 5 with a peer, node 6, whose SDO server the test plays: frames as they stand on the bus.
 //
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | objects of the peer and of the command, SDO channel, consumer entry   | functional |
-// | reading: at once, about once a second, a long text less often         | functional |
-// | commands: number and text, once, mirrored when confirmed              | functional |
-// | presence by heartbeat                                                 | functional |
-// | a peer that does not answer, that refuses, that returns               | robustness |
-// | two commands at once, reset of the node, writes of other users        | robustness |
-// | a long time-out, the wrap of the clock                                | robustness |
+// | subject                                         | functional                                     | robustness |
+// |-------------------------------------------------|------------------------------------------------|------------|
+// | objects of the peer and of the command, SDO     | x                                              |            |
+// | channel, consumer entry                         |                                                |            |
+// | reading                                         | at once, about once a second, a long text less |            |
+// |                                                 | often                                          |            |
+// | commands                                        | number and text, once, mirrored when confirmed |            |
+// | presence by heartbeat                           | x                                              |            |
+// | a peer that does not answer, that refuses, that |                                                | x          |
+// | returns                                         |                                                |            |
+// | two commands at once, reset of the node, writes |                                                | x          |
+// | of other users                                  |                                                |            |
+// | a long time-out, the wrap of the clock          |                                                | x          |
+
 #include "Peer.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,10 @@
-// | covered                                        | kind       |
-// |------------------------------------------------|------------|
-// | periods by identifier, the oldest first         | functional |
-// | more periods and identifiers than are kept       | robustness |
+// Covers: the last periods of each identifier.
+//
+// | subject                                    | functional | robustness |
+// |--------------------------------------------|------------|------------|
+// | periods by identifier, the oldest first    | x          |            |
+// | more periods and identifiers than are kept |            | x          |
+
 #include "PeriodHistory.h"
 
 #include <gtest/gtest.h>

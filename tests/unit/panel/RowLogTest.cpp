@@ -1,7 +1,10 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | readers get what is new, each at his own pace         | functional |
-// | a new reader; a slow one, who is told what he missed   | robustness |
+// Covers: rows that several readers get.
+//
+// | subject                                              | functional | robustness |
+// |------------------------------------------------------|------------|------------|
+// | readers get what is new, each at his own pace        | x          |            |
+// | a new reader; a slow one, who is told what he missed |            | x          |
+
 #include "RowLog.h"
 
 #include <algorithm>

@@ -1,8 +1,14 @@
-// | covered                                                                        | kind       |
-// |--------------------------------------------------------------------------------|------------|
-// | ready, once; stopping; a socket by path and by abstract name                     | functional |
-// | signs of life: every half of the time that is wanted, of this process only       | functional |
-// | nobody wants to know; an address that is none; nobody listens; nobody reads      | robustness |
+// Covers: what a service manager is told.
+//
+// | subject                                        | functional                                     | robustness |
+// |------------------------------------------------|------------------------------------------------|------------|
+// | ready, once; stopping; a socket by path and by | x                                              |            |
+// | abstract name                                  |                                                |            |
+// | signs of life                                  | every half of the time that is wanted, of this |            |
+// |                                                | process only                                   |            |
+// | nobody wants to know; an address that is none; |                                                | x          |
+// | nobody listens; nobody reads                   |                                                |            |
+
 #include "ServiceManager.h"
 
 #include <gtest/gtest.h>

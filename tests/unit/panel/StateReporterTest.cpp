@@ -1,7 +1,10 @@
-// | covered                                   | kind       |
-// |-------------------------------------------|------------|
-// | the line of every state                   | functional |
-// | a number that is no state; other signals   | robustness |
+// Covers: the lines about the state of the node.
+//
+// | subject                                  | functional | robustness |
+// |------------------------------------------|------------|------------|
+// | the line of every state                  | x          |            |
+// | a number that is no state; other signals |            | x          |
+
 #include "StateReporter.h"
 
 #include <gtest/gtest.h>

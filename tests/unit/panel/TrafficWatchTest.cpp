@@ -1,8 +1,11 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | frames are observed from the first question on, and not before     | functional |
-// | they are counted, and told to observers with the names that are set | functional |
-// | the loop takes no more tasks: the next question tries again         | robustness |
+// Covers: the observation of all frames for who asks for it.
+//
+// | subject                                                             | functional | robustness                    |
+// |---------------------------------------------------------------------|------------|-------------------------------|
+// | frames are observed from the first question on, and not before      | x          |                               |
+// | they are counted, and told to observers with the names that are set | x          |                               |
+// | the loop takes no more tasks                                        |            | the next question tries again |
+
 #include "TrafficWatch.h"
 
 #include <gtest/gtest.h>

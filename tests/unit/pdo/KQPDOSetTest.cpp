@@ -1,12 +1,11 @@
 // Covers: the ordered set of PDOs.
 //
-// | subject       | functional                                    | robustness                             |
-// |---------------|-----------------------------------------------|----------------------------------------|
-// | insert, erase | order by communication index                  | twice, not contained, equal indexes,   |
-// |               |                                               | retired                                |
-// | eraseIndex    | every PDO with the index                      | none                                   |
-// | clear, copyTo | nothing is left; what the set holds           | what the copy held before              |
-// | threads       |                                               | each finds what it has put in          |
+// | subject       | functional                          | robustness                                   |
+// |---------------|-------------------------------------|----------------------------------------------|
+// | insert, erase | order by communication index        | twice, not contained, equal indexes, retired |
+// | eraseIndex    | every PDO with the index            | none                                         |
+// | clear, copyTo | nothing is left; what the set holds | what the copy held before                    |
+// | threads       |                                     | each finds what it has put in                |
 
 #include "internal/KQPDOSet.h"
 

@@ -1,18 +1,18 @@
 // Covers: one PDO by itself.
 //
-// | subject                  | functional                                | robustness                                 |
-// |--------------------------|-------------------------------------------|--------------------------------------------|
-// | construction             | what is kept, what starts at 0            |                                            |
-// | fillMessage              | COB-ID flags, length, values, bits of no  | null, missing, write-only and text         |
-// |                          | object, dummy entries, records that       | objects, values marked invalid             |
-// |                          | overlap, narrow and wide                  |                                            |
-// | handleExtractedValue     | integer and text, results of the          | no dictionary, dummy entries               |
-// |                          | dictionary                                |                                            |
-// | extractMappedValues      | values, dummy entries, a text between     | short frames, an object that comes later,  |
-// |                          | integers, a mapping that grows            | no dictionary                              |
-// | getAllMappedVariableKeys | none, several, the same one twice         |                                            |
-// | isInhibited              | both sides of the time, never sent,       | the tick wraps                             |
-// |                          | switched off                              |                                            |
+// | subject                  | functional                               | robustness                                |
+// |--------------------------|------------------------------------------|-------------------------------------------|
+// | construction             | what is kept, what starts at 0           |                                           |
+// | fillMessage              | COB-ID flags, length, values, bits of no | null, missing, write-only and text        |
+// |                          | object, dummy entries, records that      | objects, values marked invalid            |
+// |                          | overlap, narrow and wide                 |                                           |
+// | handleExtractedValue     | integer and text, results of the         | no dictionary, dummy entries              |
+// |                          | dictionary                               |                                           |
+// | extractMappedValues      | values, dummy entries, a text between    | short frames, an object that comes later, |
+// |                          | integers, a mapping that grows           | no dictionary                             |
+// | getAllMappedVariableKeys | none, several, the same one twice        |                                           |
+// | isInhibited              | both sides of the time, never sent,      | the tick wraps                            |
+// |                          | switched off                             |                                           |
 
 #include "KQPDO.h"
 

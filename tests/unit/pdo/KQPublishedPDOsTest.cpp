@@ -1,9 +1,9 @@
 // Covers: the published PDOs and the walks over them.
 //
-// | subject | functional                             | robustness                               |
-// |---------|----------------------------------------|------------------------------------------|
-// | get     | the table that was published last      | none                                     |
-// | publish | the one before goes, or waits for walks| a walk that began later, walks in walks  |
+// | subject | functional                              | robustness                              |
+// |---------|-----------------------------------------|-----------------------------------------|
+// | get     | the table that was published last       | none                                    |
+// | publish | the one before goes, or waits for walks | a walk that began later, walks in walks |
 
 #include "internal/KQPublishedPDOs.h"
 

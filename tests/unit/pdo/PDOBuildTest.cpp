@@ -1,20 +1,20 @@
 // Covers: the PDOs of a node as they are built at the start and rebuilt when a communication parameter is written.
 //
-// | subject           | functional                                    | robustness                                    |
-// |-------------------|-----------------------------------------------|-----------------------------------------------|
-// | init              | first and last index of both directions, 64 + | no dictionary; called again                   |
-// |                   | 64 PDOs                                       |                                               |
-// | same COB-ID twice | after the start the later RPDO takes the      | the one without frames is rebuilt and goes    |
-// |                   | frames, after a rebuild the earlier one keeps |                                               |
-// |                   | them                                          |                                               |
-// | rebuilt TPDO      | every kind of transmission type: what goes    | its pending, timed and cyclic transmissions   |
-// |                   | out by itself; its turn at the next SYNC      | and those of others; invalid meanwhile        |
-// | mapped parameters | go out, then rebuild their PDO                | mapped by the PDO that is rebuilt             |
-// | replaced PDOs     | are freed after the last walk                 |                                               |
-// | rebuilt RPDO      | COB-ID as it stands, flags included;          | buffered frame of the old one                 |
-// |                   | monitored again                               |                                               |
-// | other indexes     | mapping parameters rebuild nothing            | outside both ranges                           |
-// | invalid for good  | neither a start nor a rebuild brings it back  |                                               |
+// | subject           | functional                                    | robustness                                  |
+// |-------------------|-----------------------------------------------|---------------------------------------------|
+// | init              | first and last index of both directions, 64 + | no dictionary; called again                 |
+// |                   | 64 PDOs                                       |                                             |
+// | same COB-ID twice | after the start the later RPDO takes the      | the one without frames is rebuilt and goes  |
+// |                   | frames, after a rebuild the earlier one keeps |                                             |
+// |                   | them                                          |                                             |
+// | rebuilt TPDO      | every kind of transmission type: what goes    | its pending, timed and cyclic transmissions |
+// |                   | out by itself; its turn at the next SYNC      | and those of others; invalid meanwhile      |
+// | mapped parameters | go out, then rebuild their PDO                | mapped by the PDO that is rebuilt           |
+// | replaced PDOs     | are freed after the last walk                 |                                             |
+// | rebuilt RPDO      | COB-ID as it stands, flags included;          | buffered frame of the old one               |
+// |                   | monitored again                               |                                             |
+// | other indexes     | mapping parameters rebuild nothing            | outside both ranges                         |
+// | invalid for good  | neither a start nor a rebuild brings it back  |                                             |
 
 #include <memory>
 #include <string>

@@ -1,17 +1,17 @@
 // Covers: one PDO as it is built from the dictionary.
 //
-// | subject               | functional                                   | robustness                                 |
-// |-----------------------|----------------------------------------------|--------------------------------------------|
-// | objects               | first and last index of both directions      | communication or mapping parameter missing |
-// | invalid mapping       | text, for good                               | missing object                             |
-// | number of entries     | 0, fewer and more than there are             | no sub-index 0, write-only sub-index 0     |
-// | data length           | 0 to 8 bytes, both sides of each byte        | 65 bits and more: texts, cut to 8          |
-// | communication record  | type, event timer, inhibit time, COB-ID      | each of them missing                       |
-// | transmit kind         | every transmission type, with and without    |                                            |
-// |                       | event timer, both directions                 |                                            |
-// | places of the entries | whole bytes, bits, bits in front of bytes    | entries that cannot be read                |
-// | mapped objects        | key, length, sign, kind of value             | missing, without a type: log line          |
-// | action                | reaches the PDO that is built next           | receive PDO                                |
+// | subject               | functional                                | robustness                                 |
+// |-----------------------|-------------------------------------------|--------------------------------------------|
+// | objects               | first and last index of both directions   | communication or mapping parameter missing |
+// | invalid mapping       | text, for good                            | missing object                             |
+// | number of entries     | 0, fewer and more than there are          | no sub-index 0, write-only sub-index 0     |
+// | data length           | 0 to 8 bytes, both sides of each byte     | 65 bits and more: texts, cut to 8          |
+// | communication record  | type, event timer, inhibit time, COB-ID   | each of them missing                       |
+// | transmit kind         | every transmission type, with and without |                                            |
+// |                       | event timer, both directions              |                                            |
+// | places of the entries | whole bytes, bits, bits in front of bytes | entries that cannot be read                |
+// | mapped objects        | key, length, sign, kind of value          | missing, without a type: log line          |
+// | action                | reaches the PDO that is built next        | receive PDO                                |
 
 #include <memory>
 #include <string>

@@ -1,11 +1,11 @@
 // Covers: the places of mapped objects in the frame, in both directions, against a reference that goes bit by bit.
 //
-// | parameter         | functional                                    | robustness                              |
-// |-------------------|-----------------------------------------------|-----------------------------------------|
-// | number of objects | 1, 2 (every pair of lengths), 1 to 8 (random) | more bits than a frame has              |
-// | length            | 1 to 64 bits; a value has 32 of them          |                                         |
-// | sign              | signed and unsigned objects in any order      |                                         |
-// | received length   | that of the PDO                               | every shorter one                       |
+// | subject           | functional                                    | robustness                 |
+// |-------------------|-----------------------------------------------|----------------------------|
+// | number of objects | 1, 2 (every pair of lengths), 1 to 8 (random) | more bits than a frame has |
+// | length            | 1 to 64 bits; a value has 32 of them          |                            |
+// | sign              | signed and unsigned objects in any order      |                            |
+// | received length   | that of the PDO                               | every shorter one          |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 

@@ -1,16 +1,18 @@
 // Covers: how RPDOs are taken, apart from SYNC, and how their reception is watched.
 //
-// | subject            | functional                                              | robustness                         |
-// |--------------------|---------------------------------------------------------|------------------------------------|
-// | handleMessage      | every transmission type: at once or on SYNC             | null, outside OPERATIONAL, other   |
-// |                    |                                                         | COB-IDs, no SYNC handler           |
-// | length             | that of the PDO, shorter, none                          | longer: 0x8220, nothing is applied |
-// | values             | variables, dictionary objects, dummy entries            | read-only and out of the limits    |
-// | events             | received, timed out, back again: order, once each,      | no action; not applied             |
-// |                    | values valid or not at that moment                      |                                    |
-// | time-out           | both sides of the time, before the first frame, values  | values of other owners, the tick   |
-// |                    | of the node marked invalid, PRE-OPERATIONAL             | wraps                              |
-// | what is monitored  | every transmission type, with and without event timer   |                                    |
+// | subject           | functional                                   | robustness                                   |
+// |-------------------|----------------------------------------------|----------------------------------------------|
+// | handleMessage     | every transmission type: at once or on SYNC  | null, outside OPERATIONAL, other COB-IDs, no |
+// |                   |                                              | SYNC handler                                 |
+// | length            | that of the PDO, shorter, none               | longer: 0x8220, nothing is applied           |
+// | values            | variables, dictionary objects, dummy entries | read-only and out of the limits              |
+// | events            | received, timed out, back again: order, once | no action; not applied                       |
+// |                   | each, values valid or not at that moment     |                                              |
+// | time-out          | both sides of the time, before the first     | values of other owners, the tick wraps       |
+// |                   | frame, values of the node marked invalid,    |                                              |
+// |                   | PRE-OPERATIONAL                              |                                              |
+// | what is monitored | every transmission type, with and without    |                                              |
+// |                   | event timer                                  |                                              |
 
 #include <string>
 #include <utility>

@@ -1,6 +1,6 @@
 // Covers: the expedited download of the SDO server.
 //
-// | parameter           | functional                                     | robustness                    |
+// | subject             | functional                                     | robustness                    |
 // |---------------------|------------------------------------------------|-------------------------------|
 // | size                | each type x each indicated size; not indicated | bytes behind the value        |
 // | type                | numbers up to 4 bytes, strings                 | 0, 5 to 8 bytes, without size |

@@ -1,6 +1,6 @@
 // Covers: how the SDO client's writes end, expedited and segmented.
 //
-// | parameter             | functional                            | robustness                                     |
+// | subject               | functional                            | robustness                                     |
 // |-----------------------|---------------------------------------|------------------------------------------------|
 // | confirmation          | value taken over only now, event      | nothing pending, other channel, twice, no type |
 // | several confirmations | any order, same remote object         |                                                |

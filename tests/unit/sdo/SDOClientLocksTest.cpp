@@ -1,6 +1,6 @@
 // Covers: which lock each operation on the SDO client's queues waits for, and which one it does without.
 //
-// | parameter | functional                                       | robustness                               |
+// | subject   | functional                                       | robustness                               |
 // |-----------|--------------------------------------------------|------------------------------------------|
 // | operation | requests, mapping, reading of channels, cycle    | nothing queued                           |
 // | lock      | of the writes, of the reads: held by another one | held only for the queue, not for a cycle |

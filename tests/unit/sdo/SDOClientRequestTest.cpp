@@ -1,6 +1,6 @@
 // Covers: the requests that the SDO client queues and sends.
 //
-// | parameter     | functional                                       | robustness                          |
+// | subject       | functional                                       | robustness                          |
 // |---------------|--------------------------------------------------|-------------------------------------|
 // | look-up       | variable, server, channel                        | each missing; channel disabled      |
 // | queued writes | newest of a variable, order of keys, all at once | port refuses                        |

@@ -1,6 +1,6 @@
 // Covers: servers that keep the SDO client waiting.
 //
-// | parameter             | functional                           | robustness                      |
+// | subject               | functional                           | robustness                      |
 // |-----------------------|--------------------------------------|---------------------------------|
 // | confirmation          | both sides, abort frame, value kept  | late answer, wrap of the tick   |
 // | several confirmations | each its own deadline                |                                 |

@@ -1,6 +1,6 @@
 // Covers: how the SDO client takes what it reads from a server in one frame, and whose variables it stores.
 //
-// | parameter           | functional                                 | robustness                                |
+// | subject             | functional                                 | robustness                                |
 // |---------------------|--------------------------------------------|-------------------------------------------|
 // | number              | 1 to 4 bytes, signs, size indicated or not | too many bytes, fewer, no size            |
 // | text                | 1 to 4 characters, size indicated or not   | after the upload of a master              |

@@ -1,6 +1,6 @@
 // Covers: the frames that the SDO server puts on the bus, byte for byte, and the abort codes it chooses.
 //
-// | what               | functional                                   | robustness                 |
+// | subject            | functional                                   | robustness                 |
 // |--------------------|----------------------------------------------|----------------------------|
 // | download responses | index, sub-index, toggle, zeros              |                            |
 // | expedited upload   | 1 to 4 bytes                                 | empty string (byte 0 = 53) |

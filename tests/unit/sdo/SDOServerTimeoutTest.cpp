@@ -1,6 +1,6 @@
 // Covers: the time-outs of the SDO server.
 //
-// | parameter            | functional                                   | robustness                       |
+// | subject              | functional                                   | robustness                       |
 // |----------------------|----------------------------------------------|----------------------------------|
 // | SDO timeout          | 100 ms by default, setSDOTimeout()           | 0; changed while a transfer runs |
 // | time                 | at T nothing, at T + 1 abort                 | tick wraps; cycle comes late     |

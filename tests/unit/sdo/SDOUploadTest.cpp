@@ -1,6 +1,6 @@
 // Covers: the upload of the SDO server, expedited and segmented.
 //
-// | parameter           | functional                         | robustness                               |
+// | subject             | functional                         | robustness                               |
 // |---------------------|------------------------------------|------------------------------------------|
 // | type of a number    | up to 4 bytes, signed and unsigned | 0, 5 to 8 bytes, without size            |
 // | source of the value | dictionary, store                  | marked invalid, not in the store         |

@@ -1,6 +1,6 @@
 // Covers: the segmented download of the SDO server.
 //
-// | parameter      | functional                          | robustness                                  |
+// | subject        | functional                          | robustness                                  |
 // |----------------|-------------------------------------|---------------------------------------------|
 // | indicated size | 5 and more; not indicated           | below 5 (taken as expedited); wrong         |
 // | object         | text of this node, of another owner | unknown, number, constant, without variable |

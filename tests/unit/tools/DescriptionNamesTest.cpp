@@ -1,11 +1,11 @@
-// Names, types and mappings out of descriptions of devices.
+// Covers: names, types and mappings out of descriptions of devices.
 //
-// | parameters                                                     | kind       |
-// |----------------------------------------------------------------|------------|
-// | a file for one node, for all nodes, a configuration's own node | functional |
-// | names and types of objects, of the standard where none is said | functional |
-// | PDOs and further SDO servers at their COB-IDs                  | functional |
-// | files that cannot be used, node-IDs that cannot be             | robustness |
+// | subject                                                        | functional | robustness |
+// |----------------------------------------------------------------|------------|------------|
+// | a file for one node, for all nodes, a configuration's own node | x          |            |
+// | names and types of objects, of the standard where none is said | x          |            |
+// | PDOs and further SDO servers at their COB-IDs                  | x          |            |
+// | files that cannot be used, node-IDs that cannot be             |            | x          |
 
 #include "DescriptionNames.h"
 

@@ -1,10 +1,10 @@
-// A frame as an object for programs.
+// Covers: a frame as an object for programs.
 //
-// | parameters                                             | kind       |
-// |--------------------------------------------------------|------------|
-// | members of each service                                | functional |
-// | values as numbers, texts and truths                    | functional |
-// | numbers that JSON does not have, texts with anything   | robustness |
+// | subject                                              | functional | robustness |
+// |------------------------------------------------------|------------|------------|
+// | members of each service                              | x          |            |
+// | values as numbers, texts and truths                  | x          |            |
+// | numbers that JSON does not have, texts with anything |            | x          |
 
 #include "FrameObject.h"
 

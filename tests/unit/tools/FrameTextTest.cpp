@@ -1,10 +1,10 @@
-// A frame as a line for a person.
+// Covers: a frame as a line for a person.
 //
-// | parameters                                         | kind       |
-// |----------------------------------------------------|------------|
-// | columns, with and without node, object and data    | functional |
-// | the four forms of time                             | functional |
-// | identifiers of 29 bits, what breaks the protocol   | robustness |
+// | subject                                          | functional | robustness |
+// |--------------------------------------------------|------------|------------|
+// | columns, with and without node, object and data  | x          |            |
+// | the four forms of time                           | x          |            |
+// | identifiers of 29 bits, what breaks the protocol |            | x          |
 
 #include "FrameText.h"
 

@@ -1,9 +1,9 @@
-// The interfaces of a log.
+// Covers: the interfaces of a log.
 //
-// | parameters                      | kind       |
-// |---------------------------------|------------|
-// | one network for each name       | functional |
-// | more names than there are places | robustness |
+// | subject                          | functional | robustness |
+// |----------------------------------|------------|------------|
+// | one network for each name        | x          |            |
+// | more names than there are places |            | x          |
 
 #include "Networks.h"
 

@@ -1,13 +1,22 @@
-// What this file covers:
-//   attributes     | data length, transmit type, cycle time, records, keys                          | functional
-//   addMappingData | impossible positions and scaling, records that are never moved                 | robustness
-//   packing        | aligned, shifted, bit fields, wider than 32 bits, neighbours, short data       | functional,
-//   robustness unpacking      | the same, sign and zero extension, texts, short and empty frames, null         |
-//   functional, robustness limits         | checkRawValue from both sides, applied only when asked for | functional
-//   scaling        | both directions, rounding, what exceeds the range                              | functional,
-//   robustness destinations   | variable store with and without owner, tag, listener                           |
-//   functional all together   | random records and frames, overlapping ones of any width too, against a reference   |
-//   that moves bit by bit      | functional
+// Covers: KQCANMappingObject and KQCANMappingData: the values in a frame.
+//
+// | subject        | functional                                    | robustness                                     |
+// |----------------|-----------------------------------------------|------------------------------------------------|
+// | attributes     | data length, transmit type, cycle time,       |                                                |
+// |                | records, keys                                 |                                                |
+// | addMappingData |                                               | impossible positions and scaling, records that |
+// |                |                                               | are never moved                                |
+// | packing        | aligned, shifted, bit fields, wider than 32   | short data                                     |
+// |                | bits, neighbours                              |                                                |
+// | unpacking      | the same, sign and zero extension, texts      | short and empty frames, null                   |
+// | limits         | checkRawValue from both sides, applied only   |                                                |
+// |                | when asked for                                |                                                |
+// | scaling        | both directions, rounding                     | what exceeds the range                         |
+// | destinations   | variable store with and without owner, tag,   |                                                |
+// |                | listener                                      |                                                |
+// | all together   | random records and frames against a reference | overlapping records of any width               |
+// |                | that moves bit by bit                         |                                                |
+
 #include "KQCANMappingObject.h"
 
 #include <gtest/gtest.h>

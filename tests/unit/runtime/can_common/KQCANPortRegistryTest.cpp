@@ -1,10 +1,10 @@
-// KQCANPortRegistry, KQEndPointFactory
+// Covers: KQCANPortRegistry, KQEndPointFactory.
 //
-// | what     | cases                                                                             |
-// |----------|-----------------------------------------------------------------------------------|
-// | URIs     | the three forms; wrong syntax of each                                                |
-// | opening  | each form; the text for wrong syntax                                                 |
-// | registry | bound, bound again, unbound, by factory; two end points of one port see each other   |
+// | subject  | functional                                                                         | robustness |
+// |----------|------------------------------------------------------------------------------------|------------|
+// | URIs     | the three forms; wrong syntax of each                                              |            |
+// | opening  | each form; the text for wrong syntax                                               |            |
+// | registry | bound, bound again, unbound, by factory; two end points of one port see each other |            |
 
 #include <gtest/gtest.h>
 

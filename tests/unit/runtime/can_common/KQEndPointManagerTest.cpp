@@ -1,16 +1,21 @@
-// KQEndPointManager
+// Covers: KQEndPointManager.
 //
-// | what                  | cases                                                                                |
-// |-----------------------|--------------------------------------------------------------------------------------|
-// | arguments             | null, twice, unknown, a bad descriptor, no callback                                    |
-// | end points            | level-triggered; several at once; frames taken in a batch; a listener that reads nothing |
-// |                       | more frames than one wait serves (robustness)                                          |
-// | removal (robustness)  | itself or another one from inside a callback; deleted while added; the manager first   |
-// | descriptors           | events, modify, remove                                                                 |
-// | services              | called when due and not before; shorten the wait; removed from inside                   |
-// | transitions           | told once each way and in order; down when added                                       |
-// | wake                  | from another thread                                                                    |
-// | signals               | what came with one that ends the wait is served in that wait (robustness)              |
+// | subject     | functional                                       | robustness                                      |
+// |-------------|--------------------------------------------------|-------------------------------------------------|
+// | arguments   | null, twice, unknown, a bad descriptor, no       |                                                 |
+// |             | callback                                         |                                                 |
+// | end points  | level-triggered; several at once; frames taken   |                                                 |
+// |             | in a batch; a listener that reads nothing more   |                                                 |
+// |             | frames than one wait serves (robustness)         |                                                 |
+// | removal     |                                                  | itself or another one from inside a callback;   |
+// |             |                                                  | deleted while added; the manager first          |
+// | descriptors | events, modify, remove                           |                                                 |
+// | services    | called when due and not before; shorten the      |                                                 |
+// |             | wait; removed from inside                        |                                                 |
+// | transitions | told once each way and in order; down when added |                                                 |
+// | wake        | from another thread                              |                                                 |
+// | signals     |                                                  | what came with one that ends the wait is served |
+// |             |                                                  | in that wait                                    |
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>

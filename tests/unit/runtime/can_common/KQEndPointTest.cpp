@@ -1,12 +1,12 @@
-// KQCANMessage, KQEndPoint
+// Covers: KQCANMessage, KQEndPoint.
 //
-// | what                     | cases                                                                  |
-// |--------------------------|------------------------------------------------------------------------|
-// | message                  | a fresh one has length 8; clear empties it                              |
-// | write check (functional) | identifier 0, 0x7FF, 0x800, extended; length 0, 8, 9                    |
-// | observer                 | frames read, frames accepted; not refused ones; replaced; none          |
-// | statistics               | received, sent, refused; disconnects and reconnects                     |
-// | state                    | one line each way on standard error; the same state again says nothing  |
+// | subject                  | functional                                                             | robustness |
+// |--------------------------|------------------------------------------------------------------------|------------|
+// | message                  | a fresh one has length 8; clear empties it                             |            |
+// | write check (functional) | identifier 0, 0x7FF, 0x800, extended; length 0, 8, 9                   |            |
+// | observer                 | frames read, frames accepted; not refused ones; replaced; none         |            |
+// | statistics               | received, sent, refused; disconnects and reconnects                    |            |
+// | state                    | one line each way on standard error; the same state again says nothing |            |
 
 #include <gtest/gtest.h>
 

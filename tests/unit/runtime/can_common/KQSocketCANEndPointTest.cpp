@@ -1,16 +1,22 @@
-// KQSocketCANEndPoint on a kernel that the test plays
+// Covers: KQSocketCANEndPoint on a kernel that the test plays.
 //
-//  what                   | cases
-//  -----------------------+--------------------------------------------------------------------------------------
-//  opening                | no CAN in the kernel, no interface, not a CAN interface, other errors; interface down
-//  reading                | in batches one by one; asked again only when there may be more; extended, remote, FD and
-//                         | over-long frames dropped; errors never read
-//  filter                 | single, neighbours, all, none, too many, refused; with an observer; after a reconnect
-//  writing                | straight; ENOBUFS, EAGAIN queue in order; full queue 17; retry after 1 ms
-//  interface down and up  | seen by read, by write; once each way; bound again; another index; queue discarded
-//  controller             | bus-off and its three ways back, error-passive, overruns, lost in the socket buffer
-//  without a manager      | comes back by reading
-//  threads (robustness)   | writers and the manager
+// | subject               | functional                                                      | robustness              |
+// |-----------------------|-----------------------------------------------------------------|-------------------------|
+// | opening               | no CAN in the kernel, no interface, not a CAN interface, other  |                         |
+// |                       | errors; interface down                                          |                         |
+// | reading               | in batches one by one; asked again only when there may be more; |                         |
+// |                       | extended, remote, FD and over-long frames dropped; errors never |                         |
+// |                       | read                                                            |                         |
+// | filter                | single, neighbours, all, none, too many, refused; with an       |                         |
+// |                       | observer; after a reconnect                                     |                         |
+// | writing               | straight; ENOBUFS, EAGAIN queue in order; full queue 17; retry  |                         |
+// |                       | after 1 ms                                                      |                         |
+// | interface down and up | seen by read, by write; once each way; bound again; another     |                         |
+// |                       | index; queue discarded                                          |                         |
+// | controller            | bus-off and its three ways back, error-passive, overruns, lost  |                         |
+// |                       | in the socket buffer                                            |                         |
+// | without a manager     | comes back by reading                                           |                         |
+// | threads               |                                                                 | writers and the manager |
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>

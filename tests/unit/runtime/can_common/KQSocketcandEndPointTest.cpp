@@ -1,11 +1,13 @@
-// KQSocketcandEndPoint against the own server and against one that the test plays
+// Covers: KQSocketcandEndPoint against the own server and against one that the test plays.
 //
-// | what                    | cases |
-// |-------------------------|------------------------------------------------------------------------------------------|
-// | opening                 | through the factory; refused connection, unknown host, wrong channel, silence, nonsense |
-// | frames                  | both ways; answers coalesced with frames; extended and bad ones dropped; other lines
-// ignored       | | queues                  | more than the receive queue holds; full output gives 17 and drains | |
-// connection lost         | told once each way; writes give 10; comes back; without a manager as well |
+// | subject         | functional                                                                     | robustness |
+// |-----------------|--------------------------------------------------------------------------------|------------|
+// | opening         | through the factory; refused connection, unknown host, wrong channel, silence, |            |
+// |                 | nonsense                                                                       |            |
+// | frames          | both ways; answers coalesced with frames; extended and bad ones dropped; other |            |
+// |                 | lines ignored                                                                  |            |
+// | queues          | more than the receive queue holds; full output gives 17 and drains             |            |
+// | connection lost | told once each way; writes give 10; comes back; without a manager as well      |            |
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,20 @@
-// KQSocketcandServer over real loopback connections
+// Covers: KQSocketcandServer over real loopback connections.
 //
-// | what                    | cases |
-// |-------------------------|-------------------------------------------------------------------------------------------|
-// | listening               | any port; port in use; unknown host; twice; name with several addresses; IPv6; close | |
-// handshake               | exact bytes, each answer alone; wrong bus; commands at the wrong time; commands sent ahead
-// | | settling                | frames wait behind "< ok >", none is lost | | frames                  | node to client,
-// client to node, client to client, never back; extended; kept boot-up             | | rubbish (robustness)    |
-// unknown commands, no brackets, bad frames, endless line, cut line and gone                        | | load
-// (robustness)       | a thousand frames in one segment; one that never reads; an end point that never reads; bursts |
-// | resources (robustness)  | many connections leave no descriptor; application threads write meanwhile |
+// | subject   | functional                                        | robustness                                        |
+// |-----------|---------------------------------------------------|---------------------------------------------------|
+// | listening | any port; port in use; unknown host; twice; name  |                                                   |
+// |           | with several addresses; IPv6; close               |                                                   |
+// | handshake | exact bytes, each answer alone; wrong bus;        |                                                   |
+// |           | commands at the wrong time; commands sent ahead   |                                                   |
+// | settling  | frames wait behind "< ok >", none is lost         |                                                   |
+// | frames    | node to client, client to node, client to client, |                                                   |
+// |           | never back; extended; kept boot-up                |                                                   |
+// | rubbish   |                                                   | unknown commands, no brackets, bad frames,        |
+// |           |                                                   | endless line, cut line and gone                   |
+// | load      |                                                   | a thousand frames in one segment; one that never  |
+// |           |                                                   | reads; an end point that never reads; bursts      |
+// | resources |                                                   | many connections leave no descriptor; application |
+// |           |                                                   | threads write meanwhile                           |
 
 #include <dirent.h>
 #include <gtest/gtest.h>

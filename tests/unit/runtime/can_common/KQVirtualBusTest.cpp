@@ -1,14 +1,19 @@
-// KQVirtualBus, KQVirtualEndPoint
+// Covers: KQVirtualBus, KQVirtualEndPoint.
 //
-//  what                  | cases
-//  ----------------------+--------------------------------------------------------------------------------------
-//  delivery              | to all others, in order, not to the sender; not to other buses
-//  descriptor            | readable exactly while frames wait
-//  receive queue         | full: the newest is lost and counted; usable again; extended frames never enter
-//  filter                | what is not wanted neither waits nor wakes; frames that wait stay; acknowledged all the same
-//  lone sender           | first frame kept for the first to attach, later ones lost; not again; not after company
-//  backpressure          | nearly full refuses and announces room; ignored end point; detached end point
-//  threads (robustness)  | several writers, one order for all
+// | subject       | functional                                                   | robustness                         |
+// |---------------|--------------------------------------------------------------|------------------------------------|
+// | delivery      | to all others, in order, not to the sender; not to other     |                                    |
+// |               | buses                                                        |                                    |
+// | descriptor    | readable exactly while frames wait                           |                                    |
+// | receive queue | full: the newest is lost and counted; usable again; extended |                                    |
+// |               | frames never enter                                           |                                    |
+// | filter        | what is not wanted neither waits nor wakes; frames that wait |                                    |
+// |               | stay; acknowledged all the same                              |                                    |
+// | lone sender   | first frame kept for the first to attach, later ones lost;   |                                    |
+// |               | not again; not after company                                 |                                    |
+// | backpressure  | nearly full refuses and announces room; ignored end point;   |                                    |
+// |               | detached end point                                           |                                    |
+// | threads       |                                                              | several writers, one order for all |
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>

@@ -1,11 +1,11 @@
-// SocketcandCodec: the bytes of the line protocol
+// Covers: SocketcandCodec: the bytes of the line protocol.
 //
-// | what        | cases                                                                                      |
-// |-------------|--------------------------------------------------------------------------------------------|
-// | frame lines | 11 bits without, 29 bits with leading zeros; no data: two blanks; microseconds in full          |
-// | send lines  | as clients write them                                                                         |
-// | parsing     | every field at and beyond its limit; one digit data; more or fewer bytes than said              |
-// | splitting   | one, several, part of a line; rubbish before; no end                                            |
+// | subject     | functional                                                                             | robustness |
+// |-------------|----------------------------------------------------------------------------------------|------------|
+// | frame lines | 11 bits without, 29 bits with leading zeros; no data: two blanks; microseconds in full |            |
+// | send lines  | as clients write them                                                                  |            |
+// | parsing     | every field at and beyond its limit; one digit data; more or fewer bytes than said     |            |
+// | splitting   | one, several, part of a line; rubbish before; no end                                   |            |
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,15 @@
-// What this file covers:
-//   addVariable       | null, new, initial value and validity, taken key, taking over, many  | functional, robustness
-//   getVariableValue  | integer, text, null, other storage type, unknown, invalid            | functional, robustness
-//   setVariableValue  | storing, validity, report or none, forwarding to the owner           | functional
-//   forceSet...       | name of the owner by address and by text, another name, no owner     | functional, robustness
-//   owners            | pointer, name, an owner that goes                                    | functional
-//   descriptions      | length, sign, copy of the map                                        | functional
-//   findVariable      | value, reports, validity, text, owner, forgotten, coming back         | functional, robustness
+// Covers: KQDEI: the variable store.
+//
+// | subject          | functional                                                          | robustness |
+// |------------------|---------------------------------------------------------------------|------------|
+// | addVariable      | null, new, initial value and validity, taken key, taking over, many | x          |
+// | getVariableValue | integer, text, null, other storage type, unknown, invalid           | x          |
+// | setVariableValue | storing, validity, report or none, forwarding to the owner          |            |
+// | forceSet...      | name of the owner by address and by text, another name, no owner    | x          |
+// | owners           | pointer, name, an owner that goes                                   |            |
+// | descriptions     | length, sign, copy of the map                                       |            |
+// | findVariable     | value, reports, validity, text, owner, forgotten, coming back       | x          |
+
 #include "KQDEI.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,16 @@
-// What this file covers, with four threads that start together:
-//   growth     | every variable is found from the moment its addition returned        | functional
-//   integers   | never torn                                                           | functional
-//   texts      | never mixed                                                          | functional
-//   reports    | one for each change, while registrations come and go                 | functional
-//   owners     | come and go while their variables are read                           | robustness
+// Covers: the variable store, used by four threads that start together.
+//
+// | subject  | functional                                           | robustness                                 |
+// |----------|------------------------------------------------------|--------------------------------------------|
+// | growth   | every variable is found from the moment its addition |                                            |
+// |          | returned                                             |                                            |
+// | integers | never torn                                           |                                            |
+// | texts    | never mixed                                          |                                            |
+// | reports  | one for each change, while registrations come and go |                                            |
+// | owners   |                                                      | come and go while their variables are read |
+//
 // The file is also to be run under a thread sanitizer, which sees the races that no assertion shows.
+
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,8 +1,12 @@
-// What this file covers:
-//   addMapping      | null, told, order, the same pair twice, before the variable exists             | functional,
-//   robustness removeMapping   | told no more, others still told, no such registration                         |
-//   functional, robustness removeListener  | every registration goes, unknown listener | functional dispatch        |
-//   nobody listens, listeners that add and remove, even themselves, while told    | functional, robustness
+// Covers: KQVariableEventDispatcher: who is told of a change.
+//
+// | subject        | functional                                                                 | robustness |
+// |----------------|----------------------------------------------------------------------------|------------|
+// | addMapping     | null, told, order, the same pair twice, before the variable exists         | x          |
+// | removeMapping  | told no more, others still told, no such registration                      | x          |
+// | removeListener | every registration goes, unknown listener                                  |            |
+// | dispatch       | nobody listens, listeners that add and remove, even themselves, while told | x          |
+
 #include "KQVariableEventDispatcher.h"
 
 #include <gtest/gtest.h>

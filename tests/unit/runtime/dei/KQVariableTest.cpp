@@ -1,7 +1,11 @@
-// What this file covers:
-//   KQVariable          | what a new one says, every attribute set and copied           | functional
-//   limits              | natural range by bits and sign, explicit ones, odd lengths    | functional, robustness
-//   KQExternalVariable  | what its constructor sets                                     | functional
+// Covers: KQVariable and KQExternalVariable.
+//
+// | subject            | functional                                                 | robustness |
+// |--------------------|------------------------------------------------------------|------------|
+// | KQVariable         | what a new one says, every attribute set and copied        |            |
+// | limits             | natural range by bits and sign, explicit ones, odd lengths | x          |
+// | KQExternalVariable | what its constructor sets                                  |            |
+
 #include "KQVariable.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,9 @@
-// What this file covers:
-//   KQMutex   | create, lock, unlock, tryLock, taken again by its holder, exclusion of threads | functional
+// Covers: KQMutex.
+//
+// | subject | functional                                                                     | robustness |
+// |---------|--------------------------------------------------------------------------------|------------|
+// | KQMutex | create, lock, unlock, tryLock, taken again by its holder, exclusion of threads |            |
+
 #include "KQMutex.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,9 @@
-// What this file covers:
-//   clock   | own clock of a test, wrap of 32 bits, back to the monotonic clock | functional
+// Covers: KQTick.
+//
+// | subject | functional                                                        | robustness |
+// |---------|-------------------------------------------------------------------|------------|
+// | clock   | own clock of a test, wrap of 32 bits, back to the monotonic clock |            |
+
 #include "KQTick.h"
 
 #include <gtest/gtest.h>

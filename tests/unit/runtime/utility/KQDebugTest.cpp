@@ -1,7 +1,11 @@
-// What this file covers:
-//   sections   | one number a name, unknown sections                              | functional, robustness
-//   levels     | default, set, boundary from both sides, switched off             | functional
-//   the line   | section name, arguments, line end, long texts, several threads   | functional
+// Covers: KQDebug.
+//
+// | subject  | functional                                                     | robustness |
+// |----------|----------------------------------------------------------------|------------|
+// | sections | one number a name, unknown sections                            | x          |
+// | levels   | default, set, boundary from both sides, switched off           |            |
+// | the line | section name, arguments, line end, long texts, several threads |            |
+
 #include "KQDebug.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,14 @@
-// What this file covers:
-//   sources         | defaults, file, environment, in this order of precedence         | functional
-//   product type    | decimal, hexadecimal, octal, limits of 32 bits, not a number      | functional, robustness
-//   file            | missing, other lines, blanks, carriage returns, first line counts | robustness
+// Covers: KQEeprom: the data of the device.
+//
+// | subject      | functional                                      | robustness                                      |
+// |--------------|-------------------------------------------------|-------------------------------------------------|
+// | sources      | defaults, file, environment, in this order of   |                                                 |
+// |              | precedence                                      |                                                 |
+// | product type | decimal, hexadecimal, octal, limits of 32 bits, | x                                               |
+// |              | not a number                                    |                                                 |
+// | file         |                                                 | missing, other lines, blanks, carriage returns, |
+// |              |                                                 | first line counts                               |
+
 #include "KQEeprom.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,11 @@
-// What this file covers:
-//   parts   | noon, midnight, first and last moment of a year, leap day | functional
-//   now     | argument 0, own clock of a test, back to the system clock | functional
-//   zone    | parts are local time                                      | functional
+// Covers: KQTime.
+//
+// | subject | functional                                                | robustness |
+// |---------|-----------------------------------------------------------|------------|
+// | parts   | noon, midnight, first and last moment of a year, leap day |            |
+// | now     | argument 0, own clock of a test, back to the system clock |            |
+// | zone    | parts are local time                                      |            |
+
 #include "KQTime.h"
 
 #include <gtest/gtest.h>
