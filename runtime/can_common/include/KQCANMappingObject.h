@@ -151,11 +151,14 @@ private:
   void extractCheckedValue(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
   void extractText(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const unsigned int dataLength_;
   const unsigned int transmitType_;
   const unsigned int cycleTime_;
   MappingData mappingData_;
   std::vector<unsigned int> mappedKeys_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

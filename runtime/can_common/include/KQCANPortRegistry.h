@@ -49,8 +49,8 @@ public:
   [[nodiscard]] std::unique_ptr<KQEndPoint> openPort(unsigned port, std::string& error);
 
 private:
-  std::mutex mutex_;
-  std::map<unsigned, Factory> ports_;
+  std::mutex mutex;
+  std::map<unsigned, Factory> ports;
 };
 
 }  // namespace KQ

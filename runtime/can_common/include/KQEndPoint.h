@@ -177,7 +177,10 @@ protected:
   /// Adds to a counter. Any thread.
   static void count(Counter& counter, unsigned number = 1) { counter.fetch_add(number, std::memory_order_relaxed); }
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   Counters counters_;  ///< what getStatistics() shows
+  // NOLINTEND(readability-identifier-naming)
 
 private:
   friend class KQEndPointManager;
@@ -197,6 +200,8 @@ private:
     }
   }
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const std::string uri_;
   std::atomic<KQFrameObserver*> observer_{nullptr};
   std::atomic<KQEndPointManager*> manager_{nullptr};
@@ -205,6 +210,7 @@ private:
   std::mutex filterMutex_;
   std::optional<KQReceptionFilter> filter_;  ///< guarded by the mutex; none: every frame is wanted
   std::uint64_t readsLeft_{NO_LIMIT};        ///< in this wait of the manager; the reading thread's
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

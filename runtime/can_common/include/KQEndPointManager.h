@@ -97,11 +97,11 @@ private:
   int serveUnasked();
   static void reportTransitions(Entry& entry);
 
-  int epoll_{-1};
-  int wake_{-1};
-  std::vector<std::unique_ptr<Entry>> entries_;  ///< those that are erased stay until no wait goes on
-  bool hasErased_{false};
-  int waits_{0};  ///< that are going on: a callback may wait too
+  int epoll{-1};
+  int wakeDescriptor{-1};
+  std::vector<std::unique_ptr<Entry>> entries;  ///< those that are erased stay until no wait goes on
+  bool hasErased{false};
+  int waits{0};  ///< that are going on: a callback may wait too
 };
 
 }  // namespace KQ

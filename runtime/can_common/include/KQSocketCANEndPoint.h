@@ -39,14 +39,14 @@ public:
                                                                  KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
   ~KQSocketCANEndPoint() override;
 
-  int getDescriptor() const override { return descriptor_; }
+  int getDescriptor() const override { return descriptor; }
   bool wantsWritable() const override;
   int flush() override;
   bool prepareRead() override {
-    isEmptied_ = false;
+    isEmptied = false;
     return true;
   }
-  bool hasBufferedFrames() const override { return nextReceived_ < receivedCount_; }
+  bool hasBufferedFrames() const override { return nextReceived < receivedCount; }
   int getServiceDelay() const override;
   void service() override;
 
@@ -61,7 +61,7 @@ private:
   /// Why the port is down.
   enum class Outage { NONE, INTERFACE_DOWN, BUS_OFF };
 
-  KQSocketCANEndPoint(std::string interfaceName, int descriptor, KQCANSocketCalls* calls);
+  KQSocketCANEndPoint(std::string interfaceName, int openDescriptor, KQCANSocketCalls* socketCalls);
 
   static constexpr unsigned USUAL_BATCH = 4;
 
@@ -77,8 +77,8 @@ private:
   int sendOrQueue(const KQBusFrame& frame);
   int sendQueued();
   bool noteObstacle(int error);
-  void setObstacle(Obstacle obstacle);
-  void noteHindrance() { isHindered_ = obstacle_ != Obstacle::NONE || outage_ != Outage::NONE; }
+  void setObstacle(Obstacle found);
+  void noteHindrance() { isHindered = obstacle != Obstacle::NONE || currentOutage != Outage::NONE; }
   bool noteSendFailure(int error);
 
   void goDown(Outage outage, const char* reason);
@@ -88,30 +88,30 @@ private:
   bool bindAgain();
   bool interfaceHas(int flag) const;
 
-  const std::string interface_;
-  const int descriptor_;
-  KQCANSocketCalls* const calls_;
+  const std::string interface;
+  const int descriptor;
+  KQCANSocketCalls* const calls;
 
   // Reading side, of the one reading thread.
-  std::array<KQCANSocketCalls::Received, 32> batch_;
-  unsigned receivedCount_{0};
-  unsigned nextReceived_{0};
-  unsigned wanted_{USUAL_BATCH};  ///< as many as there may be: a read costs by what it asks for
-  bool isEmptied_{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
-  unsigned lostBefore_{0};
-  bool errorPassive_{false};
-  bool overrun_{false};
-  unsigned overrunTick_{0};
+  std::array<KQCANSocketCalls::Received, 32> batch;
+  unsigned receivedCount{0};
+  unsigned nextReceived{0};
+  unsigned wanted{USUAL_BATCH};  ///< as many as there may be: a read costs by what it asks for
+  bool isEmptied{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
+  unsigned lostBefore{0};
+  bool errorPassive{false};
+  bool overrun{false};
+  unsigned overrunTick{0};
 
   // Transmit side and state of the port.
-  mutable std::mutex mutex_;
-  KQFrameQueue queue_;
-  std::atomic<bool> isHindered_{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
-  Obstacle obstacle_{Obstacle::NONE};
-  unsigned obstacleTick_{0};
-  Outage outage_{Outage::NONE};
-  unsigned outageTick_{0};
-  unsigned retryTick_{0};
+  mutable std::mutex mutex;
+  KQFrameQueue queue;
+  std::atomic<bool> isHindered{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
+  Obstacle obstacle{Obstacle::NONE};
+  unsigned obstacleTick{0};
+  Outage currentOutage{Outage::NONE};
+  unsigned outageTick{0};
+  unsigned retryTick{0};
 };
 
 }  // namespace KQ

@@ -40,9 +40,9 @@ public:
                                                                   unsigned timeLimitMs = HANDSHAKE_MS);
   ~KQSocketcandEndPoint() override;
 
-  int getDescriptor() const override { return epoll_; }
+  int getDescriptor() const override { return epoll; }
   int flush() override;
-  bool hasBufferedFrames() const override { return !received_.isEmpty(); }
+  bool hasBufferedFrames() const override { return !received.isEmpty(); }
   bool prepareRead() override;
   int getServiceDelay() const override;
   void service() override;
@@ -57,7 +57,8 @@ private:
 
   struct Addresses;
 
-  KQSocketcandEndPoint(std::string uri, std::string channel, std::unique_ptr<Addresses> addresses, int epoll);
+  KQSocketcandEndPoint(std::string uri, std::string channelName, std::unique_ptr<Addresses> hostAddresses,
+                       int epollDescriptor);
 
   bool openAny(unsigned timeLimitMs, std::string& error);
   bool openNext(unsigned timeLimitMs);
@@ -76,26 +77,26 @@ private:
   int sendPending();
   void watchSocket(bool alsoWritable);
 
-  const std::string channel_;
-  const std::unique_ptr<Addresses> addresses_;
-  const int epoll_;  ///< stays the same while the socket in it changes
+  const std::string channel;
+  const std::unique_ptr<Addresses> addresses;
+  const int epoll;  ///< stays the same while the socket in it changes
 
   // The manager's thread.
-  Stage stage_{Stage::IDLE};
-  unsigned stageTick_{0};
-  bool isOpening_{true};  ///< nothing is reported before open() has returned
-  std::string lastFailure_;
-  std::array<char, 16384> input_;
-  std::size_t inputCount_{0};
-  KQFrameQueue received_;
+  Stage stage{Stage::IDLE};
+  unsigned stageTick{0};
+  bool isOpening{true};  ///< nothing is reported before open() has returned
+  std::string lastFailure;
+  std::array<char, 16384> input;
+  std::size_t inputCount{0};
+  KQFrameQueue received;
 
-  mutable std::mutex mutex_;  ///< guards the rest; the manager's thread alone opens and closes the socket
-  int socket_{-1};
-  bool isRunning_{false};  ///< frames may be written
-  bool isBroken_{false};   ///< a write found the connection gone
-  bool isWatchedForWriting_{false};
-  std::string output_;
-  std::size_t sent_{0};
+  mutable std::mutex mutex;  ///< guards the rest; the manager's thread alone opens and closes the socket
+  int socket{-1};
+  bool isRunning{false};  ///< frames may be written
+  bool isBroken{false};   ///< a write found the connection gone
+  bool isWatchedForWriting{false};
+  std::string output;
+  std::size_t sent{0};
 };
 
 }  // namespace KQ

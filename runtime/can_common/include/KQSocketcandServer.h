@@ -59,10 +59,10 @@ public:
   void close();
 
   /// The port that is listened on; 0 when it is not open.
-  [[nodiscard]] unsigned short getPort() const { return port_; }
+  [[nodiscard]] unsigned short getPort() const { return boundPort; }
 
   /// Number of connected clients, in raw mode or on the way to it.
-  [[nodiscard]] std::size_t getClientCount() const { return clients_.size(); }
+  [[nodiscard]] std::size_t getClientCount() const { return clients.size(); }
 
 private:
   int getServiceDelay() const override;
@@ -84,21 +84,21 @@ private:
   void watchPatience();
   void removeFinishedClients();
 
-  KQEndPointManager* manager_{nullptr};
-  std::shared_ptr<KQVirtualBus> bus_;
-  std::vector<int> listeners_;
-  std::vector<std::unique_ptr<SocketcandClient>> clients_;
-  int wake_{-1};  ///< eventfd: a client has output, or the bus has room again
-  unsigned short port_{0};
-  bool acceptPaused_{false};
-  unsigned acceptTick_{0};
-  bool isFull_{false};     ///< a client was refused, and none has left since
-  bool isWaiting_{false};  ///< a client has been waiting for room since waitTick_
-  unsigned waitTick_{0};
-  unsigned turnTick_{0};       ///< when one of the crowd had its turn
-  unsigned turnFrames_{0};     ///< frame count of the bus then
-  std::size_t nextTurn_{0};    ///< who of the clients is asked first whether it wants one
-  std::size_t nextServed_{0};  ///< who of the crowd is served first
+  KQEndPointManager* endPointManager{nullptr};
+  std::shared_ptr<KQVirtualBus> bus;
+  std::vector<int> listeners;
+  std::vector<std::unique_ptr<SocketcandClient>> clients;
+  int wakeDescriptor{-1};  ///< eventfd: a client has output, or the bus has room again
+  unsigned short boundPort{0};
+  bool acceptPaused{false};
+  unsigned acceptTick{0};
+  bool isFull{false};     ///< a client was refused, and none has left since
+  bool isWaiting{false};  ///< a client has been waiting for room since waitTick
+  unsigned waitTick{0};
+  unsigned turnTick{0};       ///< when one of the crowd had its turn
+  unsigned turnFrames{0};     ///< frame count of the bus then
+  std::size_t nextTurn{0};    ///< who of the clients is asked first whether it wants one
+  std::size_t nextServed{0};  ///< who of the crowd is served first
 };
 
 }  // namespace KQ

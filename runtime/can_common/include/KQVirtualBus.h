@@ -33,12 +33,12 @@ public:
   [[nodiscard]] static std::shared_ptr<KQVirtualBus> get(const std::string& name);
 
   /// A bus that get() does not know. @param name what getName() answers
-  explicit KQVirtualBus(std::string name);
+  explicit KQVirtualBus(std::string busName);
   KQVirtualBus(const KQVirtualBus&) = delete;
   KQVirtualBus& operator=(const KQVirtualBus&) = delete;
 
   /// Name, and how many are attached at this moment. Any thread.
-  const std::string& getName() const { return name_; }
+  const std::string& getName() const { return name; }
   [[nodiscard]] std::size_t getParticipantCount() const;
 
   /// Puts a participant on the bus. Not owned; to be detached before it is deleted.
@@ -73,7 +73,7 @@ private:
   friend class SocketcandClient;
 
   /// The lock of the bus, for the state that participants share with takeFrame.
-  std::mutex& getMutex() const { return mutex_; }
+  std::mutex& getMutex() const { return mutex; }
 
   /// To be called with the bus locked by a participant that is not nearly full any more.
   void announceRoom();
@@ -89,11 +89,11 @@ private:
   SendResult deliver(KQBusParticipant* sender, const KQBusFrame& frame);
   Seat* findSeat(const KQBusParticipant* participant);
 
-  const std::string name_;
-  mutable std::mutex mutex_;
-  std::vector<Seat> seats_;
-  std::vector<int> roomDescriptors_;
-  unsigned frameCount_{0};
+  const std::string name;
+  mutable std::mutex mutex;
+  std::vector<Seat> seats;
+  std::vector<int> roomDescriptors;
+  unsigned frameCount{0};
 };
 
 }  // namespace KQ

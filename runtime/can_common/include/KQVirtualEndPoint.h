@@ -34,7 +34,7 @@ public:
                                                                std::size_t capacity = DEFAULT_CAPACITY);
   ~KQVirtualEndPoint() override;
 
-  int getDescriptor() const override { return descriptor_; }
+  int getDescriptor() const override { return descriptor; }
 
 protected:
   int doRead(KQCANMessage& message) override;
@@ -42,21 +42,21 @@ protected:
   void doSetFilter(const KQReceptionFilter* filter) override;
 
 private:
-  KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> bus, int descriptor, std::size_t capacity);
+  KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> joinedBus, int eventDescriptor, std::size_t capacity);
 
   void takeFrame(const KQBusFrame& frame) override;
   Room getRoom() const override;
   void stopHoldingUpUnlessTaking() override;
   void noteRoom();
 
-  const std::shared_ptr<KQVirtualBus> bus_;
-  const int descriptor_;
-  const std::size_t reserve_;  ///< room that is left for senders that cannot wait
-  KQFrameQueue queue_;         ///< this, the filter and the flag below are guarded by the bus
-  std::optional<KQReceptionFilter> acceptedFrames_;
-  bool holdsUp_{true};
-  bool isTaking_{false};  ///< something was read since somebody last complained
-  std::atomic<bool> hasFrames_{false};
+  const std::shared_ptr<KQVirtualBus> bus;
+  const int descriptor;
+  const std::size_t reserve;  ///< room that is left for senders that cannot wait
+  KQFrameQueue queue;         ///< this, the filter and the flag below are guarded by the bus
+  std::optional<KQReceptionFilter> acceptedFrames;
+  bool holdsUp{true};
+  bool isTaking{false};  ///< something was read since somebody last complained
+  std::atomic<bool> hasFrames{false};
 };
 
 }  // namespace KQ

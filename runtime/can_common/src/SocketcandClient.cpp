@@ -37,32 +37,32 @@ constexpr std::size_t TURN_BYTES = std::size_t{KQSocketcandServer::TURN_FRAMES} 
 
 }  // namespace
 
-SocketcandClient::SocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager,
-                                   int wakeDescriptor)
-    : descriptor_(descriptor), bus_(std::move(bus)), manager_(manager), wakeDescriptor_(wakeDescriptor) {
-  disableDelay(descriptor_);
+SocketcandClient::SocketcandClient(int connection, std::shared_ptr<KQVirtualBus> joinedBus,
+                                   KQEndPointManager& endPointManager, int descriptorToWake)
+    : descriptor(connection), bus(std::move(joinedBus)), manager(endPointManager), wakeDescriptor(descriptorToWake) {
+  disableDelay(descriptor);
   reply("< hi >");
 }
 
 SocketcandClient::~SocketcandClient() {
   finish();
-  close(descriptor_);
+  close(descriptor);
 }
 
 void SocketcandClient::watch(std::function<void(unsigned)> callback) {
-  if (stage_ == Stage::FINISHED) {
+  if (stage == Stage::FINISHED) {
     return;
   }
-  isWatched_ = manager_.addDescriptor(descriptor_, EPOLLIN, std::move(callback)) == KQ_OK;
-  interest_ = EPOLLIN;
-  if (!isWatched_) {
+  isWatched = manager.addDescriptor(descriptor, EPOLLIN, std::move(callback)) == KQ_OK;
+  interest = EPOLLIN;
+  if (!isWatched) {
     finish();
   }
 }
 
 void SocketcandClient::handleEvents(unsigned events) {
   if ((events & static_cast<unsigned>(EPOLLOUT)) != 0) {
-    isSocketFull_ = false;
+    isSocketFull = false;
   }
   if ((events & GONE_EVENTS) != 0) {
     hangUp();
@@ -73,15 +73,15 @@ void SocketcandClient::handleEvents(unsigned events) {
 }
 
 bool SocketcandClient::serve() {
-  if (isHolding_ && remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS) == 0) {
-    isHolding_ = false;
+  if (isHolding && remainingDelay(holdTick, KQSocketcandServer::SETTLING_MS) == 0) {
+    isHolding = false;
   }
   processInput();
   const bool hasSent = sendOutput();
-  if (hungUp_) {
+  if (hungUp) {
     readToTheEnd();
   }
-  if (stage_ == Stage::CLOSING) {
+  if (stage == Stage::CLOSING) {
     finishClosing();
   }
   updateInterest();
@@ -95,17 +95,17 @@ void SocketcandClient::takeTurn() {
 
 int SocketcandClient::getServiceDelay() const {
   int delay = -1;
-  if (isHolding_) {
-    delay = remainingDelay(holdTick_, KQSocketcandServer::SETTLING_MS);
+  if (isHolding) {
+    delay = remainingDelay(holdTick, KQSocketcandServer::SETTLING_MS);
   }
-  if (isPaced_) {
-    delay = shorterDelay(delay, remainingDelay(blockTick_, BLOCK_MS));
+  if (isPaced) {
+    delay = shorterDelay(delay, remainingDelay(blockTick, BLOCK_MS));
   }
-  if (stage_ == Stage::CLOSING) {
-    delay = shorterDelay(delay, remainingDelay(closeTick_, GOODBYE_MS));
+  if (stage == Stage::CLOSING) {
+    delay = shorterDelay(delay, remainingDelay(closeTick, GOODBYE_MS));
   }
-  if (waitsForTurn_ && !isCrowding_) {
-    delay = shorterDelay(delay, remainingDelay(turnTick_, KQSocketcandServer::TURN_MS));
+  if (waitsForTurn && !crowding) {
+    delay = shorterDelay(delay, remainingDelay(turnTick, KQSocketcandServer::TURN_MS));
   }
   return delay;
 }
@@ -113,17 +113,17 @@ int SocketcandClient::getServiceDelay() const {
 // ---- Input
 
 bool SocketcandClient::mayProcess() const {
-  return stage_ == Stage::GREETED || stage_ == Stage::RAW || (stage_ == Stage::OPENED && !isHolding_);
+  return stage == Stage::GREETED || stage == Stage::RAW || (stage == Stage::OPENED && !isHolding);
 }
 
 bool SocketcandClient::mayRead() const {
-  const bool canUse = stage_ == Stage::CLOSING || (mayProcess() && !waitsForRoom_ && !waitsForTurn_);
-  return canUse && inputCount_ < input_.size();
+  const bool canUse = stage == Stage::CLOSING || (mayProcess() && !waitsForRoom && !waitsForTurn);
+  return canUse && inputCount < input.size();
 }
 
 /// Reads what has arrived, up to one buffer. @return false: nothing has
 bool SocketcandClient::readInput() {
-  const ssize_t count = recv(descriptor_, input_.data() + inputCount_, input_.size() - inputCount_, MSG_DONTWAIT);
+  const ssize_t count = recv(descriptor, input.data() + inputCount, input.size() - inputCount, MSG_DONTWAIT);
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
     return false;
   }
@@ -131,7 +131,7 @@ bool SocketcandClient::readInput() {
     finish();
     return false;
   }
-  inputCount_ += static_cast<std::size_t>(count);
+  inputCount += static_cast<std::size_t>(count);
   processInput();
   return true;
 }
@@ -147,16 +147,16 @@ void SocketcandClient::readToTheEnd() {
 
 void SocketcandClient::processInput() {
   std::size_t consumed = 0;
-  waitsForTurn_ = false;
+  waitsForTurn = false;
   while (mayProcess()) {
-    waitsForTurn_ = !hasTurn();
-    if (waitsForTurn_) {
+    waitsForTurn = !hasTurn();
+    if (waitsForTurn) {
       break;
     }
-    const bool isGreeted = stage_ == Stage::GREETED;
+    const bool isGreeted = stage == Stage::GREETED;
     std::string_view line;
     std::size_t used = 0;
-    const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
+    const std::string_view rest(input.data() + consumed, inputCount - consumed);
     const SocketcandCodec::Split split = SocketcandCodec::nextLine(rest, line, used);
     if (split == SocketcandCodec::Split::ENDLESS) {
       refuse("< error line too long >");
@@ -165,40 +165,40 @@ void SocketcandClient::processInput() {
       break;
     }
     consumed += used;
-    if (isGreeted && stage_ == Stage::OPENED && consumed < inputCount_) {
+    if (isGreeted && stage == Stage::OPENED && consumed < inputCount) {
       // The peer did not wait for the answer and would get the next one together with it.
       hold();
     }
   }
-  consumeInput(stage_ < Stage::CLOSING ? consumed : inputCount_);
+  consumeInput(stage < Stage::CLOSING ? consumed : inputCount);
   // Once in the crowd, it stays there until it was given a turn that it does not use up.
-  isCrowding_ = waitsForTurn_ ? isCrowding_ || inputCount_ >= TURN_BYTES : isCrowding_ && waitsForRoom_;
+  crowding = waitsForTurn ? crowding || inputCount >= TURN_BYTES : crowding && waitsForRoom;
 }
 
 /// Whether one more line may be worked on. Whoever crowds the bus is given a turn, the others have one every TURN_MS.
 bool SocketcandClient::hasTurn() {
-  if (turnLeft_ == 0 && !isCrowding_ && remainingDelay(turnTick_, KQSocketcandServer::TURN_MS) == 0) {
+  if (turnLeft == 0 && !crowding && remainingDelay(turnTick, KQSocketcandServer::TURN_MS) == 0) {
     beginTurn();
   }
-  return turnLeft_ > 0;
+  return turnLeft > 0;
 }
 
 void SocketcandClient::beginTurn() {
-  turnLeft_ = KQSocketcandServer::TURN_FRAMES;
-  turnTick_ = KQTick::getTickCount();
+  turnLeft = KQSocketcandServer::TURN_FRAMES;
+  turnTick = KQTick::getTickCount();
 }
 
 void SocketcandClient::consumeInput(std::size_t number) {
   if (number > 0) {
-    inputCount_ -= number;
-    std::memmove(input_.data(), input_.data() + number, inputCount_);
+    inputCount -= number;
+    std::memmove(input.data(), input.data() + number, inputCount);
   }
 }
 
 /// @return false: the bus has no room for it; the line is to be handled again later
 bool SocketcandClient::handleLine(std::string_view line) {
   const std::string_view command = SocketcandCodec::nextWord(line);
-  if (stage_ == Stage::RAW && command == "send") {
+  if (stage == Stage::RAW && command == "send") {
     return handleSend(line);
   }
   handleCommand(command, line);
@@ -206,9 +206,9 @@ bool SocketcandClient::handleLine(std::string_view line) {
 }
 
 void SocketcandClient::handleCommand(std::string_view command, std::string_view arguments) {
-  if (command == "open" && stage_ == Stage::GREETED) {
+  if (command == "open" && stage == Stage::GREETED) {
     handleOpen(SocketcandCodec::nextWord(arguments));
-  } else if (command == "rawmode" && stage_ == Stage::OPENED) {
+  } else if (command == "rawmode" && stage == Stage::OPENED) {
     enterRawMode();
   } else if (command == "echo") {
     reply("< echo >");
@@ -222,22 +222,22 @@ void SocketcandClient::handleCommand(std::string_view command, std::string_view 
 }
 
 void SocketcandClient::handleOpen(std::string_view name) {
-  if (name != bus_->getName()) {
+  if (name != bus->getName()) {
     refuse("< error could not open bus >");
     return;
   }
-  stage_ = Stage::OPENED;
+  stage = Stage::OPENED;
   reply("< ok >");
 }
 
 void SocketcandClient::enterRawMode() {
   reply("< ok >");
-  if (stage_ == Stage::FINISHED) {
+  if (stage == Stage::FINISHED) {
     return;
   }
-  stage_ = Stage::RAW;
+  stage = Stage::RAW;
   hold();
-  bus_->attach(this);
+  bus->attach(this);
 }
 
 bool SocketcandClient::handleSend(std::string_view arguments) {
@@ -246,100 +246,100 @@ bool SocketcandClient::handleSend(std::string_view arguments) {
     reply("< error not a frame >");
     return true;
   }
-  waitsForRoom_ = bus_->sendWhenRoom(this, frame, wakeDescriptor_, isCrowding_) == KQVirtualBus::SEND_NO_ROOM;
-  turnLeft_ -= waitsForRoom_ ? 0U : 1U;
-  return !waitsForRoom_;
+  waitsForRoom = bus->sendWhenRoom(this, frame, wakeDescriptor, crowding) == KQVirtualBus::SEND_NO_ROOM;
+  turnLeft -= waitsForRoom ? 0U : 1U;
+  return !waitsForRoom;
 }
 
 // ---- Output
 
 /// Called by the bus, locked, on the thread that sends the frame.
 void SocketcandClient::takeFrame(const KQBusFrame& frame) {
-  if (hasOverflowed_ || isDeaf_) {
+  if (overflowed || isDeaf) {
     return;
   }
-  hasOverflowed_ = pending_.size() + unsent_ >= KQSocketcandServer::OUTPUT_LIMIT;
-  if (!hasOverflowed_) {
-    SocketcandCodec::appendFrameLine(pending_, frame, SocketcandCodec::getWallClock());
+  overflowed = pending.size() + unsent >= KQSocketcandServer::OUTPUT_LIMIT;
+  if (!overflowed) {
+    SocketcandCodec::appendFrameLine(pending, frame, SocketcandCodec::getWallClock());
   }
-  if (hasOverflowed_ || !isWakeRequested_) {
-    isWakeRequested_ = true;
+  if (overflowed || !isWakeRequested) {
+    isWakeRequested = true;
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(wakeDescriptor_, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(wakeDescriptor, &one, sizeof one);
   }
 }
 
 KQBusParticipant::Room SocketcandClient::getRoom() const {
-  const std::size_t waiting = pending_.size() + unsent_;
-  if (!holdsUp_ || hasOverflowed_ || isDeaf_ || waiting < SCARCE) {
+  const std::size_t waiting = pending.size() + unsent;
+  if (!holdsUp || overflowed || isDeaf || waiting < SCARCE) {
     return Room::PLENTY;
   }
   return waiting < NEARLY_FULL ? Room::SCARCE : Room::NONE;
 }
 
 void SocketcandClient::stopHoldingUpUnlessTaking() {
-  holdsUp_ = isTaking_;
-  isTaking_ = false;
+  holdsUp = isTaking;
+  isTaking = false;
 }
 
 /// Nobody is there to hear it once the peer is gone, so that it takes nothing of a turn then.
 void SocketcandClient::reply(std::string_view text) {
-  if (hungUp_) {
+  if (hungUp) {
     return;
   }
-  --turnLeft_;
+  --turnLeft;
   {
-    const std::lock_guard<std::mutex> lock(bus_->getMutex());
-    pending_ += text;
-    hasOverflowed_ = hasOverflowed_ || pending_.size() > KQSocketcandServer::OUTPUT_LIMIT;
+    const std::lock_guard<std::mutex> lock(bus->getMutex());
+    pending += text;
+    overflowed = overflowed || pending.size() > KQSocketcandServer::OUTPUT_LIMIT;
   }
   sendOutput();
 }
 
 /// Answers with an error and ends the connection.
 void SocketcandClient::refuse(std::string_view text) {
-  bus_->detach(this);
-  stage_ = Stage::CLOSING;
-  closeTick_ = KQTick::getTickCount();
-  isHolding_ = false;
+  bus->detach(this);
+  stage = Stage::CLOSING;
+  closeTick = KQTick::getTickCount();
+  isHolding = false;
   reply(text);
 }
 
 void SocketcandClient::hold() {
-  isHolding_ = true;
-  holdTick_ = KQTick::getTickCount();
+  isHolding = true;
+  holdTick = KQTick::getTickCount();
 }
 
 /// @return true: something was sent
 bool SocketcandClient::sendOutput() {
   if (hasOverflowed()) {
-    std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus_->getName().c_str(),
-                 getPeerAddress(descriptor_).toString().c_str());
+    std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus->getName().c_str(),
+                 getPeerAddress(descriptor).toString().c_str());
     finish();
   }
   bool hasSent = false;
-  isPaced_ = blockSize_ >= BLOCK_SIZE && remainingDelay(blockTick_, BLOCK_MS) > 0;
-  while (mayWrite() && (sent_ < sending_.size() || refillOutput())) {
+  isPaced = blockSize >= BLOCK_SIZE && remainingDelay(blockTick, BLOCK_MS) > 0;
+  while (mayWrite() && (sent < sending.size() || refillOutput())) {
     if (!sendBlock()) {
       hangUp();
     }
-    hasSent = hasSent || !isPaced_;
+    hasSent = hasSent || !isPaced;
   }
   return hasSent;
 }
 
 bool SocketcandClient::mayWrite() const {
-  return stage_ != Stage::FINISHED && !hungUp_ && !isSocketFull_ && !isPaced_;
+  return stage != Stage::FINISHED && !hungUp && !isSocketFull && !isPaced;
 }
 
 /// The number of bytes that may leave now: whole lines, as many as the block has room for.
 std::size_t SocketcandClient::nextBlock() {
-  if (blockSize_ == 0 || remainingDelay(blockTick_, BLOCK_MS) == 0) {
-    blockSize_ = 0;
-    blockTick_ = KQTick::getTickCount();
+  if (blockSize == 0 || remainingDelay(blockTick, BLOCK_MS) == 0) {
+    blockSize = 0;
+    blockTick = KQTick::getTickCount();
   }
-  const std::string_view rest = std::string_view(sending_).substr(sent_);
-  const std::string_view fitting = rest.substr(0, BLOCK_SIZE - blockSize_);
+  const std::string_view rest = std::string_view(sending).substr(sent);
+  const std::string_view fitting = rest.substr(0, BLOCK_SIZE - blockSize);
   return fitting.size() == rest.size() ? rest.size() : fitting.rfind('>') + 1;
 }
 
@@ -347,95 +347,95 @@ std::size_t SocketcandClient::nextBlock() {
 bool SocketcandClient::sendBlock() {
   const std::size_t size = nextBlock();
   if (size == 0) {
-    isPaced_ = true;
+    isPaced = true;
     return true;
   }
-  const ssize_t count = send(descriptor_, sending_.data() + sent_, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+  const ssize_t count = send(descriptor, sending.data() + sent, size, MSG_NOSIGNAL | MSG_DONTWAIT);
   if (count < 0) {
-    isSocketFull_ = errno == EAGAIN;
-    return isSocketFull_ || errno == EINTR;
+    isSocketFull = errno == EAGAIN;
+    return isSocketFull || errno == EINTR;
   }
-  sent_ += static_cast<std::size_t>(count);
+  sent += static_cast<std::size_t>(count);
   // One that sends too much is sent what waits in one go, and is served that much less often.
-  blockSize_ = isCrowding_ ? BLOCK_SIZE : blockSize_ + static_cast<std::size_t>(count);
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  unsent_ = sending_.size() - sent_;
-  isTaking_ = true;
+  blockSize = crowding ? BLOCK_SIZE : blockSize + static_cast<std::size_t>(count);
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  unsent = sending.size() - sent;
+  isTaking = true;
   noteRoom();
   return true;
 }
 
 /// Takes over what the bus has put in, once everything before it is sent. @return true: there is something to send
 bool SocketcandClient::refillOutput() {
-  if (isHolding_) {
+  if (isHolding) {
     return false;
   }
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  isWakeRequested_ = false;
-  sending_.clear();
-  sent_ = 0;
-  sending_.swap(pending_);
-  unsent_ = sending_.size();
-  return !sending_.empty();
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  isWakeRequested = false;
+  sending.clear();
+  sent = 0;
+  sending.swap(pending);
+  unsent = sending.size();
+  return !sending.empty();
 }
 
 /// With the bus locked.
 void SocketcandClient::noteRoom() {
-  if (pending_.size() + unsent_ < ROOM_AGAIN) {
-    holdsUp_ = true;
-    bus_->announceRoom();
+  if (pending.size() + unsent < ROOM_AGAIN) {
+    holdsUp = true;
+    bus->announceRoom();
   }
 }
 
 bool SocketcandClient::hasOverflowed() const {
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  return hasOverflowed_ && stage_ != Stage::FINISHED;
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  return overflowed && stage != Stage::FINISHED;
 }
 
 // ---- The end of a connection
 
 /// The peer is gone. The descriptor would report that again and again, so it is watched no longer.
 void SocketcandClient::hangUp() {
-  hungUp_ = true;
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  isDeaf_ = true;
-  bus_->announceRoom();
+  hungUp = true;
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  isDeaf = true;
+  bus->announceRoom();
 }
 
 void SocketcandClient::finishClosing() {
-  if (sent_ == sending_.size() && !isShutDown_) {
-    isShutDown_ = true;
-    shutdown(descriptor_, SHUT_WR);
+  if (sent == sending.size() && !isShutDown) {
+    isShutDown = true;
+    shutdown(descriptor, SHUT_WR);
   }
-  if (remainingDelay(closeTick_, GOODBYE_MS) == 0) {
+  if (remainingDelay(closeTick, GOODBYE_MS) == 0) {
     finish();
   }
 }
 
 void SocketcandClient::finish() {
-  stage_ = Stage::FINISHED;
-  waitsForRoom_ = false;
-  waitsForTurn_ = false;
-  isCrowding_ = false;
-  isHolding_ = false;
-  bus_->detach(this);
+  stage = Stage::FINISHED;
+  waitsForRoom = false;
+  waitsForTurn = false;
+  crowding = false;
+  isHolding = false;
+  bus->detach(this);
   updateInterest();
 }
 
 void SocketcandClient::updateInterest() {
-  if (!isWatched_) {
+  if (!isWatched) {
     return;
   }
-  if (stage_ == Stage::FINISHED || hungUp_) {
-    isWatched_ = false;
-    manager_.removeDescriptor(descriptor_);
+  if (stage == Stage::FINISHED || hungUp) {
+    isWatched = false;
+    manager.removeDescriptor(descriptor);
     return;
   }
   const unsigned readable = mayRead() ? static_cast<unsigned>(EPOLLIN) : 0U;
-  const unsigned writable = isSocketFull_ ? static_cast<unsigned>(EPOLLOUT) : 0U;
-  if (interest_ != (readable | writable)) {
-    interest_ = readable | writable;
-    manager_.modifyDescriptor(descriptor_, interest_);
+  const unsigned writable = isSocketFull ? static_cast<unsigned>(EPOLLOUT) : 0U;
+  if (interest != (readable | writable)) {
+    interest = readable | writable;
+    manager.modifyDescriptor(descriptor, interest);
   }
 }
 

@@ -23,10 +23,11 @@ class SocketcandClient : private KQBusParticipant {
 public:
   /**
    * Greets the peer.
-   * @param descriptor the connected socket, owned from now on; the manager watches it for the client
-   * @param wakeDescriptor eventfd that is written to when serve() is to be called
+   * @param connection the connected socket, owned from now on; the manager watches it for the client
+   * @param descriptorToWake eventfd that is written to when serve() is to be called
    */
-  SocketcandClient(int descriptor, std::shared_ptr<KQVirtualBus> bus, KQEndPointManager& manager, int wakeDescriptor);
+  SocketcandClient(int connection, std::shared_ptr<KQVirtualBus> joinedBus, KQEndPointManager& endPointManager,
+                   int descriptorToWake);
   SocketcandClient(const SocketcandClient&) = delete;
   SocketcandClient& operator=(const SocketcandClient&) = delete;
   ~SocketcandClient() override;
@@ -42,16 +43,16 @@ public:
   bool serve();
 
   /// It sends more than it may: there is a whole turn more to be taken from it, and a new turn only by takeTurn().
-  bool isCrowding() const { return isCrowding_; }
+  bool isCrowding() const { return crowding; }
 
   /// Lets it go on with the next turn.
   void takeTurn();
 
   /// A frame of it waits for another participant to have room.
-  bool isWaitingForRoom() const { return waitsForRoom_; }
+  bool isWaitingForRoom() const { return waitsForRoom; }
 
   /// The connection is over; the client is to be deleted.
-  bool isFinished() const { return stage_ == Stage::FINISHED; }
+  bool isFinished() const { return stage == Stage::FINISHED; }
 
   /// Milliseconds until serve() is wanted, -1 for not before something happens.
   int getServiceDelay() const;
@@ -99,44 +100,44 @@ private:
   bool mayRead() const;
   void updateInterest();
 
-  const int descriptor_;
-  const std::shared_ptr<KQVirtualBus> bus_;
-  KQEndPointManager& manager_;
-  const int wakeDescriptor_;
-  Stage stage_{Stage::GREETED};
-  bool isWatched_{false};
-  unsigned interest_{0};
+  const int descriptor;
+  const std::shared_ptr<KQVirtualBus> bus;
+  KQEndPointManager& manager;
+  const int wakeDescriptor;
+  Stage stage{Stage::GREETED};
+  bool isWatched{false};
+  unsigned interest{0};
 
   // Input.
-  std::array<char, 16384> input_;
-  std::size_t inputCount_{0};
-  bool waitsForRoom_{false};
-  bool waitsForTurn_{false};
-  bool isCrowding_{false};
-  unsigned turnLeft_{KQSocketcandServer::TURN_FRAMES};  ///< frames and answers that this turn has left
-  unsigned turnTick_{0};
-  bool hungUp_{false};  ///< the peer is gone; what it sent before is still being worked through
+  std::array<char, 16384> input;
+  std::size_t inputCount{0};
+  bool waitsForRoom{false};
+  bool waitsForTurn{false};
+  bool crowding{false};
+  unsigned turnLeft{KQSocketcandServer::TURN_FRAMES};  ///< frames and answers that this turn has left
+  unsigned turnTick{0};
+  bool hungUp{false};  ///< the peer is gone; what it sent before is still being worked through
 
-  // Output: sending_ is the server's thread's, pending_ is what the bus puts in.
-  std::string sending_;
-  std::size_t sent_{0};
-  bool isSocketFull_{false};
-  bool isPaced_{false};  ///< the present block is full
-  std::size_t blockSize_{0};
-  unsigned blockTick_{0};
-  std::string pending_;          ///< this and the rest of this group are guarded by the bus
-  std::size_t unsent_{0};        ///< size of sending_ behind sent_
-  bool hasOverflowed_{false};    ///< the peer does not read
-  bool isWakeRequested_{false};  ///< serve() was asked for and has not come yet
-  bool holdsUp_{true};
-  bool isTaking_{false};  ///< something was sent since somebody last complained
-  bool isDeaf_{false};    ///< nobody is there to read
+  // Output: sending is the server's thread's, pending is what the bus puts in.
+  std::string sending;
+  std::size_t sent{0};
+  bool isSocketFull{false};
+  bool isPaced{false};  ///< the present block is full
+  std::size_t blockSize{0};
+  unsigned blockTick{0};
+  std::string pending;          ///< this and the rest of this group are guarded by the bus
+  std::size_t unsent{0};        ///< size of sending behind sent
+  bool overflowed{false};       ///< the peer does not read
+  bool isWakeRequested{false};  ///< serve() was asked for and has not come yet
+  bool holdsUp{true};
+  bool isTaking{false};  ///< something was sent since somebody last complained
+  bool isDeaf{false};    ///< nobody is there to read
 
-  // An "< ok >" went out at holdTick_: frames wait, and the next command of a peer that is too fast.
-  bool isHolding_{false};
-  unsigned holdTick_{0};
-  unsigned closeTick_{0};
-  bool isShutDown_{false};
+  // An "< ok >" went out at holdTick: frames wait, and the next command of a peer that is too fast.
+  bool isHolding{false};
+  unsigned holdTick{0};
+  unsigned closeTick{0};
+  bool isShutDown{false};
 };
 
 }  // namespace KQ

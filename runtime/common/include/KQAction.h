@@ -26,7 +26,10 @@ protected:
   KQAction& operator=(const KQAction&) = default;
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   int eventType_{0};
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

@@ -118,7 +118,7 @@ private:
   /// Takes an owner out of the store: its variables stay with their values and have no owner any more.
   void removeOwner(const KQVariableOwner* owner);
 
-  const std::unique_ptr<Store> store_;
+  const std::unique_ptr<Store> store;
 };
 
 }  // namespace KQ

@@ -87,6 +87,8 @@ public:
   void setMaximum(int maximum) { maximum_ = maximum; }
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   unsigned int variableID_;
   unsigned short firstAddress_;
   unsigned short secondAddress_;
@@ -107,6 +109,7 @@ private:
   int bindingMode_{0};
   std::optional<int> minimum_;
   std::optional<int> maximum_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

@@ -37,7 +37,10 @@ protected:
   explicit KQVariableOwner(const std::string& name);
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const std::string ownerName_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

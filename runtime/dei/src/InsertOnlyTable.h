@@ -29,7 +29,7 @@ public:
 
   /// The node of a key, or null. From any thread; no lock, no allocation.
   Node* find(unsigned int key) const {
-    const Slots& slots = *current_.load(std::memory_order_acquire);
+    const Slots& slots = *current.load(std::memory_order_acquire);
     unsigned int position = slots.home(key);
     Node* node = slots.nodes[position].load(std::memory_order_acquire);
     while (node != nullptr && node->key != key) {
@@ -42,17 +42,17 @@ public:
   /// Enters a node, whose key must not be there yet.
   Node& insert(std::unique_ptr<Node> node, const WriterLock& /*writer*/) {
     assert(find(node->key) == nullptr);
-    if ((nodes_.size() + 1) * 2 > current_.load(std::memory_order_relaxed)->size()) {
+    if ((kept.size() + 1) * 2 > current.load(std::memory_order_relaxed)->size()) {
       grow();
     }
-    nodes_.push_back(std::move(node));
-    Node& inserted = *nodes_.back();
-    current_.load(std::memory_order_relaxed)->enter(inserted);
+    kept.push_back(std::move(node));
+    Node& inserted = *kept.back();
+    current.load(std::memory_order_relaxed)->enter(inserted);
     return inserted;
   }
 
   /// All nodes, in the order of their insertion.
-  const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return nodes_; }
+  const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return kept; }
 
 private:
   static constexpr unsigned int keyBits = 32;
@@ -84,19 +84,19 @@ private:
   };
 
   void addSlots(unsigned int sizeBits) {
-    slots_.push_back(std::make_unique<Slots>(sizeBits));
-    Slots& added = *slots_.back();
-    for (const auto& node : nodes_) {
+    tables.push_back(std::make_unique<Slots>(sizeBits));
+    Slots& added = *tables.back();
+    for (const auto& node : kept) {
       added.enter(*node);
     }
-    current_.store(&added, std::memory_order_release);
+    current.store(&added, std::memory_order_release);
   }
 
-  void grow() { addSlots(current_.load(std::memory_order_relaxed)->sizeBits() + 1); }
+  void grow() { addSlots(current.load(std::memory_order_relaxed)->sizeBits() + 1); }
 
-  std::atomic<Slots*> current_{nullptr};
-  std::vector<std::unique_ptr<Slots>> slots_;
-  std::vector<std::unique_ptr<Node>> nodes_;
+  std::atomic<Slots*> current{nullptr};
+  std::vector<std::unique_ptr<Slots>> tables;
+  std::vector<std::unique_ptr<Node>> kept;
 };
 
 }  // namespace KQ

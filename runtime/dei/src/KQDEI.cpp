@@ -92,7 +92,7 @@ const KQStoredVariable::Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* ow
 void KQDEI::Store::describe(Record& record, const KQVariable& variable) {
   record.description = variable;
   record.description.setName(variable.getName());
-  record.ownership_.store(ownershipOf(variable.getOwner()), std::memory_order_release);
+  record.ownership.store(ownershipOf(variable.getOwner()), std::memory_order_release);
 }
 
 void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
@@ -100,9 +100,9 @@ void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
     const std::lock_guard<std::mutex> textLock(textMutex);
     record.text = variable.getInitialText();
   }
-  record.value_.store(variable.getInitialValue(), std::memory_order_relaxed);
+  record.integer.store(variable.getInitialValue(), std::memory_order_relaxed);
   record.markInvalid(!variable.isValid());
-  record.storageType_.store(variable.getStorageType(), std::memory_order_release);
+  record.storageType.store(variable.getStorageType(), std::memory_order_release);
 }
 
 int KQDEI::Store::add(const KQVariable& variable) {
@@ -180,7 +180,7 @@ KQDEI* KQDEI::instance() {
   return theInstance;
 }
 
-KQDEI::KQDEI() : store_(std::make_unique<Store>()) {}
+KQDEI::KQDEI() : store(std::make_unique<Store>()) {}
 
 KQDEI::~KQDEI() = default;
 
@@ -188,24 +188,24 @@ int KQDEI::addVariable(const KQVariable* variable) {
   if (variable == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const int result = store_->add(*variable);
+  const int result = store->add(*variable);
   if (result == KQ_OK) {
     // No registration for an owner that is no listener.
-    store_->dispatcher->addMapping(variable->getFirstAddress(), variable->getSecondAddress(),
-                                   dynamic_cast<KQSignalListener*>(variable->getOwner()));
+    store->dispatcher->addMapping(variable->getFirstAddress(), variable->getSecondAddress(),
+                                  dynamic_cast<KQSignalListener*>(variable->getOwner()));
   }
   return result;
 }
 
 KQStoredVariable* KQDEI::findVariable(unsigned short index, unsigned short subIndex) const {
-  return store_->find(index, subIndex);
+  return store->find(index, subIndex);
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* value) const {
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   return record != nullptr ? record->getVariableValue(value) : KQ_NOT_FOUND;
 }
 
@@ -213,51 +213,51 @@ int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
   if (!record->holds(STORAGE_TYPE_STRING)) {
     return KQ_INVALID_ARGUMENT;
   }
-  const std::lock_guard<std::mutex> textLock(store_->textMutex);
+  const std::lock_guard<std::mutex> textLock(store->textMutex);
   *value = record->text;
   return record->isMarkedInvalid() ? KQ_VALUE_INVALID : KQ_OK;
 }
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, int value, bool notify,
                             bool forwardToOwner) {
-  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store->write(store->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, const std::string& value, bool notify,
                             bool forwardToOwner) {
-  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store->write(store->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, int value, const std::string& ownerName,
                                  bool notify, bool forwardToOwner) {
-  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
+  return store->forceWrite(store->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, const std::string& value,
                                  const std::string& ownerName, bool notify, bool forwardToOwner) {
-  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
+  return store->forceWrite(store->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 KQVariableOwner* KQDEI::getVariableOwnerPointer(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   return record != nullptr ? record->getVariableOwnerPointer() : nullptr;
 }
 
 const std::string* KQDEI::getVariableOwner(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   const KQStoredVariable::Ownership* ownership = record != nullptr ? record->getOwnership() : nullptr;
   return ownership != nullptr ? &ownership->name : nullptr;
 }
 
 int KQDEI::markValueAsInvalid(unsigned short index, unsigned short subIndex, bool invalid) {
-  Record* record = store_->find(index, subIndex);
+  Record* record = store->find(index, subIndex);
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
@@ -266,26 +266,26 @@ int KQDEI::markValueAsInvalid(unsigned short index, unsigned short subIndex, boo
 }
 
 bool KQDEI::isValid(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   return record != nullptr && !record->isMarkedInvalid();
 }
 
 int KQDEI::getVariableLength(unsigned int variableID) const {
-  const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->find(variableID);
+  const Store::Table::WriterLock lock(store->mutex);
+  const Record* record = store->find(variableID);
   return record != nullptr ? record->description.getBitLength() : 0;
 }
 
 bool KQDEI::isVariableSigned(unsigned int variableID) const {
-  const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->find(variableID);
+  const Store::Table::WriterLock lock(store->mutex);
+  const Record* record = store->find(variableID);
   return record != nullptr && record->description.isSigned();
 }
 
 std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
-  const Store::Table::WriterLock lock(store_->mutex);
+  const Store::Table::WriterLock lock(store->mutex);
   auto copy = std::make_unique<KQVariableMap>();
-  for (const auto& record : store_->table.nodes(lock)) {
+  for (const auto& record : store->table.nodes(lock)) {
     if (!record->holds(KQStoredVariable::FORGOTTEN)) {
       copy->emplace(record->key, record->description);
     }
@@ -294,23 +294,23 @@ std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
 }
 
 void KQDEI::removeOwner(const KQVariableOwner* owner) {
-  const Store::Table::WriterLock lock(store_->mutex);
-  for (const auto& record : store_->table.nodes(lock)) {
+  const Store::Table::WriterLock lock(store->mutex);
+  for (const auto& record : store->table.nodes(lock)) {
     if (record->description.getOwner() == owner) {
-      record->ownership_.store(nullptr, std::memory_order_release);
+      record->ownership.store(nullptr, std::memory_order_release);
       record->description.setOwner(nullptr);
     }
   }
 }
 
 void KQDEI::clear() {
-  const Store::Table::WriterLock lock(store_->mutex);
-  for (const auto& record : store_->table.nodes(lock)) {
-    record->storageType_.store(KQStoredVariable::FORGOTTEN, std::memory_order_release);
-    record->ownership_.store(nullptr, std::memory_order_release);
+  const Store::Table::WriterLock lock(store->mutex);
+  for (const auto& record : store->table.nodes(lock)) {
+    record->storageType.store(KQStoredVariable::FORGOTTEN, std::memory_order_release);
+    record->ownership.store(nullptr, std::memory_order_release);
     record->description.setOwner(nullptr);
   }
-  store_->ownerships.clear();
+  store->ownerships.clear();
 }
 
 }  // namespace KQ

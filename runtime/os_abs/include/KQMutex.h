@@ -18,14 +18,14 @@ public:
   KQMutex& operator=(const KQMutex&) = delete;
 
   /// Waits until the calling thread holds the mutex.
-  void lock() { mutex_.lock(); }
+  void lock() { mutex.lock(); }
 
   /// Gives the mutex back; only the holder may call it, once for each lock or successful tryLock.
-  void unlock() { mutex_.unlock(); }
+  void unlock() { mutex.unlock(); }
 
   /// Takes the mutex if that needs no waiting.
   /// @return true when the calling thread now holds the mutex (once more).
-  [[nodiscard]] bool tryLock() { return mutex_.try_lock(); }
+  [[nodiscard]] bool tryLock() { return mutex.try_lock(); }
 
   /// The same as tryLock, under the name that std::unique_lock and std::scoped_lock call.
   [[nodiscard]] bool try_lock() { return tryLock(); }
@@ -33,7 +33,7 @@ public:
 private:
   KQMutex();
 
-  std::recursive_mutex mutex_;
+  std::recursive_mutex mutex;
 };
 
 }  // namespace KQ

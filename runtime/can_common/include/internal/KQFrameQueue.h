@@ -12,44 +12,44 @@ namespace KQ {
 class KQFrameQueue {
 public:
   /// @param capacity number of frames it holds at most; above 0
-  explicit KQFrameQueue(std::size_t capacity) : frames_(capacity) {}
+  explicit KQFrameQueue(std::size_t capacity) : frames(capacity) {}
 
   /// How many frames wait, fit in all, and fit in beside those that wait.
-  [[nodiscard]] bool isEmpty() const { return count_ == 0; }
-  [[nodiscard]] std::size_t getCount() const { return count_; }
-  [[nodiscard]] std::size_t getCapacity() const { return frames_.size(); }
-  [[nodiscard]] std::size_t getRoom() const { return frames_.size() - count_; }
+  [[nodiscard]] bool isEmpty() const { return count == 0; }
+  [[nodiscard]] std::size_t getCount() const { return count; }
+  [[nodiscard]] std::size_t getCapacity() const { return frames.size(); }
+  [[nodiscard]] std::size_t getRoom() const { return frames.size() - count; }
 
   /// Appends a frame. @return false: full, nothing changed
   bool push(const KQBusFrame& frame) {
-    if (count_ == frames_.size()) {
+    if (count == frames.size()) {
       return false;
     }
-    frames_[wrap(first_ + count_)] = frame;
-    ++count_;
+    frames[wrap(first + count)] = frame;
+    ++count;
     return true;
   }
 
   /// The oldest frame; only when the queue is not empty.
-  [[nodiscard]] const KQBusFrame& getFront() const { return frames_[first_]; }
+  [[nodiscard]] const KQBusFrame& getFront() const { return frames[first]; }
 
   /// Drops the oldest frame; only when the queue is not empty.
   void pop() {
-    first_ = wrap(first_ + 1);
-    --count_;
+    first = wrap(first + 1);
+    --count;
   }
 
   /// Drops all frames.
-  void clear() { count_ = 0; }
+  void clear() { count = 0; }
 
 private:
   std::size_t wrap(std::size_t position) const {
-    return position < frames_.size() ? position : position - frames_.size();
+    return position < frames.size() ? position : position - frames.size();
   }
 
-  std::vector<KQBusFrame> frames_;
-  std::size_t first_{0};
-  std::size_t count_{0};
+  std::vector<KQBusFrame> frames;
+  std::size_t first{0};
+  std::size_t count{0};
 };
 
 }  // namespace KQ

@@ -153,17 +153,17 @@ struct PlaceCase {
 
 class Place : public testing::TestWithParam<PlaceCase> {
 protected:
-  Place() { addPlain(object_, GetParam().byte, GetParam().bit, GetParam().length, GetParam().isSigned); }
+  Place() { addPlain(object, GetParam().byte, GetParam().bit, GetParam().length, GetParam().isSigned); }
 
   Bytes packedInto(Bytes data) const {
     unsigned int cursor = 0;
-    EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
-                                                          object_.getMappingData().front().get(), false));
+    EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
+                                                         object.getMappingData().front().get(), false));
     EXPECT_EQ(8U * static_cast<unsigned int>(GetParam().byte) + GetParam().bit + GetParam().length, cursor);
     return data;
   }
 
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 constexpr Bytes ones{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
@@ -179,11 +179,11 @@ TEST_P(Place, TakesTheValueAmongOnes) {
 TEST_P(Place, GivesTheValueBack) {
   for (const Bytes& bytes : {GetParam().onZeros, GetParam().onOnes}) {
     KQCANMessage message = frameOf(bytes);
-    object_.integers.clear();
-    EXPECT_EQ(0, object_.extractMappedValues(&message, nullptr, nullptr, false));
-    ASSERT_EQ(1U, object_.integers.size());
-    EXPECT_EQ(key, object_.integers.front().first);
-    EXPECT_EQ(GetParam().unpacked, object_.integers.front().second);
+    object.integers.clear();
+    EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
+    ASSERT_EQ(1U, object.integers.size());
+    EXPECT_EQ(key, object.integers.front().first);
+    EXPECT_EQ(GetParam().unpacked, object.integers.front().second);
   }
 }
 
@@ -335,30 +335,30 @@ struct ImmovableCase {
 class Immovable : public testing::TestWithParam<ImmovableCase> {
 protected:
   Immovable() {
-    EXPECT_EQ(0, addPlain(object_, GetParam().byte, GetParam().bit, GetParam().length, false, key, GetParam().type));
+    EXPECT_EQ(0, addPlain(object, GetParam().byte, GetParam().bit, GetParam().length, false, key, GetParam().type));
   }
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_P(Immovable, IsListedAllTheSame) {
-  EXPECT_EQ(1U, object_.getMappingData().size());
-  EXPECT_EQ(std::vector<unsigned int>{key}, object_.getMappedKeys());
+  EXPECT_EQ(1U, object.getMappingData().size());
+  EXPECT_EQ(std::vector<unsigned int>{key}, object.getMappedKeys());
 }
 
 TEST_P(Immovable, IsNotPacked) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(24, object_.addSingleMappingDataToCANMsgData(data.data(), GetParam().frameLength, cursor, -1,
-                                                         object_.getMappingData().front().get(), false));
+  EXPECT_EQ(24, object.addSingleMappingDataToCANMsgData(data.data(), GetParam().frameLength, cursor, -1,
+                                                        object.getMappingData().front().get(), false));
   EXPECT_EQ(Bytes{}, data);
   EXPECT_EQ(0U, cursor);
 }
 
 TEST_P(Immovable, IsNotUnpacked) {
   KQCANMessage message = frameOf(ones, GetParam().frameLength);
-  EXPECT_EQ(0, object_.extractMappedValues(&message, nullptr, nullptr, false));
-  EXPECT_TRUE(object_.integers.empty());
-  EXPECT_TRUE(object_.texts.empty());
+  EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
+  EXPECT_TRUE(object.integers.empty());
+  EXPECT_TRUE(object.texts.empty());
 }
 
 constexpr int farByte = std::numeric_limits<int>::max();
@@ -450,68 +450,68 @@ TEST(Packing, TextIsLeftAlone) {
 class RawLimits : public testing::Test {
 protected:
   RawLimits() {
-    object_.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 10, nullptr, 250, nullptr, 0.0F, 0.0F, 1.0F, 0,
-                           nullptr, false);
+    object.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 10, nullptr, 250, nullptr, 0.0F, 0.0F, 1.0F, 0,
+                          nullptr, false);
     unsigned char lowest[] = "bb";
     unsigned char highest[] = "dd";
-    object_.addMappingData(1, 0, 16, key, STORAGE_TYPE_STRING, false, 0, lowest, allBits, highest, 0.0F, 0.0F, 1.0F, 0,
-                           nullptr, false);
+    object.addMappingData(1, 0, 16, key, STORAGE_TYPE_STRING, false, 0, lowest, allBits, highest, 0.0F, 0.0F, 1.0F, 0,
+                          nullptr, false);
   }
-  KQCANMappingData* integer() const { return object_.getMappingData()[0].get(); }
-  KQCANMappingData* text() const { return object_.getMappingData()[1].get(); }
+  KQCANMappingData* integer() const { return object.getMappingData()[0].get(); }
+  KQCANMappingData* text() const { return object.getMappingData()[1].get(); }
 
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_F(RawLimits, BoundIntegersFromBothSides) {
-  EXPECT_EQ(20, object_.checkRawValue(9U, integer()));
-  EXPECT_EQ(0, object_.checkRawValue(10U, integer()));
-  EXPECT_EQ(0, object_.checkRawValue(250U, integer()));
-  EXPECT_EQ(20, object_.checkRawValue(251U, integer()));
+  EXPECT_EQ(20, object.checkRawValue(9U, integer()));
+  EXPECT_EQ(0, object.checkRawValue(10U, integer()));
+  EXPECT_EQ(0, object.checkRawValue(250U, integer()));
+  EXPECT_EQ(20, object.checkRawValue(251U, integer()));
 }
 
 TEST_F(RawLimits, BoundTextsFromBothSides) {
-  EXPECT_EQ(20, object_.checkRawValue(std::string("ba"), text()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("bb"), text()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("dd"), text()));
-  EXPECT_EQ(20, object_.checkRawValue(std::string("de"), text()));
+  EXPECT_EQ(20, object.checkRawValue(std::string("ba"), text()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("bb"), text()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("dd"), text()));
+  EXPECT_EQ(20, object.checkRawValue(std::string("de"), text()));
 }
 
 TEST_F(RawLimits, TextWithoutLimitsIsNotBounded) {
-  EXPECT_EQ(0, object_.checkRawValue(std::string(), integer()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("zz"), integer()));
+  EXPECT_EQ(0, object.checkRawValue(std::string(), integer()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("zz"), integer()));
 }
 
 TEST_F(RawLimits, CheckRefusesNull) {
-  EXPECT_EQ(20, object_.checkRawValue(10U, nullptr));
-  EXPECT_EQ(20, object_.checkRawValue(std::string("bb"), nullptr));
+  EXPECT_EQ(20, object.checkRawValue(10U, nullptr));
+  EXPECT_EQ(20, object.checkRawValue(std::string("bb"), nullptr));
 }
 
 TEST_F(RawLimits, ApplyToAFrameOnlyWhenAskedFor) {
   KQCANMessage message = frameOf({9, 'a', 'a'});
-  object_.extractMappedValues(&message, nullptr, nullptr, true);
-  EXPECT_TRUE(object_.integers.empty());
-  EXPECT_TRUE(object_.texts.empty());
-  object_.extractMappedValues(&message, nullptr, nullptr, false);
-  EXPECT_EQ(1U, object_.integers.size());
-  EXPECT_EQ(1U, object_.texts.size());
+  object.extractMappedValues(&message, nullptr, nullptr, true);
+  EXPECT_TRUE(object.integers.empty());
+  EXPECT_TRUE(object.texts.empty());
+  object.extractMappedValues(&message, nullptr, nullptr, false);
+  EXPECT_EQ(1U, object.integers.size());
+  EXPECT_EQ(1U, object.texts.size());
 }
 
 TEST_F(RawLimits, LetAFrameWithinThemPass) {
   KQCANMessage message = frameOf({0xF0, 'b', 'c'});
-  object_.extractMappedValues(&message, nullptr, nullptr, true);
-  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, -16}}), object_.integers);
-  EXPECT_EQ(1U, object_.texts.size());
+  object.extractMappedValues(&message, nullptr, nullptr, true);
+  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, -16}}), object.integers);
+  EXPECT_EQ(1U, object.texts.size());
 }
 
 TEST_F(RawLimits, ApplyToAPackedValueOnlyWhenAskedFor) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(20, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), true));
+  EXPECT_EQ(20, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), true));
   EXPECT_EQ(Bytes{}, data);
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, -16, integer(), true));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, -16, integer(), true));
   EXPECT_EQ(Bytes{0xF0}, data);
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), false));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), false));
   EXPECT_EQ(Bytes{9}, data);
 }
 
@@ -528,24 +528,24 @@ struct ScaledCase {
 class Scaled : public testing::TestWithParam<ScaledCase> {
 protected:
   Scaled() {
-    object_.addMappingData(1, 0, GetParam().length, key, STORAGE_TYPE_INTEGER, GetParam().isSigned, 0, nullptr, allBits,
-                           nullptr, GetParam().rawOffset, GetParam().valueOffset, GetParam().factor, 0, nullptr, false);
+    object.addMappingData(1, 0, GetParam().length, key, STORAGE_TYPE_INTEGER, GetParam().isSigned, 0, nullptr, allBits,
+                          nullptr, GetParam().rawOffset, GetParam().valueOffset, GetParam().factor, 0, nullptr, false);
   }
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_P(Scaled, IsPackedAsItsRawValue) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
-                                                        object_.getMappingData().front().get(), false));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
+                                                       object.getMappingData().front().get(), false));
   EXPECT_EQ(GetParam().packed, data);
 }
 
 TEST_P(Scaled, IsUnpackedFromItsRawValue) {
   KQCANMessage message = frameOf(GetParam().packed);
-  object_.extractMappedValues(&message, nullptr, nullptr, false);
-  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, GetParam().unpacked}}), object_.integers);
+  object.extractMappedValues(&message, nullptr, nullptr, false);
+  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, GetParam().unpacked}}), object.integers);
 }
 
 constexpr int intMax = std::numeric_limits<int>::max();
@@ -571,92 +571,92 @@ INSTANTIATE_TEST_SUITE_P(
 class ToTheStore : public testing::Test {
 protected:
   ToTheStore() {
-    dei_->clear();
+    dei->clear();
     const KQVariable integer(0x2001, 3, "integer");
-    dei_->addVariable(&integer);
+    dei->addVariable(&integer);
     const KQVariable text(0x2001, 4, "text", STORAGE_TYPE_STRING);
-    dei_->addVariable(&text);
-    addPlain(object_, 0, 0, 8, true, 0x20010003U);
-    addPlain(object_, 1, 0, 16, false, 0x20010004U, STORAGE_TYPE_STRING);
+    dei->addVariable(&text);
+    addPlain(object, 0, 0, 8, true, 0x20010003U);
+    addPlain(object, 1, 0, 16, false, 0x20010004U, STORAGE_TYPE_STRING);
   }
-  ~ToTheStore() override { dei_->clear(); }
+  ~ToTheStore() override { dei->clear(); }
 
   int integer() const {
     int value = 0;
-    dei_->getVariableValue(0x2001, 3, &value);
+    dei->getVariableValue(0x2001, 3, &value);
     return value;
   }
 
-  KQDEI* const dei_{KQDEI::instance()};
-  KQCANMappingObject object_{8, TRANSMIT_RECEIVE, 0, 0, 1, true, 0, false, 0};
+  KQDEI* const dei{KQDEI::instance()};
+  KQCANMappingObject object{8, TRANSMIT_RECEIVE, 0, 0, 1, true, 0, false, 0};
 };
 
 TEST_F(ToTheStore, ValuesOfAFrameAreWritten) {
   KQCANMessage message = frameOf({0xF9, 'o', 'k'});
-  EXPECT_EQ(0, object_.extractMappedValues(&message, dei_, nullptr, false));
+  EXPECT_EQ(0, object.extractMappedValues(&message, dei, nullptr, false));
   EXPECT_EQ(-7, integer());
   std::string text;
-  EXPECT_EQ(0, dei_->getVariableValue(0x2001, 4, &text));
+  EXPECT_EQ(0, dei->getVariableValue(0x2001, 4, &text));
   EXPECT_EQ("ok", text);
 }
 
 TEST_F(ToTheStore, NullStoreIsRefused) {
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010003U, 1, nullptr, nullptr, 0));
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010004U, std::string("a"), nullptr, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010003U, 1, nullptr, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010004U, std::string("a"), nullptr, nullptr, 0));
 }
 
 TEST_F(ToTheStore, ResultOfTheStoreIsHandedBack) {
-  EXPECT_EQ(23, object_.handleExtractedValue(0x20010009U, 1, dei_, nullptr, 0));
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010004U, 1, dei_, nullptr, 0));
+  EXPECT_EQ(23, object.handleExtractedValue(0x20010009U, 1, dei, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010004U, 1, dei, nullptr, 0));
 }
 
 TEST_F(ToTheStore, OwnerWritesItsOwnVariablesOnly) {
   test::OwnerRecorder owner;
-  EXPECT_EQ(30, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
+  EXPECT_EQ(30, object.handleExtractedValue(0x20010003U, 1, dei, &owner, 0));
   KQVariable owned(0x2001, 3, "integer");
   owned.setOwner(&owner);
-  dei_->addVariable(&owned);
-  EXPECT_EQ(0, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
+  dei->addVariable(&owned);
+  EXPECT_EQ(0, object.handleExtractedValue(0x20010003U, 1, dei, &owner, 0));
   EXPECT_EQ(1, integer());
 }
 
 class RecordOptions : public testing::TestWithParam<bool> {
 protected:
   RecordOptions() {
-    object_.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 0, nullptr, allBits, nullptr, 0.0F, 0.0F, 1.0F, 55,
-                           &listener_, GetParam());
-    object_.addMappingData(1, 0, 8, 0x20010004U, STORAGE_TYPE_STRING, false, 0, nullptr, allBits, nullptr, 0.0F, 0.0F,
-                           1.0F, 56, &listener_, GetParam());
+    object.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 0, nullptr, allBits, nullptr, 0.0F, 0.0F, 1.0F, 55,
+                          &listener, GetParam());
+    object.addMappingData(1, 0, 8, 0x20010004U, STORAGE_TYPE_STRING, false, 0, nullptr, allBits, nullptr, 0.0F, 0.0F,
+                          1.0F, 56, &listener, GetParam());
   }
 
   void receive() {
     KQCANMessage message = frameOf({0xFF, 'x'});
-    object_.extractMappedValues(&message, nullptr, nullptr, false);
+    object.extractMappedValues(&message, nullptr, nullptr, false);
   }
 
-  test::SignalRecorder listener_;
-  RecordingObject object_;
+  test::SignalRecorder listener;
+  RecordingObject object;
 };
 
 TEST_P(RecordOptions, TagGoesWithTheValue) {
   receive();
-  EXPECT_EQ(56, object_.lastTag);
+  EXPECT_EQ(56, object.lastTag);
 }
 
 TEST_P(RecordOptions, ListenerIsToldOfEachValue) {
   receive();
-  ASSERT_EQ(2U, listener_.signals.size());
-  EXPECT_EQ(1100, listener_.signals[0].getCode());
-  EXPECT_EQ(key, listener_.signals[0].getFirstValue());
-  EXPECT_EQ(allBits, listener_.signals[0].getSecondValue());
-  EXPECT_EQ(1101, listener_.signals[1].getCode());
-  EXPECT_EQ(0x20010004U, listener_.signals[1].getFirstValue());
+  ASSERT_EQ(2U, listener.signals.size());
+  EXPECT_EQ(1100, listener.signals[0].getCode());
+  EXPECT_EQ(key, listener.signals[0].getFirstValue());
+  EXPECT_EQ(allBits, listener.signals[0].getSecondValue());
+  EXPECT_EQ(1101, listener.signals[1].getCode());
+  EXPECT_EQ(0x20010004U, listener.signals[1].getFirstValue());
 }
 
 TEST_P(RecordOptions, ListenerIsToldOfRefusedValuesUnlessItWantsOnlyAccepted) {
-  object_.answer = 20;
+  object.answer = 20;
   receive();
-  EXPECT_EQ(GetParam() ? 0U : 2U, listener_.signals.size());
+  EXPECT_EQ(GetParam() ? 0U : 2U, listener.signals.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(OnlyAccepted, RecordOptions, testing::Bool());

@@ -83,17 +83,17 @@ protected:
 /// Does in onEndPointReadable what the test says.
 class ActingListener : public KQEndPointListener {
 public:
-  explicit ActingListener(std::function<void(KQEndPoint*)> action) : action_(std::move(action)) {}
+  explicit ActingListener(std::function<void(KQEndPoint*)> action) : reaction(std::move(action)) {}
   void onEndPointReadable(KQEndPoint* endPoint, KQEndPointManager*) override {
     ++calls;
-    action_(endPoint);
+    reaction(endPoint);
   }
   void onEndPointReconnected(KQEndPoint*) override {}
   void onEndPointDisconnected(KQEndPoint*) override {}
   unsigned calls{0};
 
 private:
-  std::function<void(KQEndPoint*)> action_;
+  std::function<void(KQEndPoint*)> reaction;
 };
 
 class TestService : public KQTimedService {

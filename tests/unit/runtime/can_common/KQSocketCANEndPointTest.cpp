@@ -149,13 +149,13 @@ protected:
     testing::internal::CaptureStderr();
   }
   ~SocketCAN() override {
-    if (!stderrTaken_) {
+    if (!stderrTaken) {
       testing::internal::GetCapturedStderr();
     }
   }
 
   std::string takeStderr() {
-    stderrTaken_ = true;
+    stderrTaken = true;
     return testing::internal::GetCapturedStderr();
   }
 
@@ -181,7 +181,7 @@ protected:
   std::unique_ptr<KQSocketCANEndPoint> port;
 
 private:
-  bool stderrTaken_{false};
+  bool stderrTaken{false};
 };
 
 // ---- Opening

@@ -30,29 +30,29 @@ using Frames = std::vector<std::string>;
 /// A listening socket of which the test plays the server.
 class PlayedServer {
 public:
-  explicit PlayedServer(unsigned short port = 0) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+  explicit PlayedServer(unsigned short port = 0) : listening(socket(AF_INET, SOCK_STREAM, 0)) {
     const int on = 1;
-    setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(0, bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
-    EXPECT_EQ(0, listen(socket_, 4));
+    EXPECT_EQ(0, bind(listening, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    EXPECT_EQ(0, listen(listening, 4));
     socklen_t size = sizeof address;
-    getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
+    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
+    boundPort = ntohs(address.sin_port);
   }
-  ~PlayedServer() { close(socket_); }
+  ~PlayedServer() { close(listening); }
   PlayedServer(const PlayedServer&) = delete;
   PlayedServer& operator=(const PlayedServer&) = delete;
 
-  unsigned short getPort() const { return port_; }
-  int accept() const { return ::accept(socket_, nullptr, nullptr); }
+  unsigned short getPort() const { return boundPort; }
+  int accept() const { return ::accept(listening, nullptr, nullptr); }
 
 private:
-  int socket_;
-  unsigned short port_{0};
+  int listening;
+  unsigned short boundPort{0};
 };
 
 void sendAll(int descriptor, const std::string& text) {
@@ -80,12 +80,12 @@ int playHandshake(const PlayedServer& server, const std::string& behindLastAnswe
 class PlayedConnection : public testing::Test {
 protected:
   void open(const std::string& behindLastAnswer = "") {
-    std::thread play([&] { descriptor_ = playHandshake(server, behindLastAnswer); });
+    std::thread play([&] { playedEnd = playHandshake(server, behindLastAnswer); });
     std::string error;
     endPoint = KQSocketcandEndPoint::open("127.0.0.1", server.getPort(), "bus0", error);
     play.join();
     ASSERT_NE(nullptr, endPoint) << error;
-    peer = std::make_unique<TcpPeer>(descriptor_);
+    peer = std::make_unique<TcpPeer>(playedEnd);
     manager.addEndPoint(endPoint.get(), &listener);
   }
 
@@ -96,7 +96,7 @@ protected:
   std::unique_ptr<TcpPeer> peer;
 
 private:
-  int descriptor_{-1};
+  int playedEnd{-1};
 };
 
 std::string failureOf(unsigned short port, const std::string& channel = "bus0", const std::string& host = "127.0.0.1") {

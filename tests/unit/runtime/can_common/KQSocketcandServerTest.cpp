@@ -536,36 +536,36 @@ TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
 /// A client that keeps its socket full of frames with an identifier of its own.
 class Flooder {
 public:
-  Flooder(std::unique_ptr<TcpPeer> peer, unsigned identifier) : peer_(std::move(peer)) {
+  Flooder(std::unique_ptr<TcpPeer> connected, unsigned identifier) : peer(std::move(connected)) {
     KQBusFrame frame;
     frame.identifier = identifier;
     frame.length = 8;
     for (int i = 0; i < 100; ++i) {
-      SocketcandCodec::appendSendLine(text_, frame);
+      SocketcandCodec::appendSendLine(text, frame);
     }
   }
 
-  TcpPeer& getPeer() { return *peer_; }
+  TcpPeer& getPeer() { return *peer; }
 
   void fill() {
     ssize_t count = 1;
     while (count > 0) {
-      count = ::send(peer_->getSocket(), text_.data() + sent_, text_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
-      sent_ = (sent_ + (count > 0 ? static_cast<std::size_t>(count) : 0)) % text_.size();
+      count = ::send(peer->getSocket(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+      sent = (sent + (count > 0 ? static_cast<std::size_t>(count) : 0)) % text.size();
     }
   }
 
 private:
-  std::unique_ptr<TcpPeer> peer_;
-  std::string text_;
-  std::size_t sent_{0};
+  std::unique_ptr<TcpPeer> peer;
+  std::string text;
+  std::size_t sent{0};
 };
 
 class SocketcandServerOverload : public SocketcandServer {
 protected:
   void addFlooders(unsigned number) {
     for (unsigned i = 0; i < number; ++i) {
-      flooders_.push_back(std::make_unique<Flooder>(connectRaw(), 0x100 + i));
+      flooders.push_back(std::make_unique<Flooder>(connectRaw(), 0x100 + i));
     }
   }
 
@@ -573,7 +573,7 @@ protected:
   void flood(unsigned milliseconds, bool read = true) {
     for (unsigned i = 0; i < milliseconds; ++i) {
       TestClock::advance(1);
-      for (const auto& flooder : flooders_) {
+      for (const auto& flooder : flooders) {
         flooder->fill();
         if (read) {
           flooder->getPeer().collect();
@@ -601,7 +601,7 @@ protected:
 
   /// Number of frames that the node got from each of the flooding clients.
   std::vector<unsigned> getShares() const {
-    std::vector<unsigned> shares(flooders_.size());
+    std::vector<unsigned> shares(flooders.size());
     for (const std::string& frame : listener.frames) {
       const std::size_t sender = std::stoul(frame.substr(0, 3), nullptr, 16) - 0x100;
       if (sender < shares.size()) {
@@ -612,7 +612,7 @@ protected:
   }
 
   const TestClock clock;
-  std::vector<std::unique_ptr<Flooder>> flooders_;
+  std::vector<std::unique_ptr<Flooder>> flooders;
 };
 
 TEST_F(SocketcandServerOverload, NoMoreIsTakenThanABusCarries) {
@@ -650,7 +650,7 @@ TEST_F(SocketcandServerOverload, ManyClientsMakeTurnsRarer) {
 TEST_F(SocketcandServerOverload, WhoSendsTooMuchIsSentABlockAtATime) {
   addFlooders(1);
   flood(20);
-  TcpPeer& peer = flooders_[0]->getPeer();
+  TcpPeer& peer = flooders[0]->getPeer();
   TestClock::advance(2);
   settle(manager);
   for (const unsigned identifier : {0x701U, 0x702U}) {

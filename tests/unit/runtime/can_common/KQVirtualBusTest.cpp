@@ -229,17 +229,17 @@ TEST(LoneSender, KeptFrameGoesWithItsSender) {
 
 class Backpressure : public testing::Test {
 protected:
-  Backpressure() : room_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), bus_(KQVirtualBus::get("pressure")) {
-    bus_->attach(&sender_);
-    endPoint_ = openVirtual("pressure", 16);  // of which 4 are left for those that cannot wait
+  Backpressure() : room(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), bus(KQVirtualBus::get("pressure")) {
+    bus->attach(&sender);
+    endPoint = openVirtual("pressure", 16);  // of which 4 are left for those that cannot wait
   }
   ~Backpressure() override {
-    bus_->removeRoomDescriptor(room_);
-    bus_->detach(&sender_);
-    close(room_);
+    bus->removeRoomDescriptor(room);
+    bus->detach(&sender);
+    close(room);
   }
 
-  KQVirtualBus::SendResult sendWhenRoom() { return bus_->sendWhenRoom(&sender_, makeFrame(1), room_); }
+  KQVirtualBus::SendResult sendWhenRoom() { return bus->sendWhenRoom(&sender, makeFrame(1), room); }
 
   unsigned fill() {
     unsigned number = 0;
@@ -252,46 +252,46 @@ protected:
   void readSome(unsigned number) {
     KQCANMessage message;
     for (unsigned i = 0; i < number; ++i) {
-      EXPECT_EQ(KQ_OK, endPoint_->readMessage(message));
+      EXPECT_EQ(KQ_OK, endPoint->readMessage(message));
     }
   }
 
-  const int room_;
-  std::shared_ptr<KQVirtualBus> bus_;
-  Witness sender_;
-  std::unique_ptr<KQVirtualEndPoint> endPoint_;
+  const int room;
+  std::shared_ptr<KQVirtualBus> bus;
+  Witness sender;
+  std::unique_ptr<KQVirtualEndPoint> endPoint;
 };
 
 TEST_F(Backpressure, RefusesWhileAnEndPointIsNearlyFull) {
   EXPECT_EQ(12U, fill());
-  EXPECT_EQ(0U, endPoint_->getStatistics().overruns);
-  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, bus_->send(&sender_, makeFrame(2)));
-  EXPECT_EQ(0U, endPoint_->getStatistics().overruns);
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
+  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, bus->send(&sender, makeFrame(2)));
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
 }
 
 TEST_F(Backpressure, AnnouncesRoomWhenHalfOfTheQueueIsFree) {
   fill();
   readSome(3);
-  EXPECT_FALSE(isReadable(room_));
+  EXPECT_FALSE(isReadable(room));
   readSome(1);
-  EXPECT_TRUE(isReadable(room_));
+  EXPECT_TRUE(isReadable(room));
   EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, sendWhenRoom());
 }
 
 TEST_F(Backpressure, AnnouncesRoomWhenTheEndPointLeaves) {
   fill();
-  endPoint_.reset();
-  EXPECT_TRUE(isReadable(room_));
+  endPoint.reset();
+  EXPECT_TRUE(isReadable(room));
 }
 
 TEST_F(Backpressure, EndPointThatReadsNothingIsIgnoredUntilItReads) {
   fill();
-  bus_->stopWaitingForRoom();
-  EXPECT_TRUE(isReadable(room_));
+  bus->stopWaitingForRoom();
+  EXPECT_TRUE(isReadable(room));
   for (unsigned i = 0; i < 10; ++i) {
     EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, sendWhenRoom());
   }
-  EXPECT_EQ(6U, endPoint_->getStatistics().overruns);
+  EXPECT_EQ(6U, endPoint->getStatistics().overruns);
   readSome(16);
   EXPECT_EQ(12U, fill());
 }
@@ -300,15 +300,15 @@ TEST_F(Backpressure, EndPointThatReadsSlowlyIsWaitedFor) {
   fill();
   for (int i = 0; i < 3; ++i) {
     readSome(1);
-    bus_->stopWaitingForRoom();
+    bus->stopWaitingForRoom();
     EXPECT_EQ(1U, fill()) << "and no more than that";
   }
-  EXPECT_EQ(0U, endPoint_->getStatistics().overruns);
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
 }
 
 TEST_F(Backpressure, SenderOfMuchLeavesRoomForTheOthers) {
   unsigned number = 0;
-  while (bus_->sendWhenRoom(&sender_, makeFrame(1), room_, true) == KQVirtualBus::SEND_DELIVERED) {
+  while (bus->sendWhenRoom(&sender, makeFrame(1), room, true) == KQVirtualBus::SEND_DELIVERED) {
     ++number;
   }
   EXPECT_EQ(8U, number);

@@ -60,10 +60,10 @@ TEST(EventType, HasItsNumber) {
 
 class CountingAction : public KQAction {
 public:
-  int execute() override { return ++runs_; }
+  int execute() override { return ++runs; }
 
 private:
-  int runs_{0};
+  int runs{0};
 };
 
 TEST(Action, RunsThroughItsInterface) {

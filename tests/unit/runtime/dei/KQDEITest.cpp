@@ -37,97 +37,97 @@ constexpr unsigned short unknownSub = 9;
 class VariableStore : public testing::Test {
 protected:
   VariableStore() {
-    dei_->clear();
-    dispatcher_->clear();
+    dei->clear();
+    dispatcher->clear();
     add(integerSub, STORAGE_TYPE_INTEGER, nullptr);
     add(textSub, STORAGE_TYPE_STRING, nullptr);
-    add(ownedSub, STORAGE_TYPE_INTEGER, &owner_);
-    add(ownedTextSub, STORAGE_TYPE_STRING, &owner_);
+    add(ownedSub, STORAGE_TYPE_INTEGER, &node5);
+    add(ownedTextSub, STORAGE_TYPE_STRING, &node5);
     for (const unsigned short sub : {integerSub, textSub, ownedSub, ownedTextSub}) {
-      dispatcher_->addMapping(index, sub, &listener_);
+      dispatcher->addMapping(index, sub, &listener);
     }
   }
 
   ~VariableStore() override {
-    dispatcher_->clear();
-    dei_->clear();
+    dispatcher->clear();
+    dei->clear();
   }
 
   int add(unsigned short sub, KQVariableStorageType type, KQVariableOwner* owner, int value = 42) {
     const KQExternalVariable variable(index, sub, "variable", type, 0, 1000, value, "text", 16, false, owner);
-    return dei_->addVariable(&variable);
+    return dei->addVariable(&variable);
   }
 
   int integer(unsigned short sub) const {
     int value = -1;
-    dei_->getVariableValue(index, sub, &value);
+    dei->getVariableValue(index, sub, &value);
     return value;
   }
 
   std::string text(unsigned short sub) const {
     std::string value;
-    dei_->getVariableValue(index, sub, &value);
+    dei->getVariableValue(index, sub, &value);
     return value;
   }
 
   void expectOneReport(int code, unsigned short sub, unsigned int value) const {
-    ASSERT_EQ(1U, listener_.signals.size());
-    const KQSignal& signal = listener_.signals.front();
+    ASSERT_EQ(1U, listener.signals.size());
+    const KQSignal& signal = listener.signals.front();
     EXPECT_EQ(KQ_SIGNAL_TYPE_VARIABLE, signal.getType());
     EXPECT_EQ(code, signal.getCode());
     EXPECT_EQ(static_cast<unsigned int>(index) << 16 | sub, signal.getFirstValue());
     EXPECT_EQ(value, signal.getSecondValue());
   }
 
-  KQDEI* const dei_{KQDEI::instance()};
-  KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
-  test::OwnerRecorder owner_{"node5"};
-  test::SignalRecorder listener_;
+  KQDEI* const dei{KQDEI::instance()};
+  KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
+  test::OwnerRecorder node5{"node5"};
+  test::SignalRecorder listener;
 };
 
 TEST_F(VariableStore, IsOneForTheProcess) {
-  EXPECT_EQ(dei_, KQDEI::instance());
+  EXPECT_EQ(dei, KQDEI::instance());
 }
 
 TEST_F(VariableStore, AddingNullIsRefused) {
-  EXPECT_EQ(20, dei_->addVariable(nullptr));
+  EXPECT_EQ(20, dei->addVariable(nullptr));
 }
 
 TEST_F(VariableStore, NewVariableHasItsInitialValue) {
   int value = 0;
-  EXPECT_EQ(0, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(0, dei->getVariableValue(index, integerSub, &value));
   EXPECT_EQ(42, value);
   std::string text;
-  EXPECT_EQ(0, dei_->getVariableValue(index, textSub, &text));
+  EXPECT_EQ(0, dei->getVariableValue(index, textSub, &text));
   EXPECT_EQ("text", text);
 }
 
 TEST_F(VariableStore, VariableAddedAsInvalidIsInvalidUntilItIsWritten) {
   KQVariable variable(index, 20, "invalid");
   variable.setValid(false);
-  ASSERT_EQ(0, dei_->addVariable(&variable));
+  ASSERT_EQ(0, dei->addVariable(&variable));
   int value = -1;
-  EXPECT_EQ(12, dei_->getVariableValue(index, 20, &value));
+  EXPECT_EQ(12, dei->getVariableValue(index, 20, &value));
   EXPECT_EQ(0, value);
-  EXPECT_FALSE(dei_->isValid(index, 20));
-  EXPECT_EQ(0, dei_->setVariableValue(index, 20, 0, true, false));
-  EXPECT_EQ(0, dei_->getVariableValue(index, 20, &value));
-  EXPECT_TRUE(dei_->isValid(index, 20));
+  EXPECT_FALSE(dei->isValid(index, 20));
+  EXPECT_EQ(0, dei->setVariableValue(index, 20, 0, true, false));
+  EXPECT_EQ(0, dei->getVariableValue(index, 20, &value));
+  EXPECT_TRUE(dei->isValid(index, 20));
 }
 
 TEST_F(VariableStore, KeyIsBothAddressParts) {
   const KQVariable first(0, 0, "first");
   const KQVariable last(0xFFFF, 0xFFFF, "last");
-  EXPECT_EQ(0, dei_->addVariable(&first));
-  EXPECT_EQ(0, dei_->addVariable(&last));
-  EXPECT_EQ(0, dei_->setVariableValue(0, 0, 1, true, false));
-  EXPECT_EQ(0, dei_->setVariableValue(0xFFFF, 0xFFFF, 2, true, false));
+  EXPECT_EQ(0, dei->addVariable(&first));
+  EXPECT_EQ(0, dei->addVariable(&last));
+  EXPECT_EQ(0, dei->setVariableValue(0, 0, 1, true, false));
+  EXPECT_EQ(0, dei->setVariableValue(0xFFFF, 0xFFFF, 2, true, false));
   int value = 0;
-  dei_->getVariableValue(0, 0, &value);
+  dei->getVariableValue(0, 0, &value);
   EXPECT_EQ(1, value);
-  dei_->getVariableValue(0xFFFF, 0xFFFF, &value);
+  dei->getVariableValue(0xFFFF, 0xFFFF, &value);
   EXPECT_EQ(2, value);
-  EXPECT_EQ(23, dei_->getVariableValue(0, 0xFFFF, &value));
+  EXPECT_EQ(23, dei->getVariableValue(0, 0xFFFF, &value));
 }
 
 TEST_F(VariableStore, FindsEveryOneOfManyVariables) {
@@ -137,76 +137,76 @@ TEST_F(VariableStore, FindsEveryOneOfManyVariables) {
     for (unsigned short sub = 0; sub < subs; ++sub) {
       KQVariable variable(static_cast<unsigned short>(0x3000 + object), sub, "many");
       variable.setInitialValue(object * subs + sub);
-      ASSERT_EQ(0, dei_->addVariable(&variable));
+      ASSERT_EQ(0, dei->addVariable(&variable));
     }
   }
   for (unsigned short object = 0; object < objects; ++object) {
     for (unsigned short sub = 0; sub < subs; ++sub) {
       int value = -1;
-      ASSERT_EQ(0, dei_->getVariableValue(static_cast<unsigned short>(0x3000 + object), sub, &value));
+      ASSERT_EQ(0, dei->getVariableValue(static_cast<unsigned short>(0x3000 + object), sub, &value));
       ASSERT_EQ(object * subs + sub, value);
     }
   }
-  EXPECT_EQ(objects * subs + 4U, dei_->getCopyOfVariableMap()->size());
+  EXPECT_EQ(objects * subs + 4U, dei->getCopyOfVariableMap()->size());
 }
 
 TEST_F(VariableStore, KeyOfAnotherOwnerIsTaken) {
   test::OwnerRecorder other("node6");
   EXPECT_EQ(25, add(ownedSub, STORAGE_TYPE_INTEGER, &other));
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+  EXPECT_EQ(&node5, dei->getVariableOwnerPointer(index, ownedSub));
 }
 
 TEST_F(VariableStore, KeyOfAnOwnerIsTakenForAVariableWithoutOne) {
   EXPECT_EQ(25, add(ownedSub, STORAGE_TYPE_INTEGER, nullptr));
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+  EXPECT_EQ(&node5, dei->getVariableOwnerPointer(index, ownedSub));
 }
 
 TEST_F(VariableStore, VariableWithoutOwnerIsTakenOverWithItsValue) {
-  dei_->setVariableValue(index, integerSub, 77, true, false);
-  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &owner_));
+  dei->setVariableValue(index, integerSub, 77, true, false);
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &node5));
   EXPECT_EQ(77, integer(integerSub));
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, integerSub));
+  EXPECT_EQ(&node5, dei->getVariableOwnerPointer(index, integerSub));
 }
 
 TEST_F(VariableStore, OwnerOfTheSameNameTakesOver) {
-  dei_->setVariableValue(index, ownedSub, 77, true, false);
+  dei->setVariableValue(index, ownedSub, 77, true, false);
   test::OwnerRecorder successor("node5");
   EXPECT_EQ(0, add(ownedSub, STORAGE_TYPE_INTEGER, &successor));
   EXPECT_EQ(77, integer(ownedSub));
-  EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, ownedSub));
+  EXPECT_EQ(&successor, dei->getVariableOwnerPointer(index, ownedSub));
 }
 
 TEST_F(VariableStore, TakingOverKeepsTheMarkOfAnInvalidValue) {
-  dei_->markValueAsInvalid(index, integerSub, true);
-  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &owner_));
-  EXPECT_FALSE(dei_->isValid(index, integerSub));
+  dei->markValueAsInvalid(index, integerSub, true);
+  EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, &node5));
+  EXPECT_FALSE(dei->isValid(index, integerSub));
 }
 
 TEST_F(VariableStore, TakingOverReplacesTheAttributes) {
   const KQVariable variable(index, integerSub, "renamed", STORAGE_TYPE_INTEGER, 8, true);
-  EXPECT_EQ(0, dei_->addVariable(&variable));
-  EXPECT_EQ(8, dei_->getVariableLength(0x20010003U));
-  EXPECT_TRUE(dei_->isVariableSigned(0x20010003U));
+  EXPECT_EQ(0, dei->addVariable(&variable));
+  EXPECT_EQ(8, dei->getVariableLength(0x20010003U));
+  EXPECT_TRUE(dei->isVariableSigned(0x20010003U));
 }
 
 TEST_F(VariableStore, TakingOverWithAnotherStorageTypeStartsAfresh) {
   EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_STRING, nullptr));
   EXPECT_EQ("text", text(integerSub));
   int value = 0;
-  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(20, dei->getVariableValue(index, integerSub, &value));
 }
 
 TEST_F(VariableStore, ReadingRefusesNull) {
-  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, static_cast<int*>(nullptr)));
-  EXPECT_EQ(20, dei_->getVariableValue(index, textSub, static_cast<std::string*>(nullptr)));
+  EXPECT_EQ(20, dei->getVariableValue(index, integerSub, static_cast<int*>(nullptr)));
+  EXPECT_EQ(20, dei->getVariableValue(index, textSub, static_cast<std::string*>(nullptr)));
 }
 
 TEST_F(VariableStore, ReadingRefusesTheOtherStorageType) {
   int value = -1;
-  EXPECT_EQ(20, dei_->getVariableValue(index, textSub, &value));
+  EXPECT_EQ(20, dei->getVariableValue(index, textSub, &value));
   EXPECT_EQ(-1, value);
   std::string text = "untouched";
-  EXPECT_EQ(20, dei_->getVariableValue(index, integerSub, &text));
+  EXPECT_EQ(20, dei->getVariableValue(index, integerSub, &text));
   EXPECT_EQ("untouched", text);
 }
 
@@ -214,65 +214,65 @@ TEST_F(VariableStore, UndefinedStorageTypeHasNoValue) {
   add(20, STORAGE_TYPE_UNDEFINED, nullptr);
   int value = -1;
   std::string text;
-  EXPECT_EQ(20, dei_->getVariableValue(index, 20, &value));
-  EXPECT_EQ(20, dei_->getVariableValue(index, 20, &text));
-  EXPECT_EQ(20, dei_->setVariableValue(index, 20, 1, true, false));
-  EXPECT_EQ(20, dei_->setVariableValue(index, 20, std::string("a"), true, false));
+  EXPECT_EQ(20, dei->getVariableValue(index, 20, &value));
+  EXPECT_EQ(20, dei->getVariableValue(index, 20, &text));
+  EXPECT_EQ(20, dei->setVariableValue(index, 20, 1, true, false));
+  EXPECT_EQ(20, dei->setVariableValue(index, 20, std::string("a"), true, false));
 }
 
 TEST_F(VariableStore, UnknownVariableIsNotFound) {
   int value = -1;
   std::string text;
-  EXPECT_EQ(23, dei_->getVariableValue(index, unknownSub, &value));
-  EXPECT_EQ(23, dei_->getVariableValue(index, unknownSub, &text));
-  EXPECT_EQ(23, dei_->setVariableValue(index, unknownSub, 1, true, true));
-  EXPECT_EQ(23, dei_->setVariableValue(index, unknownSub, std::string("a"), true, true));
-  EXPECT_EQ(23, dei_->forceSetVariableValue(index, unknownSub, 1, "node5", true, false));
-  EXPECT_EQ(23, dei_->forceSetVariableValue(index, unknownSub, std::string("a"), "node5", true, false));
-  EXPECT_EQ(23, dei_->markValueAsInvalid(index, unknownSub, true));
-  EXPECT_FALSE(dei_->isValid(index, unknownSub));
-  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, unknownSub));
-  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, unknownSub));
-  EXPECT_EQ(0, dei_->getVariableLength(0x20010009U));
-  EXPECT_FALSE(dei_->isVariableSigned(0x20010009U));
+  EXPECT_EQ(23, dei->getVariableValue(index, unknownSub, &value));
+  EXPECT_EQ(23, dei->getVariableValue(index, unknownSub, &text));
+  EXPECT_EQ(23, dei->setVariableValue(index, unknownSub, 1, true, true));
+  EXPECT_EQ(23, dei->setVariableValue(index, unknownSub, std::string("a"), true, true));
+  EXPECT_EQ(23, dei->forceSetVariableValue(index, unknownSub, 1, "node5", true, false));
+  EXPECT_EQ(23, dei->forceSetVariableValue(index, unknownSub, std::string("a"), "node5", true, false));
+  EXPECT_EQ(23, dei->markValueAsInvalid(index, unknownSub, true));
+  EXPECT_FALSE(dei->isValid(index, unknownSub));
+  EXPECT_EQ(nullptr, dei->getVariableOwnerPointer(index, unknownSub));
+  EXPECT_EQ(nullptr, dei->getVariableOwner(index, unknownSub));
+  EXPECT_EQ(0, dei->getVariableLength(0x20010009U));
+  EXPECT_FALSE(dei->isVariableSigned(0x20010009U));
 }
 
 TEST_F(VariableStore, InvalidValueIsDeliveredWithCode12) {
-  EXPECT_EQ(0, dei_->markValueAsInvalid(index, integerSub, true));
-  EXPECT_EQ(0, dei_->markValueAsInvalid(index, textSub, true));
+  EXPECT_EQ(0, dei->markValueAsInvalid(index, integerSub, true));
+  EXPECT_EQ(0, dei->markValueAsInvalid(index, textSub, true));
   int value = 0;
-  EXPECT_EQ(12, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(12, dei->getVariableValue(index, integerSub, &value));
   EXPECT_EQ(42, value);
   std::string text;
-  EXPECT_EQ(12, dei_->getVariableValue(index, textSub, &text));
+  EXPECT_EQ(12, dei->getVariableValue(index, textSub, &text));
   EXPECT_EQ("text", text);
 }
 
 TEST_F(VariableStore, ValueCanBeMarkedValidAgain) {
-  dei_->markValueAsInvalid(index, integerSub, true);
-  EXPECT_EQ(0, dei_->markValueAsInvalid(index, integerSub, false));
-  EXPECT_TRUE(dei_->isValid(index, integerSub));
+  dei->markValueAsInvalid(index, integerSub, true);
+  EXPECT_EQ(0, dei->markValueAsInvalid(index, integerSub, false));
+  EXPECT_TRUE(dei->isValid(index, integerSub));
 }
 
 TEST_F(VariableStore, MarkingAValueIsNotReported) {
-  dei_->markValueAsInvalid(index, integerSub, true);
-  dei_->markValueAsInvalid(index, integerSub, false);
-  EXPECT_TRUE(listener_.signals.empty());
+  dei->markValueAsInvalid(index, integerSub, true);
+  dei->markValueAsInvalid(index, integerSub, false);
+  EXPECT_TRUE(listener.signals.empty());
 }
 
 TEST_F(VariableStore, WritingMarksTheValueValid) {
-  dei_->markValueAsInvalid(index, integerSub, true);
-  dei_->markValueAsInvalid(index, textSub, true);
-  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 42, true, false));
-  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("text"), true, false));
-  EXPECT_TRUE(dei_->isValid(index, integerSub));
-  EXPECT_TRUE(dei_->isValid(index, textSub));
+  dei->markValueAsInvalid(index, integerSub, true);
+  dei->markValueAsInvalid(index, textSub, true);
+  EXPECT_EQ(0, dei->setVariableValue(index, integerSub, 42, true, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, textSub, std::string("text"), true, false));
+  EXPECT_TRUE(dei->isValid(index, integerSub));
+  EXPECT_TRUE(dei->isValid(index, textSub));
 }
 
 class IntegerValue : public VariableStore, public testing::WithParamInterface<int> {};
 
 TEST_P(IntegerValue, IsStoredAndReported) {
-  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, GetParam(), true, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, integerSub, GetParam(), true, false));
   EXPECT_EQ(GetParam(), integer(integerSub));
   expectOneReport(1100, integerSub, static_cast<unsigned int>(GetParam()));
 }
@@ -282,118 +282,118 @@ INSTANTIATE_TEST_SUITE_P(Limits, IntegerValue,
                                          std::numeric_limits<int>::min()));
 
 TEST_F(VariableStore, ChangeOfATextIsReported) {
-  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("other"), true, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, textSub, std::string("other"), true, false));
   EXPECT_EQ("other", text(textSub));
   expectOneReport(1101, textSub, 0);
 }
 
 TEST_F(VariableStore, TextMayHoldZeroBytes) {
   const std::string bytes("a\0b", 3);
-  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, bytes, true, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, textSub, bytes, true, false));
   EXPECT_EQ(bytes, text(textSub));
 }
 
 TEST_F(VariableStore, SameValueIsNotReported) {
-  dei_->setVariableValue(index, integerSub, 42, true, false);
-  dei_->setVariableValue(index, textSub, std::string("text"), true, false);
-  EXPECT_TRUE(listener_.signals.empty());
+  dei->setVariableValue(index, integerSub, 42, true, false);
+  dei->setVariableValue(index, textSub, std::string("text"), true, false);
+  EXPECT_TRUE(listener.signals.empty());
 }
 
 TEST_F(VariableStore, ChangeIsNotReportedWhenNotAskedFor) {
-  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, false, false));
-  EXPECT_EQ(0, dei_->setVariableValue(index, textSub, std::string("other"), false, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, integerSub, 43, false, false));
+  EXPECT_EQ(0, dei->setVariableValue(index, textSub, std::string("other"), false, false));
   EXPECT_EQ(43, integer(integerSub));
   EXPECT_EQ("other", text(textSub));
-  EXPECT_TRUE(listener_.signals.empty());
+  EXPECT_TRUE(listener.signals.empty());
 }
 
 TEST_F(VariableStore, WritingRefusesTheOtherStorageType) {
-  EXPECT_EQ(20, dei_->setVariableValue(index, textSub, 1, true, false));
-  EXPECT_EQ(20, dei_->setVariableValue(index, integerSub, std::string("a"), true, false));
+  EXPECT_EQ(20, dei->setVariableValue(index, textSub, 1, true, false));
+  EXPECT_EQ(20, dei->setVariableValue(index, integerSub, std::string("a"), true, false));
   EXPECT_EQ(42, integer(integerSub));
-  EXPECT_TRUE(listener_.signals.empty());
+  EXPECT_TRUE(listener.signals.empty());
 }
 
 TEST_F(VariableStore, ForwardedWriteGoesToTheOwnerInstead) {
-  owner_.result = 17;
-  EXPECT_EQ(17, dei_->setVariableValue(index, ownedSub, -7, true, true));
-  EXPECT_EQ(17, dei_->setVariableValue(index, ownedTextSub, std::string("other"), true, true));
-  EXPECT_EQ((std::vector<std::string>{"8193/5=-7", "8193/6=other"}), owner_.requests);
+  node5.result = 17;
+  EXPECT_EQ(17, dei->setVariableValue(index, ownedSub, -7, true, true));
+  EXPECT_EQ(17, dei->setVariableValue(index, ownedTextSub, std::string("other"), true, true));
+  EXPECT_EQ((std::vector<std::string>{"8193/5=-7", "8193/6=other"}), node5.requests);
   EXPECT_EQ(42, integer(ownedSub));
   EXPECT_EQ("text", text(ownedTextSub));
-  EXPECT_TRUE(listener_.signals.empty());
+  EXPECT_TRUE(listener.signals.empty());
 }
 
 TEST_F(VariableStore, ForwardedWriteIsStoredWhenThereIsNoOwner) {
-  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, true, true));
+  EXPECT_EQ(0, dei->setVariableValue(index, integerSub, 43, true, true));
   EXPECT_EQ(43, integer(integerSub));
 }
 
 TEST_F(VariableStore, WriteThatIsNotForwardedLeavesTheOwnerAlone) {
-  EXPECT_EQ(0, dei_->setVariableValue(index, ownedSub, 43, true, false));
-  EXPECT_TRUE(owner_.requests.empty());
+  EXPECT_EQ(0, dei->setVariableValue(index, ownedSub, 43, true, false));
+  EXPECT_TRUE(node5.requests.empty());
   EXPECT_EQ(43, integer(ownedSub));
 }
 
 TEST_F(VariableStore, OwnerMayWriteUnderItsName) {
-  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedSub, 43, owner_.getOwnerName(), true, false));
+  EXPECT_EQ(0, dei->forceSetVariableValue(index, ownedSub, 43, node5.getOwnerName(), true, false));
   EXPECT_EQ(43, integer(ownedSub));
   expectOneReport(1100, ownedSub, 43);
 }
 
 TEST_F(VariableStore, OwnerMayWriteUnderACopyOfItsName) {
-  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedTextSub, std::string("other"), "node5", true, false));
+  EXPECT_EQ(0, dei->forceSetVariableValue(index, ownedTextSub, std::string("other"), "node5", true, false));
   EXPECT_EQ("other", text(ownedTextSub));
   expectOneReport(1101, ownedTextSub, 0);
 }
 
 TEST_F(VariableStore, WritingUnderAnotherNameIsNotPermitted) {
-  EXPECT_EQ(30, dei_->forceSetVariableValue(index, ownedSub, 43, "node6", true, false));
-  EXPECT_EQ(30, dei_->forceSetVariableValue(index, ownedTextSub, std::string("other"), "", true, false));
+  EXPECT_EQ(30, dei->forceSetVariableValue(index, ownedSub, 43, "node6", true, false));
+  EXPECT_EQ(30, dei->forceSetVariableValue(index, ownedTextSub, std::string("other"), "", true, false));
   EXPECT_EQ(42, integer(ownedSub));
   EXPECT_EQ("text", text(ownedTextSub));
 }
 
 TEST_F(VariableStore, WritingAsOwnerOfAVariableWithoutOneIsNotPermitted) {
-  EXPECT_EQ(30, dei_->forceSetVariableValue(index, integerSub, 43, "", true, false));
-  EXPECT_EQ(30, dei_->forceSetVariableValue(index, integerSub, 43, "node5", true, false));
+  EXPECT_EQ(30, dei->forceSetVariableValue(index, integerSub, 43, "", true, false));
+  EXPECT_EQ(30, dei->forceSetVariableValue(index, integerSub, 43, "node5", true, false));
 }
 
 TEST_F(VariableStore, WritingAsOwnerRefusesTheOtherStorageType) {
-  EXPECT_EQ(20, dei_->forceSetVariableValue(index, ownedTextSub, 1, "node5", true, false));
-  EXPECT_EQ(20, dei_->forceSetVariableValue(index, ownedSub, std::string("a"), "node5", true, false));
+  EXPECT_EQ(20, dei->forceSetVariableValue(index, ownedTextSub, 1, "node5", true, false));
+  EXPECT_EQ(20, dei->forceSetVariableValue(index, ownedSub, std::string("a"), "node5", true, false));
 }
 
 TEST_F(VariableStore, WritingAsOwnerCanBeForwarded) {
-  owner_.result = 0;
-  EXPECT_EQ(0, dei_->forceSetVariableValue(index, ownedSub, 43, "node5", true, true));
-  EXPECT_EQ(1U, owner_.requests.size());
+  node5.result = 0;
+  EXPECT_EQ(0, dei->forceSetVariableValue(index, ownedSub, 43, "node5", true, true));
+  EXPECT_EQ(1U, node5.requests.size());
   EXPECT_EQ(42, integer(ownedSub));
 }
 
 TEST_F(VariableStore, KnowsTheOwner) {
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
-  ASSERT_NE(nullptr, dei_->getVariableOwner(index, ownedSub));
-  EXPECT_EQ("node5", *dei_->getVariableOwner(index, ownedSub));
-  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, integerSub));
-  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, integerSub));
+  EXPECT_EQ(&node5, dei->getVariableOwnerPointer(index, ownedSub));
+  ASSERT_NE(nullptr, dei->getVariableOwner(index, ownedSub));
+  EXPECT_EQ("node5", *dei->getVariableOwner(index, ownedSub));
+  EXPECT_EQ(nullptr, dei->getVariableOwnerPointer(index, integerSub));
+  EXPECT_EQ(nullptr, dei->getVariableOwner(index, integerSub));
 }
 
 TEST_F(VariableStore, VariablesOfAnOwnerThatGoesStayWithoutOne) {
   auto leaving = std::make_unique<test::OwnerRecorder>("leaving");
   add(20, STORAGE_TYPE_INTEGER, leaving.get());
-  dei_->setVariableValue(index, 20, 77, true, false);
+  dei->setVariableValue(index, 20, 77, true, false);
   leaving.reset();
-  EXPECT_EQ(nullptr, dei_->getVariableOwnerPointer(index, 20));
-  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, 20));
+  EXPECT_EQ(nullptr, dei->getVariableOwnerPointer(index, 20));
+  EXPECT_EQ(nullptr, dei->getVariableOwner(index, 20));
   EXPECT_EQ(77, integer(20));
-  EXPECT_EQ(30, dei_->forceSetVariableValue(index, 20, 78, "leaving", true, false));
-  EXPECT_EQ(nullptr, dei_->getCopyOfVariableMap()->at(0x20010014U).getOwner());
+  EXPECT_EQ(30, dei->forceSetVariableValue(index, 20, 78, "leaving", true, false));
+  EXPECT_EQ(nullptr, dei->getCopyOfVariableMap()->at(0x20010014U).getOwner());
 }
 
 TEST_F(VariableStore, OwnerThatGoesLeavesTheVariablesOfOthersAlone) {
   { const test::OwnerRecorder leaving("node5"); }
-  EXPECT_EQ(&owner_, dei_->getVariableOwnerPointer(index, ownedSub));
+  EXPECT_EQ(&node5, dei->getVariableOwnerPointer(index, ownedSub));
 }
 
 TEST_F(VariableStore, OwnerThatWasReplacedGoesWithoutATrace) {
@@ -403,28 +403,28 @@ TEST_F(VariableStore, OwnerThatWasReplacedGoesWithoutATrace) {
     add(20, STORAGE_TYPE_INTEGER, &leaving);
     add(20, STORAGE_TYPE_INTEGER, &successor);
   }
-  EXPECT_EQ(&successor, dei_->getVariableOwnerPointer(index, 20));
+  EXPECT_EQ(&successor, dei->getVariableOwnerPointer(index, 20));
 }
 
 TEST_F(VariableStore, KnowsLengthAndSign) {
   const KQVariable variable(index, 20, "signed", STORAGE_TYPE_INTEGER, 12, true);
-  dei_->addVariable(&variable);
-  EXPECT_EQ(12, dei_->getVariableLength(0x20010014U));
-  EXPECT_TRUE(dei_->isVariableSigned(0x20010014U));
-  EXPECT_EQ(16, dei_->getVariableLength(0x20010003U));
-  EXPECT_FALSE(dei_->isVariableSigned(0x20010003U));
+  dei->addVariable(&variable);
+  EXPECT_EQ(12, dei->getVariableLength(0x20010014U));
+  EXPECT_TRUE(dei->isVariableSigned(0x20010014U));
+  EXPECT_EQ(16, dei->getVariableLength(0x20010003U));
+  EXPECT_FALSE(dei->isVariableSigned(0x20010003U));
 }
 
 TEST_F(VariableStore, MapIsACopyOfTheDescriptions) {
-  dei_->setVariableValue(index, integerSub, 77, true, false);
-  auto copy = dei_->getCopyOfVariableMap();
+  dei->setVariableValue(index, integerSub, 77, true, false);
+  auto copy = dei->getCopyOfVariableMap();
   ASSERT_NE(nullptr, copy);
   EXPECT_EQ(4U, copy->size());
   EXPECT_EQ(42, copy->at(0x20010003U).getInitialValue());
-  EXPECT_EQ(&owner_, copy->at(0x20010005U).getOwner());
+  EXPECT_EQ(&node5, copy->at(0x20010005U).getOwner());
   copy->at(0x20010003U).setBitLength(1);
   copy->clear();
-  EXPECT_EQ(16, dei_->getVariableLength(0x20010003U));
+  EXPECT_EQ(16, dei->getVariableLength(0x20010003U));
 }
 
 class NamedByItself : public KQVariable {
@@ -435,15 +435,15 @@ public:
 
 TEST_F(VariableStore, KeepsTheNameThatAVariableGivesItself) {
   const NamedByItself variable(index, 20, "ignored");
-  dei_->addVariable(&variable);
-  EXPECT_EQ("itself", dei_->getCopyOfVariableMap()->at(0x20010014U).getName());
+  dei->addVariable(&variable);
+  EXPECT_EQ("itself", dei->getCopyOfVariableMap()->at(0x20010014U).getName());
 }
 
 TEST_F(VariableStore, MapOfAnEmptyStoreIsNull) {
-  dei_->clear();
-  EXPECT_EQ(nullptr, dei_->getCopyOfVariableMap());
+  dei->clear();
+  EXPECT_EQ(nullptr, dei->getCopyOfVariableMap());
   int value = 0;
-  EXPECT_EQ(23, dei_->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(23, dei->getVariableValue(index, integerSub, &value));
 }
 
 /// An owner as a protocol is one: it listens, too.
@@ -455,9 +455,9 @@ public:
 TEST_F(VariableStore, OwnerThatListensHearsOfItsVariablesFromWhoeverWrites) {
   ListeningOwner owner("protocol");
   add(20, STORAGE_TYPE_INTEGER, &owner);
-  dei_->setVariableValue(index, 20, 43, true, false);
-  dei_->forceSetVariableValue(index, 20, 44, "protocol", true, false);
-  dei_->setVariableValue(index, integerSub, 1, true, false);
+  dei->setVariableValue(index, 20, 43, true, false);
+  dei->forceSetVariableValue(index, 20, 44, "protocol", true, false);
+  dei->setVariableValue(index, integerSub, 1, true, false);
   ASSERT_EQ(2U, owner.signals.size());
   EXPECT_EQ(0x20010014U, owner.signals[0].getFirstValue());
   EXPECT_EQ(43U, owner.signals[0].getSecondValue());
@@ -468,8 +468,8 @@ TEST_F(VariableStore, OwnerThatListensAndRegistersItselfIsToldOnce) {
   ListeningOwner owner("protocol");
   add(20, STORAGE_TYPE_INTEGER, &owner);
   add(20, STORAGE_TYPE_INTEGER, &owner);
-  dispatcher_->addMapping(index, 20, &owner);
-  dei_->setVariableValue(index, 20, 43, true, false);
+  dispatcher->addMapping(index, 20, &owner);
+  dei->setVariableValue(index, 20, 43, true, false);
   EXPECT_EQ(1U, owner.signals.size());
 }
 
@@ -478,25 +478,25 @@ TEST_F(VariableStore, ListenerMayUseTheStore) {
   test::SignalRecorder busy([&] {
     add(30, STORAGE_TYPE_INTEGER, nullptr);
     seen = integer(integerSub);
-    dei_->setVariableValue(index, textSub, std::string("from listener"), true, false);
+    dei->setVariableValue(index, textSub, std::string("from listener"), true, false);
   });
   busy.result = 99;
-  dispatcher_->addMapping(index, integerSub, &busy);
-  EXPECT_EQ(0, dei_->setVariableValue(index, integerSub, 43, true, false));
+  dispatcher->addMapping(index, integerSub, &busy);
+  EXPECT_EQ(0, dei->setVariableValue(index, integerSub, 43, true, false));
   EXPECT_EQ(43, seen);
   EXPECT_EQ("from listener", text(textSub));
-  EXPECT_TRUE(dei_->isValid(index, 30));
+  EXPECT_TRUE(dei->isValid(index, 30));
 }
 
 // ---- a variable that was found once and kept
 
 TEST_F(VariableStore, FindsNoVariableThatIsNotThere) {
-  EXPECT_EQ(nullptr, dei_->findVariable(index, unknownSub));
+  EXPECT_EQ(nullptr, dei->findVariable(index, unknownSub));
 }
 
 TEST_F(VariableStore, KeptVariableHasTheValueOfTheStore) {
-  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
-  dei_->setVariableValue(index, integerSub, 7, false, false);
+  KQStoredVariable* const kept = dei->findVariable(index, integerSub);
+  dei->setVariableValue(index, integerSub, 7, false, false);
   int value = 0;
   EXPECT_EQ(0, kept->getVariableValue(&value));
   EXPECT_EQ(7, value);
@@ -505,7 +505,7 @@ TEST_F(VariableStore, KeptVariableHasTheValueOfTheStore) {
 }
 
 TEST_F(VariableStore, KeptVariableReportsAChangeOnce) {
-  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  KQStoredVariable* const kept = dei->findVariable(index, integerSub);
   kept->setVariableValue(9, true);
   kept->setVariableValue(9, true);
   kept->setVariableValue(10, false);
@@ -513,8 +513,8 @@ TEST_F(VariableStore, KeptVariableReportsAChangeOnce) {
 }
 
 TEST_F(VariableStore, KeptVariableTellsOfItsInvalidValue) {
-  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
-  dei_->markValueAsInvalid(index, integerSub, true);
+  KQStoredVariable* const kept = dei->findVariable(index, integerSub);
+  dei->markValueAsInvalid(index, integerSub, true);
   int value = 0;
   EXPECT_EQ(12, kept->getVariableValue(&value));
   EXPECT_EQ(42, value);
@@ -523,7 +523,7 @@ TEST_F(VariableStore, KeptVariableTellsOfItsInvalidValue) {
 }
 
 TEST_F(VariableStore, KeptTextIsNoNumber) {
-  KQStoredVariable* const kept = dei_->findVariable(index, textSub);
+  KQStoredVariable* const kept = dei->findVariable(index, textSub);
   int value = 3;
   EXPECT_EQ(20, kept->getVariableValue(&value));
   EXPECT_EQ(3, value);
@@ -531,9 +531,9 @@ TEST_F(VariableStore, KeptTextIsNoNumber) {
 }
 
 TEST_F(VariableStore, KeptVariableKnowsItsOwner) {
-  KQStoredVariable* const kept = dei_->findVariable(index, ownedSub);
-  EXPECT_EQ(&owner_, kept->getVariableOwnerPointer());
-  EXPECT_EQ(0, kept->forceSetVariableValue(5, owner_.getOwnerName(), false));
+  KQStoredVariable* const kept = dei->findVariable(index, ownedSub);
+  EXPECT_EQ(&node5, kept->getVariableOwnerPointer());
+  EXPECT_EQ(0, kept->forceSetVariableValue(5, node5.getOwnerName(), false));
   EXPECT_EQ(0, kept->forceSetVariableValue(6, "node5", false));
   EXPECT_EQ(6, integer(ownedSub));
   EXPECT_EQ(30, kept->forceSetVariableValue(7, "node6", false));
@@ -543,7 +543,7 @@ TEST_F(VariableStore, KeptVariableKnowsItsOwner) {
 TEST_F(VariableStore, KeptVariableHasNoOwnerWhenItsOwnerGoes) {
   auto leaving = std::make_unique<RecordingOwner>("leaving");
   add(20, STORAGE_TYPE_INTEGER, leaving.get());
-  KQStoredVariable* const kept = dei_->findVariable(index, 20);
+  KQStoredVariable* const kept = dei->findVariable(index, 20);
   EXPECT_EQ(leaving.get(), kept->getVariableOwnerPointer());
   leaving.reset();
   EXPECT_EQ(nullptr, kept->getVariableOwnerPointer());
@@ -551,38 +551,38 @@ TEST_F(VariableStore, KeptVariableHasNoOwnerWhenItsOwnerGoes) {
 }
 
 TEST_F(VariableStore, KeptVariableThatWasForgottenIsNotThere) {
-  KQStoredVariable* const kept = dei_->findVariable(index, ownedSub);
-  dei_->clear();
+  KQStoredVariable* const kept = dei->findVariable(index, ownedSub);
+  dei->clear();
   int value = 3;
   EXPECT_EQ(23, kept->getVariableValue(&value));
   EXPECT_EQ(3, value);
   EXPECT_EQ(23, kept->setVariableValue(1, true));
   EXPECT_EQ(23, kept->forceSetVariableValue(1, "node5", true));
   EXPECT_EQ(nullptr, kept->getVariableOwnerPointer());
-  EXPECT_EQ(nullptr, dei_->findVariable(index, ownedSub));
+  EXPECT_EQ(nullptr, dei->findVariable(index, ownedSub));
 }
 
 TEST_F(VariableStore, ForgottenVariableIsNotThereForAnyOperation) {
-  dei_->clear();
+  dei->clear();
   int value = 0;
-  EXPECT_EQ(23, dei_->getVariableValue(index, integerSub, &value));
-  EXPECT_EQ(23, dei_->setVariableValue(index, textSub, std::string("a"), true, false));
-  EXPECT_EQ(23, dei_->markValueAsInvalid(index, integerSub, true));
-  EXPECT_FALSE(dei_->isValid(index, integerSub));
-  EXPECT_EQ(0, dei_->getVariableLength(static_cast<unsigned int>(index) << 16 | integerSub));
-  EXPECT_EQ(nullptr, dei_->getVariableOwner(index, ownedSub));
+  EXPECT_EQ(23, dei->getVariableValue(index, integerSub, &value));
+  EXPECT_EQ(23, dei->setVariableValue(index, textSub, std::string("a"), true, false));
+  EXPECT_EQ(23, dei->markValueAsInvalid(index, integerSub, true));
+  EXPECT_FALSE(dei->isValid(index, integerSub));
+  EXPECT_EQ(0, dei->getVariableLength(static_cast<unsigned int>(index) << 16 | integerSub));
+  EXPECT_EQ(nullptr, dei->getVariableOwner(index, ownedSub));
 }
 
 TEST_F(VariableStore, ForgottenVariableThatComesBackStartsAfresh) {
-  KQStoredVariable* const kept = dei_->findVariable(index, integerSub);
+  KQStoredVariable* const kept = dei->findVariable(index, integerSub);
   kept->setVariableValue(7, false);
-  dei_->markValueAsInvalid(index, integerSub, true);
-  dei_->clear();
+  dei->markValueAsInvalid(index, integerSub, true);
+  dei->clear();
   EXPECT_EQ(0, add(integerSub, STORAGE_TYPE_INTEGER, nullptr, 11));
   int value = 0;
   EXPECT_EQ(0, kept->getVariableValue(&value));
   EXPECT_EQ(11, value);
-  EXPECT_EQ(kept, dei_->findVariable(index, integerSub));
+  EXPECT_EQ(kept, dei->findVariable(index, integerSub));
 }
 
 }  // namespace

@@ -40,29 +40,29 @@ constexpr int rounds = 20000;
 class CountingListener : public KQSignalListener {
 public:
   int signalOccurred(KQSignal&) override {
-    count_.fetch_add(1, std::memory_order_relaxed);
+    told.fetch_add(1, std::memory_order_relaxed);
     return 0;
   }
-  int count() const { return count_.load(); }
+  int count() const { return told.load(); }
 
 private:
-  std::atomic<int> count_{0};
+  std::atomic<int> told{0};
 };
 
 class StoreThreads : public testing::Test {
 protected:
   StoreThreads() {
-    dei_->clear();
-    dispatcher_->clear();
+    dei->clear();
+    dispatcher->clear();
     const KQVariable shared(index, sharedSub, "shared");
-    dei_->addVariable(&shared);
+    dei->addVariable(&shared);
     const KQVariable text(index, textSub, "text", STORAGE_TYPE_STRING);
-    dei_->addVariable(&text);
+    dei->addVariable(&text);
   }
 
   ~StoreThreads() override {
-    dispatcher_->clear();
-    dei_->clear();
+    dispatcher->clear();
+    dei->clear();
   }
 
   /// Runs all at once and waits for the last.
@@ -83,8 +83,8 @@ protected:
     }
   }
 
-  KQDEI* const dei_{KQDEI::instance()};
-  KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
+  KQDEI* const dei{KQDEI::instance()};
+  KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
 };
 
 /// Both halves carry the same number, so that a torn value shows.
@@ -102,67 +102,67 @@ TEST_F(StoreThreads, AddReadWriteAndListenTogether) {
   std::atomic<int> faults{0};
   CountingListener listener;
   CountingListener passing;
-  dispatcher_->addMapping(index, sharedSub, &listener);
+  dispatcher->addMapping(index, sharedSub, &listener);
 
   const auto add = [&] {
     for (unsigned short sub = 0; sub < variables; ++sub) {
       KQVariable variable(index, sub, "added");
       variable.setInitialValue(sub);
-      faults += dei_->addVariable(&variable) != 0 ? 1 : 0;
+      faults += dei->addVariable(&variable) != 0 ? 1 : 0;
       added.store(sub + 1);
     }
   };
   const auto read = [&] {
     for (int round = 0; round < rounds; ++round) {
       int value = 0;
-      faults += dei_->getVariableValue(index, sharedSub, &value) != 0 || !isWhole(value) ? 1 : 0;
+      faults += dei->getVariableValue(index, sharedSub, &value) != 0 || !isWhole(value) ? 1 : 0;
       const int known = added.load();
       if (known > 0) {
         const auto sub = static_cast<unsigned short>(round % known);
-        faults += dei_->getVariableValue(index, sub, &value) != 0 || value != sub ? 1 : 0;
+        faults += dei->getVariableValue(index, sub, &value) != 0 || value != sub ? 1 : 0;
       }
     }
   };
   const auto write = [&] {
     for (int round = 1; round <= rounds; ++round) {
-      faults += dei_->setVariableValue(index, sharedSub, twice(round), true, false) != 0 ? 1 : 0;
+      faults += dei->setVariableValue(index, sharedSub, twice(round), true, false) != 0 ? 1 : 0;
     }
   };
   const auto listen = [&] {
     for (int round = 0; round < rounds / 10; ++round) {
-      dispatcher_->addMapping(index, sharedSub, &passing);
-      dispatcher_->removeMapping(index, sharedSub, &passing);
+      dispatcher->addMapping(index, sharedSub, &passing);
+      dispatcher->removeMapping(index, sharedSub, &passing);
     }
   };
   runTogether({add, read, write, listen});
 
   EXPECT_EQ(0, faults.load());
   EXPECT_EQ(rounds, listener.count());
-  EXPECT_EQ(variables + 2U, dei_->getCopyOfVariableMap()->size());
+  EXPECT_EQ(variables + 2U, dei->getCopyOfVariableMap()->size());
 }
 
 TEST_F(StoreThreads, AddTheSameVariablesAtOnce) {
   const auto add = [&] {
     for (unsigned short sub = 0; sub < variables; ++sub) {
       const KQVariable variable(index, sub, "added");
-      dei_->addVariable(&variable);
+      dei->addVariable(&variable);
     }
   };
   runTogether({add, add, add, add});
-  EXPECT_EQ(variables + 2U, dei_->getCopyOfVariableMap()->size());
+  EXPECT_EQ(variables + 2U, dei->getCopyOfVariableMap()->size());
 }
 
 TEST_F(StoreThreads, TextsAreNeverMixed) {
   std::atomic<int> faults{0};
   const auto writeAll = [&](char letter) {
     for (int round = 0; round < rounds / 10; ++round) {
-      dei_->setVariableValue(index, textSub, std::string(static_cast<std::size_t>(round % 40), letter), true, false);
+      dei->setVariableValue(index, textSub, std::string(static_cast<std::size_t>(round % 40), letter), true, false);
     }
   };
   const auto read = [&] {
     for (int round = 0; round < rounds / 10; ++round) {
       std::string text;
-      dei_->getVariableValue(index, textSub, &text);
+      dei->getVariableValue(index, textSub, &text);
       faults += !text.empty() && text.find_first_not_of(text.front()) != std::string::npos ? 1 : 0;
     }
   };
@@ -173,18 +173,18 @@ TEST_F(StoreThreads, TextsAreNeverMixed) {
 TEST_F(StoreThreads, EveryChangeOfSeveralWritersIsReportedOnce) {
   CountingListener listener;
   std::array<CountingListener, 3> passing;
-  dispatcher_->addMapping(index, sharedSub, &listener);
+  dispatcher->addMapping(index, sharedSub, &listener);
   // Each writer has values of its own, none of which is written twice in a row: every write is a change.
   const auto write = [&](int offset) {
     for (int round = 1; round <= rounds / 2; ++round) {
-      dei_->setVariableValue(index, sharedSub, 2 * round + offset, true, false);
+      dei->setVariableValue(index, sharedSub, 2 * round + offset, true, false);
     }
   };
   const auto enrol = [&] {
     for (int round = 0; round < rounds / 10; ++round) {
       CountingListener& one = passing[static_cast<std::size_t>(round) % passing.size()];
-      dispatcher_->addMapping(index, sharedSub, &one);
-      dispatcher_->removeListener(&one);
+      dispatcher->addMapping(index, sharedSub, &one);
+      dispatcher->removeListener(&one);
     }
   };
   runTogether({[&] { write(0); }, [&] { write(1); }, enrol, enrol});
@@ -198,22 +198,22 @@ TEST_F(StoreThreads, OwnersComeAndGoWhileTheirVariablesAreUsed) {
       test::OwnerRecorder owner("idle");
       const KQExternalVariable variable(index, sharedSub, "owned", STORAGE_TYPE_INTEGER, 0, 1, 0, "", 32, false,
                                         &owner);
-      faults += dei_->addVariable(&variable) != 0 ? 1 : 0;
+      faults += dei->addVariable(&variable) != 0 ? 1 : 0;
     }
   };
   const auto use = [&] {
     for (int round = 0; round < rounds / 10; ++round) {
-      const std::string* name = dei_->getVariableOwner(index, sharedSub);
+      const std::string* name = dei->getVariableOwner(index, sharedSub);
       faults += name != nullptr && *name != "idle" ? 1 : 0;
-      const int result = dei_->forceSetVariableValue(index, sharedSub, round, "idle", true, false);
+      const int result = dei->forceSetVariableValue(index, sharedSub, round, "idle", true, false);
       faults += result != 0 && result != 30 ? 1 : 0;
-      dei_->getVariableOwnerPointer(index, sharedSub);
-      dei_->isVariableSigned(static_cast<unsigned int>(index) << 16 | sharedSub);
+      dei->getVariableOwnerPointer(index, sharedSub);
+      dei->isVariableSigned(static_cast<unsigned int>(index) << 16 | sharedSub);
     }
   };
   const auto copy = [&] {
     for (int round = 0; round < rounds / 100; ++round) {
-      faults += dei_->getCopyOfVariableMap() == nullptr ? 1 : 0;
+      faults += dei->getCopyOfVariableMap() == nullptr ? 1 : 0;
     }
   };
   runTogether({comeAndGo, use, use, copy});

@@ -29,15 +29,15 @@ class Time : public testing::Test {
 protected:
   Time() {
     if (const char* zone = getenv("TZ")) {
-      zoneBefore_ = zone;
+      zoneBefore = zone;
     }
     useZone("UTC0");
   }
 
   ~Time() override {
     KQTime::setSource(nullptr);
-    if (zoneBefore_) {
-      useZone(zoneBefore_->c_str());
+    if (zoneBefore) {
+      useZone(zoneBefore->c_str());
     } else {
       unsetenv("TZ");
       tzset();
@@ -50,7 +50,7 @@ protected:
   }
 
 private:
-  std::optional<std::string> zoneBefore_;
+  std::optional<std::string> zoneBefore;
 };
 
 struct Moment {
