@@ -23,12 +23,12 @@ namespace KQ {
 
 namespace {
 
-/// The runtime's number for the CANopen protocol.
+// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Added to the tick of the notification, which is what receiveCANMessages() is to be given. That adds the tick at its
-/// own start, so that the tick counts twice and this is no time that draining may take: the port is read as long as it
-/// has frames. Only where the sum wraps, which is in the upper half of the tick's range, does draining end after one
-/// frame. Tests pin it: it stays. One reading of the clock serves for both.
+// Added to the tick of the notification, which is what receiveCANMessages() is to be given. That adds the tick at its
+// own start, so that the tick counts twice and this is no time that draining may take: the port is read as long as it
+// has frames. Only where the sum wraps, which is in the upper half of the tick's range, does draining end after one
+// frame. Tests pin it: it stays. One reading of the clock serves for both.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 
 }  // namespace

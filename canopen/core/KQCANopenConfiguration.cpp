@@ -17,9 +17,9 @@ namespace KQ {
 
 namespace {
 
-/// Transmission types from here on are event-driven and know an inhibit time.
+// Transmission types from here on are event-driven and know an inhibit time.
 constexpr unsigned char FIRST_EVENT_DRIVEN_TYPE = 254;
-/// Mapped indexes below this one are data types: dummy entries.
+// Mapped indexes below this one are data types: dummy entries.
 constexpr unsigned short FIRST_INDEX_AFTER_DATA_TYPES = 0x48;
 constexpr int HIGHEST_MAPPED_OBJECTS = 64;
 
@@ -32,7 +32,7 @@ unsigned short mappingIndexOf(KQCANopenPDOType type, unsigned short number) {
   return static_cast<unsigned short>(communicationIndexOf(type, number) + object::PDO_MAPPING_OFFSET);
 }
 
-/// Adds a sub-entry that no PDO can map.
+// Adds a sub-entry that no PDO can map.
 int addParameter(KQCANopenObjectDictionary& dictionary, unsigned short index, unsigned char subIndex,
                  KQCANopenAccessType access, KQCANopenDataType type, const char* name, unsigned int value) {
   return dictionary.addSubentry(index, subIndex, access, type, name, false, static_cast<int>(value), std::string(), 0);
@@ -52,8 +52,8 @@ void addMappingObject(KQCANopenObjectDictionary& dictionary, unsigned short inde
                       0, 0, HIGHEST_MAPPED_OBJECTS);
 }
 
-/// Remembers the direction. The access right tells it too, as long as the object is mapped in one only; a right that
-/// has no such form stays.
+// Remembers the direction. The access right tells it too, as long as the object is mapped in one only; a right that
+// has no such form stays.
 void markMapped(ObjectDictionarySubEntry& mapped, bool isTransmit) {
   (isTransmit ? mapped.isMappedForTransmission : mapped.isMappedForReception) = true;
   KQCANopenAccessType& access = mapped.accessType;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int SEND_ATTEMPTS = 26;
 
-/// What is left to do for a frame that the port refused at the first attempt.
+// What is left to do for a frame that the port refused at the first attempt.
 [[gnu::noinline]] int sendAgain(KQEndPoint* endPoint, const KQCANMessage& message) {
   int result = KQ_NOT_AVAILABLE;
   for (int attempt = 1; attempt < SEND_ATTEMPTS && endPoint != nullptr; ++attempt) {

@@ -26,12 +26,12 @@ namespace KQ {
 
 namespace {
 
-/// Milliseconds that the runtime may wait when no handler knows of anything earlier.
+// Milliseconds that the runtime may wait when no handler knows of anything earlier.
 constexpr int INITIAL_SEND_STATUS = 5;
-/// Milliseconds that a send pass may take.
+// Milliseconds that a send pass may take.
 constexpr unsigned int SEND_BUDGET = 50;
 
-/// The handlers in the order in which they are asked.
+// The handlers in the order in which they are asked.
 enum HandlerBit : KQFrameDispatch::HandlerSet {
   NMT_HANDLER = 0x01,
   SYNC_HANDLER = 0x02,
@@ -40,7 +40,7 @@ enum HandlerBit : KQFrameDispatch::HandlerSet {
   EMERGENCY_HANDLER = 0x10
 };
 
-/// Whether it is one of the states in which a node stays.
+// Whether it is one of the states in which a node stays.
 bool isCommunicating(int state) {
   return state == CANOPEN_STATE_PRE_OPERATIONAL || state == CANOPEN_STATE_OPERATIONAL || state == CANOPEN_STATE_STOPPED;
 }
@@ -164,7 +164,7 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
   return isCommunicating(current) ? sendDue(now, now + SEND_BUDGET) : runPassingState(current, deadline);
 }
 
-/// Apart from the states in which a node stays: few cycles are here.
+// Apart from the states in which a node stays: few cycles are here.
 [[gnu::noinline]] int KQCANopenStateMachine::runPassingState(int current, unsigned int deadline) {
   const NodeInternals::Use use(instance);
   switch (current) {

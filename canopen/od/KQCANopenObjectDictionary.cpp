@@ -24,7 +24,7 @@ using Variable = extension::ObjectVariable<KQDEI>;
 constexpr object::IndexRange SDO_PARAMETERS{object::SERVER_SDO_PARAMETERS.first, object::CLIENT_SDO_PARAMETERS.last};
 constexpr object::IndexRange PDO_PARAMETERS{object::RECEIVE_PDO_COMMUNICATION.first, object::TRANSMIT_PDO_MAPPING.last};
 constexpr int NO_FIXED_SIZE = -1;
-/// What resetValue() answers for a string: no failure, and nothing was written.
+// What resetValue() answers for a string: no failure, and nothing was written.
 constexpr int NOT_RESET = -1;
 
 struct DataTypeProperties {
@@ -35,7 +35,7 @@ struct DataTypeProperties {
 
 constexpr DataTypeProperties UNKNOWN_TYPE{NO_FIXED_SIZE, NO_FIXED_SIZE, false};
 
-/// By data type index. REAL32 and REAL64 count as unsigned, and "no type" has a byte but no bits.
+// By data type index. REAL32 and REAL64 count as unsigned, and "no type" has a byte but no bits.
 constexpr std::array<DataTypeProperties, DATA_TYPE_UNSIGNED64 + 1> DATA_TYPES{{
     {1, 0, false},   // 0x00 no type
     {1, 1, false},   // 0x01 BOOLEAN

@@ -13,7 +13,7 @@ namespace {
 
 using Range = object::IndexRange;  // of indexes, and of any other values of 16 bits
 
-constexpr unsigned int SAVE_SIGNATURE = 0x65766173U;  ///< "save" in the order of transmission
+constexpr unsigned int SAVE_SIGNATURE = 0x65766173U;  // "save" in the order of transmission
 
 constexpr Range GENERAL_OBJECTS{0x1000, 0x1018};
 constexpr Range DEVICE_TEXTS{0x1008, 0x100A};
@@ -35,7 +35,7 @@ bool isOutsideLimits(const ObjectDictionarySubEntry& subEntry, int value) {
   return bitsOf(value) < bitsOf(subEntry.lowLimit) || bitsOf(value) > bitsOf(subEntry.highLimit);
 }
 
-/// COB-IDs that CiA 301 keeps for other services.
+// COB-IDs that CiA 301 keeps for other services.
 bool isRestrictedCOBID(unsigned int cobID) {
   constexpr Range NMT{0, 0x7F};
   constexpr Range TIME_STAMP{0x101, 0x180};

@@ -11,7 +11,7 @@ namespace KQ {
 
 namespace {
 
-/// Entries that only fill up a frame.
+// Entries that only fill up a frame.
 bool isDummy(unsigned int key) {
   return indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
 }

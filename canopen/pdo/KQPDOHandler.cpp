@@ -160,7 +160,7 @@ void KQPDOHandler::startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnA
   }
 }
 
-/// @return whether the PDO had a turn at the next SYNC
+// @return whether the PDO had a turn at the next SYNC
 bool KQPDOHandler::retire(KQPDO& pdo) {
   {
     // First, so that no thread that still walks over it enters it again, and not while one sends it.

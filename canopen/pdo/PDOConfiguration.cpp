@@ -25,7 +25,7 @@ unsigned int bitLengthOf(int mapping) {
   return static_cast<unsigned int>(mapping) & 0xFFU;
 }
 
-/// A mapping entry holds index, sub-index and length.
+// A mapping entry holds index, sub-index and length.
 unsigned int keyOfMapping(int mapping) {
   const auto bits = static_cast<unsigned int>(mapping);
   return keyOf(static_cast<unsigned short>(bits >> 16), static_cast<unsigned char>(bits >> 8 & 0xFFU));
@@ -41,7 +41,7 @@ KQTransmitType transmitTypeOf(bool isReceive, KQCANopenPDOTransmissionMode mode,
   return isEventDriven(mode) && eventTimer != 0 ? TRANSMIT_ON_CHANGE_AND_TIMER : TRANSMIT_ON_CHANGE;
 }
 
-/// Bytes of the frame: those of all mapped bits, but no more than a frame has.
+// Bytes of the frame: those of all mapped bits, but no more than a frame has.
 unsigned int frameLengthOf(unsigned int bits, unsigned short commIndex, bool isReceive) {
   const unsigned int length = (bits + 7) / 8;
   if (length <= FRAME_BYTES) {
@@ -62,7 +62,7 @@ void reportUnusableVariable(unsigned int key, int result) {
                                                         : " could not be found in Object Dictionary ");
 }
 
-/// The entries of a mapping parameter that can be read, as they stand in the dictionary.
+// The entries of a mapping parameter that can be read, as they stand in the dictionary.
 class Mapping {
 public:
   Mapping(KQCANopenObjectDictionary& od, unsigned short index) : dictionary(od) {

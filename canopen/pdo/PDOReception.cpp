@@ -16,7 +16,7 @@ namespace KQ {
 
 namespace {
 
-/// Emergency error code "PDO length exceeded", also the result for such a frame.
+// Emergency error code "PDO length exceeded", also the result for such a frame.
 constexpr unsigned short PDO_LENGTH_EXCEEDED = 0x8220;
 
 }  // namespace

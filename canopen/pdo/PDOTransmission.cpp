@@ -27,7 +27,7 @@ namespace {
 using Lock = std::lock_guard<KQMutex>;
 
 constexpr int HIGHEST_COUNT = 0x7FFFFFFF;
-/// ms after which a transmission that failed is tried again.
+// ms after which a transmission that failed is tried again.
 constexpr unsigned int RETRY_TIME = 5;
 
 }  // namespace
@@ -167,7 +167,7 @@ unsigned int KQPDOHandler::getTimeToNextWork(unsigned int now, int state) const 
   return pendingPDOs.empty() ? time : std::min(time, timeToPendingPDO(now));
 }
 
-/// A transmission that the port refused is tried again at the pace of the status word.
+// A transmission that the port refused is tried again at the pace of the status word.
 unsigned int KQPDOHandler::timeToPendingPDO(unsigned int now) const {
   unsigned int time = KQCANopenStateMachine::NO_WORK;
   const unsigned int sinceFailure = now - failedTick;

@@ -20,7 +20,7 @@ namespace {
 
 using Lock = std::lock_guard<KQMutex>;
 
-/// Value of a queued read, which has none.
+// Value of a queued read, which has none.
 constexpr int NO_VALUE = -1;
 
 unsigned long long identityOf(const SDODownloadRequestParameter& read) {

@@ -14,9 +14,9 @@ namespace KQ {
 
 namespace {
 
-/// From here on a failed write's result is an abort code of the dictionary's own.
+// From here on a failed write's result is an abort code of the dictionary's own.
 constexpr int FIRST_WRITE_ABORT_CODE = 201;
-/// The same for the reading of strings.
+// The same for the reading of strings.
 constexpr int FIRST_READ_ABORT_CODE = 200;
 
 bool isWritten(int result) {

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, SteadyState, testing::ValuesIn(steadyScenari
 
 class SteadyStateOfNode : public testing::TestWithParam<bench::Configuration> {
 protected:
-  /// Lets the clock run, with one cycle a millisecond.
+  // Lets the clock run, with one cycle a millisecond.
   void run(unsigned int milliseconds) {
     for (unsigned int i = 0; i < milliseconds; ++i) {
       bench::BenchEnvironment::advance(1);

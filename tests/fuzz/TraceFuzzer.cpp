@@ -24,7 +24,7 @@ using monitor::Service;
 constexpr unsigned int MAPPED_COB_ID = 0x185;
 constexpr std::size_t LONGEST_KEPT = 4096;
 
-/// A PDO of odd lengths, and an object of each form.
+// A PDO of odd lengths, and an object of each form.
 class Names : public monitor::ObjectNames {
 public:
   monitor::ObjectDescription describe(unsigned char /*node*/, unsigned short index,
@@ -69,7 +69,7 @@ void check(const monitor::DecodedFrame& frame, const std::string& interface) {
   trace::toObject(frame, interface).dump(-1, ' ', false, nlohmann::json::error_handler_t::strict);
 }
 
-/// Takes each frame, and says in the end what there was.
+// Takes each frame, and says in the end what there was.
 class Watcher {
 public:
   void take(const monitor::Frame& frame) {
@@ -117,7 +117,7 @@ void readLog(const std::string& log, Watcher& watcher) {
   std::fclose(opened);
 }
 
-/// Frames mostly of one server, so that transfers come about.
+// Frames mostly of one server, so that transfers come about.
 void takeFrames(fuzz::Input& input, Watcher& watcher) {
   static constexpr unsigned int IDENTIFIERS[] = {0x605, 0x585, 0x605, 0x585, 0x6E1, 0x6E2, MAPPED_COB_ID, 0x705};
   long long now = 1700000000000000;

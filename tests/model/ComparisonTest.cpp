@@ -16,7 +16,7 @@ using namespace model;
 
 namespace {
 
-/// Prints a line in every cycle after a number of frames.
+// Prints a line in every cycle after a number of frames.
 class Counter : public Device {
 public:
   explicit Counter(unsigned int most) : limit(most) {}

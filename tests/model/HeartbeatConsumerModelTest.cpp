@@ -30,7 +30,7 @@ Event anyConsumer(Random& random, unsigned int time) {
   return [=](Device& device) { device.addConsumer(node, milliseconds); };
 }
 
-/// A master writes an entry, or the stack itself does.
+// A master writes an entry, or the stack itself does.
 Event anyEntry(Random& random, unsigned int time) {
   const unsigned int subIndex = random.between(0, 4);
   const unsigned int value = anyNode(random) << 16U | time | (random.oneIn(8) ? 0x1000000U : 0U);

@@ -145,7 +145,7 @@ Event anyReceivePDO(Random& random) {
   return receive(frame);
 }
 
-/// A parameter of a PDO is written, by the stack itself or as from the bus.
+// A parameter of a PDO is written, by the stack itself or as from the bus.
 Event anyParameter(Random& random) {
   const bool transmit = random.oneIn(2);
   const unsigned int number = random.below(PDOS);
@@ -219,7 +219,7 @@ Event model::anyPDOEvent(Random& random) {
 
 namespace {
 
-/// Many SYNCs at once, so that the counter of SYNCs begins anew.
+// Many SYNCs at once, so that the counter of SYNCs begins anew.
 Event manySyncs(Random& random) {
   const unsigned int count = random.between(240, 260);
   return [=](Device& device) {

@@ -86,7 +86,7 @@ const std::vector<VariableDescription>& variables() {
   return all;
 }
 
-/// Objects that have no variable in the store behind them.
+// Objects that have no variable in the store behind them.
 const std::vector<ObjectDescription>& objects() {
   static const std::vector<ObjectDescription> all{
       {0x2003, 1, UNSIGNED16, RW, 1},
@@ -171,7 +171,7 @@ Event anySegment(Random& random, unsigned int toggle) {
   return receive(frame);
 }
 
-/// A transfer as it should be, but for a disturbance here and there.
+// A transfer as it should be, but for a disturbance here and there.
 void appendTransfer(Sequence& sequence, Random& random) {
   const bool download = random.oneIn(2);
   sequence.push_back(download ? startDownload(random) : receive(request(random, 0x40, anyText(random))));

@@ -89,7 +89,7 @@ struct MappedRow : test::NamedCase {
   const char* frame;
 };
 
-/// A node in OPERATIONAL whose first TPDO maps five variables of the application, one after the other.
+// A node in OPERATIONAL whose first TPDO maps five variables of the application, one after the other.
 class MappedVariables : public test::SDOServerFixture {
 protected:
   MappedVariables() {

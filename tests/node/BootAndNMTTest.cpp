@@ -79,7 +79,7 @@ struct Step : test::NamedCase {
 
 class NodeCommand : public testing::TestWithParam<Step> {
 protected:
-  /// Brings the node into a communicating state by commands alone.
+  // Brings the node into a communicating state by commands alone.
   static void bringTo(TestNode& node, int state) {
     node.boot();
     if (state == KQ::CANOPEN_STATE_OPERATIONAL) {

@@ -94,7 +94,7 @@ protected:
     ASSERT_EQ(0, node.setSDOServerID(index, 1, 0x620));
   }
 
-  /// A cycle of a node, and the answers of its server. @return whether a write to the server went out
+  // A cycle of a node, and the answers of its server. @return whether a write to the server went out
   bool serve(unsigned int number) {
     nodes[number]->process(clock.now() + 10);
     bool hasWritten = false;
@@ -110,8 +110,8 @@ protected:
     return hasWritten;
   }
 
-  /// What a protocol thread does until the applications are done and nothing more comes. @param disturb called each
-  /// time
+  // What a protocol thread does until the applications are done and nothing more comes. @param disturb called each
+  // time
   template <typename Disturb>
   void run(unsigned int number, Disturb disturb) {
     constexpr int CALM = 20;

@@ -27,19 +27,19 @@ namespace {
 
 using test::Frames;
 
-/// Everything that a node did, each with the tick at which it did it.
+// Everything that a node did, each with the tick at which it did it.
 using Log = std::vector<std::string>;
 
-/// Something that happens to a node from outside.
+// Something that happens to a node from outside.
 struct Event {
-  unsigned int after;  ///< ms from the start
+  unsigned int after;  // ms from the start
   std::function<void()> happen;
 };
 
-/// How the program around the node waits.
+// How the program around the node waits.
 enum class Pace { EVERY_MILLISECOND, UNTIL_NEXT_WORK };
 
-/// Drives a node for a while and keeps what it does.
+// Drives a node for a while and keeps what it does.
 class Drive {
 public:
   explicit Drive(test::TestNode& driven) : node(driven), start(node.clock.now()) {}
@@ -86,7 +86,7 @@ private:
   Log log;
 };
 
-/// Notes a PDO event where the node prints, so that it is logged with its tick.
+// Notes a PDO event where the node prints, so that it is logged with its tick.
 class PrintingAction : public KQ::KQAction {
 public:
   int execute() override {
@@ -204,7 +204,7 @@ Log clientTimeouts(Pace pace) {
 struct Scenario {
   const char* name;
   Log (*play)(Pace);
-  std::size_t events;  ///< as many at least, so that there is something to compare
+  std::size_t events;  // as many at least, so that there is something to compare
 };
 
 class Sleep : public testing::TestWithParam<Scenario> {};

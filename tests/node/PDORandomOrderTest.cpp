@@ -35,7 +35,7 @@ namespace {
 
 constexpr unsigned short PDOS = 6;
 constexpr unsigned int INVALID = 0x80000000U;
-/// Frames that one operation may let out. A pause may have kept back many operations, but an end there is.
+// Frames that one operation may let out. A pause may have kept back many operations, but an end there is.
 constexpr std::size_t MOST_FRAMES = 10000;
 
 class RandomAction : public KQAction {
@@ -240,7 +240,7 @@ protected:
 
   // ---- what must hold
 
-  /// What an event of an RPDO sets off, in the middle of its handling.
+  // What an event of an RPDO sets off, in the middle of its handling.
   void react() {
     if (isCalm || !oneIn(20)) {
       return;
@@ -283,7 +283,7 @@ protected:
     EXPECT_LE(node.canopen().getProtocolStatus(), 5);
   }
 
-  /// A PDO of each direction that nothing before has touched.
+  // A PDO of each direction that nothing before has touched.
   void expectWorkingPDOs() {
     isCalm = true;
     node.port().refuse(0, 0);
@@ -303,7 +303,7 @@ protected:
   }
 
   std::mt19937 random;
-  bool isCalm = false;  ///< events set nothing off
+  bool isCalm = false;  // events set nothing off
   test::SignalRecorder stateChanges;
   RandomAction action{[this] { react(); }};
 };

@@ -28,7 +28,7 @@ protected:
     startAndSettle();
   }
 
-  /// A request of the master. @return all frames that it sets off, the answer last
+  // A request of the master. @return all frames that it sets off, the answer last
   Frames request(const std::string& bytes) { return node.receive("605#" + bytes); }
   std::string printed() { return node.output.takeOutput(); }
 };

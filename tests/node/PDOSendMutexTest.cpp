@@ -24,7 +24,7 @@ using test::Frames;
 
 namespace {
 
-/// A transmission reads the clock with the send mutex held; whatever goes on around the transmissions reads it without.
+// A transmission reads the clock with the send mutex held; whatever goes on around the transmissions reads it without.
 class PDOSendMutex : public test::PDOFixture {
 protected:
   PDOSendMutex() {
@@ -35,7 +35,7 @@ protected:
     start();
   }
 
-  /// From now on each reading of the clock notes, in the respect of another thread, whether the send mutex is free.
+  // From now on each reading of the clock notes, in the respect of another thread, whether the send mutex is free.
   void watch() {
     sendMutex = &PDOInternals::sendMutexOf(handler());
     port = &node.port();
@@ -46,7 +46,7 @@ protected:
     test::edition::setClock(readTick);  // until the node's clock goes
   }
 
-  /// By the number of frames that were sent since watch().
+  // By the number of frames that were sent since watch().
   static inline std::set<unsigned int> whenFree;
   static inline std::set<unsigned int> whenHeld;
 
@@ -110,7 +110,7 @@ TEST_F(PDOSendMutex, LetsNoPDOBeReplacedWhileItIsSent) {
   EXPECT_TRUE(waits);
 }
 
-/// Changes a variable all the time.
+// Changes a variable all the time.
 class ChangingThread {
 public:
   explicit ChangingThread(unsigned short variable) : index(variable), thread([this] { run(); }) {}
@@ -149,7 +149,7 @@ protected:
 
   static bool isOfSync(const std::string& frame) { return frame.compare(0, 3, "1FF") != 0; }
 
-  /// Whether the frame of a change left between the first and the last one of the SYNC.
+  // Whether the frame of a change left between the first and the last one of the SYNC.
   static bool hasChangeInBetween(const Frames& frames) {
     const auto first = std::find_if(frames.begin(), frames.end(), isOfSync);
     const auto last = std::find_if(frames.rbegin(), frames.rend(), isOfSync).base();

@@ -15,7 +15,7 @@ namespace {
 
 class Runtime : public test::PDOFixture {
 protected:
-  /// An event-driven TPDO that maps these objects, in operation.
+  // An event-driven TPDO that maps these objects, in operation.
   void send(const test::Mapping& mapping) {
     addTransmitPDO(0, {0x181}, mapping);
     startAndSettle();

@@ -20,7 +20,7 @@ namespace {
 using test::Frames;
 using test::pattern;
 
-/// Sub-indexes of 2001 are node 5's view of 2101 in node 6, those of 2002 are node 6's view of 2102 in node 5.
+// Sub-indexes of 2001 are node 5's view of 2101 in node 6, those of 2002 are node 6's view of 2102 in node 5.
 class SDOClientAndServer : public test::TwoNodesFixture {
 protected:
   SDOClientAndServer() {
@@ -64,7 +64,7 @@ protected:
   }
 
   static KQ::KQDEI& store() { return *KQ::KQDEI::instance(); }
-  /// What the application does: its request reaches the node that owns the variable.
+  // What the application does: its request reaches the node that owns the variable.
   static void write(unsigned short index, int value) {
     EXPECT_EQ(0, store().setVariableValue(index, 1, value, true, true));
   }
@@ -88,7 +88,7 @@ protected:
     EXPECT_EQ(0, store().setVariableValue(index, 2, value, true, false));
   }
 
-  /// Cycles until the bus is silent. @return what the master saw
+  // Cycles until the bus is silent. @return what the master saw
   Frames settle() {
     Frames frames;
     int silent = 0;

@@ -21,7 +21,7 @@ using test::Frames;
 
 class SDOServer : public test::SDOServerFixture {
 protected:
-  /// Adds a variable of another protocol to the store, and the node takes it over.
+  // Adds a variable of another protocol to the store, and the node takes it over.
   void add(KQ::KQVariable& variable) {
     variable.setOwner(&owner);
     ASSERT_EQ(0, KQ::KQDEI::instance()->addVariable(&variable));
@@ -218,7 +218,7 @@ TEST(SDOServerOfAnotherNode, ChannelFollowsTheNodeID) {
   EXPECT_EQ(Frames{"5FF#43 00 12 01 7F 06 00 00"}, node.receive("67F#40 00 12 01 00 00 00 00"));
 }
 
-/// A second channel, which is there when the node boots.
+// A second channel, which is there when the node boots.
 class AddedSDOServer : public testing::Test {
 protected:
   void boot(unsigned int responseCobID) {

@@ -80,7 +80,7 @@ TEST_F(ServedIdentifiers, ReceivePDOThatBecomesValidIsServedAtOnce) {
   EXPECT_EQ(0x22, stored(0x2001, 1));
 }
 
-/// A PDO whose identifier is that of the requests to the SDO server.
+// A PDO whose identifier is that of the requests to the SDO server.
 TEST_F(ServedIdentifiers, IdentifierOfTwoServicesGoesToTheFirstThatTakesIt) {
   addReceivePDO(0, {0x605}, {0x20010108});
   node.cycle();

@@ -27,7 +27,7 @@ constexpr unsigned int HOUR_MS = 3600U * 1000U;
 constexpr unsigned int UPLOAD_EVERY_S = 10;
 constexpr unsigned short OBJECT = 0x2000;
 
-/// Each node watches all others, sends a PDO by event timer and one at every SYNC, and takes one of its neighbour.
+// Each node watches all others, sends a PDO by event timer and one at every SYNC, and takes one of its neighbour.
 class NetworkOfDays : public testing::Test {
 protected:
   NetworkOfDays() {
@@ -65,7 +65,7 @@ protected:
     EXPECT_EQ(0, node.addPDOMapping(number, type, OBJECT, static_cast<unsigned short>(subIndex), 16));
   }
 
-  /// A second: at its end a SYNC and, in some, a question of the master to each node.
+  // A second: at its end a SYNC and, in some, a question of the master to each node.
   void runSecond() {
     network.runUntil(network.clock.now() + 1000);
     network.send(test::frame("080#"));

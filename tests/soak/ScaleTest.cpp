@@ -82,7 +82,7 @@ protected:
     manager.addCANopenInstance(node);
   }
 
-  /// A cycle of all nodes, in which each takes what has arrived. @return the identifiers of what the master then sees
+  // A cycle of all nodes, in which each takes what has arrived. @return the identifiers of what the master then sees
   std::multiset<unsigned int> cycle() {
     manager.updateAllData(clock.now() + 10);
     for (unsigned int id = 1; id <= HIGHEST_NODE_ID; ++id) {

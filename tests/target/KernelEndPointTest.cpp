@@ -28,7 +28,7 @@
 namespace test {
 namespace {
 
-/// An open port on vcan0 that a manager serves, and another node there.
+// An open port on vcan0 that a manager serves, and another node there.
 class KernelEndPoint : public testing::Test, protected KQ::KQEndPointListener {
 protected:
   KernelEndPoint() {
@@ -71,7 +71,7 @@ protected:
   std::vector<std::string> events;
 };
 
-/// Number @p number as a frame that names its place in a burst.
+// Number number as a frame that names its place in a burst.
 std::string numbered(unsigned int identifier, unsigned int number) {
   KQ::KQCANMessage message;
   message.identifier = identifier;
@@ -80,7 +80,7 @@ std::string numbered(unsigned int identifier, unsigned int number) {
   return toText(message);
 }
 
-/// vcan0 lets frames out as slowly as a bus of 1 Mbit/s, and has the default queue of a controller in front of it.
+// vcan0 lets frames out as slowly as a bus of 1 Mbit/s, and has the default queue of a controller in front of it.
 class PacedInterface {
 public:
   static constexpr unsigned QUEUE_LENGTH = 10;

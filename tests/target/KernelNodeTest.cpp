@@ -36,7 +36,7 @@ const std::string UPLOAD_VENDOR_ID = "605#40 18 10 01 00 00 00 00";
 
 class KernelNodeTest : public testing::Test {
 protected:
-  /// Lets the node work, and gives the frames that the other node saw meanwhile.
+  // Lets the node work, and gives the frames that the other node saw meanwhile.
   Frames run(int milliseconds) {
     device.run(milliseconds);
     return peer.take();
@@ -49,7 +49,7 @@ protected:
     return result;
   }
 
-  /// The answers to an upload, which every node gives at any time.
+  // The answers to an upload, which every node gives at any time.
   std::size_t countAnswers() {
     peer.send(UPLOAD_VENDOR_ID);
     return only(run(5), "585#43 18 10 01").size();
@@ -212,7 +212,7 @@ protected:
     }
   }
 
-  /// The clock is set behind a frame with that identifier, and twenty more follow, each a period after the one before.
+  // The clock is set behind a frame with that identifier, and twenty more follow, each a period after the one before.
   void expectCadenceOverTheStep(const std::string& identifier) {
     waitFor(identifier);
     std::int64_t last = monotonicTime();

@@ -57,7 +57,7 @@ protected:
     return heartbeat ? heartbeat->text : "no heartbeat";
   }
 
-  /// The state that the node says in its heartbeats after an NMT command.
+  // The state that the node says in its heartbeats after an NMT command.
   std::string heartbeatAfter(const std::string& command) {
     master.take();
     master.send(command);
@@ -65,7 +65,7 @@ protected:
     return nextHeartbeat();
   }
 
-  /// How often the panel wakes in two seconds, with a program beside it.
+  // How often the panel wakes in two seconds, with a program beside it.
   long wakesBeside(const std::vector<std::string>& words) {
     constexpr int DURATION_MS = 2000;
     const Process program(words);
@@ -108,7 +108,7 @@ TEST_F(PanelOnBus, EndsCleanlyOnSIGTERM) {
   EXPECT_EQ(0, panel->terminate());
 }
 
-/// What a panel has said of its port.
+// What a panel has said of its port.
 std::string portLinesOf(const std::string& logFile) {
   return outputOf("grep ^socketcan: " + logFile);
 }
@@ -159,7 +159,7 @@ TEST_F(PanelOnBus, WallClockThatIsSetMovesNoHeartbeat) {
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
 }
 
-/// Asks the node again and again while cangen sends as much as the bus carries, and expects its answers and heartbeats.
+// Asks the node again and again while cangen sends as much as the bus carries, and expects its answers and heartbeats.
 void PanelOnBus::flood(std::int64_t duration) {
   EXPECT_EQ("705#05", heartbeatAfter("000#01 05"));
   master.listenOnlyTo(0x705, 0x585);

@@ -41,7 +41,7 @@ void runNode() {
   }
 }
 
-/// An SDO request, or any other frame that has a number in its last four bytes.
+// An SDO request, or any other frame that has a number in its last four bytes.
 std::string frameWith(unsigned int number, unsigned int identifier, std::vector<unsigned char> bytesBefore = {}) {
   KQ::KQCANMessage message;
   message.identifier = identifier;
@@ -64,7 +64,7 @@ protected:
     master.listenOnlyTo(0x585, 0x301);
   }
 
-  /// Writes an object. The next frame that the master sends follows upon the confirmation at once.
+  // Writes an object. The next frame that the master sends follows upon the confirmation at once.
   void write(unsigned short index, unsigned char subIndex, unsigned int value) {
     EXPECT_EQ("60", ask(0x23, index, subIndex, value).substr(4, 2));
   }

@@ -13,15 +13,13 @@
 
 namespace KQ {
 
-/**
- * An end point on a CAN interface of the kernel ("socketcan:IF").
- *
- * Frames are taken from the kernel in batches, which it filters: what nobody wants does not wake the process. A frame
- * is written to the kernel at once while nothing waits, else into a bounded queue, which flush() empties in order. The
- * port is down while the interface is down or gone and while the controller is bus-off; frames that were still queued
- * then are discarded, for they would be process values of the past when it returns. It returns by itself, tried every
- * RETRY_MS by service(), or by readMessage when no manager serves the end point.
- */
+/// An end point on a CAN interface of the kernel ("socketcan:IF").
+///
+/// Frames are taken from the kernel in batches, which it filters: what nobody wants does not wake the process. A frame
+/// is written to the kernel at once while nothing waits, else into a bounded queue, which flush() empties in order. The
+/// port is down while the interface is down or gone and while the controller is bus-off; frames that were still queued
+/// then are discarded, for they would be process values of the past when it returns. It returns by itself, tried every
+/// RETRY_MS by service(), or by readMessage when no manager serves the end point.
 class KQSocketCANEndPoint : public KQEndPoint {
 public:
   static constexpr std::size_t TRANSMIT_CAPACITY = 1024;  ///< frames that wait for the kernel
@@ -29,12 +27,10 @@ public:
   static constexpr unsigned BUS_OFF_MS = 2000;        ///< after which a running interface ends bus-off even unannounced
   static constexpr unsigned OVERRUN_QUIET_MS = 1000;  ///< without overruns, after which they are said to be over
 
-  /**
-   * Opens an end point on an interface. An interface that is down opens all the same, and the port is down.
-   * @param interfaceName as in "can0"
-   * @param error receives one line about what went wrong when null is returned
-   * @param calls system calls to use, not owned, must outlive the end point
-   */
+  /// Opens an end point on an interface. An interface that is down opens all the same, and the port is down.
+  /// @param interfaceName as in "can0"
+  /// @param error receives one line about what went wrong when null is returned
+  /// @param calls system calls to use, not owned, must outlive the end point
   [[nodiscard]] static std::unique_ptr<KQSocketCANEndPoint> open(const std::string& interfaceName, std::string& error,
                                                                  KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
   ~KQSocketCANEndPoint() override;

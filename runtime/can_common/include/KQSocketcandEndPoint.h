@@ -12,13 +12,11 @@
 
 namespace KQ {
 
-/**
- * An end point on a bus that another program serves on TCP ("socketcand:HOST:PORT/CHANNEL").
- *
- * The port is down while there is no connection; frames that were not sent yet are discarded then. A new
- * connection is tried every RETRY_MS by service(), or by readMessage when no manager serves the end point.
- * While its receive queue is full it does not read from the connection, so that nothing is lost here.
- */
+/// An end point on a bus that another program serves on TCP ("socketcand:HOST:PORT/CHANNEL").
+///
+/// The port is down while there is no connection; frames that were not sent yet are discarded then. A new
+/// connection is tried every RETRY_MS by service(), or by readMessage when no manager serves the end point.
+/// While its receive queue is full it does not read from the connection, so that nothing is lost here.
 class KQSocketcandEndPoint : public KQEndPoint {
 public:
   static constexpr std::size_t RECEIVE_CAPACITY = 1024;  ///< frames that wait for a reader
@@ -27,14 +25,12 @@ public:
   static constexpr unsigned RETRY_MS = 500;       ///< between two tries to connect
   static constexpr unsigned HANDSHAKE_MS = 2000;  ///< longest time for a connection and its handshake
 
-  /**
-   * Connects and enters raw mode; waits for that, no longer than the time limit for each address.
-   * @param host name or address (IPv4 or IPv6, without brackets)
-   * @param port TCP port, 1..65535
-   * @param channel name of the bus, as the server calls it
-   * @param error receives one line about what went wrong when null is returned
-   * @param timeLimitMs for connecting and the handshake, in milliseconds
-   */
+  /// Connects and enters raw mode; waits for that, no longer than the time limit for each address.
+  /// @param host name or address (IPv4 or IPv6, without brackets)
+  /// @param port TCP port, 1..65535
+  /// @param channel name of the bus, as the server calls it
+  /// @param error receives one line about what went wrong when null is returned
+  /// @param timeLimitMs for connecting and the handshake, in milliseconds
   [[nodiscard]] static std::unique_ptr<KQSocketcandEndPoint> open(const std::string& host, unsigned short port,
                                                                   const std::string& channel, std::string& error,
                                                                   unsigned timeLimitMs = HANDSHAKE_MS);

@@ -13,19 +13,17 @@ class KQEndPointManager;
 class SocketcandClient;
 class KQVirtualBus;
 
-/**
- * Serves a KQVirtualBus on TCP, in the raw mode of socketcand's line protocol, so that unmodified
- * clients attach to it. Every client that entered raw mode is one more participant on the bus.
- *
- * Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
- * belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
- *
- * What a client cannot do to the others: one that sends more than a CAN bus of 1 Mbit/s carries is slowed down by its
- * own socket, and those who do take turns (TURN_FRAMES each) in what the bus has left; a client is not read from while
- * a receive queue of the bus is nearly full, so a burst is slowed down and not lost; one that does not read what it is
- * sent is dropped when OUTPUT_LIMIT bytes wait for it; one that sends no line of the protocol is answered with an
- * error, or closed; more than MAXIMUM_CLIENTS are told so and closed.
- */
+/// Serves a KQVirtualBus on TCP, in the raw mode of socketcand's line protocol, so that unmodified
+/// clients attach to it. Every client that entered raw mode is one more participant on the bus.
+///
+/// Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
+/// belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
+///
+/// What a client cannot do to the others: one that sends more than a CAN bus of 1 Mbit/s carries is slowed down by its
+/// own socket, and those who do take turns (TURN_FRAMES each) in what the bus has left; a client is not read from while
+/// a receive queue of the bus is nearly full, so a burst is slowed down and not lost; one that does not read what it is
+/// sent is dropped when OUTPUT_LIMIT bytes wait for it; one that sends no line of the protocol is answered with an
+/// error, or closed; more than MAXIMUM_CLIENTS are told so and closed.
 class KQSocketcandServer : private KQTimedService {
 public:
   static constexpr std::size_t OUTPUT_LIMIT = 1U << 20U;  ///< bytes waiting for one client
@@ -43,15 +41,13 @@ public:
   /// Closes.
   ~KQSocketcandServer() override;
 
-  /**
-   * Opens the server.
-   * @param host name or address (IPv4 or IPv6) to listen on, all addresses of the name; empty: the loopback addresses
-   * @param port TCP port; 0: any free one, see getPort
-   * @param busName the bus to serve, and the name that clients open
-   * @param manager serves it; must outlive it
-   * @param error receives one line about what went wrong when the result is not 0
-   * @return 0 listening; 10 the address cannot be had (port in use...); 20 unknown host; 25 it is listening already
-   */
+  /// Opens the server.
+  /// @param host name or address (IPv4 or IPv6) to listen on, all addresses of the name; empty: the loopback addresses
+  /// @param port TCP port; 0: any free one, see getPort
+  /// @param busName the bus to serve, and the name that clients open
+  /// @param manager serves it; must outlive it
+  /// @param error receives one line about what went wrong when the result is not 0
+  /// @return 0 listening; 10 the address cannot be had (port in use...); 20 unknown host; 25 it is listening already
   int listen(const std::string& host, unsigned short port, const std::string& busName, KQEndPointManager& manager,
              std::string& error);
 

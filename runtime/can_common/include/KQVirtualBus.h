@@ -10,15 +10,13 @@
 
 namespace KQ {
 
-/**
- * A CAN bus inside the process. What one participant sends, every other one gets, all in the same order.
- * It lives as long as somebody holds it. Every operation is safe from any thread.
- *
- * Like a controller that repeats its frame until somebody acknowledges it, the bus keeps the very first
- * frame of a participant that is sent while it is alone, and delivers it to the first one that
- * attaches after it: a client that comes later still sees the boot-up of a node. Further frames sent while alone
- * are lost, so that nobody is given process values of the past.
- */
+/// A CAN bus inside the process. What one participant sends, every other one gets, all in the same order.
+/// It lives as long as somebody holds it. Every operation is safe from any thread.
+///
+/// Like a controller that repeats its frame until somebody acknowledges it, the bus keeps the very first
+/// frame of a participant that is sent while it is alone, and delivers it to the first one that
+/// attaches after it: a client that comes later still sees the boot-up of a node. Further frames sent while alone
+/// are lost, so that nobody is given process values of the past.
 class KQVirtualBus {
 public:
   /// What became of a frame.
@@ -50,12 +48,10 @@ public:
   /// Delivers a frame to all others, whether they have room or not. @param sender an attached participant
   SendResult send(KQBusParticipant* sender, const KQBusFrame& frame);
 
-  /**
-   * Delivers a frame to all others unless one of them is nearly full: for senders that can wait.
-   * @param sender an attached participant
-   * @param roomDescriptor an eventfd that is written to once when a participant has room again (after SEND_NO_ROOM)
-   * @param yields the sender sends much: it waits earlier, for what is left to be there for the others
-   */
+  /// Delivers a frame to all others unless one of them is nearly full: for senders that can wait.
+  /// @param sender an attached participant
+  /// @param roomDescriptor an eventfd that is written to once when a participant has room again (after SEND_NO_ROOM)
+  /// @param yields the sender sends much: it waits earlier, for what is left to be there for the others
   SendResult sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame, int roomDescriptor, bool yields = false);
 
   /// Waits no longer for those that are nearly full now and have taken nothing since the last call of this: they lose

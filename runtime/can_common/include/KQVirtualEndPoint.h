@@ -12,24 +12,20 @@
 
 namespace KQ {
 
-/**
- * An end point on a KQVirtualBus ("virtual:NAME").
- *
- * Its receive queue is bounded: a frame that finds it full is lost for this end point and counted as an
- * overrun, as in a controller. A write never fails but for the frame itself; one that nobody is there to receive is
- * counted as unacknowledged (KQVirtualBus tells what is delivered later all the same). The descriptor is an
- * eventfd that is readable exactly while frames wait.
- */
+/// An end point on a KQVirtualBus ("virtual:NAME").
+///
+/// Its receive queue is bounded: a frame that finds it full is lost for this end point and counted as an
+/// overrun, as in a controller. A write never fails but for the frame itself; one that nobody is there to receive is
+/// counted as unacknowledged (KQVirtualBus tells what is delivered later all the same). The descriptor is an
+/// eventfd that is readable exactly while frames wait.
 class KQVirtualEndPoint : public KQEndPoint, private KQBusParticipant {
 public:
   static constexpr std::size_t DEFAULT_CAPACITY = 1024;  ///< frames that wait for a reader
 
-  /**
-   * Opens an end point on a bus of this process.
-   * @param busName any text; the URI is "virtual:" and this
-   * @param error receives what went wrong when null is returned (the process has no descriptor left)
-   * @param capacity frames the receive queue holds; at least 1
-   */
+  /// Opens an end point on a bus of this process.
+  /// @param busName any text; the URI is "virtual:" and this
+  /// @param error receives what went wrong when null is returned (the process has no descriptor left)
+  /// @param capacity frames the receive queue holds; at least 1
   [[nodiscard]] static std::unique_ptr<KQVirtualEndPoint> open(const std::string& busName, std::string& error,
                                                                std::size_t capacity = DEFAULT_CAPACITY);
   ~KQVirtualEndPoint() override;

@@ -7,16 +7,16 @@ namespace KQ {
 
 namespace {
 
-constexpr unsigned int frameBits = 64;
-/// The byte in which a record ends that is never moved: no data are long enough to have it.
-constexpr unsigned int unreachable = std::numeric_limits<unsigned int>::max();
+constexpr unsigned int FRAME_BITS = 64;
+// The byte in which a record ends that is never moved: no data are long enough to have it.
+constexpr unsigned int UNREACHABLE = std::numeric_limits<unsigned int>::max();
 
 std::uint64_t maskOf(unsigned int bitLength) {
-  return bitLength >= frameBits ? ~std::uint64_t{0} : (std::uint64_t{1} << bitLength) - 1U;
+  return bitLength >= FRAME_BITS ? ~std::uint64_t{0} : (std::uint64_t{1} << bitLength) - 1U;
 }
 
 std::uint64_t signBitOf(unsigned int bitLength) {
-  return bitLength == 0 || bitLength > frameBits ? 0 : std::uint64_t{1} << (bitLength - 1U);
+  return bitLength == 0 || bitLength > FRAME_BITS ? 0 : std::uint64_t{1} << (bitLength - 1U);
 }
 
 }  // namespace
@@ -37,10 +37,10 @@ KQCANMappingData::KQCANMappingData(std::uint64_t firstBit, unsigned int bits, un
       options(std::move(furtherOptions)),
       layout(layoutOf()),
       firstByte(static_cast<unsigned char>(firstBit / 8U)),
-      lastByte(layout == Layout::NOWHERE ? unreachable : static_cast<unsigned int>((startBit + bitLength - 1U) / 8U)) {}
+      lastByte(layout == Layout::NOWHERE ? UNREACHABLE : static_cast<unsigned int>((startBit + bitLength - 1U) / 8U)) {}
 
 KQCANMappingData::Layout KQCANMappingData::layoutOf() const {
-  if (bitLength == 0 || bitLength > frameBits || startBit > frameBits - bitLength) {
+  if (bitLength == 0 || bitLength > FRAME_BITS || startBit > FRAME_BITS - bitLength) {
     return Layout::NOWHERE;
   }
   const bool startsAtByte = startBit % 8U == 0;

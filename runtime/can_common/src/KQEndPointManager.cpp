@@ -17,18 +17,18 @@ namespace KQ {
 
 namespace {
 
-/// Stands for the descriptor that ends a wait, where an entry's address stands for the others.
+// Stands for the descriptor that ends a wait, where an entry's address stands for the others.
 constexpr void* WAKE_KEY = nullptr;
 constexpr int UNREAD_PAUSE_MS = 10;
 constexpr int EVENTS_PER_WAIT = 32;
 
 }  // namespace
 
-/// One thing that is served: an end point, a descriptor, or a service. What does not apply is empty.
+// One thing that is served: an end point, a descriptor, or a service. What does not apply is empty.
 struct KQEndPointManager::Entry {
   int descriptor{-1};
-  unsigned interest{0};  ///< events that epoll watches for
-  bool watched{false};   ///< epoll knows the descriptor
+  unsigned interest{0};  // events that epoll watches for
+  bool watched{false};   // epoll knows the descriptor
   bool removed{false};
   KQTimedService* service{nullptr};
 
@@ -37,9 +37,9 @@ struct KQEndPointManager::Entry {
   KQEndPoint* endPoint{nullptr};
   KQEndPointListener* listener{nullptr};
   unsigned reportedTransitions{0};
-  bool announced{false};  ///< in this wait
-  bool unread{false};     ///< the listener did not even try to read when frames were announced
-  bool paused{false};     ///< because of that, nothing is announced in this wait
+  bool announced{false};  // in this wait
+  bool unread{false};     // the listener did not even try to read when frames were announced
+  bool paused{false};     // because of that, nothing is announced in this wait
 };
 
 KQEndPointManager::KQEndPointManager()
@@ -180,7 +180,7 @@ int KQEndPointManager::insert(std::unique_ptr<Entry> entry, unsigned events) {
   return KQ_OK;
 }
 
-/// The entry itself may be in work, or an event of it be waiting for its turn.
+// The entry itself may be in work, or an event of it be waiting for its turn.
 void KQEndPointManager::erase(Entry& entry) {
   entry.removed = true;
   hasErased = true;
@@ -220,7 +220,7 @@ void KQEndPointManager::unwatch(Entry& entry) {
   entry.watched = false;
 }
 
-/// Begins a turn. @return how long it may wait
+// Begins a turn. @return how long it may wait
 int KQEndPointManager::prepare(int timeoutMs) {
   int delay = timeoutMs;
   for (const auto& entry : entries) {
@@ -235,7 +235,7 @@ int KQEndPointManager::prepare(int timeoutMs) {
   return delay;
 }
 
-/// Watches what is of interest in this turn. @return how long the end point lets the turn wait
+// Watches what is of interest in this turn. @return how long the end point lets the turn wait
 int KQEndPointManager::prepareEndPoint(Entry& entry, bool polled) {
   const KQEndPoint& endPoint = *entry.endPoint;
   entry.announced = false;
@@ -306,8 +306,8 @@ int KQEndPointManager::announceFrames(Entry& entry) {
   return entry.listener != nullptr ? 1 : 0;
 }
 
-/// Ends a turn with what no event tells of: frames taken in a batch, services, ports that went and came. Callbacks may
-/// add entries meanwhile.
+// Ends a turn with what no event tells of: frames taken in a batch, services, ports that went and came. Callbacks may
+// add entries meanwhile.
 int KQEndPointManager::serveUnasked() {
   int served = 0;
   // NOLINTNEXTLINE(modernize-loop-convert): the entries may move in memory meanwhile

@@ -17,12 +17,12 @@ namespace {
 constexpr unsigned CONTROLLER_OVERFLOW = CAN_ERR_CRTL_RX_OVERFLOW | CAN_ERR_CRTL_TX_OVERFLOW;
 constexpr unsigned CONTROLLER_WARNING = CAN_ERR_CRTL_RX_WARNING | CAN_ERR_CRTL_TX_WARNING;
 constexpr unsigned CONTROLLER_PASSIVE = CAN_ERR_CRTL_RX_PASSIVE | CAN_ERR_CRTL_TX_PASSIVE;
-/// As of CAN_ERR_CRTL_ACTIVE, which older kernel headers lack.
+// As of CAN_ERR_CRTL_ACTIVE, which older kernel headers lack.
 constexpr unsigned CONTROLLER_ACTIVE = 0x40;
-/// The kernel retries nothing by itself and gives no event when the interface's queue has room again.
+// The kernel retries nothing by itself and gives no event when the interface's queue has room again.
 constexpr unsigned INTERFACE_FULL_RETRY_MS = 1;
 
-/// True for the errors by which the kernel says that the interface is down, gone, or not bound any more.
+// True for the errors by which the kernel says that the interface is down, gone, or not bound any more.
 bool meansInterfaceDown(int error) {
   return error == -ENETDOWN || error == -ENODEV || error == -ENXIO;
 }
@@ -39,11 +39,11 @@ can_frame toKernelFrame(const KQBusFrame& frame) {
   return result;
 }
 
-/// What the kernel takes (CAN_RAW_FILTER_MAX).
+// What the kernel takes (CAN_RAW_FILTER_MAX).
 constexpr std::size_t LARGEST_FILTER = 512;
 
-/// The wanted identifiers from @p first on in as few filters as there are blocks of them: a filter can name 1, 2, 4,
-/// ... neighbours.
+// The wanted identifiers from first on in as few filters as there are blocks of them: a filter can name 1, 2, 4,
+// ... neighbours.
 void addFilters(const KQReceptionFilter& wanted, unsigned first, unsigned count, std::vector<can_filter>& filters) {
   unsigned number = 0;
   for (unsigned identifier = first; identifier < first + count; ++identifier) {
@@ -69,7 +69,7 @@ std::string explainBindFailure(int error) {
   return error == -ENODEV ? "not a CAN interface" : std::strerror(-error);
 }
 
-/// Binds a fresh socket. @return what went wrong, empty when nothing did
+// Binds a fresh socket. @return what went wrong, empty when nothing did
 std::string bindToInterface(KQCANSocketCalls& calls, int descriptor, const std::string& interfaceName) {
   const int index = calls.findInterface(descriptor, interfaceName);
   if (index < 0) {
@@ -154,7 +154,7 @@ int KQSocketCANEndPoint::receiveBatch() {
   return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
 }
 
-/// Fills the message with a received frame. @return false: it is not one for readMessage
+// Fills the message with a received frame. @return false: it is not one for readMessage
 bool KQSocketCANEndPoint::acceptReceived(const KQCANSocketCalls::Received& received, KQCANMessage& message) {
   countLost(received.lost);
   const canfd_frame& frame = received.frame;
@@ -307,7 +307,7 @@ int KQSocketCANEndPoint::sendQueued() {
   return KQ_OK;
 }
 
-/// @return true: the error says that there is no room at the moment
+// @return true: the error says that there is no room at the moment
 bool KQSocketCANEndPoint::noteObstacle(int error) {
   if (error != -ENOBUFS && !meansSocketFull(error)) {
     return false;
@@ -322,7 +322,7 @@ void KQSocketCANEndPoint::setObstacle(Obstacle found) {
   noteHindrance();
 }
 
-/// @return true: the error says that the port is down, and now it is
+// @return true: the error says that the port is down, and now it is
 bool KQSocketCANEndPoint::noteSendFailure(int error) {
   if (!meansInterfaceDown(error)) {
     return false;
@@ -346,7 +346,7 @@ void KQSocketCANEndPoint::goDown(Outage outage, const char* reason) {
   beginOutage(outage, reason);
 }
 
-/// With the lock held. An interface that is down is down for a bus-off controller too, but not the other way round.
+// With the lock held. An interface that is down is down for a bus-off controller too, but not the other way round.
 void KQSocketCANEndPoint::beginOutage(Outage outage, const char* reason) {
   if (currentOutage == outage || currentOutage == Outage::INTERFACE_DOWN) {
     return;
@@ -361,7 +361,7 @@ void KQSocketCANEndPoint::beginOutage(Outage outage, const char* reason) {
   setConnected(false, reason);
 }
 
-/// Ends an outage of that kind; another one goes on.
+// Ends an outage of that kind; another one goes on.
 void KQSocketCANEndPoint::comeBack(Outage outage, const char* reason) {
   if (isConnected()) {
     return;
@@ -426,7 +426,7 @@ void KQSocketCANEndPoint::tryToReturn(Outage outage, bool isLongOutage) {
   }
 }
 
-/// Binds to the interface again: one that was unplugged comes back with another index.
+// Binds to the interface again: one that was unplugged comes back with another index.
 bool KQSocketCANEndPoint::bindAgain() {
   const int index = calls->findInterface(descriptor, interface);
   if (index < 0 || !interfaceHas(IFF_UP)) {

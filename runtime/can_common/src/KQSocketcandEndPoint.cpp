@@ -18,7 +18,7 @@
 
 namespace KQ {
 
-/// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
+// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
 struct KQSocketcandEndPoint::Addresses {
   std::vector<NetworkAddress> list;
   std::size_t next{0};
@@ -74,7 +74,7 @@ KQSocketcandEndPoint::~KQSocketcandEndPoint() {
   close(epoll);
 }
 
-/// Tries all addresses, until one leads to a server: what that one answers holds.
+// Tries all addresses, until one leads to a server: what that one answers holds.
 bool KQSocketcandEndPoint::openAny(unsigned timeLimitMs, std::string& error) {
   for (std::size_t i = 0; i < addresses->list.size(); ++i) {
     lastFailure.clear();
@@ -91,7 +91,7 @@ bool KQSocketcandEndPoint::openAny(unsigned timeLimitMs, std::string& error) {
   return false;
 }
 
-/// Connects to the next address and waits for the end of the handshake. @return true: somebody is there
+// Connects to the next address and waits for the end of the handshake. @return true: somebody is there
 bool KQSocketcandEndPoint::openNext(unsigned timeLimitMs) {
   using Clock = std::chrono::steady_clock;  // not the tick, which stands still under a test's clock
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeLimitMs);
@@ -152,7 +152,7 @@ void KQSocketcandEndPoint::finishConnecting() {
   watchSocket(false);
 }
 
-/// Goes as far as it goes without waiting.
+// Goes as far as it goes without waiting.
 void KQSocketcandEndPoint::advance() {
   if (stage == Stage::CONNECTING) {
     finishConnecting();
@@ -173,7 +173,7 @@ void KQSocketcandEndPoint::enterRunning() {
   setConnected(true, "connected again");
 }
 
-/// Ends the connection, or the attempt.
+// Ends the connection, or the attempt.
 void KQSocketcandEndPoint::fail(const std::string& reason) {
   lastFailure = reason;
   stage = Stage::IDLE;
@@ -357,7 +357,7 @@ int KQSocketcandEndPoint::flush() {
   return socket < 0 || isBroken ? KQ_NOT_AVAILABLE : sendPending();
 }
 
-/// With the lock held. A broken connection is closed later, by the one thread that may.
+// With the lock held. A broken connection is closed later, by the one thread that may.
 int KQSocketcandEndPoint::sendPending() {
   while (sent < output.size()) {
     const ssize_t number = send(socket, output.data() + sent, output.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -381,7 +381,7 @@ int KQSocketcandEndPoint::sendPending() {
   return KQ_OK;
 }
 
-/// With the lock held. Writing is watched for inside the own descriptor, which becomes readable by it.
+// With the lock held. Writing is watched for inside the own descriptor, which becomes readable by it.
 void KQSocketcandEndPoint::watchSocket(bool alsoWritable) {
   if (isWatchedForWriting == alsoWritable) {
     return;

@@ -43,7 +43,7 @@ void setOption(int socket, int level, int option, int value = 1) {
   setsockopt(socket, level, option, &value, sizeof value);
 }
 
-/// Opens a listening socket. @return the descriptor, or a negated errno value
+// Opens a listening socket. @return the descriptor, or a negated errno value
 int openListener(const NetworkAddress& address) {
   const int descriptor = socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) {
@@ -61,7 +61,7 @@ int openListener(const NetworkAddress& address) {
   return failure;
 }
 
-/// True for the errors by which the machine says that it has no such kind of address, not that it is taken.
+// True for the errors by which the machine says that it has no such kind of address, not that it is taken.
 bool meansNoSuchAddress(int error) {
   return error == -EAFNOSUPPORT || error == -EADDRNOTAVAIL;
 }
@@ -155,7 +155,7 @@ void KQSocketcandServer::close() {
   isWaiting = false;
 }
 
-/// Some at a time: those who connect without end are not to be the only ones who are served.
+// Some at a time: those who connect without end are not to be the only ones who are served.
 void KQSocketcandServer::acceptClients(int listener) {
   for (unsigned i = 0; i < ACCEPTED_AT_ONCE; ++i) {
     const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
@@ -173,7 +173,7 @@ void KQSocketcandServer::acceptClients(int listener) {
   }
 }
 
-/// The connection that cannot be accepted stays waiting and would be reported without end.
+// The connection that cannot be accepted stays waiting and would be reported without end.
 void KQSocketcandServer::pauseAccepting() {
   acceptPaused = true;
   acceptTick = KQTick::getTickCount();
@@ -239,7 +239,7 @@ void KQSocketcandServer::serveClients() {
   removeFinishedClients();
 }
 
-/// Those who send too much get theirs after the others, and not all of them at once.
+// Those who send too much get theirs after the others, and not all of them at once.
 void KQSocketcandServer::serveCrowd() {
   unsigned sent = 0;
   for (std::size_t i = 0; i < clients.size() && sent < SENT_AT_ONCE; ++i) {
@@ -252,7 +252,7 @@ void KQSocketcandServer::serveCrowd() {
   }
 }
 
-/// Lets one of those who send more than their share go on.
+// Lets one of those who send more than their share go on.
 void KQSocketcandServer::giveTurn() {
   for (std::size_t i = 0; i < clients.size(); ++i) {
     nextTurn = (nextTurn + 1) % clients.size();
@@ -265,14 +265,14 @@ void KQSocketcandServer::giveTurn() {
   }
 }
 
-/// Milliseconds for which bus and server are still taken up by what was sent since the last turn.
+// Milliseconds for which bus and server are still taken up by what was sent since the last turn.
 int KQSocketcandServer::getTurnDelay() const {
   const unsigned carrying = (bus->getFrameCount() - turnFrames) / FRAMES_A_MS;
   const unsigned handingOut = static_cast<unsigned>(clients.size()) / CLIENTS_A_MS;
   return remainingDelay(turnTick, std::clamp(std::max(carrying, handingOut), TURN_MS, LONGEST_TURN_MS));
 }
 
-/// Clients wait for somebody who reads slowly, and not for somebody who does not read.
+// Clients wait for somebody who reads slowly, and not for somebody who does not read.
 void KQSocketcandServer::watchPatience() {
   const bool waits =
       std::any_of(clients.begin(), clients.end(), [](const auto& client) { return client->isWaitingForRoom(); });

@@ -21,12 +21,10 @@ struct NetworkAddress {
   std::string toString() const;
 };
 
-/**
- * Looks a host up; may take as long as the resolver does.
- * @param host name or address, IPv4 or IPv6; empty: the loopback addresses
- * @param error receives one line when there is none
- * @return its addresses, in the resolver's order; empty when there is none
- */
+/// Looks a host up; may take as long as the resolver does.
+/// @param host name or address, IPv4 or IPv6; empty: the loopback addresses
+/// @param error receives one line when there is none
+/// @return its addresses, in the resolver's order; empty when there is none
 std::vector<NetworkAddress> resolveHost(const std::string& host, unsigned short port, std::string& error);
 
 /// Lets lines leave at once, each in its own segment.

@@ -121,7 +121,7 @@ bool SocketcandClient::mayRead() const {
   return canUse && inputCount < input.size();
 }
 
-/// Reads what has arrived, up to one buffer. @return false: nothing has
+// Reads what has arrived, up to one buffer. @return false: nothing has
 bool SocketcandClient::readInput() {
   const ssize_t count = recv(descriptor, input.data() + inputCount, input.size() - inputCount, MSG_DONTWAIT);
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -136,7 +136,7 @@ bool SocketcandClient::readInput() {
   return true;
 }
 
-/// Takes what a peer that is gone has sent before; done when the bus has taken all of it.
+// Takes what a peer that is gone has sent before; done when the bus has taken all of it.
 void SocketcandClient::readToTheEnd() {
   while (mayRead()) {
     if (!readInput()) {
@@ -175,7 +175,7 @@ void SocketcandClient::processInput() {
   crowding = waitsForTurn ? crowding || inputCount >= TURN_BYTES : crowding && waitsForRoom;
 }
 
-/// Whether one more line may be worked on. Whoever crowds the bus is given a turn, the others have one every TURN_MS.
+// Whether one more line may be worked on. Whoever crowds the bus is given a turn, the others have one every TURN_MS.
 bool SocketcandClient::hasTurn() {
   if (turnLeft == 0 && !crowding && remainingDelay(turnTick, KQSocketcandServer::TURN_MS) == 0) {
     beginTurn();
@@ -195,7 +195,7 @@ void SocketcandClient::consumeInput(std::size_t number) {
   }
 }
 
-/// @return false: the bus has no room for it; the line is to be handled again later
+// @return false: the bus has no room for it; the line is to be handled again later
 bool SocketcandClient::handleLine(std::string_view line) {
   const std::string_view command = SocketcandCodec::nextWord(line);
   if (stage == Stage::RAW && command == "send") {
@@ -253,7 +253,7 @@ bool SocketcandClient::handleSend(std::string_view arguments) {
 
 // ---- Output
 
-/// Called by the bus, locked, on the thread that sends the frame.
+// Called by the bus, locked, on the thread that sends the frame.
 void SocketcandClient::takeFrame(const KQBusFrame& frame) {
   if (overflowed || isDeaf) {
     return;
@@ -282,7 +282,7 @@ void SocketcandClient::stopHoldingUpUnlessTaking() {
   isTaking = false;
 }
 
-/// Nobody is there to hear it once the peer is gone, so that it takes nothing of a turn then.
+// Nobody is there to hear it once the peer is gone, so that it takes nothing of a turn then.
 void SocketcandClient::reply(std::string_view text) {
   if (hungUp) {
     return;
@@ -296,7 +296,7 @@ void SocketcandClient::reply(std::string_view text) {
   sendOutput();
 }
 
-/// Answers with an error and ends the connection.
+// Answers with an error and ends the connection.
 void SocketcandClient::refuse(std::string_view text) {
   bus->detach(this);
   stage = Stage::CLOSING;
@@ -310,7 +310,7 @@ void SocketcandClient::hold() {
   holdTick = KQTick::getTickCount();
 }
 
-/// @return true: something was sent
+// @return true: something was sent
 bool SocketcandClient::sendOutput() {
   if (hasOverflowed()) {
     std::fprintf(stderr, "%s: client %s dropped: it does not read what it is sent\n", bus->getName().c_str(),
@@ -332,7 +332,7 @@ bool SocketcandClient::mayWrite() const {
   return stage != Stage::FINISHED && !hungUp && !isSocketFull && !isPaced;
 }
 
-/// The number of bytes that may leave now: whole lines, as many as the block has room for.
+// The number of bytes that may leave now: whole lines, as many as the block has room for.
 std::size_t SocketcandClient::nextBlock() {
   if (blockSize == 0 || remainingDelay(blockTick, BLOCK_MS) == 0) {
     blockSize = 0;
@@ -343,7 +343,7 @@ std::size_t SocketcandClient::nextBlock() {
   return fitting.size() == rest.size() ? rest.size() : fitting.rfind('>') + 1;
 }
 
-/// @return false: nobody is there to read it
+// @return false: nobody is there to read it
 bool SocketcandClient::sendBlock() {
   const std::size_t size = nextBlock();
   if (size == 0) {
@@ -365,7 +365,7 @@ bool SocketcandClient::sendBlock() {
   return true;
 }
 
-/// Takes over what the bus has put in, once everything before it is sent. @return true: there is something to send
+// Takes over what the bus has put in, once everything before it is sent. @return true: there is something to send
 bool SocketcandClient::refillOutput() {
   if (isHolding) {
     return false;
@@ -379,7 +379,7 @@ bool SocketcandClient::refillOutput() {
   return !sending.empty();
 }
 
-/// With the bus locked.
+// With the bus locked.
 void SocketcandClient::noteRoom() {
   if (pending.size() + unsent < ROOM_AGAIN) {
     holdsUp = true;
@@ -394,7 +394,7 @@ bool SocketcandClient::hasOverflowed() const {
 
 // ---- The end of a connection
 
-/// The peer is gone. The descriptor would report that again and again, so it is watched no longer.
+// The peer is gone. The descriptor would report that again and again, so it is watched no longer.
 void SocketcandClient::hangUp() {
   hungUp = true;
   const std::lock_guard<std::mutex> lock(bus->getMutex());

@@ -15,17 +15,13 @@ namespace KQ {
 
 class KQEndPointManager;
 
-/**
- * One connection of a KQSocketcandServer: a participant on its bus once it is in raw mode.
- * Everything but takeFrame belongs to the server's thread.
- */
+/// One connection of a KQSocketcandServer: a participant on its bus once it is in raw mode.
+/// Everything but takeFrame belongs to the server's thread.
 class SocketcandClient : private KQBusParticipant {
 public:
-  /**
-   * Greets the peer.
-   * @param connection the connected socket, owned from now on; the manager watches it for the client
-   * @param descriptorToWake eventfd that is written to when serve() is to be called
-   */
+  /// Greets the peer.
+  /// @param connection the connected socket, owned from now on; the manager watches it for the client
+  /// @param descriptorToWake eventfd that is written to when serve() is to be called
   SocketcandClient(int connection, std::shared_ptr<KQVirtualBus> joinedBus, KQEndPointManager& endPointManager,
                    int descriptorToWake);
   SocketcandClient(const SocketcandClient&) = delete;

@@ -14,7 +14,7 @@ constexpr const char* UPPER_DIGITS = "0123456789ABCDEF";
 constexpr const char* LOWER_DIGITS = "0123456789abcdef";
 constexpr const char* BLANKS = " \t\r\n";
 
-/// Appends a number in hexadecimal, with leading zeros up to that many digits.
+// Appends a number in hexadecimal, with leading zeros up to that many digits.
 void appendHex(std::string& output, unsigned value, std::size_t minimumDigits, const char* digits) {
   char text[8];
   std::size_t count = 0;
@@ -26,7 +26,7 @@ void appendHex(std::string& output, unsigned value, std::size_t minimumDigits, c
   }
 }
 
-/// Appends a number in decimal, with leading zeros up to that many digits.
+// Appends a number in decimal, with leading zeros up to that many digits.
 void appendDecimal(std::string& output, unsigned long long value, std::size_t minimumDigits) {
   char text[24];
   std::size_t count = 0;
@@ -55,7 +55,7 @@ int hexDigit(char character) {
   return -1;
 }
 
-/// Reads a hexadecimal number of 1 to maximumDigits digits. @return false: it is none
+// Reads a hexadecimal number of 1 to maximumDigits digits. @return false: it is none
 bool parseHex(std::string_view text, std::size_t maximumDigits, unsigned& value) {
   if (text.empty() || text.size() > maximumDigits) {
     return false;
@@ -80,7 +80,7 @@ bool parseIdentifier(std::string_view word, KQBusFrame& frame) {
   return frame.identifier <= (frame.extended ? MAXIMUM_EXTENDED : MAXIMUM_STANDARD);
 }
 
-/// Appends the bytes of one word of unspaced data. @return false: not such data, or too much of it
+// Appends the bytes of one word of unspaced data. @return false: not such data, or too much of it
 bool appendData(std::string_view word, KQBusFrame& frame) {
   if (word.size() % 2 != 0 || word.size() / 2 + frame.length > sizeof frame.data) {
     return false;

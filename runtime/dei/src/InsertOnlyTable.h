@@ -25,7 +25,7 @@ public:
   /// Shown by the operations that change or walk the table: all of them are called with the same mutex held.
   using WriterLock = std::lock_guard<std::mutex>;
 
-  InsertOnlyTable() { addSlots(initialSizeBits); }
+  InsertOnlyTable() { addSlots(INITIAL_SIZE_BITS); }
 
   /// The node of a key, or null. From any thread; no lock, no allocation.
   Node* find(unsigned int key) const {
@@ -55,17 +55,17 @@ public:
   const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return kept; }
 
 private:
-  static constexpr unsigned int keyBits = 32;
-  static constexpr unsigned int initialSizeBits = 6;
+  static constexpr unsigned int KEY_BITS = 32;
+  static constexpr unsigned int INITIAL_SIZE_BITS = 6;
 
   struct Slots {
     explicit Slots(unsigned int sizeBits)
-        : shift(keyBits - sizeBits),
+        : shift(KEY_BITS - sizeBits),
           mask((1U << sizeBits) - 1U),
           nodes(std::make_unique<std::atomic<Node*>[]>(std::size_t{1} << sizeBits)) {}
 
     std::size_t size() const { return std::size_t{mask} + 1; }
-    unsigned int sizeBits() const { return keyBits - shift; }
+    unsigned int sizeBits() const { return KEY_BITS - shift; }
     // Keys are runs of neighbours (the sub-indexes of an object); the golden ratio spreads them evenly.
     unsigned int home(unsigned int key) const { return (key * 0x9E3779B1U) >> shift; }
     unsigned int next(unsigned int position) const { return (position + 1U) & mask; }

@@ -19,7 +19,7 @@
 
 namespace KQ {
 
-/// One variable: what it is beside its value.
+// One variable: what it is beside its value.
 struct KQDEI::Record : KQStoredVariable {
   Record(const KQVariable& variable, const KQVariableEventDispatcher::Mapping& eventMapping)
       : KQStoredVariable(eventMapping.listeners),
@@ -29,8 +29,8 @@ struct KQDEI::Record : KQStoredVariable {
 
   const unsigned int key;
   const KQVariableEventDispatcher::Mapping& mapping;
-  std::string text;        ///< guarded by Store::textMutex
-  KQVariable description;  ///< guarded by Store::mutex
+  std::string text;        // guarded by Store::textMutex
+  KQVariable description;  // guarded by Store::mutex
 };
 
 KQStoredVariable::Ownership::Ownership(KQVariableOwner* theOwner)
@@ -57,7 +57,7 @@ void KQStoredVariable::tellListeners(int code, unsigned int number) const {
 struct KQDEI::Store {
   using Table = InsertOnlyTable<Record>;
 
-  /// @return null when there is none, or it was forgotten
+  // @return null when there is none, or it was forgotten
   Record* find(unsigned int key) const {
     Record* const record = table.find(key);
     return record != nullptr && !record->holds(KQStoredVariable::FORGOTTEN) ? record : nullptr;
@@ -75,8 +75,8 @@ struct KQDEI::Store {
   template <typename Value>
   int forceWrite(Record* record, const Value& value, const std::string& ownerName, bool notify, bool forwardToOwner);
 
-  mutable std::mutex mutex;      ///< guards changes of the table, the descriptions and the ownerships
-  mutable std::mutex textMutex;  ///< guards the texts; may be taken while `mutex` is held
+  mutable std::mutex mutex;      // guards changes of the table, the descriptions and the ownerships
+  mutable std::mutex textMutex;  // guards the texts; may be taken while `mutex` is held
   Table table;
   std::map<std::pair<const KQVariableOwner*, std::string>, KQStoredVariable::Ownership> ownerships;
   KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
@@ -146,11 +146,11 @@ void KQDEI::Store::assign(Record& record, const std::string& value, bool notify)
 
 template <typename Value>
 inline int KQDEI::Store::write(Record* record, const Value& value, bool notify, bool forwardToOwner) {
-  constexpr bool isNumber = std::is_same_v<Value, int>;
+  constexpr bool IS_NUMBER = std::is_same_v<Value, int>;
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  if (!record->holds(isNumber ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING)) {
+  if (!record->holds(IS_NUMBER ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING)) {
     return KQ_INVALID_ARGUMENT;
   }
   KQVariableOwner* const owner = forwardToOwner ? record->getVariableOwnerPointer() : nullptr;
@@ -158,7 +158,7 @@ inline int KQDEI::Store::write(Record* record, const Value& value, bool notify, 
     return owner->updateRequest(static_cast<unsigned short>(record->key >> 16),
                                 static_cast<unsigned short>(record->key & 0xFFFFU), value);
   }
-  if constexpr (isNumber) {
+  if constexpr (IS_NUMBER) {
     record->assign(value, notify);
   } else {
     assign(*record, value, notify);

@@ -23,11 +23,11 @@ bool contains(const ListenerList* list, const KQSignalListener* listener) {
 
 }  // namespace
 
-/// A list that was replaced may still be read by a dispatch in progress. It is put aside and deleted
-/// at a moment after its replacement at which no dispatch is in progress: whoever starts later can
-/// only find the new list. Both sides use sequentially consistent operations, so that "the list was
-/// replaced, then the count was zero" and "the count was raised, then the list was read" cannot both
-/// miss each other.
+// A list that was replaced may still be read by a dispatch in progress. It is put aside and deleted
+// at a moment after its replacement at which no dispatch is in progress: whoever starts later can
+// only find the new list. Both sides use sequentially consistent operations, so that "the list was
+// replaced, then the count was zero" and "the count was raised, then the list was read" cannot both
+// miss each other.
 struct KQVariableEventDispatcher::Registry {
   using Lock = InsertOnlyTable<Mapping>::WriterLock;
 
@@ -66,8 +66,8 @@ struct KQVariableEventDispatcher::Registry {
     }
   }
 
-  /// Listeners that change registrations while they are told leave lists behind that nobody may ever
-  /// replace again; the last dispatch to leave clears them away.
+  // Listeners that change registrations while they are told leave lists behind that nobody may ever
+  // replace again; the last dispatch to leave clears them away.
   void leave() {
     if (dispatchesInProgress.fetch_sub(1) == 1 && hasRetired.load()) {
       const Lock lock(mutex);

@@ -14,7 +14,7 @@ long readSystemClock() {
 
 std::atomic<KQTime::Source> activeSource{&readSystemClock};
 
-constexpr int firstYear = 1900;  // of the C library's calendar
+constexpr int FIRST_YEAR = 1900;  // of the C library's calendar
 
 }  // namespace
 
@@ -27,7 +27,7 @@ KQTime::KQTime(long secondsSinceEpoch) {
   seconds = parts.tm_sec;
   days = parts.tm_mday;
   month = parts.tm_mon + 1;
-  year = parts.tm_year + firstYear;
+  year = parts.tm_year + FIRST_YEAR;
 }
 
 void KQTime::setSource(Source source) {

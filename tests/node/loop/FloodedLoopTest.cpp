@@ -22,21 +22,21 @@ constexpr unsigned int ANYWHERE = 0x20000000;
 constexpr unsigned int MIDDLE = 0x80000000;
 constexpr unsigned int WRAP = 0;
 constexpr unsigned int HEARTBEAT_MS = 100;
-/// So many frames of eight bytes a bus of 1 Mbit/s carries in a millisecond.
+// So many frames of eight bytes a bus of 1 Mbit/s carries in a millisecond.
 constexpr unsigned int REQUESTS_IN_A_MS = 8;
-/// The longest run here is 1000 ms in front of the tick in question, and as much after it.
+// The longest run here is 1000 ms in front of the tick in question, and as much after it.
 constexpr unsigned int BEFORE = 1000;
 constexpr unsigned int AFTER = 1000;
 const std::string REQUEST = "605#40 18 10 01 00 00 00 00";
 
 class FloodedLoop : public test::NodeLoop {
 protected:
-  /// What has come of a run.
+  // What has come of a run.
   struct Result {
     unsigned int answers = 0;
-    /// Of node 5 and of node 6, each by the number of the millisecond.
+    // Of node 5 and of node 6, each by the number of the millisecond.
     std::vector<unsigned int> heartbeats[2];
-    /// How many turns had something to read, in each millisecond.
+    // How many turns had something to read, in each millisecond.
     std::vector<unsigned int> turns;
   };
 
@@ -64,7 +64,7 @@ protected:
     }
   }
 
-  /// Turns until nothing waits. @return how many had something to read
+  // Turns until nothing waits. @return how many had something to read
   unsigned int settle() {
     unsigned int turns = 0;
     while (turn() > 0) {
@@ -105,7 +105,7 @@ protected:
   std::unique_ptr<KQ::KQVirtualEndPoint> master;
 };
 
-/// The milliseconds in which a heartbeat is due, from the boot-up on.
+// The milliseconds in which a heartbeat is due, from the boot-up on.
 std::vector<unsigned int> everyPeriod() {
   std::vector<unsigned int> times;
   for (unsigned int now = HEARTBEAT_MS; now < BEFORE + AFTER; now += HEARTBEAT_MS) {
@@ -136,7 +136,7 @@ TEST_F(FloodedLoop, InTheUpperHalfTakesATurnForEachFrameAndLosesNoneAndNoHeartbe
 
 class FloodedLoopAtTheWrap : public FloodedLoop {
 protected:
-  /// A run over the wrap with the heartbeats not due in the same moment as the wrap itself.
+  // A run over the wrap with the heartbeats not due in the same moment as the wrap itself.
   Result runOverTheWrap() {
     startBefore(WRAP + SHIFT);
     return run();
@@ -144,7 +144,7 @@ protected:
 
   static constexpr unsigned int SHIFT = 50;
   static constexpr unsigned int WRAPS_AT = BEFORE - SHIFT;
-  /// The one that finds nothing to read.
+  // The one that finds nothing to read.
   static constexpr unsigned int LAST_TURN = 1;
 };
 

@@ -24,7 +24,7 @@ namespace {
 using test::Frames;
 
 constexpr int HEARTBEAT_MS = 100;
-/// How often a frame is offered to the port before it is given up.
+// How often a frame is offered to the port before it is given up.
 constexpr unsigned int ATTEMPTS = 26;
 const std::string GIVEN_UP = "CANopen: Error sending CAN message\n";
 
@@ -35,8 +35,8 @@ protected:
     master = KQ::KQVirtualEndPoint::open("bus0", error);
   }
 
-  /// Turns of a millisecond each, until something is true. What the master sees is kept.
-  /// @return false: it did not become true for a long time
+  // Turns of a millisecond each, until something is true. What the master sees is kept.
+  // @return false: it did not become true for a long time
   template <class Predicate>
   bool runUntil(Predicate predicate) {
     constexpr int PATIENCE = 50000;
@@ -84,7 +84,7 @@ protected:
     tcpPort = server.getPort();
   }
 
-  /// Opening waits for the server, which this thread serves meanwhile.
+  // Opening waits for the server, which this thread serves meanwhile.
   template <class Open>
   void openBesideTheServer(Open open) {
     std::atomic<bool> isDone{false};
@@ -103,7 +103,7 @@ protected:
     return KQ::KQSocketcandEndPoint::open("127.0.0.1", tcpPort, "bus0", error);
   }
 
-  /// An operational node with a PDO that may go out every 300 ms.
+  // An operational node with a PDO that may go out every 300 ms.
   void start() {
     serve();
     std::unique_ptr<KQ::KQEndPoint> connection;
@@ -131,7 +131,7 @@ protected:
     }
   }
 
-  /// How many frames the node has said to have given up since the last call, and that it has said nothing else.
+  // How many frames the node has said to have given up since the last call, and that it has said nothing else.
   unsigned int takeGivenUp() {
     const std::string lines = output.takeErrors();
     const auto number = static_cast<unsigned int>(std::count(lines.begin(), lines.end(), '\n'));

@@ -40,7 +40,7 @@ protected:
     dictionary.setLimits(index, 2, 0, -1);
   }
 
-  /// The answer to the upload of the device type on the channel with that request COB-ID.
+  // The answer to the upload of the device type on the channel with that request COB-ID.
   Frames uploadOn(const std::string& requestCOBID) { return node.receive(requestCOBID + "#40 00 10 00 00 00 00 00"); }
 
   test::TestNode node;

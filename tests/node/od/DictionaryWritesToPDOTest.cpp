@@ -21,7 +21,7 @@ using test::Frames;
 
 namespace {
 
-/// A node in OPERATIONAL with one PDO of each direction, not valid yet, that maps the EMCY inhibit time (0x1015).
+// A node in OPERATIONAL with one PDO of each direction, not valid yet, that maps the EMCY inhibit time (0x1015).
 class DictionaryWritesToPDO : public testing::Test {
 protected:
   void SetUp() override {
@@ -45,7 +45,7 @@ protected:
     }
   }
 
-  /// Makes the transmit PDO valid and lets its first frame go.
+  // Makes the transmit PDO valid and lets its first frame go.
   void startTransmitPDO() {
     ASSERT_EQ(KQ_OK, node.dictionary().setValue(0x1800, 1, 0x185, false));
     ASSERT_EQ(Frames{"185#00 00"}, node.cycle());

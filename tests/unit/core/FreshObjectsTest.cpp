@@ -72,7 +72,7 @@ protected:
     return frame;
   }
 
-  /// Every operation once, in any order, on what is fresh then; and many more.
+  // Every operation once, in any order, on what is fresh then; and many more.
   void callAll(std::vector<Operation> operations, unsigned int rounds = 300) {
     for (unsigned int round = 0; round < rounds; ++round) {
       std::shuffle(operations.begin(), operations.end(), random);
@@ -83,7 +83,7 @@ protected:
   }
 
   std::mt19937 random;
-  test::TestNode surroundings;  ///< clock, working directory, output
+  test::TestNode surroundings;  // clock, working directory, output
 };
 
 TEST_F(FreshObjects, SDOHandler) {

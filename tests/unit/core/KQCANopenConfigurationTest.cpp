@@ -52,7 +52,7 @@ protected:
   test::TestNode node;
 };
 
-/// A node before init().
+// A node before init().
 class EarlyConfiguration : public testing::Test {
 protected:
   KQ::KQCANopen& canopen() { return node.canopen(); }
@@ -269,7 +269,7 @@ TEST_F(Configuration, DefaultOfTheInhibitTimeIsTheTimeGivenAlsoWhereItDoesNotCou
   EXPECT_EQ(200, node.dictionary().getSubentry(0x1801, 3)->defaultValue);
 }
 
-/// The directions in which an object is mapped, one after the other, and its access right then.
+// The directions in which an object is mapped, one after the other, and its access right then.
 struct DirectionsRow : test::NamedCase {
   std::vector<KQ::KQCANopenPDOType> directions;
   KQ::KQCANopenAccessType access;
@@ -277,7 +277,7 @@ struct DirectionsRow : test::NamedCase {
 
 class MappedDirections : public Configuration, public testing::WithParamInterface<DirectionsRow> {
 protected:
-  /// @return the access right of an object that had @p access before it was mapped in all directions of the row
+  // @return the access right of an object that had access before it was mapped in all directions of the row
   KQ::KQCANopenAccessType accessAfterMapping(KQ::KQCANopenAccessType access) {
     node.dictionary().addEntry(0x2001, KQ::OBJECT_TYPE_VAR, "object");
     node.dictionary().addSubentry(0x2001, 0, access, KQ::DATA_TYPE_UNSIGNED8, "", true, 0, "", 0);

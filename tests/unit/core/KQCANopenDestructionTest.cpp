@@ -72,7 +72,7 @@ TEST(StackInstanceEnd, VariablesOfTheApplicationStayWithoutOwner) {
   EXPECT_EQ("speed", variable.getName());
 }
 
-/// A node in operation that sends its own variable 0x2001 sub-index 3 at each change.
+// A node in operation that sends its own variable 0x2001 sub-index 3 at each change.
 void startSender(TestNode& node) {
   node.init();
   KQ::KQVariable variable(0x2001, 3, "speed");
@@ -148,7 +148,7 @@ TEST(SecondInit, KeepsTheWorkListener) {
 
 class InitInAListener : public testing::Test {
 protected:
-  /// Lets the listener build the node anew at the first signal with that code and second value.
+  // Lets the listener build the node anew at the first signal with that code and second value.
   void rebuildAt(int code, unsigned int value) {
     rebuilder.reaction = [this, code, value] {
       const KQ::KQSignal& signal = rebuilder.signals.back();
@@ -160,7 +160,7 @@ protected:
     };
   }
 
-  /// The node boots as a fresh one does, with a frame that waits still unread.
+  // The node boots as a fresh one does, with a frame that waits still unread.
   void expectFreshNode() {
     EXPECT_EQ(1, rebuilds);
     EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
@@ -260,7 +260,7 @@ TEST_F(InitInAListener, OfAPDOIsSafe) {
   EXPECT_EQ(test::Frames{"705#00"}, node.cycle());
 }
 
-/// Tells when it is deleted.
+// Tells when it is deleted.
 class MortalEndPoint : public test::MemoryEndPoint {
 public:
   explicit MortalEndPoint(int& counter) : deletions(counter) {}

@@ -32,7 +32,7 @@ void PrintTo(const Turn& turn, std::ostream* stream) {
 
 using Turns = std::vector<Turn>;
 
-/// A node that notes its cycles and its end.
+// A node that notes its cycles and its end.
 class ObservedNode : public KQ::KQCANopen {
 public:
   ObservedNode(int nodeNumber, Turns& sharedTurns, std::vector<int>& sharedDeletions)
@@ -55,7 +55,7 @@ protected:
   InstanceManager() { manager.deleteAllInstances(); }
   ~InstanceManager() override { manager.deleteAllInstances(); }
 
-  /// Registers a new node; its number is the position of its registration.
+  // Registers a new node; its number is the position of its registration.
   KQ::KQCANopen* add(unsigned int port, unsigned char nodeID) {
     auto* const node = new ObservedNode(++number, turns, deletions);
     node->create(KQ::KQDEI::instance(), nullptr, port, nullptr);  // the context is kept without a port, too
@@ -306,7 +306,7 @@ TEST_F(InstanceManager, RemovalOfAnUnknownInstanceChangesNothing) {
   EXPECT_EQ(node, manager.getCANopenInstance(1, 0));
 }
 
-/// A node that deletes another one in its turn.
+// A node that deletes another one in its turn.
 class DeletingNode : public KQ::KQCANopen {
 public:
   explicit DeletingNode(KQ::KQCANopen* otherNode) : KQCANopen("deleting"), other(otherNode) {}

@@ -37,7 +37,7 @@ using test::TestNode;
 
 constexpr std::ptrdiff_t NOT_VIRTUAL = -1;
 
-/// The number of the virtual table slot that a pointer to a member stands for.
+// The number of the virtual table slot that a pointer to a member stands for.
 template <typename Member>
 std::ptrdiff_t slotOf(Member member) {
   struct {
@@ -56,7 +56,7 @@ std::ptrdiff_t slotOf(Member member) {
   return isVirtual ? offset / static_cast<std::ptrdiff_t>(sizeof(void*)) : NOT_VIRTUAL;
 }
 
-/// What a pointer to member adds to `this`: 0 for an operation of the primary interface.
+// What a pointer to member adds to `this`: 0 for an operation of the primary interface.
 template <typename Member>
 std::ptrdiff_t thisAdjustmentOf(Member member) {
   std::ptrdiff_t parts[2];
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         row("signalOccurred", 25, &KQCANopen::signalOccurred)),
     [](const testing::TestParamInfo<Slot>& testInfo) { return testInfo.param.name; });
 
-/// Tells which of the two destructors ran.
+// Tells which of the two destructors ran.
 class Mortal : public KQCANopen {
 public:
   explicit Mortal(int& destructionCount) : KQCANopen("mortal"), destructions(destructionCount) {}

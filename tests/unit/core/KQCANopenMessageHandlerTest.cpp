@@ -22,7 +22,7 @@ using test::Frames;
 constexpr unsigned int ATTEMPTS = 26;
 const char* const ERROR_TEXT = "CANopen: Error sending CAN message\n";
 
-/// The smallest handler; its members are open to the test.
+// The smallest handler; its members are open to the test.
 class PlainHandler : public KQ::KQCANopenMessageHandler {
 public:
   int handleMessage(KQ::KQCANMessage* /*message*/) override { return KQ::KQ_NOT_HANDLED; }
@@ -141,7 +141,7 @@ TEST(MessageHandlerWithoutPort, Gives10AndReportsItOnce) {
   EXPECT_EQ("185#01", test::toText(handler.outgoingMessage));
 }
 
-/// Refuses every write with another code: 101, 102, ...
+// Refuses every write with another code: 101, 102, ...
 class CountingEndPoint : public test::MemoryEndPoint {
 protected:
   int doWrite(const KQ::KQCANMessage& /*message*/) override { return 100 + static_cast<int>(++writes); }

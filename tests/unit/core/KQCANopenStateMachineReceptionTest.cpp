@@ -126,7 +126,7 @@ TEST_F(Reception, DoesNotDependOnTheState) {
 
 // ---- handlers that declare what they serve
 
-/// An observed handler whose class speaks for itself.
+// An observed handler whose class speaks for itself.
 template <typename Handler>
 class DeclaringHandler : public test::ObservedHandler<Handler> {
 public:
@@ -140,7 +140,7 @@ public:
   }
 };
 
-/// A machine whose handlers have declared nothing but 0x123 for PDO and SDO.
+// A machine whose handlers have declared nothing but 0x123 for PDO and SDO.
 class ServedReception : public Reception {
 protected:
   ServedReception() {
@@ -205,7 +205,7 @@ TEST_F(ServedReception, InStoppedTheSDOHandlerIsAskedForEveryFrame) {
   EXPECT_EQ(Offers{"SDO 124#01"}, offers);
 }
 
-/// The handlers of the stack themselves: each declares what it serves when it is wired.
+// The handlers of the stack themselves: each declares what it serves when it is wired.
 class StackReception : public testing::Test {
 protected:
   StackReception() { node.boot(); }
@@ -341,8 +341,8 @@ INSTANTIATE_TEST_SUITE_P(Sums, BudgetWrap,
                                          WrapRow{"LargestBudgetAtTick0", 0, 0xFFFFFFFF, 0}),
                          [](const testing::TestParamInfo<WrapRow>& testInfo) { return testInfo.param.name; });
 
-/// The instance passes tick + 10 as the budget, which is added to the tick once more: the loop ends early only where
-/// that sum wraps to or below the tick.
+// The instance passes tick + 10 as the budget, which is added to the tick once more: the loop ends early only where
+// that sum wraps to or below the tick.
 class InstanceBudget : public testing::TestWithParam<WrapRow> {};
 
 TEST_P(InstanceBudget, TickPlusTenIsAddedToTheTick) {

@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Values, SetState,
                            return std::string("State0x") + testInfo.param.second;
                          });
 
-/// An application that has set up the standard output for its own lines.
+// An application that has set up the standard output for its own lines.
 class FormattedStream : public StateMachine, public testing::WithParamInterface<std::ios_base::fmtflags> {
 protected:
   FormattedStream() : before(nullptr) {
@@ -202,8 +202,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- run: the time of the send pass
 
-/// A node in OPERATIONAL with three TPDOs that wait for the next pass, each of which takes 30 ms: the clock moves when
-/// it is sent.
+// A node in OPERATIONAL with three TPDOs that wait for the next pass, each of which takes 30 ms: the clock moves when
+// it is sent.
 class PassTime : public test::PDOFixture, public testing::WithParamInterface<unsigned int> {
 protected:
   PassTime() {

@@ -47,7 +47,7 @@ protected:
     return found != nullptr ? *found : missing;
   }
 
-  /// The variable as the store describes it.
+  // The variable as the store describes it.
   static KQVariable described(unsigned int key) { return KQ::KQDEI::instance()->getCopyOfVariableMap()->at(key); }
 
   test::TestNode node;

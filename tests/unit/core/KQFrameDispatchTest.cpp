@@ -35,7 +35,7 @@ public:
   }
 };
 
-/// What an application makes of a handler of the stack.
+// What an application makes of a handler of the stack.
 class DerivedHandler : public Handler {
 public:
   void serveMore(unsigned int cobID) { declareServedCOBIDs(typeid(DerivedHandler)).add(cobID); }

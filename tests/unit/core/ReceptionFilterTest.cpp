@@ -42,7 +42,7 @@ protected:
     addReceivePDO(0, {0x205}, {0x20010108});
   }
 
-  /// A write of a master. @return whether @p identifier passed already when it was confirmed
+  // A write of a master. @return whether identifier passed already when it was confirmed
   bool passesWhenConfirmed(const std::string& request, unsigned int identifier) {
     bool passes = false;
     node.port().onWrite = [this, identifier, &passes] { passes = node.port().lets(identifier); };

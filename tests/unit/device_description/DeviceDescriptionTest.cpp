@@ -215,7 +215,7 @@ struct OddCase {
   const char* finding;
 };
 
-/// Told as a warning, and the object is there all the same.
+// Told as a warning, and the object is there all the same.
 class OddDescription : public testing::TestWithParam<OddCase> {};
 
 TEST_P(OddDescription, IsToldAndRead) {

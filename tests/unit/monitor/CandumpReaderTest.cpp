@@ -27,7 +27,7 @@ using monitor::CandumpReader;
 using monitor::LoggedFrame;
 using Item = CandumpReader::Item;
 
-/// "time interface kind identifier length data direction" of a line; "none" for one that is no frame.
+// "time interface kind identifier length data direction" of a line; "none" for one that is no frame.
 std::string parsed(const std::string& line) {
   static constexpr const char* KINDS[] = {"data", "remote", "extended", "fd", "error"};
   LoggedFrame logged;
@@ -123,7 +123,7 @@ TEST(CandumpLineData, RefusesSixtyFiveBytesOfFD) {
   EXPECT_EQ("none", parsed("(0.0) can0 123##0" + std::string(130, 'A')));
 }
 
-/// A pipe whose reading end is read.
+// A pipe whose reading end is read.
 class CandumpReaderTest : public ::testing::Test {
 protected:
   CandumpReaderTest() { EXPECT_EQ(0, pipe(ends)); }
@@ -140,7 +140,7 @@ protected:
     }
     ends[1] = -1;
   }
-  /// What all lines are: 'F' for a frame, 'R' for one that is refused.
+  // What all lines are: 'F' for a frame, 'R' for one that is refused.
   std::string readAll(const std::string& text) {
     // More than a pipe holds: the writer must not wait for the reader, nor the other way round.
     std::thread writer([this, &text] {

@@ -102,7 +102,7 @@ const WordsCase SERVICES[] = {
 };
 INSTANTIATE_TEST_SUITE_P(FrameDecoder, FrameDecoderWords, ::testing::ValuesIn(SERVICES), test::caseName<WordsCase>);
 
-/// One COB-ID that is something else than the predefined connection set says.
+// One COB-ID that is something else than the predefined connection set says.
 class OneObject : public monitor::ObjectNames {
 public:
   OneObject(unsigned int cobID, monitor::CommunicationObject communicationObject)

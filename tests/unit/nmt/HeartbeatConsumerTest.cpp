@@ -23,7 +23,7 @@ namespace {
 constexpr int TIMEOUT = 0x517;
 constexpr int RESOLVED = 0x518;
 
-/// What listeners were told, in order: "timeout 5 17".
+// What listeners were told, in order: "timeout 5 17".
 using Events = std::vector<std::string>;
 
 class HeartbeatConsumer : public testing::Test {
@@ -37,7 +37,7 @@ protected:
     nmt.addHeartbeatListener(&forAll);
   }
 
-  /// A listener that is told notes it under its name.
+  // A listener that is told notes it under its name.
   std::function<void()> note(const std::string& name, const test::SignalRecorder& listener) {
     return [this, name, &listener] {
       const KQ::KQSignal& signal = listener.signals.back();
@@ -54,13 +54,13 @@ protected:
     node.output.takeOutput();
   }
 
-  /// Writes the entry of one sub-index, without a re-read.
+  // Writes the entry of one sub-index, without a re-read.
   void write(unsigned char subIndex, unsigned int entry) {
     dictionary.addSubentry(0x1016, subIndex, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false,
                            static_cast<int>(entry), "", 0);
   }
 
-  /// Makes node 5 (100 ms) watched.
+  // Makes node 5 (100 ms) watched.
   void watchNode5() {
     write(1, 0x00050064);
     nmt.updateHeartbeatConsumerSettings();
@@ -526,7 +526,7 @@ struct HighNode {
   const char* timeout;
 };
 
-/// The object holds eight bits of node ID, more than there are nodes.
+// The object holds eight bits of node ID, more than there are nodes.
 class HighNodeID : public HeartbeatConsumer, public testing::WithParamInterface<HighNode> {};
 
 TEST_P(HighNodeID, IsWatchedAsAnyOther) {

@@ -37,7 +37,7 @@ std::string hex(unsigned int value) {
 
 class CobIdRule : public test::DictionaryFixture {
 protected:
-  /// Writes over @p current. @return the result; the value then stored stands in `now`, the printed text in `said`
+  // Writes over current. @return the result; the value then stored stands in `now`, the printed text in `said`
   int write(unsigned short index, unsigned char subIndex, unsigned int current, unsigned int value, bool force) {
     addObject(index, subIndex, stored(current));
     const int result = dictionary.setValue(index, subIndex, stored(value), force);

@@ -33,7 +33,7 @@ protected:
   }
   void TearDown() override { KQDEI::instance()->clear(); }
 
-  /// The dictionary knows 1, the store 0x1234.
+  // The dictionary knows 1, the store 0x1234.
   void addNumber(unsigned char subIndex = 0, KQCANopenAccessType access = ACCESS_RW) {
     dictionary.addEntry(NUMBER, subIndex == 0 ? OBJECT_TYPE_VAR : OBJECT_TYPE_RECORD, "Number");
     dictionary.addSubentry(NUMBER, subIndex, access, DATA_TYPE_UNSIGNED32, "Number", false, 1, "", 0);
@@ -42,7 +42,7 @@ protected:
     ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
   }
 
-  /// The dictionary knows "before", the store "after".
+  // The dictionary knows "before", the store "after".
   void addTextVariable(KQCANopenAccessType access = ACCESS_RW) {
     dictionary.addEntry(TEXT, OBJECT_TYPE_VAR, "Text");
     dictionary.addSubentry(TEXT, 0, access, DATA_TYPE_VISIBLE_STRING, "Text", false, 0, "before", 0);
@@ -51,7 +51,7 @@ protected:
     ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
   }
 
-  /// The current value of an object, as a file's text shows it.
+  // The current value of an object, as a file's text shows it.
   static std::string valueIn(const std::string& text, const std::string& name) {
     const std::string lines = section(text, name);
     const std::string key = "ParameterValue=";

@@ -75,7 +75,7 @@ TEST_F(DcfFile, HasNoCarriageReturn) {
 
 struct ClockRow {
   const char* name;
-  long seconds;  ///< since the start of 2024-03-07
+  long seconds;  // since the start of 2024-03-07
   const char* time;
 };
 
@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(Days, DcfDate, testing::ValuesIn(DATES), test::rowName(
 
 class DcfIdentity : public test::DcfFixture {
 protected:
-  /// The two lines as they stand in the file.
+  // The two lines as they stand in the file.
   std::string numbers() {
     const std::string text = exported();
     const std::size_t begin = text.find("ProductNumber=");
@@ -262,7 +262,7 @@ TEST_F(DcfFile, DoesNotDependOnTheFormatOfStandardOutput) {
   EXPECT_TRUE(format.isKept());
 }
 
-/// Numbers as people in some countries write them.
+// Numbers as people in some countries write them.
 class GroupedDigits : public std::numpunct<char> {
 protected:
   char do_thousands_sep() const override { return '.'; }

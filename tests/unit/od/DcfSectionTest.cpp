@@ -34,7 +34,7 @@ protected:
     dictionary.addSubentry(index, 0, access, dataType, "hidden", false, value, "", 0);
   }
 
-  /// Everything after the lists of objects.
+  // Everything after the lists of objects.
   std::string sections() {
     const std::string text = exported();
     const std::size_t lists = text.find("[ManufacturerObjects]");

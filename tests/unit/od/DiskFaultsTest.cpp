@@ -35,13 +35,13 @@ constexpr const char* INCOMPLETE_DEFAULT =
 constexpr const char* INCOMPLETE_SAVE =
     "CANopen: the file tavo.dcf is incomplete, it could not be written to its end\n";
 
-/// Whoever writes the file finds no room on the disk.
+// Whoever writes the file finds no room on the disk.
 void fillDiskUnder(const char* fileName) {
   std::filesystem::remove(fileName);
   std::filesystem::create_symlink("/dev/full", fileName);
 }
 
-/// The working directory may not be written while one lives, whoever runs the tests.
+// The working directory may not be written while one lives, whoever runs the tests.
 class ReadOnlyFolder {
 public:
   ReadOnlyFolder() {

@@ -280,7 +280,7 @@ TEST_F(SubEntry, LimitsOfAMissingEntryOrSubEntry) {
 struct HighestSubIndexRow {
   const char* name;
   KQCANopenObjectType objectType;
-  int before;  ///< value of sub-index 0
+  int before;  // value of sub-index 0
   unsigned char added;
   int after;
 };

@@ -33,7 +33,7 @@ protected:
 
   void TearDown() override { KQDEI::instance()->clear(); }
 
-  /// A VAR with default 0 and value 0x55 at an index whose objects may be written.
+  // A VAR with default 0 and value 0x55 at an index whose objects may be written.
   void addChangedVar(unsigned short index) {
     dictionary.addEntry(index, OBJECT_TYPE_VAR, "Object");
     addObject(index, 0, 0);

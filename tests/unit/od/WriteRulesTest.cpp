@@ -31,8 +31,8 @@ namespace {
 struct PermissionRow {
   unsigned short index;
   unsigned char subIndex;
-  int forced;   ///< result of a forced write
-  int fromBus;  ///< result of a write from the bus
+  int forced;   // result of a forced write
+  int fromBus;  // result of a write from the bus
 };
 
 std::string permissionName(const testing::TestParamInfo<PermissionRow>& info) {
@@ -217,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(Sync, WrittenValue, testing::ValuesIn(SYNC_COB_IDS), te
 
 class SyncRule : public test::DictionaryFixture {
 protected:
-  /// Asks with a sub-entry that is not the dictionary's.
+  // Asks with a sub-entry that is not the dictionary's.
   int ask(unsigned int inTheDictionary, unsigned int inTheSubEntry, unsigned int written) {
     addObject(0x1005, 0, stored(inTheDictionary));
     ObjectDictionarySubEntry other;

@@ -282,7 +282,7 @@ class DemoCommunication : public DemoApplicationTest {
 protected:
   DemoCommunication() { node.receive("000#01 05"); }
 
-  /// Lets @p steps of the machine go by, with a cycle of the node after each. @return the frames sent
+  // Lets steps of the machine go by, with a cycle of the node after each. @return the frames sent
   test::Frames runCycles(unsigned int steps) {
     test::Frames frames;
     for (unsigned int i = 0; i < steps; ++i) {

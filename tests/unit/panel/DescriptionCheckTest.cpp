@@ -24,7 +24,7 @@ constexpr int CLEAN = 0;
 constexpr int WARNINGS = 1;
 constexpr int ERRORS = 2;
 
-/// A line of a file that is in order, and what it leads to when it is missing.
+// A line of a file that is in order, and what it leads to when it is missing.
 struct Line {
   const char* text;
   int statusWithout;
@@ -115,7 +115,7 @@ bool isSection(const Line& line) {
   return line.text[0] == '[';
 }
 
-/// The whole file, one line of it replaced.
+// The whole file, one line of it replaced.
 std::string withLine(std::size_t number, const std::string& replacement) {
   std::string text;
   for (std::size_t i = 0; i < LINE_COUNT; ++i) {
@@ -134,7 +134,7 @@ protected:
     return panel::checkDescription(options, console);
   }
 
-  /// Each line says how bad it is, and names the file; nothing in it troubles a terminal.
+  // Each line says how bad it is, and names the file; nothing in it troubles a terminal.
   void expectClearLines(int status) {
     std::istringstream lines(console.str());
     std::string line;

@@ -156,12 +156,12 @@ TEST(FrameTrace, FullDiskIsReportedOnce) {
   EXPECT_EQ("tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n", output.takeErrors());
 }
 
-/// A named pipe as trace.
+// A named pipe as trace.
 class PipedTrace : public testing::Test {
 protected:
   PipedTrace() { EXPECT_EQ(0, mkfifo("trace.pipe", 0600)); }
 
-  /// What is in the pipe at the moment.
+  // What is in the pipe at the moment.
   static std::string readAll(int reader) {
     std::string text;
     std::array<char, 4096> part{};
@@ -226,12 +226,12 @@ TEST_F(PipedTrace, KeepsEveryLineWhole) {
   close(reader);
 }
 
-/// Trace files that are full after two lines of (1700000000.123456) bus0 NNN#
+// Trace files that are full after two lines of (1700000000.123456) bus0 NNN#
 class RotatedTrace : public testing::Test {
 protected:
   static constexpr panel::TraceRotation TWO_LINES{60, 2};
 
-  /// A line each.
+  // A line each.
   static void transfer(FrameTrace& trace, const std::vector<std::string>& frames) {
     for (const std::string& frame : frames) {
       trace.frameTransferred(test::frame(frame.c_str()), true);
@@ -239,7 +239,7 @@ protected:
     }
   }
 
-  /// The frames in a file, without what stands before them.
+  // The frames in a file, without what stands before them.
   std::string read(const std::string& file) const {
     std::istringstream lines(directory.read(file));
     std::string frames;

@@ -35,7 +35,7 @@ using testing::StartsWith;
 
 constexpr const char* HOST = "Host: 127.0.0.1\r\n";
 
-/// A client that speaks bytes.
+// A client that speaks bytes.
 class Client {
 public:
   explicit Client(const HttpServer& server) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -53,7 +53,7 @@ public:
 
   void send(const std::string& text) const { ::send(descriptor, text.data(), text.size(), MSG_NOSIGNAL); }
 
-  /// What arrives until that text does, or the end.
+  // What arrives until that text does, or the end.
   std::string readUntil(const std::string& end) const {
     std::string text;
     char letter = 0;

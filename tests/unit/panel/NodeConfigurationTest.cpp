@@ -22,7 +22,7 @@ using device_description::Findings;
 using device_description::Severity;
 using panel::NodeConfiguration;
 
-/// Sections of a description, and the list that names them.
+// Sections of a description, and the list that names them.
 class Sections {
 public:
   Sections& add(const std::string& index, const std::string& keys) {
@@ -35,7 +35,7 @@ public:
     return add(index, "DataType=" + type + "\nAccessType=rw\nDefaultValue=" + value + "\n");
   }
 
-  /// A RECORD of UNSIGNED32 from sub-index 0 on; nothing is a sub-index that is missing.
+  // A RECORD of UNSIGNED32 from sub-index 0 on; nothing is a sub-index that is missing.
   Sections& addRecord(const std::string& index, const std::vector<std::optional<std::string>>& values) {
     std::string subs;
     int described = 0;

@@ -30,7 +30,7 @@ using device_description::Severity;
 constexpr unsigned char NODE_ID = 9;
 const device_description::FileInfo MADE = {"09:30AM", "03-14-2024", "", ""};
 
-/// What a node answers to the upload of everything that it has.
+// What a node answers to the upload of everything that it has.
 using Answers = std::map<std::string, test::Frames>;
 
 Answers readAll(test::TestNode& node) {
@@ -49,7 +49,7 @@ Answers readAll(test::TestNode& node) {
 
 class NodeDescriptionTest : public testing::Test {
 protected:
-  /// A demo machine, described, and what it answers.
+  // A demo machine, described, and what it answers.
   void describeDemo() {
     test::TestNode node(NODE_ID);
     std::ostringstream console;
@@ -63,7 +63,7 @@ protected:
     take(node);
   }
 
-  /// A node that is made of the text.
+  // A node that is made of the text.
   void describeAgain() {
     Findings findings;
     panel::EdsApplication application(DeviceDescription::parse(text, "out.eds", NODE_ID, findings), "out.eds",

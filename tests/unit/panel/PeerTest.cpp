@@ -45,7 +45,7 @@ protected:
     peer.bind(node.canopen());
   }
 
-  /// What the panel's loop does: the peer's turn, then a cycle of the node.
+  // What the panel's loop does: the peer's turn, then a cycle of the node.
   Frames loop() {
     peer.update();
     return node.cycle();
@@ -62,14 +62,14 @@ protected:
     return frames;
   }
 
-  /// Up to the first answers of the peer: set point 60.0 degC, text "abc".
+  // Up to the first answers of the peer: set point 60.0 degC, text "abc".
   void boot() {
     loop();
     loop();
     answerReads();
   }
 
-  /// Answers a read of the set point that is under way, and the read of the text behind it.
+  // Answers a read of the set point that is under way, and the read of the text behind it.
   void answerReads() {
     node.receive("586#4B 00 20 02 58 02 00 00");
     loop();
@@ -221,7 +221,7 @@ class PeerWithLongTimeout : public PeerTest {
 protected:
   PeerWithLongTimeout() : PeerTest(2000) {}
 
-  /// Answers every read that was queued, as a peer does that is back.
+  // Answers every read that was queued, as a peer does that is back.
   int answerQueuedReads() {
     int reads = 0;
     for (Frames frames = node.cycle(); !frames.empty(); frames = node.cycle()) {

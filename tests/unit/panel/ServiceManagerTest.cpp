@@ -31,7 +31,7 @@ using panel::ServiceManager;
 
 constexpr unsigned int NEVER = 0xFFFFFFFF;
 
-/// A service manager played by the test, and the environment that it gives the panel.
+// A service manager played by the test, and the environment that it gives the panel.
 class ServiceManagerTest : public testing::Test {
 protected:
   ServiceManagerTest() : receiver(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {}
@@ -43,7 +43,7 @@ protected:
     }
   }
 
-  /// @param address an abstract name begins with '@'
+  // @param address an abstract name begins with '@'
   void listenAt(const std::string& address) const {
     sockaddr_un own{};
     own.sun_family = AF_UNIX;
@@ -58,7 +58,7 @@ protected:
 
   void listen() const { listenAt(std::filesystem::current_path().string() + "/notify"); }
 
-  /// The message that has arrived, empty when there is none.
+  // The message that has arrived, empty when there is none.
   std::string take() const {
     std::array<char, 256> text{};
     const ssize_t count = recv(receiver, text.data(), text.size(), 0);

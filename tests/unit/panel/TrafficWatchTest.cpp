@@ -29,7 +29,7 @@ public:
   const monitor::CommunicationObject* findCommunicationObject(unsigned int) const override { return nullptr; }
 };
 
-/// The server is not started: this thread is the protocol thread and the server's.
+// The server is not started: this thread is the protocol thread and the server's.
 class TrafficWatchTest : public testing::Test {
 protected:
   TrafficWatchTest() {

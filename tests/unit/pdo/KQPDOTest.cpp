@@ -49,7 +49,7 @@ protected:
     addRecord(pdo, byte, bits, key, type);
   }
 
-  /// The frame that the PDO packs over data bytes that are all @p before.
+  // The frame that the PDO packs over data bytes that are all before.
   std::string filled(unsigned char before = 0) {
     KQCANMessage message;
     std::fill(std::begin(message.data), std::end(message.data), before);

@@ -21,7 +21,7 @@ namespace {
 
 using Table = std::shared_ptr<const PDOTable>;
 
-/// Nobody else has it.
+// Nobody else has it.
 Table newTable() {
   return PDOInternals::pdosOf(KQPDOHandler(nullptr));
 }

@@ -38,10 +38,10 @@ protected:
     return sync().handleMessage(&message);
   }
 
-  /// One SYNC. @return the frames sent
+  // One SYNC. @return the frames sent
   Frames syncNow() { return node.receive("080#"); }
 
-  /// Which of the SYNCs @p first to @p last since the start let a frame out.
+  // Which of the SYNCs first to last since the start let a frame out.
   std::vector<int> syncsWithFrames(int first, int last) {
     std::vector<int> with;
     for (int number = first; number <= last; ++number) {

@@ -39,7 +39,7 @@ std::string hex(unsigned int value) {
 
 class PDOBuild : public test::PDOFixture {
 protected:
-  /// Resets the communication, boots and starts again.
+  // Resets the communication, boots and starts again.
   void restart() {
     node.receive("000#82 05");
     node.cycle();
@@ -167,7 +167,7 @@ protected:
     start();
   }
 
-  /// Which of the two variables a frame reaches.
+  // Which of the two variables a frame reaches.
   std::pair<int, int> valuesAfter(const std::string& frame) {
     change(0x2001, 1, 0);
     change(0x2001, 2, 0);

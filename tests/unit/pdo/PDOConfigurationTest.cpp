@@ -37,7 +37,7 @@ protected:
 
   void addTransmit(const test::Mapping& mapping) { addTransmitPDO(0, {0x185}, mapping); }
 
-  /// A record with these sub-entries and no other.
+  // A record with these sub-entries and no other.
   void addRecord(unsigned short index, const std::vector<std::pair<unsigned char, unsigned int>>& values) {
     node.dictionary().addEntry(index, OBJECT_TYPE_RECORD, "PDO parameter");
     for (const auto& value : values) {
@@ -46,7 +46,7 @@ protected:
     }
   }
 
-  /// Start bits of all records.
+  // Start bits of all records.
   static std::vector<unsigned int> placesOf(const KQPDO& pdo) {
     std::vector<unsigned int> places;
     for (const auto& record : pdo.getMappingData()) {
@@ -216,7 +216,7 @@ std::ostream& operator<<(std::ostream& stream, const OversizeCase& row) {
 
 class PDOConfigurationOversize : public PDOConfiguration, public testing::WithParamInterface<OversizeCase> {
 protected:
-  /// Builds the PDO and gives what is printed.
+  // Builds the PDO and gives what is printed.
   std::string warningOf(unsigned short index) {
     test::Mapping entries = GetParam().bits;
     for (unsigned int& entry : entries) {

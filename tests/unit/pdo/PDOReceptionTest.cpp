@@ -39,7 +39,7 @@ protected:
 
   KQCANopen& canopen() { return node.canopen(); }
 
-  /// What the handler answers to a frame.
+  // What the handler answers to a frame.
   int offer(const std::string& text) {
     KQCANMessage message = test::frame(text);
     return handler().handleMessage(&message);
@@ -351,7 +351,7 @@ TEST_F(WatchedReception, ReplacedBearerOfACOBIDStaysWatched) {
   EXPECT_EQ(1U, timedOut.runs);
 }
 
-/// Notes the event, and whether the variable of the node is valid at that moment.
+// Notes the event, and whether the variable of the node is valid at that moment.
 class NotingAction : public KQAction {
 public:
   NotingAction(std::string eventName, std::vector<std::string>& notes) : name(std::move(eventName)), log(notes) {}
@@ -408,7 +408,7 @@ TEST_F(OrderOfEvents, TimeOutsAreReportedInTheOrderOfTheIndexesHoweverThePDOsWer
   EXPECT_EQ((std::vector<std::string>{"timed out, invalid", "second timed out, invalid"}), log);
 }
 
-/// Rebuilds a PDO from inside its report.
+// Rebuilds a PDO from inside its report.
 class RebuildingAction : public KQAction {
 public:
   RebuildingAction(KQPDOHandler& pdoHandler, unsigned short communicationIndex)

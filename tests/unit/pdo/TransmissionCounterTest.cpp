@@ -37,7 +37,7 @@ protected:
     ASSERT_EQ(KQ_DONE, node.canopen().setPDOAction(number, PDO_TYPE_TRANSMIT, action, key));
   }
 
-  /// Each transmission needs a new value.
+  // Each transmission needs a new value.
   void changeValue() { change(0x2001, 1, ++value); }
 
   int value = 0;
@@ -333,7 +333,7 @@ TEST_F(TransmissionCounter, SharedByTwoTPDOsThatMapItComesToRest) {
 
 class SharedCounter : public TransmissionCounter {
 protected:
-  /// The TPDOs 0x185 and so on, all of which map the counter 0x2001 sub-index 2 and count in it.
+  // The TPDOs 0x185 and so on, all of which map the counter 0x2001 sub-index 2 and count in it.
   void addSharers(unsigned char sharers) {
     addVariables(2, 8);
     for (unsigned char i = 0; i < sharers; ++i) {

@@ -78,7 +78,7 @@ class SDOClientLocksOfACycle : public test::SDOClientFixture {
 protected:
   SDOClientLocksOfACycle() { addNumber(1, 16, false); }
 
-  /// Whether another thread would find the lock taken now.
+  // Whether another thread would find the lock taken now.
   static bool isTaken(KQ::KQMutex& mutex) {
     bool taken = true;
     std::thread([&] {

@@ -25,7 +25,7 @@ const char* const NOT_OWNER = "+++++ SDO => We are not owner of the variable\n";
 
 class SDOClientUpload : public test::SDOClientFixture {
 protected:
-  /// An object of that type which node 6 holds, with a variable of @p owner in the store.
+  // An object of that type which node 6 holds, with a variable of owner in the store.
   void addObject(KQ::KQCANopenDataType dataType, KQ::KQVariableOwner* owner) {
     const bool isText = dataType == KQ::DATA_TYPE_VISIBLE_STRING;
     KQ::KQVariable variable(INDEX, 1, "object", isText ? KQ::STORAGE_TYPE_STRING : KQ::STORAGE_TYPE_INTEGER);
@@ -36,7 +36,7 @@ protected:
     node.dictionary().setLimits(INDEX, 1, 0, -1);
   }
 
-  /// Asks for an object without a variable of this node's own, which is known by its own key.
+  // Asks for an object without a variable of this node's own, which is known by its own key.
   void askForObject() {
     ASSERT_EQ(Frames{"606#40 01 20 01 00 00 00 00"}, sendRead(1));
     node.output.takeOutput();

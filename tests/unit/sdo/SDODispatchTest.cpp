@@ -28,7 +28,7 @@ const char* const VENDOR_ID = "585#43 18 10 01 C7 03 00 00";
 
 class SDODispatch : public test::SDOServerFixture {
 protected:
-  /// Offers a frame to the handler alone.
+  // Offers a frame to the handler alone.
   int offer(unsigned int identifier, const std::string& bytes) {
     KQ::KQCANMessage message = test::frame("0#" + bytes);
     message.identifier = identifier;

@@ -233,7 +233,7 @@ protected:
 
 class SegmentedUploadLength : public SegmentedUpload, public ::testing::WithParamInterface<std::size_t> {
 protected:
-  /// Requests segments until the last one. @return the text
+  // Requests segments until the last one. @return the text
   std::string readSegments() {
     std::string text;
     for (unsigned int toggle = 0;; toggle ^= 0x10) {

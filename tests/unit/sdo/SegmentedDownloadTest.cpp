@@ -30,7 +30,7 @@ protected:
 
   Frames open() { return request("21 01 20 01 0E 00 00 00"); }
 
-  /// Sends a whole text in segments of 7 bytes. @return the answers
+  // Sends a whole text in segments of 7 bytes. @return the answers
   Frames sendText(const std::string& text) {
     Frames answers;
     unsigned int toggle = 0;

@@ -37,7 +37,7 @@ std::string record(const std::string& name, const std::string& objectName, int s
   return section(name, "ParameterName=" + objectName + "\nObjectType=9\nSubNumber=" + std::to_string(subIndexes));
 }
 
-/// A device with one TPDO at 0x180 and its node-ID, one RPDO at a fixed COB-ID, and a second SDO server.
+// A device with one TPDO at 0x180 and its node-ID, one RPDO at a fixed COB-ID, and a second SDO server.
 const std::string DEVICE =
     section("DeviceInfo", "VendorName=TAVO") + section("MandatoryObjects", "SupportedObjects=0") +
     section("OptionalObjects", "SupportedObjects=5\n1=0x1201\n2=0x1400\n3=0x1600\n4=0x1800\n5=0x1A00") +

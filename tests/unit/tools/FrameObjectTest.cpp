@@ -19,7 +19,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The last frame of a log.
+// The last frame of a log.
 Json object(std::initializer_list<const char*> lines) {
   monitor::FrameDecoder decoder;
   Json result;
@@ -31,7 +31,7 @@ Json object(std::initializer_list<const char*> lines) {
   return result;
 }
 
-/// A value of a type, as a member of an object.
+// A value of a type, as a member of an object.
 Json valueOf(unsigned int type, std::initializer_list<unsigned char> bytes) {
   monitor::DecodedFrame frame;
   frame.service = monitor::Service::TPDO;

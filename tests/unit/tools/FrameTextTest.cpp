@@ -20,7 +20,7 @@ namespace {
 using trace::FrameText;
 using trace::TimeForm;
 
-/// The lines of a log as they are shown.
+// The lines of a log as they are shown.
 std::string shown(std::initializer_list<const char*> lines, TimeForm form = TimeForm::AS_LOGGED, bool data = false) {
   FrameText frameText(form, data);
   monitor::FrameDecoder decoder;

@@ -7,10 +7,8 @@
 
 namespace KQ {
 
-/**
- * The system calls of a raw CAN socket, so that every answer of a kernel can be had without one.
- * Each operation answers with a value that is not negative, or with a negated errno value. Any thread.
- */
+/// The system calls of a raw CAN socket, so that every answer of a kernel can be had without one.
+/// Each operation answers with a value that is not negative, or with a negated errno value. Any thread.
 class KQCANSocketCalls {
 public:
   /// One received frame with what the kernel says about it.

@@ -40,7 +40,7 @@ std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name) {
   return KQVirtualEndPoint::open(name, error);
 }
 
-/// An end point whose every answer the test gives.
+// An end point whose every answer the test gives.
 class ScriptedEndPoint : public KQEndPoint {
 public:
   ScriptedEndPoint() : KQEndPoint("test:scripted"), descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
@@ -80,7 +80,7 @@ protected:
   int doWrite(const KQCANMessage&) override { return KQ_OK; }
 };
 
-/// Does in onEndPointReadable what the test says.
+// Does in onEndPointReadable what the test says.
 class ActingListener : public KQEndPointListener {
 public:
   explicit ActingListener(std::function<void(KQEndPoint*)> action) : reaction(std::move(action)) {}

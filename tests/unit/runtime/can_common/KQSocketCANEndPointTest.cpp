@@ -37,7 +37,7 @@ namespace {
 
 using Frames = std::vector<std::string>;
 
-/// The system calls of a kernel with one interface, "can0". An eventfd stands for the socket.
+// The system calls of a kernel with one interface, "can0". An eventfd stands for the socket.
 class FakeKernel : public KQCANSocketCalls {
 public:
   int openSocket() override {
@@ -67,7 +67,7 @@ public:
   }
   void clearError(int) override { receiveError = 0; }
 
-  /// Whether a data frame passes the filters, as the kernel judges it.
+  // Whether a data frame passes the filters, as the kernel judges it.
   bool passes(unsigned identifier) const {
     return std::any_of(filters.begin(), filters.end(), [identifier](const can_filter& filter) {
       return (identifier & filter.can_mask) == (filter.can_id & filter.can_mask);
@@ -138,7 +138,7 @@ public:
   std::mutex mutex;
 };
 
-/// An open port that a manager serves, and a clock that stands still.
+// An open port that a manager serves, and a clock that stands still.
 class SocketCAN : public testing::Test {
 protected:
   SocketCAN() {
@@ -164,7 +164,7 @@ protected:
     manager.wait(0);
   }
 
-  /// Lets the kernel report on the socket and the manager look.
+  // Lets the kernel report on the socket and the manager look.
   void announce() {
     const std::uint64_t one = 1;
     ASSERT_EQ(static_cast<ssize_t>(sizeof one), write(kernel.socket, &one, sizeof one));

@@ -27,7 +27,7 @@ namespace {
 
 using Frames = std::vector<std::string>;
 
-/// A listening socket of which the test plays the server.
+// A listening socket of which the test plays the server.
 class PlayedServer {
 public:
   explicit PlayedServer(unsigned short port = 0) : listening(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -65,7 +65,7 @@ std::string readOnce(int descriptor) {
   return std::string(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
-/// Plays the handshake with a client that is connecting; the last answer may carry more. @return the connection
+// Plays the handshake with a client that is connecting; the last answer may carry more. @return the connection
 int playHandshake(const PlayedServer& server, const std::string& behindLastAnswer = "") {
   const int descriptor = server.accept();
   sendAll(descriptor, "< hi >");
@@ -76,7 +76,7 @@ int playHandshake(const PlayedServer& server, const std::string& behindLastAnswe
   return descriptor;
 }
 
-/// An end point connected to a played server.
+// An end point connected to a played server.
 class PlayedConnection : public testing::Test {
 protected:
   void open(const std::string& behindLastAnswer = "") {
@@ -385,7 +385,7 @@ TEST_F(PlayedConnection, FrameThatFindsTheConnectionGoneIsRefusedAndNotDiscarded
   EXPECT_EQ(0U, statistics.discarded);
 }
 
-/// An end point on a bus that a server of this process serves, which can be killed and started again.
+// An end point on a bus that a server of this process serves, which can be killed and started again.
 class ServedConnection : public testing::Test {
 protected:
   void serve() {

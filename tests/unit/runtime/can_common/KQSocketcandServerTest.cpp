@@ -44,7 +44,7 @@ unsigned countDescriptors() {
   return number;
 }
 
-/// The frames in what a client has received, without the time; other lines as they are.
+// The frames in what a client has received, without the time; other lines as they are.
 Frames linesOf(const std::string& received) {
   Frames lines;
   std::string_view rest = received;
@@ -74,7 +74,7 @@ protected:
     manager.addEndPoint(node.get(), &listener);
   }
 
-  /// What the next read of the peer gives, once something has arrived.
+  // What the next read of the peer gives, once something has arrived.
   std::string nextRead(TcpPeer& peer) {
     std::string text;
     waitUntil(manager, [&] {
@@ -533,7 +533,7 @@ TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
 
 // ---- Overload
 
-/// A client that keeps its socket full of frames with an identifier of its own.
+// A client that keeps its socket full of frames with an identifier of its own.
 class Flooder {
 public:
   Flooder(std::unique_ptr<TcpPeer> connected, unsigned identifier) : peer(std::move(connected)) {
@@ -569,7 +569,7 @@ protected:
     }
   }
 
-  /// The next milliseconds of the test's clock, in which the flooding clients keep sending, and read when told to.
+  // The next milliseconds of the test's clock, in which the flooding clients keep sending, and read when told to.
   void flood(unsigned milliseconds, bool read = true) {
     for (unsigned i = 0; i < milliseconds; ++i) {
       TestClock::advance(1);
@@ -586,7 +586,7 @@ protected:
     }
   }
 
-  /// Floods until somebody who does not read makes the flooding clients wait. @param reader one who does
+  // Floods until somebody who does not read makes the flooding clients wait. @param reader one who does
   bool floodUntilItWaits(TcpPeer* reader = nullptr) {
     std::size_t before = 1;
     for (int i = 0; i < 200 && listener.frames.size() != before; ++i) {
@@ -599,7 +599,7 @@ protected:
     return listener.frames.size() == before;
   }
 
-  /// Number of frames that the node got from each of the flooding clients.
+  // Number of frames that the node got from each of the flooding clients.
   std::vector<unsigned> getShares() const {
     std::vector<unsigned> shares(flooders.size());
     for (const std::string& frame : listener.frames) {

@@ -35,7 +35,7 @@ std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name, std::siz
   return endPoint;
 }
 
-/// A participant that keeps what it is given.
+// A participant that keeps what it is given.
 class Witness : public KQBusParticipant {
 public:
   void takeFrame(const KQBusFrame& frame) override { frames.push_back(frame); }

@@ -120,15 +120,15 @@ TEST_P(NaturalRange, IsThatOfBitsAndSign) {
   EXPECT_EQ(GetParam().maximum, variable.getMaximum());
 }
 
-constexpr int intMin = std::numeric_limits<int>::min();
-constexpr int intMax = std::numeric_limits<int>::max();
+constexpr int SMALLEST = std::numeric_limits<int>::min();
+constexpr int LARGEST = std::numeric_limits<int>::max();
 
 INSTANTIATE_TEST_SUITE_P(Lengths, NaturalRange,
                          testing::Values(RangeCase{1, false, 0, 1}, RangeCase{1, true, -1, 0},
                                          RangeCase{8, false, 0, 255}, RangeCase{8, true, -128, 127},
-                                         RangeCase{31, false, 0, intMax}, RangeCase{32, false, 0, -1},
-                                         RangeCase{32, true, intMin, intMax}, RangeCase{64, false, 0, -1},
-                                         RangeCase{33, true, intMin, intMax}, RangeCase{0, false, 0, 0},
+                                         RangeCase{31, false, 0, LARGEST}, RangeCase{32, false, 0, -1},
+                                         RangeCase{32, true, SMALLEST, LARGEST}, RangeCase{64, false, 0, -1},
+                                         RangeCase{33, true, SMALLEST, LARGEST}, RangeCase{0, false, 0, 0},
                                          RangeCase{0, true, -1, 0}, RangeCase{-3, true, -1, 0}));
 
 TEST(Variable, ExplicitLimitsReplaceTheNaturalRange) {

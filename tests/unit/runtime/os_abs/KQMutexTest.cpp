@@ -66,10 +66,10 @@ TEST_F(Mutex, WorksWithUniqueLock) {
 }
 
 TEST_F(Mutex, LetsOneThreadInAtATime) {
-  constexpr int rounds = 10000;
+  constexpr int ROUNDS = 10000;
   int count = 0;
   const auto increment = [&] {
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < ROUNDS; ++round) {
       const std::lock_guard<KQMutex> guard(*mutex);
       ++count;
     }
@@ -77,7 +77,7 @@ TEST_F(Mutex, LetsOneThreadInAtATime) {
   std::thread other(increment);
   increment();
   other.join();
-  EXPECT_EQ(2 * rounds, count);
+  EXPECT_EQ(2 * ROUNDS, count);
 }
 
 }  // namespace

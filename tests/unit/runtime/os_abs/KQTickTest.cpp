@@ -24,7 +24,7 @@ protected:
   ~Tick() override { KQTick::setSource(nullptr); }
 };
 
-/// Milliseconds of the monotonic clock as the standard library gives them.
+// Milliseconds of the monotonic clock as the standard library gives them.
 unsigned int steadyMilliseconds() {
   using std::chrono::duration_cast;
   const auto now = std::chrono::steady_clock::now().time_since_epoch();

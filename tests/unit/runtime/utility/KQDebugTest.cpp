@@ -20,7 +20,7 @@ namespace {
 
 class Debug : public testing::Test {
 protected:
-  ~Debug() override { KQDebug::setLevel(section, KQDebug::defaultLevel); }
+  ~Debug() override { KQDebug::setLevel(section, KQDebug::DEFAULT_LEVEL); }
 
   std::string printed(int level) const {
     testing::internal::CaptureStderr();
@@ -91,9 +91,9 @@ TEST_P(UnknownSection, PrintsNothingAndHasNoLevel) {
 INSTANTIATE_TEST_SUITE_P(Numbers, UnknownSection, testing::Values(-1, 1000000));
 
 TEST_F(Debug, LinesOfThreadsDoNotMix) {
-  constexpr int lines = 200;
+  constexpr int LINES = 200;
   const auto print = [this](const char* text) {
-    for (int line = 0; line < lines; ++line) {
+    for (int line = 0; line < LINES; ++line) {
       KQDebug::debugPrintError(0, section, "%s", text);
     }
   };
@@ -103,7 +103,7 @@ TEST_F(Debug, LinesOfThreadsDoNotMix) {
   other.join();
   const std::string output = testing::internal::GetCapturedStderr();
   const std::string oneLine = "debug_test: aaaaaaaaaaaaaaaa\n";
-  ASSERT_EQ(2 * lines * oneLine.size(), output.size());
+  ASSERT_EQ(2 * LINES * oneLine.size(), output.size());
   for (std::size_t at = 0; at < output.size(); at += oneLine.size()) {
     std::string line = output.substr(at, oneLine.size());
     std::replace(line.begin() + 12, line.end(), 'b', 'a');

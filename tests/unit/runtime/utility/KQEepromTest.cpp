@@ -22,7 +22,7 @@
 namespace KQ {
 namespace {
 
-/// Starts without any of the variables, writes files to a name of its own, and puts everything back.
+// Starts without any of the variables, writes files to a name of its own, and puts everything back.
 class Eeprom : public testing::Test {
 protected:
   Eeprom() {
