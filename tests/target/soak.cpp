@@ -1,15 +1,15 @@
 // target-soak HOURS: two panels on can0 for that long in the machine's time, and on can1 all that happens to a panel in
 // the field, in an order that is the same every time.
 //
-// | what       | how often          | what must hold |
-// |------------|--------------------|----------------------------------------------------------------------------------|
-// | masters    | one a minute       | each is answered in time, whatever the one before it has left behind | | saves |
-// by some of these   | the file is there anew each time                                                 | | floods |
-// two an hour        | as much as the bus carries: frames for nobody, requests                          | | outages |
-// four an hour       | can0 goes down and up; both panels return by themselves, with one line each way  | | a peer |
-// one an hour        | the second panel reads it, notices that it is killed, and goes on without it     | | heartbeats
-// | one a second       | none is late beyond the tolerance                                                | | memory |
-// looked at each hour | as much as after the first hour, and as many descriptors                        |
+// | what       | how often        | what must hold                                                                  |
+// |------------|------------------|---------------------------------------------------------------------------------|
+// | masters    | one a minute     | each is answered in time, whatever the one before it has left behind            |
+// | saves      | by some of these | the file is there anew each time                                                |
+// | floods     | two an hour      | as much as the bus carries: frames for nobody, requests                         |
+// | outages    | four an hour     | can0 goes down and up; both panels return by themselves, with one line each way |
+// | a peer     | one an hour      | the second panel reads it, notices that it is killed, and goes on without it    |
+// | heartbeats | one a second     | none is late beyond the tolerance                                               |
+// | memory     | each hour        | as much as after the first hour, and as many descriptors                        |
 //
 // Ends with one line of counts, and status 0 when all of that held.
 

@@ -69,6 +69,7 @@ protected:
   static void runTogether(const std::vector<std::function<void()>>& works) {
     std::atomic<std::size_t> waiting{works.size()};
     std::vector<std::thread> threads;
+    threads.reserve(works.size());
     for (const auto& work : works) {
       threads.emplace_back([&waiting, &work] {
         --waiting;
