@@ -23,7 +23,7 @@ define run-tests
 @ctest --preset $(1) -j $(JOBS) -E '^interop[.]'
 endef
 
-.PHONY: help run test test-page pictures page-load packages test-packages test-fresh model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
+.PHONY: help run test test-page pictures page-load packages test-packages sub-projects test-fresh model test-metrics test-armhf test-target soak-target bench bench-check bench-update bench-growth bench-target overload conformance reference format format-check tidy tidy-tests soak coverage mutants trust sanitize thread-sanitize valgrind fuzz fuzz-smoke clean
 
 help:
 	@echo "make run [ARGS='--node-id 6']  build tavo-panel and start it here"
@@ -38,6 +38,7 @@ help:
 	@echo "make packages                  Debian packages for this machine and for armhf: build/packages*/packages"
 	@echo "make test-packages             install them where nothing else is, and build and run the examples there"
 	@echo "make test-fresh                make run and make test of a fresh clone in a Debian that has git and make"
+	@echo "make sub-projects              the libraries as part of another project: both compilers, every level of optimisation, no warning"
 	@echo "make bench                     count what a node costs: instructions, system calls, allocations, memory"
 	@echo "make bench-check               fail when that is more than the last figures, bench/figures.json, say"
 	@echo "make bench-update              the same count, written to that file"
@@ -47,7 +48,7 @@ help:
 	@echo "make reference                 the reference of the headers, build/reference/html; fails when something has no comment"
 	@echo "make conformance               what clients of others find of CiA 301, service by service; goes into docs/conformance.md"
 	@echo "make format, format-check      apply clang-format; or look whether it would change anything"
-	@echo "make tidy                      run clang-tidy over the sources"
+	@echo "make tidy, tidy-tests          run clang-tidy over the sources; or over the tests, with a few checks"
 	@echo "make sanitize                  all tests but the one of a minute under the address and undefined behaviour sanitizers"
 	@echo "make thread-sanitize           the tests of whole nodes and of SDO under the thread sanitizer"
 	@echo "make model [SEQUENCES=1000000] compare the node with the models of its parts over that many random sequences each"
@@ -94,11 +95,14 @@ packages:
 	$(call timed,packages for armhf,$(call build,packages-armhf,all) && cmake --build build/packages-armhf --target package)
 	$(call timed,those for armhf tried,tests/install/run armhf build/packages-armhf arm-linux-gnueabihf-g++)
 
-# The sub-project is built here, since it takes as long as all of the libraries do.
+# The libraries twelve times, in a folder of another project.
+sub-projects:
+	@scripts/setup.sh packages check
+	@for compiler in g++ clang++; do JOBS=$(JOBS) tests/install/run sub_project . $$compiler || exit; done
+
 test-packages:
 	@scripts/setup.sh packages
 	$(call timed,packages,$(call build,packages,all) && cmake --build build/packages --target package)
-	$(call timed,part of another project,tests/install/run sub_project build/packages c++)
 	$(call timed,an empty Debian,tests/install/empty-root build/packages/packages)
 
 # "make run" and "make test" as on a machine that has never seen this project.
@@ -177,13 +181,21 @@ format-check:
 	@scripts/setup.sh check
 	$(call timed,format-check,$(SOURCES) | xargs -0 clang-format --dry-run --Werror)
 
-# In a configuration for clang++, all of whose flags clang-tidy understands, and without the tests, which would take
-# several times as long as all that is shipped.
+# $(call clang-tidy,FOLDERS,REPORT) over what the configuration for clang++, all of whose flags it understands, has of these.
+clang-tidy = run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/($(1))/' >build/tidy/$(2) 2>&1 || \
+  { grep -E 'warning:|error:' -A 3 build/tidy/$(2); exit 1; }
+
 tidy:
-	@scripts/setup.sh run check
-	@[ -f build/tidy/build.ninja ] || cmake --preset tidy -DTAVO_BUILD_TESTS=OFF
-	$(call timed,tidy,run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/(bench|canopen|device_description|monitor|panel|runtime|tools)/' \
-	  >build/tidy/report.txt 2>&1 || { grep -E 'warning:|error:' -A 3 build/tidy/report.txt; exit 1; })
+	@scripts/setup.sh run test check
+	@cmake --preset tidy -DTAVO_BUILD_TESTS=ON >/dev/null
+	$(call timed,tidy,$(call clang-tidy,bench|canopen|device_description|monitor|panel|runtime|tools,report.txt))
+
+# With the checks of tests/.clang-tidy. The test framework is read once for all tests.
+tidy-tests:
+	@scripts/setup.sh run test check
+	@cmake --preset tidy -DTAVO_BUILD_TESTS=ON >/dev/null
+	@cmake --build build/tidy --target tests/CMakeFiles/test_support.dir/cmake_pch.hxx.pch
+	$(call timed,tidy-tests,$(call clang-tidy,tests,tests.txt))
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.
 ifndef SEED

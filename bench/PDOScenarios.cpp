@@ -10,7 +10,7 @@ namespace {
 
 constexpr unsigned int COB_ID_SYNC = 0x080;
 
-/// The data of an RPDO: four values, each of which differs from those of the operations before and after.
+// The data of an RPDO: four values, each of which differs from those of the operations before and after.
 std::uint64_t receivedData(std::size_t operation) {
   return 0x9000500030001000U + 0x0001000100010001U * operation;
 }
@@ -25,7 +25,7 @@ int valueInStore(unsigned short index, unsigned short subIndex) {
   return value;
 }
 
-/// The frame of a TPDO with the values that are in the store.
+// The frame of a TPDO with the values that are in the store.
 KQ::KQCANMessage sentFrame(unsigned int pdo) {
   KQ::KQCANMessage message = frame(FIRST_TPDO_COB_ID + pdo, {0, 0, 0, 0, 0, 0, 0, 0});
   for (unsigned short subIndex = 1; subIndex <= VALUES_PER_PDO; ++subIndex) {

@@ -11,14 +11,14 @@ constexpr unsigned int COB_ID_RESPONSE = 0x580 + NODE_ID;
 constexpr unsigned int OBJECT_LOW = SDO_OBJECT & 0xFF;
 constexpr unsigned int OBJECT_HIGH = SDO_OBJECT >> 8;
 constexpr std::size_t SEGMENT_BYTES = 7;
-/// No text is a multiple of seven long, so that a last segment with less is among them.
+// No text is a multiple of seven long, so that a last segment with less is among them.
 constexpr std::size_t SEGMENTS = (TEXT_LENGTH + SEGMENT_BYTES - 1) / SEGMENT_BYTES;
 
 int valueOf(unsigned int number) {
   return static_cast<int>(0x87654321U * (number + 1));
 }
 
-/// A text of 1 KiB. @param start lets texts differ in every character
+// A text of 1 KiB. @param start lets texts differ in every character
 std::string textFrom(char start) {
   std::string text(TEXT_LENGTH, start);
   for (std::size_t i = 0; i < TEXT_LENGTH; ++i) {
@@ -27,7 +27,7 @@ std::string textFrom(char start) {
   return text;
 }
 
-/// n and c of the segment that begins at @p offset.
+// n and c of the segment that begins at offset.
 unsigned int segmentCommand(std::size_t offset) {
   const std::size_t remaining = TEXT_LENGTH - offset;
   return remaining > SEGMENT_BYTES ? 0U : static_cast<unsigned int>((SEGMENT_BYTES - remaining) << 1 | 1U);
@@ -37,7 +37,7 @@ unsigned int toggleOf(std::size_t segment) {
   return segment % 2 != 0 ? 0x10U : 0U;
 }
 
-/// A segment of @p text as either side sends it.
+// A segment of text as either side sends it.
 KQ::KQCANMessage segmentFrame(unsigned int cobID, const std::string& text, std::size_t segment) {
   const std::size_t offset = segment * SEGMENT_BYTES;
   KQ::KQCANMessage message = frame(cobID, {segmentCommand(offset) | toggleOf(segment), 0, 0, 0, 0, 0, 0, 0});
@@ -47,7 +47,7 @@ KQ::KQCANMessage segmentFrame(unsigned int cobID, const std::string& text, std::
   return message;
 }
 
-/// A frame that carries nothing but its command and the size of the text.
+// A frame that carries nothing but its command and the size of the text.
 KQ::KQCANMessage initiateFrame(unsigned int cobID, unsigned int command, std::size_t size) {
   return frame(cobID, {command, OBJECT_LOW, OBJECT_HIGH, SDO_TEXT, static_cast<unsigned int>(size & 0xFF),
                        static_cast<unsigned int>(size >> 8), 0, 0});

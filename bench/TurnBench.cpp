@@ -68,7 +68,7 @@ void requireOK(int result, const char* what) {
   require(result == KQ::KQ_OK, what);
 }
 
-/// The other participant of the bus.
+// The other participant of the bus.
 class Master : public KQ::KQBusParticipant {
 public:
   Master() : bus(KQ::KQVirtualBus::get(BUS)) { bus->attach(this); }
@@ -93,7 +93,7 @@ private:
   std::size_t answers = 0;
 };
 
-/// What turns take beside instructions.
+// What turns take beside instructions.
 struct Costs {
   bench::CallCounts calls;
   std::size_t readings = 0;
@@ -118,7 +118,7 @@ public:
   TurnBench(const TurnBench&) = delete;
   TurnBench& operator=(const TurnBench&) = delete;
 
-  /// Turns, with what @p prepare does before each of them. @return what they took, without that
+  // Turns, with what prepare does before each of them. @return what they took, without that
   template <typename Prepare>
   Costs run(std::size_t count, Prepare prepare) {
     Costs costs;
@@ -137,8 +137,8 @@ public:
 private:
   void startNode();
 
-  /// Once around the loop of the panel, which does not sleep here. Instructions are counted from its call to its
-  /// return, by its name, hence never inlined.
+  // Once around the loop of the panel, which does not sleep here. Instructions are counted from its call to its
+  // return, by its name, hence never inlined.
   [[gnu::noinline]] void turn() {
     KQ::KQCANopenInstanceManager::instance()->updateAllData(KQ::KQTick::getTickCount() + CYCLE_BUDGET_MS);
     timeToNextWork += node->getTimeToNextWork(KQ::KQTick::getTickCount());
@@ -189,7 +189,7 @@ TurnBench::~TurnBench() {
 struct Row {
   const char* name;
   void (*prepare)(Master& master);
-  std::size_t answers;  ///< to be seen in each turn
+  std::size_t answers;  // to be seen in each turn
 };
 
 constexpr Row ROWS[] = {

@@ -24,7 +24,7 @@ void listScenarios() {
   }
 }
 
-/// The bytes on the heap that one node of configuration a takes; port and variable store are not its own.
+// The bytes on the heap that one node of configuration a takes; port and variable store are not its own.
 void printHeap() {
   const bench::BenchEnvironment environment;
   const bench::BenchApplication application(bench::CONFIGURATION_A);
@@ -47,14 +47,14 @@ void runScenario(const bench::ScenarioEntry& entry, const bench::Configuration& 
               count * scenario->framesPerOperation(), allocations);
 }
 
-/// @return 0 for anything but a number from 1 on
+// @return 0 for anything but a number from 1 on
 unsigned long parseCount(const char* text) {
   char* end = nullptr;
   const unsigned long count = std::strtoul(text, &end, 10);
   return *end == '\0' ? count : 0;
 }
 
-/// Takes an option over into the configuration. @return whether there is such an option
+// Takes an option over into the configuration. @return whether there is such an option
 bool setOption(bench::Configuration& configuration, const char* option, unsigned int value) {
   constexpr std::pair<const char*, unsigned int bench::Configuration::*> OPTIONS[] = {
       {"--pdos", &bench::Configuration::pdos},

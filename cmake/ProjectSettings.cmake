@@ -16,12 +16,14 @@ if(TAVO_SANITIZE)
 endif()
 
 # A library as it is shipped is optimised as a whole, which saves a twentieth of its code. Only with g++: Debian's linkers
-# for other architectures crash on what clang++ leaves to them.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# for other architectures crash on what clang++ leaves to them. Part of another project, that one says what it wants.
+if(PROJECT_IS_TOP_LEVEL AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(TAVO_OPTIMISE_LIBRARIES ON)
 else()
   set(TAVO_OPTIMISE_LIBRARIES OFF)
 endif()
+
+set(TAVO_EXPORTED_SYMBOLS ${CMAKE_CURRENT_LIST_DIR}/exported-symbols.map)
 
 # tavo_shared_library(TARGET OUTPUT_NAME INCLUDE_DIR SOURCE_DIR...): a shared library of this
 # project from every .cpp below the source folders. Sources and the symbols that the library
@@ -37,8 +39,10 @@ function(tavo_shared_library target output_name include_dir)
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ${output_name}
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-    INTERPROCEDURAL_OPTIMIZATION_RELEASE ${TAVO_OPTIMISE_LIBRARIES})
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  if(TAVO_OPTIMISE_LIBRARIES)
+    set_property(TARGET ${target} PROPERTY INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+  endif()
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${include_dir}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tavo-canopen>)
   target_compile_features(${target} PUBLIC cxx_std_17)
@@ -46,7 +50,9 @@ function(tavo_shared_library target output_name include_dir)
   if(TAVO_SANITIZE)
     # A sanitizer finds the vtables and typeinfo of all libraries in one place only when they may be shared.
   else()
-    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
+    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined
+      -Wl,--version-script=${TAVO_EXPORTED_SYMBOLS})
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${TAVO_EXPORTED_SYMBOLS})
   endif()
 endfunction()
 

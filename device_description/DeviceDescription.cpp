@@ -13,14 +13,14 @@ constexpr unsigned short MAPPING_OFFSET = 0x200;
 constexpr unsigned int NO_COB_ID = 0x80000000U;
 constexpr unsigned char HIGHEST_MAPPING = 64;
 
-/// The value of a sub-index that is described, else what stands for it.
+// The value of a sub-index that is described, else what stands for it.
 long long getNumber(const DeviceDescription& description, unsigned short index, unsigned char subIndex,
                     long long otherwise) {
   const SubObject* const subObject = description.find(index, subIndex);
   return subObject != nullptr && subObject->getValue() ? subObject->getValue()->number : otherwise;
 }
 
-/// Where the file does not say how many there are, all up to the first that maps nothing.
+// Where the file does not say how many there are, all up to the first that maps nothing.
 bool isMapped(long long count, unsigned char position, unsigned int entry) {
   return count < 0 ? entry != 0 : position <= count;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t LONGEST_FILE = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t BLOCK = 65536;
 
-/// @return false when there is no such file, or when it is too long
+// @return false when there is no such file, or when it is too long
 bool readText(const std::string& fileName, std::string& text, Findings& findings) {
   errno = 0;
   std::ifstream file(fileName, std::ios::binary);

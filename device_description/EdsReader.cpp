@@ -53,7 +53,7 @@ bool contains(const char* const (&names)[COUNT], const std::string& name) {
   return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
-/// Takes up to @p most hexadecimal digits from the front of a name in upper case.
+// Takes up to most hexadecimal digits from the front of a name in upper case.
 std::optional<unsigned int> takeHexadecimal(std::string& name, std::size_t most) {
   const std::size_t count = std::min(name.find_first_not_of("0123456789ABCDEF"), name.size());
   if (count == 0 || count > most) {

@@ -18,7 +18,7 @@ constexpr const char UTF8_MARK[] = "\xEF\xBB\xBF";
 constexpr const char BLANKS[] = " \t\r";
 constexpr std::size_t SHOWN_LENGTH = 60;
 
-/// Bytes of the character that begins with this one; 0: none does.
+// Bytes of the character that begins with this one; 0: none does.
 std::size_t getLength(unsigned char lead) {
   if (lead < 0x80) {
     return 1;
@@ -56,7 +56,7 @@ std::string fromLatin1(const std::string& text) {
   return result;
 }
 
-/// As it can be shown: no control characters, and not endless.
+// As it can be shown: no control characters, and not endless.
 std::string clean(const std::string& text) {
   std::string shown = text.substr(0, SHOWN_LENGTH);
   std::replace_if(
@@ -81,7 +81,7 @@ std::string quote(const std::string& found) {
   return "'" + clean(found) + "'";
 }
 
-/// Several values of a key are kept, so that they can be told.
+// Several values of a key are kept, so that they can be told.
 class EdsText::Store : public CSimpleIniA {
 public:
   Store() : CSimpleIniA(true, true, false) {}

@@ -16,7 +16,7 @@ constexpr unsigned short FIRST_COMMUNICATION_OBJECT = 0x1000;
 constexpr unsigned short FIRST_MANUFACTURER_OBJECT = 0x2000;
 constexpr unsigned short FIRST_PROFILE_OBJECT = 0x6000;
 
-/// A text that stays in its line, and is not empty unless it was.
+// A text that stays in its line, and is not empty unless it was.
 std::string inOneLine(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char byte) { return byte < 0x20 && byte != '\t'; }, '?');
@@ -27,7 +27,7 @@ bool isMandatory(unsigned short index) {
   return std::find(std::begin(MANDATORY_OBJECTS), std::end(MANDATORY_OBJECTS), index) != std::end(MANDATORY_OBJECTS);
 }
 
-/// Types that the manufacturer defined are listed with what else is his.
+// Types that the manufacturer defined are listed with what else is his.
 bool isManufacturers(unsigned short index) {
   return index < FIRST_COMMUNICATION_OBJECT || (index >= FIRST_MANUFACTURER_OBJECT && index < FIRST_PROFILE_OBJECT);
 }

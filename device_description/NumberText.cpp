@@ -22,7 +22,7 @@ std::string withoutBlanksInUpperCase(const std::string& text) {
   return result;
 }
 
-/// Takes "$NODEID" and the plus sign that joins it to a number out of the text. @return whether it was there
+// Takes "$NODEID" and the plus sign that joins it to a number out of the text. @return whether it was there
 bool removeNodeID(std::string& text) {
   const std::size_t position = text.find(NODE_ID);
   if (position == std::string::npos) {

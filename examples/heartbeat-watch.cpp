@@ -20,7 +20,7 @@ using namespace KQ;
 
 namespace {
 
-/// Called on the thread that calls process(). A node counts as missing until its first heartbeat.
+// Called on the thread that calls process(). A node counts as missing until its first heartbeat.
 class Watch : public KQSignalListener {
 public:
   int signalOccurred(KQSignal& signal) override {

@@ -23,7 +23,7 @@ constexpr unsigned short INDEX = 0x2000;
 constexpr unsigned char SERVER = 5;
 constexpr unsigned int SET_POINT = 0x20000002;  // as the server knows it: index and sub-index
 
-/// The channel names the server, the variable names the channel: a request goes from the one to the other.
+// The channel names the server, the variable names the channel: a request goes from the one to the other.
 void addRemoteVariable(KQCANopen& node) {
   node.addSDOChannel(0x600U + SERVER, 0x580U + SERVER, SERVER, SDO_CHANNEL_CLIENT, "machine");
   KQVariable setPoint(INDEX, 1, "Set Point", STORAGE_TYPE_INTEGER, 16, true);
@@ -33,7 +33,7 @@ void addRemoteVariable(KQCANopen& node) {
   node.setSDOServerID(INDEX, 1, 0x600U + SERVER);
 }
 
-/// A value that could not be read in time is marked invalid; it is valid again with the next one that was.
+// A value that could not be read in time is marked invalid; it is valid again with the next one that was.
 void print(KQDEI& store) {
   int value = 0;
   const int result = store.getVariableValue(INDEX, 1, &value);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr unsigned int PORT = 0;
 
-/// All nodes share the variable store: what one of them makes an object of another one's variable, both show.
+// All nodes share the variable store: what one of them makes an object of another one's variable, both show.
 bool addNode(unsigned char nodeID, KQEndPointManager& endPoints) {
   auto node = std::make_unique<KQCANopen>("node " + std::to_string(nodeID));
   if (node->create(KQDEI::instance(), KQVariableEventDispatcher::instance(), PORT, nullptr) != KQ_OK) {

@@ -21,7 +21,7 @@ namespace {
 constexpr unsigned short INDEX = 0x2000;
 constexpr unsigned char EVENT_DRIVEN = 254;
 
-/// The counter is the application's: it enters the store, from which the node takes it.
+// The counter is the application's: it enters the store, from which the node takes it.
 void addCounter(KQCANopen& node) {
   KQVariable counter(INDEX, 1, "Counter", STORAGE_TYPE_INTEGER, 16, false);
   counter.setAccessMode(2);  // read only, for a master
@@ -29,7 +29,7 @@ void addCounter(KQCANopen& node) {
   node.getApplicationVariables();
 }
 
-/// The limit is the node's: a master's value outside of 1 to 1000 is refused with an abort code.
+// The limit is the node's: a master's value outside of 1 to 1000 is refused with an abort code.
 void addLimit(KQCANopen& node) {
   KQVariable limit(INDEX, 2, "Limit", STORAGE_TYPE_INTEGER, 16, false);
   limit.setInitialValue(10);

@@ -96,7 +96,7 @@ public:
   /// @param option 0 to 4: 3 and 4 as named above, 0 to 2 are kept for the application. @return 0; 20
   int setOption(int option, bool value);
   /// @return the option; false for a number outside 0 to 4
-  bool getOption(int option) const;
+  [[nodiscard]] bool getOption(int option) const;
 
   /// Enters a communication state, without a check of the transition.
   /// @param state KQCANopenState. @return 0; 30 without OPTION_ALLOW_STATE_CHANGE; 10 before init()
@@ -119,35 +119,6 @@ public:
   /// queue held. It should wake the protocol thread and not do more. Null removes it; not owned. Before other threads
   /// run
   void setWorkListener(KQSignalListener* listener) { workListener = listener; }
-  /// While one exists, what calls listeners is under way in a part of the node: no part is deleted under it.
-  class Use {
-  public:
-    /// @param canopen may be null
-    explicit Use(KQCANopen* canopen) : used(canopen) {
-      if (used != nullptr) {
-        ++used->uses;
-      }
-    }
-    ~Use() {
-      if (used != nullptr && --used->uses == 0 && !used->formerParts.empty()) {
-        used->deleteFormerParts();
-      }
-    }
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
-
-  private:
-    KQCANopen* used;
-  };
-
-  /// For the parts of the node: tells that listener. Any thread.
-  void reportQueuedWork();
-
-  /// For the instance manager: it knows this node, until the destructor takes it out there.
-  void setRegistered() { registered = true; }
-
-  /// For the parts of the node: as KQCANopenStateMachine::renewReceptionFilter().
-  void renewReceptionFilter();
 
   /// Freezes and thaws the node: no cycle, no reception, no state change. Without effect before init().
   void setPaused(bool paused);
@@ -160,7 +131,7 @@ public:
 
   /// @param ms silence after which an SDO transfer is aborted (CiA 301 SDO time-out), 100 unless set
   void setSDOTimeout(unsigned int ms) { sdoTimeout = ms; }
-  unsigned int getSDOTimeout() const { return sdoTimeout; }
+  [[nodiscard]] unsigned int getSDOTimeout() const { return sdoTimeout; }
 
   /// The limit of setSDOTransferLimit() unless set: 64 MiB.
   static constexpr unsigned int DEFAULT_SDO_TRANSFER_LIMIT = 64U * 1024U * 1024U;
@@ -169,16 +140,16 @@ public:
   /// KQSDOHandler::getRefusedTransferCount() counts. While a transfer grows, its memory takes up to twice the limit.
   /// Takes effect at once. @param bytes 0 refuses every byte
   void setSDOTransferLimit(unsigned int bytes) { sdoTransferLimit = bytes; }
-  unsigned int getSDOTransferLimit() const { return sdoTransferLimit; }
+  [[nodiscard]] unsigned int getSDOTransferLimit() const { return sdoTransferLimit; }
 
   /// The parts of the node, null before init(). They stay owned by the node.
-  KQCANopenObjectDictionary* getObjectDictionary() const { return objectDictionary; }
-  KQCANopenStateMachine* getStateMachine() const { return stateMachine; }
-  KQSDOHandler* getSDOHandler() const { return sdoHandler; }
-  KQPDOHandler* getPDOHandler() const { return pdoHandler; }
-  KQNMTHandler* getNMTHandler() const { return nmtHandler; }
-  KQSyncHandler* getSyncHandler() const { return syncHandler; }
-  KQEmergencyHandler* getEmergencyHandler() const { return emergencyHandler; }
+  [[nodiscard]] KQCANopenObjectDictionary* getObjectDictionary() const { return objectDictionary; }
+  [[nodiscard]] KQCANopenStateMachine* getStateMachine() const { return stateMachine; }
+  [[nodiscard]] KQSDOHandler* getSDOHandler() const { return sdoHandler; }
+  [[nodiscard]] KQPDOHandler* getPDOHandler() const { return pdoHandler; }
+  [[nodiscard]] KQNMTHandler* getNMTHandler() const { return nmtHandler; }
+  [[nodiscard]] KQSyncHandler* getSyncHandler() const { return syncHandler; }
+  [[nodiscard]] KQEmergencyHandler* getEmergencyHandler() const { return emergencyHandler; }
 
   // ---- application variables
 
@@ -289,6 +260,10 @@ public:
   int addStateListener(KQSignalListener* listener);
 
 private:
+  friend class NodeInternals;  // what the parts of the node ask of it
+
+  void reportQueuedWork();
+  void renewReceptionFilter();
   void deleteParts();
   void deleteStateMachine();
   template <typename Part>

@@ -3,7 +3,7 @@
 #include <typeinfo>
 
 #include "KQCANMessage.h"
-#include "KQServedCOBIDs.h"
+#include "internal/KQServedCOBIDs.h"
 
 namespace KQ {
 
@@ -41,10 +41,6 @@ public:
   /// @return 0; 10 without a port; else the code with which the port refused the last attempt
   int sendCANMessage();
 
-  /// The identifiers of the frames that the handler serves, as it has declared them itself.
-  /// @return null: it has declared none, and is offered every frame
-  const KQServedCOBIDs* getServedCOBIDs() const;
-
 protected:
   /// Begins the declaration of the identifiers that the handler serves: add() them to what this returns. Whoever adds a
   /// service to a handler adds its identifiers here, wherever the service's COB-IDs are read from the dictionary.
@@ -60,6 +56,12 @@ protected:
   KQCANopen* instance = nullptr;
 
 private:
+  friend class KQFrameDispatch;
+
+  /// The identifiers of the frames that the handler serves, as it has declared them itself.
+  /// @return null: it has declared none, and is offered every frame
+  const KQServedCOBIDs* getServedCOBIDs() const;
+
   KQServedCOBIDs servedCOBIDs;
   const std::type_info* declaringClass = nullptr;
 };

@@ -19,7 +19,7 @@ class KQSDOHandler;
 /// The node's object dictionary: the one place through which the handlers read and write objects.
 ///
 /// Objects from index 0x2000 on are backed by application variables of the variable store; objects below keep their
-/// value here. Results are codes of KQErrorCode or CiA 301 SDO abort codes, which the SDO server sends as they are.
+/// value here. Results are those of KQErrorCodes.h or CiA 301 SDO abort codes, which the SDO server sends as they are.
 /// Every failure leaves the dictionary as it was. Nothing is locked: all operations belong to the protocol thread. Only
 /// the integer form of getValue(), and the write of a transmission counter, may run beside it, on the threads that send
 /// a PDO, as long as no object is added or removed.
@@ -60,7 +60,7 @@ public:
   bool objectExists(unsigned short index) const;
   bool subObjectExists(unsigned short index, unsigned char subIndex) const;
   /// The entries that exist from index @p first to @p last, in this order; empty when there are none.
-  std::vector<ObjectDictionaryEntry*> getEntries(unsigned short first, unsigned short last) const;
+  [[nodiscard]] std::vector<ObjectDictionaryEntry*> getEntries(unsigned short first, unsigned short last) const;
 
   /// The storage of a sub-entry's integer value, stable for the life of the dictionary; null when missing.
   int* getPointerToValue(unsigned short index, unsigned char subIndex) const;
@@ -73,8 +73,6 @@ public:
   ///   the store's code, of which 12 (marked invalid) comes with a value
   int getValue(unsigned short index, unsigned char subIndex, int& value);
   int getValue(unsigned int key, int& value);
-  /// The same for who has looked the object up. @param subEntry one of the object @p index
-  int getValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
 
   /// Reads a text value; write-only objects are readable in this form. @return 0; 23; 10; the store's code
   int getValue(unsigned short index, unsigned char subIndex, std::string& value);
@@ -86,8 +84,6 @@ public:
   ///   codes of handleValueChangeRequest(); the store's code
   int setValue(unsigned short index, unsigned char subIndex, int value, bool force);
   int setValue(unsigned int key, int value, bool force);
-  /// The same for who has looked the object up. @param subEntry one of the object @p index
-  int setValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
 
   /// Writes a VISIBLE_STRING. @return 0; 23 when missing or of another type; 20, 30; the store's code
   int setValue(unsigned short index, unsigned char subIndex, const std::string& value, bool force);
@@ -144,6 +140,13 @@ public:
   int createPreDefinedConnectionSet();
 
 private:
+  // Both look an object up once and use it often.
+  friend class KQPDO;
+  friend class KQSDOHandler;
+
+  /// As the public ones, for who has looked the object up. @param subEntry one of the object @p index
+  int getValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
+  int setValue(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
   int readVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int& value) const;
   int writeIntoDictionary(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force);
   int writeVariable(unsigned short index, ObjectDictionarySubEntry& subEntry, int value, bool force) const;

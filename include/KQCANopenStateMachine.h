@@ -4,7 +4,7 @@
 
 #include "KQCANMessage.h"
 #include "KQCANopenState.h"
-#include "KQFrameDispatch.h"
+#include "internal/KQFrameDispatch.h"
 
 namespace KQ {
 
@@ -51,7 +51,7 @@ public:
   /// Enters a state, without a check of the transition, signals it to the state listener (type 6, code 1700,
   /// node ID, state) and logs it. When it returns, no PDO of the previous state is on its way any more.
   void setState(int newState);
-  int getState() const { return state.load(std::memory_order_acquire); }
+  [[nodiscard]] int getState() const { return state.load(std::memory_order_acquire); }
 
   /// One cycle: the action of the current state. In the communicating states that is one send pass, to end 50 ms from
   /// now. @param deadline not used. @return 0; the code of a failed initialisation
@@ -67,35 +67,36 @@ public:
   /// result
   ///   of the last handler asked
   int receiveCANMessages(unsigned int budget);
-  /// The same, with the sum. @param end tick at which to stop
-  int drainPort(unsigned int end);
 
   /// One send pass: heartbeat and heartbeat time-outs, PDOs and their time-outs, SDO time-outs and requests. Called in
   /// INIT, where run() makes none, it sends the boot-up message each time. @param deadline tick (ms) by which the PDO
   ///   pass should end. @return 0
   int sendCANMessages(unsigned int deadline);
 
-  /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed or the port
-  /// was opened anew. Every cycle does it by itself; who confirms a change on the bus does it before.
-  void renewReceptionFilter();
-
-  /// What getTimeToNextWork() answers when nothing is due at any time.
+  /// What KQCANopen::getTimeToNextWork() answers when nothing is due at any time.
   static constexpr unsigned int NO_WORK = 0xFFFFFFFFU;
-  /// See KQCANopen::getTimeToNextWork().
-  unsigned int getTimeToNextWork(unsigned int now) const;
 
   /// A paused machine neither runs, receives nor sends; frames stay in the port.
   void pauseMachine(bool pause) { paused = pause; }
   bool isPaused() const { return paused; }
 
-  /// Another one has taken its place, in a call of one of its listeners perhaps: it reads no further frame, and a cycle
-  /// that is under way ends with the handler that called.
-  void retire() { retired = true; }
-
   /// Sets the single state listener, replacing an earlier one; null removes it. Not owned.
   void addStateListener(KQSignalListener* listener) { stateListener = listener; }
 
 private:
+  friend class KQCANopen;
+
+  /// As receiveCANMessages(), with the sum. @param end tick at which to stop
+  int drainPort(unsigned int end);
+  /// Lets the port hold back the frames that nobody here serves, as far as it can, when that has changed or the port
+  /// was opened anew. Every cycle does it by itself; who confirms a change on the bus does it before.
+  void renewReceptionFilter();
+  /// See KQCANopen::getTimeToNextWork().
+  unsigned int getTimeToNextWork(unsigned int now) const;
+  /// Another one has taken its place, in a call of one of its listeners perhaps: it reads no further frame, and a cycle
+  /// that is under way ends with the handler that called.
+  void retire() { retired = true; }
+
   bool isComplete() const;
   void storeState(int newState);
   int runPassingState(int current, unsigned int deadline);

@@ -57,6 +57,9 @@ public:
   /// Ticks are compared as they stand: a node whose time runs out beyond their wrap is reported at once.
   void checkHeartbeatTimeouts();
 
+private:
+  friend class KQCANopenStateMachine;
+
   /// Whether a cycle has something to do here: a heartbeat, the time-out of a watched node or, in INIT, the boot-up
   /// message.
   /// @param state of the node, KQCANopenState
@@ -67,7 +70,6 @@ public:
   /// @return ms until isWorkDue() will be true in a communicating state; 0xFFFFFFFF: never, as it stands
   unsigned int getTimeToNextWork(unsigned int now) const;
 
-private:
   /// A watched node. It is never taken out again.
   struct Consumer {
     unsigned char node = 0;

@@ -31,12 +31,6 @@ public:
   KQPDO(const KQPDO&) = delete;
   KQPDO& operator=(const KQPDO&) = delete;
 
-  /// Makes the object of the last added record known, so that it is not looked up for each frame: the dictionary never
-  /// takes one out. For all records or for none. @param subEntry null when it is to be looked up all the same
-  void keepObject(unsigned int key, ObjectDictionarySubEntry* subEntry) { objects.push_back({key, subEntry}); }
-  /// Takes the memory for so many records at once.
-  void reserveObjects(std::size_t count) { objects.reserve(count); }
-
   /// Packs the current values into a frame, whose data bytes must be zero: bits that no object covers stay as they are.
   /// @return 0; 20 for null
   int fillMessage(KQCANMessage* message);
@@ -52,65 +46,40 @@ public:
   std::set<unsigned int> getAllMappedVariableKeys() const { return {getMappedKeys().begin(), getMappedKeys().end()}; }
 
   /// The transmission type that the constructor was given, 0 to 255.
-  KQCANopenPDOTransmissionMode getTransmissionType() const { return transmissionType; }
+  [[nodiscard]] KQCANopenPDOTransmissionMode getTransmissionType() const { return transmissionType; }
   /// The index of the communication parameter, which names the PDO: 0x1400 + n or 0x1800 + n; 0 until it is set.
-  unsigned short getCommunicationIndex() const { return communicationIndex; }
+  [[nodiscard]] unsigned short getCommunicationIndex() const { return communicationIndex; }
   void setCommunicationIndex(unsigned short index) { communicationIndex = index; }
   /// Number of data bytes of the frame.
-  unsigned char getFrameLength() const { return frameLength; }
+  [[nodiscard]] unsigned char getFrameLength() const { return frameLength; }
   void setFrameLength(unsigned char length) { frameLength = length; }
-  /// RPDO: the identifier under which the PDO handler takes frames for it.
-  unsigned int getReceptionKey() const { return receptionKey; }
-  void setReceptionKey(unsigned int id) { receptionKey = id; }
   /// The frame's identifier; bits 29 to 31 are never sent.
-  unsigned int getCOBID() const { return cobID; }
+  [[nodiscard]] unsigned int getCOBID() const { return cobID; }
   void setCOBID(unsigned int id) { cobID = id; }
   /// ms.
-  unsigned int getEventTimer() const { return getCycleTime(); }
+  [[nodiscard]] unsigned int getEventTimer() const { return getCycleTime(); }
 
   /// TPDO: tick of the last successful transmission, 0 = never. RPDO: tick by which the next frame must have arrived.
-  unsigned int getTimeStamp() const { return timeStamp.load(std::memory_order_relaxed); }
-  void setTimeStamp(unsigned int tick) { timeStamp.store(tick, std::memory_order_relaxed); }
-  /// RPDO: whether the next frame should have arrived by now, or none has arrived yet.
-  bool isOverdue(unsigned int now) const { return getTimeStamp() == 0 || static_cast<int>(now - getTimeStamp()) > 0; }
-  bool hasInhibitTime() const { return inhibitTime != 0; }
+  [[nodiscard]] unsigned int getTimeStamp() const { return timeStamp.load(std::memory_order_relaxed); }
+  [[nodiscard]] bool hasInhibitTime() const { return inhibitTime != 0; }
   /// Whether a transmission now would come within the inhibit time of the last one.
-  bool isInhibited(unsigned int now) const { return getInhibitRest(now) != 0; }
+  [[nodiscard]] bool isInhibited(unsigned int now) const { return getInhibitRest(now) != 0; }
   /// ms until it would not any more.
-  unsigned int getInhibitRest(unsigned int now) const {
+  [[nodiscard]] unsigned int getInhibitRest(unsigned int now) const {
     const unsigned int passed = now - getTimeStamp();
     return getTimeStamp() != 0 && passed < inhibitTime ? inhibitTime - passed : 0;
   }
 
-  /// What happens with a transmission. @param code PDO_ACTION_COUNT_TRANSMISSIONS; other codes have no effect
-  /// @param key the counter object, index << 16 | sub-index
-  void setAction(int code, unsigned int key) {
-    action = code;
-    actionKey = key;
-  }
-  /// What setAction() was given; 0 before.
-  int getAction() const { return action; }
-  unsigned int getActionKey() const { return actionKey; }
+  /// TPDO: what happens with a transmission, as KQPDOHandler::setPDOAction() was told; 0: nothing.
+  [[nodiscard]] int getAction() const { return action; }
+  [[nodiscard]] unsigned int getActionKey() const { return actionKey; }
 
   /// RPDO: whether its reception time-out has passed without a frame since.
-  bool isTimedOut() const { return timedOut; }
-  void setTimedOut(bool isOver) { timedOut = isOver; }
-
-  /// RPDO: whether its reception is watched.
-  bool isMonitored() const { return getEventTimer() != 0 && isEventDriven(transmissionType); }
-
-  /// The PDO handler has put another one in its place: it is not sent and enters no set any more. Any thread.
-  void retire() { retired = true; }
-  bool isRetired() const { return retired; }
-
-  /// TPDO: whether its counter is being written, further up the call stack. Only for the holder of the send mutex.
-  bool isCounting() const { return counting; }
-  void setCounting(bool isWriting) { counting = isWriting; }
-  /// TPDO: in which of the PDO handler's calls its counter was written last, 0 = never. Likewise.
-  unsigned int getCountingCall() const { return countingCall; }
-  void setCountingCall(unsigned int call) { countingCall = call; }
+  [[nodiscard]] bool isTimedOut() const { return timedOut; }
 
 private:
+  friend class PDOInternals;  // what the stack's own classes do with PDOs
+
   struct MappedObject {
     unsigned int key;
     ObjectDictionarySubEntry* subEntry;

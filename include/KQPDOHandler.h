@@ -10,9 +10,9 @@
 #include "KQCANopenPDOType.h"
 #include "KQCANopenState.h"
 #include "KQPDO.h"
-#include "KQPDOSet.h"
-#include "KQPublishedPDOs.h"
 #include "PDOActionStruct.h"
+#include "internal/KQPDOSet.h"
+#include "internal/KQPublishedPDOs.h"
 
 namespace KQ {
 
@@ -57,9 +57,6 @@ public:
     }
   }
 
-  /// Guards one transmission; recursive. Whoever holds it knows that no PDO goes out meanwhile from another thread.
-  KQMutex& getSendMutex() { return *sendMutex; }
-
   /// Builds all PDOs anew from the dictionary. @return 0; 10 without dictionary
   int init();
 
@@ -67,24 +64,6 @@ public:
   /// @return 0; 11 when no RPDO has that COB-ID or the node is not OPERATIONAL;
   ///   0x8220 when the frame is longer than the RPDO; 10 without SYNC handler
   int handleMessage(KQCANMessage* message) override;
-
-  /// Whether a cycle has something to do here: a transmission, or the reception time-out of an RPDO.
-  /// @param state of the node, KQCANopenState
-  /// @param waitHint lowered to the ms until the next event timer when there is nothing to do
-  bool isWorkDue(unsigned int now, int state, unsigned int& waitHint) const {
-    if (isReceptionOverdue(now)) {
-      return true;
-    }
-    if (state != CANOPEN_STATE_OPERATIONAL) {
-      return false;
-    }
-    return !pendingPDOs.empty() || isTransmissionDue(now, waitHint);
-  }
-
-  /// @param state of the node, KQCANopenState
-  /// @return ms until isWorkDue() will be true, as it stands, or a pending transmission is worth another try;
-  ///   0xFFFFFFFF: never
-  unsigned int getTimeToNextWork(unsigned int now, int state) const;
 
   /// One send pass: pending transmissions, then event timers.
   /// @param deadline tick (ms) at which to stop; at least one PDO is tried
@@ -96,11 +75,6 @@ public:
   ///   without port; 17 within the inhibit time and for a TPDO whose counter is being written further up the call
   ///   stack; else the code of the transmission
   int sendPDODirectly(KQPDO* pdo);
-
-  /// The PDOs of the node at this moment, which exist at least as long as the result does. Any thread.
-  std::shared_ptr<const PDOTable> getPDOs() const { return publishedPDOs.get(); }
-  /// The same for the time of a walk over them, on the way of a frame. Any thread.
-  KQPublishedPDOs::Walk walkOverPDOs() { return KQPublishedPDOs::Walk(publishedPDOs); }
 
   /// A mapped value changed: event-driven TPDOs go out, synchronous ones are queued for the next SYNC. Any thread.
   /// @param key object key; @param value not used: the frame takes it from the dictionary
@@ -134,6 +108,27 @@ public:
   int setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey);
 
 private:
+  friend class KQCANopenStateMachine;
+  friend class PDOInternals;  // what the stack's own classes do with PDOs
+
+  /// Whether a cycle has something to do here: a transmission, or the reception time-out of an RPDO.
+  /// @param state of the node, KQCANopenState
+  /// @param waitHint lowered to the ms until the next event timer when there is nothing to do
+  bool isWorkDue(unsigned int now, int state, unsigned int& waitHint) const {
+    if (isReceptionOverdue(now)) {
+      return true;
+    }
+    if (state != CANOPEN_STATE_OPERATIONAL) {
+      return false;
+    }
+    return !pendingPDOs.empty() || isTransmissionDue(now, waitHint);
+  }
+
+  /// @param state of the node, KQCANopenState
+  /// @return ms until isWorkDue() will be true, as it stands, or a pending transmission is worth another try;
+  ///   0xFFFFFFFF: never
+  unsigned int getTimeToNextWork(unsigned int now, int state) const;
+
   /// Ticks wrap: one is before another when it is less than half of the range behind it.
   struct TickOrder {
     bool operator()(unsigned int left, unsigned int right) const { return static_cast<int>(left - right) < 0; }

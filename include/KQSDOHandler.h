@@ -8,9 +8,9 @@
 
 #include "KQCANopenDataType.h"
 #include "KQCANopenMessageHandler.h"
-#include "KQReusingMap.h"
 #include "SDODownloadRequestParameter.h"
 #include "SDODownloadResponseStorage.h"
+#include "internal/KQReusingMap.h"
 
 namespace KQ {
 
@@ -97,14 +97,7 @@ public:
 
   /// How many transfers were ended because they would have become longer than the limit: downloads of masters and
   /// answers of servers. Counts on over the wrap. Any thread.
-  unsigned int getRefusedTransferCount() const { return refusedTransfers; }
-
-  /// Whether a transfer is under way or requested: only then a cycle has something to do here.
-  bool hasWork() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
-
-  /// @return ms until a request is to be sent (0: there is one) or a transfer times out, as it stands; 0xFFFFFFFF:
-  /// never
-  unsigned int getTimeToNextWork(unsigned int now) const;
+  [[nodiscard]] unsigned int getRefusedTransferCount() const { return refusedTransfers; }
 
   /// Aborts transfers that have been silent for longer than the instance's SDO timeout, under the object that their
   /// partner knows: a master's upload under the one that the master named, the client's read under the remote key.
@@ -126,7 +119,7 @@ public:
   int handleGetValueRequest(unsigned int key);
 
   /// How many reads were not queued because one of the same variable was waiting. Counts on over the wrap. Any thread.
-  unsigned int getJoinedReadCount() const { return joinedReads; }
+  [[nodiscard]] unsigned int getJoinedReadCount() const { return joinedReads; }
 
   /// Sends every queued write, in the order of the keys, without waiting for confirmations.
   void sendQueuedDownloadRequests();
@@ -181,6 +174,15 @@ public:
   int handleSDOAbortMessage(unsigned short index, unsigned char subIndex, unsigned int cobID);
 
 private:
+  friend class KQCANopenStateMachine;
+
+  /// Whether a transfer is under way or requested: only then a cycle has something to do here.
+  bool hasWork() const { return isTransferPending() || hasDownloadRequests || hasUploadRequests; }
+
+  /// @return ms until a request is to be sent (0: there is one) or a transfer times out, as it stands; 0xFFFFFFFF:
+  /// never
+  unsigned int getTimeToNextWork(unsigned int now) const;
+
   /// One transfer of either role. The names are those of the server side, so that in both roles the response COB-ID is
   /// the one that this node sends on; only for the client's upload it is the one that the server answers on.
   struct Transfer {

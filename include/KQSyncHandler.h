@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "KQCANopenMessageHandler.h"
-#include "KQPDOSet.h"
+#include "internal/KQPDOSet.h"
 
 namespace KQ {
 
@@ -28,11 +28,6 @@ public:
   /// Takes the live value of the COB-ID SYNC (0x1005). @return 0; 3 without dictionary or 0x1005
   int init();
 
-  /// Whether a frame has the identifier of the SYNC message as it stands in 0x1005 now.
-  bool isSync(const KQCANMessage& message) const {
-    return cobIDSync != nullptr && static_cast<unsigned int>(*cobIDSync) == message.identifier;
-  }
-
   /// Carries out a SYNC. @return 0; 11 for null, for any other frame and outside OPERATIONAL
   int handleMessage(KQCANMessage* message) override;
 
@@ -52,13 +47,19 @@ public:
   /// stays.
   void removeTxPDO(unsigned short communicationIndex);
 
-  /// A PDO was retired: nothing here refers to it any more. @return whether it was queued for the next SYNC
-  bool forgetPDO(const KQPDO* pdo);
-
   /// Forgets everything that waits for the next SYNC and all cyclic transmissions. The SYNC counter goes on.
   void reset();
 
 private:
+  friend class PDOInternals;  // what the stack's own classes do with PDOs
+
+  /// A PDO was retired: nothing here refers to it any more. @return whether it was queued for the next SYNC
+  bool forgetPDO(const KQPDO* pdo);
+  /// Whether a frame has the identifier of the SYNC message as it stands in 0x1005 now.
+  bool isSync(const KQCANMessage& message) const {
+    return cobIDSync != nullptr && static_cast<unsigned int>(*cobIDSync) == message.identifier;
+  }
+
   struct ReceivedFrame {
     KQPDO* pdo;
     KQCANMessage message;

@@ -19,7 +19,7 @@ constexpr unsigned int LAST_STANDARD = 0x7FF;
 constexpr unsigned int LAST_EXTENDED = 0x1FFFFFFF;
 constexpr unsigned int ERROR_FLAG = 0x20000000;
 
-/// The value of each letter as a hexadecimal digit, or -1.
+// The value of each letter as a hexadecimal digit, or -1.
 struct Digits {
   constexpr Digits() : values() {
     for (signed char& value : values) {
@@ -50,7 +50,7 @@ bool isBlank(char letter) {
   return letter == ' ' || letter == '\t' || letter == '\r';
 }
 
-/// A line from its beginning on. What a take...() does not find it leaves where it is.
+// A line from its beginning on. What a take...() does not find it leaves where it is.
 class Cursor {
 public:
   explicit Cursor(std::string_view line) : next(line.data()), last(line.data() + line.size()) {}
@@ -82,7 +82,7 @@ public:
     return {before, static_cast<std::size_t>(next - before)};
   }
 
-  /// @param longest of so many digits at most
+  // @param longest of so many digits at most
   unsigned int takeHex(unsigned int longest, unsigned int& digits) {
     unsigned int number = 0;
     for (digits = 0; digits < longest && !isAtEnd() && hexDigit(*next) >= 0; ++digits, ++next) {
@@ -108,7 +108,7 @@ public:
     return true;
   }
 
-  /// @param longest digits at most
+  // @param longest digits at most
   bool takeDecimal(unsigned int longest, long long& number) {
     unsigned int digits = 0;
     for (number = 0; digits < longest && isDecimal(peek()); ++digits, ++next) {
@@ -122,7 +122,7 @@ private:
   const char* last;
 };
 
-/// "1700000000.123456": digits behind the microseconds are left out.
+// "1700000000.123456": digits behind the microseconds are left out.
 bool takeTime(Cursor& cursor, long long& microseconds) {
   constexpr unsigned int LONGEST_SECONDS = 12;
   long long seconds = 0;
@@ -166,7 +166,7 @@ void makeRemote(Frame& frame) {
   }
 }
 
-/// As many bytes as there are, with dots between them or none.
+// As many bytes as there are, with dots between them or none.
 bool takeData(Cursor& cursor, Frame& frame, unsigned int longest) {
   unsigned int count = 0;
   while (hexDigit(cursor.peek()) >= 0) {
@@ -180,7 +180,7 @@ bool takeData(Cursor& cursor, Frame& frame, unsigned int longest) {
   return true;
 }
 
-/// "705#00", "705#R4", "705##1001122", and "_C" where a length above eight was on the wire.
+// "705#00", "705#R4", "705##1001122", and "_C" where a length above eight was on the wire.
 bool takeCompactFrame(Cursor& cursor, Frame& frame) {
   if (!takeIdentifier(cursor, frame) || !cursor.take('#')) {
     return false;
@@ -217,7 +217,7 @@ bool takeDirection(Cursor& cursor, char& direction) {
   return known && cursor.isAtEnd();
 }
 
-/// "RX - -" or "TX B E", which candump shows with -x.
+// "RX - -" or "TX B E", which candump shows with -x.
 void takeShownDirection(Cursor& cursor, char& direction) {
   Cursor ahead = cursor;
   const std::string_view word = ahead.takeWord();
@@ -233,7 +233,7 @@ void takeShownDirection(Cursor& cursor, char& direction) {
   cursor = ahead;
 }
 
-/// "[1]", and "[08]" with two digits for CAN FD.
+// "[1]", and "[08]" with two digits for CAN FD.
 bool takeShownLength(Cursor& cursor, Frame& frame) {
   long long tens = 0;
   long long length = 0;
@@ -251,7 +251,7 @@ bool takeShownLength(Cursor& cursor, Frame& frame) {
          length <= static_cast<long long>(frame.kind == FrameKind::FD ? sizeof frame.data : CLASSIC_BYTES);
 }
 
-/// "705   [1]  00" or "705   [0]  remote request". What follows the bytes are letters or words for a person.
+// "705   [1]  00" or "705   [0]  remote request". What follows the bytes are letters or words for a person.
 bool takeShownFrame(Cursor& cursor, Frame& frame) {
   if (!takeIdentifier(cursor, frame) || !cursor.takeBlanks() || !takeShownLength(cursor, frame)) {
     return false;
@@ -269,7 +269,7 @@ bool takeShownFrame(Cursor& cursor, Frame& frame) {
   return true;
 }
 
-/// An interface's name goes to terminals, and so holds nothing that would steer them.
+// An interface's name goes to terminals, and so holds nothing that would steer them.
 bool isName(std::string_view word) {
   return !word.empty() &&
          std::all_of(word.begin(), word.end(), [](char letter) { return letter > ' ' && letter <= '~'; });
@@ -325,7 +325,7 @@ bool CandumpReader::hasLine() const {
   return std::memchr(buffer.get() + begin, '\n', end - begin) != nullptr;
 }
 
-/// The next line, without its end. Of one that is too long the beginning is kept and the rest is left out.
+// The next line, without its end. Of one that is too long the beginning is kept and the rest is left out.
 bool CandumpReader::nextLine() {
   lineTooLong = false;
   std::size_t searched = begin;
@@ -354,7 +354,7 @@ bool CandumpReader::takeLine(std::size_t from) {
   return true;
 }
 
-/// What stands behind the last line end.
+// What stands behind the last line end.
 bool CandumpReader::takeRest() {
   line = {buffer.get() + begin, end - begin};
   begin = end;
@@ -379,7 +379,7 @@ bool CandumpReader::skipLine() {
   return true;
 }
 
-/// Reads more, behind what is there, which is moved to the front. @param searched moves with it
+// Reads more, behind what is there, which is moved to the front. @param searched moves with it
 bool CandumpReader::fill(std::size_t& searched) {
   std::memmove(buffer.get(), buffer.get() + begin, end - begin);
   searched -= begin;

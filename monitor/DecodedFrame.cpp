@@ -88,7 +88,7 @@ constexpr CodeText LSS_COMMANDS[] = {
     {0x5E, "inquire node-ID"},
 };
 
-/// By the high byte of the error code.
+// By the high byte of the error code.
 constexpr CodeText EMERGENCY_CLASSES[] = {
     {0x00, "error reset or no error"},
     {0x10, "generic error"},

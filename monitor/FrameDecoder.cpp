@@ -18,7 +18,7 @@ constexpr unsigned int LSS_SLAVE = 0x7E4;
 constexpr unsigned int LSS_MASTER = 0x7E5;
 constexpr unsigned short FIRST_OBJECT = 0x20;  // below are data types: a mapped one is a gap
 
-/// The predefined connection set: what the four high bits of a COB-ID stand for, the others being a node-ID.
+// The predefined connection set: what the four high bits of a COB-ID stand for, the others being a node-ID.
 struct Function {
   Service service;
   unsigned short number;
@@ -30,7 +30,7 @@ constexpr Function FUNCTIONS[16] = {
     {Service::RPDO, 3},        {Service::TPDO, 4},      {Service::RPDO, 4},      {Service::SDO_RESPONSE, 1},
     {Service::SDO_REQUEST, 1}, {Service::UNKNOWN, 0},   {Service::HEARTBEAT, 0}, {Service::UNKNOWN, 0}};
 
-/// What is sent to nobody in particular.
+// What is sent to nobody in particular.
 Service serviceOfNoNode(unsigned int cobID) {
   switch (cobID) {
     case 0x000:
@@ -61,7 +61,7 @@ std::uint64_t numberOf(const Frame& frame) {
 
 }  // namespace
 
-/// The SDO channels of the network: the default one of each node, and those that the names know of.
+// The SDO channels of the network: the default one of each node, and those that the names know of.
 class FrameDecoder::Channels {
 public:
   SDOChannel& get(unsigned char node, unsigned short number) {
@@ -108,7 +108,7 @@ void FrameDecoder::clear(const Frame& frame) {
   decoded.violation = {};
 }
 
-/// Service, node and number. @return what the names say of the COB-ID, or null
+// Service, node and number. @return what the names say of the COB-ID, or null
 const CommunicationObject* FrameDecoder::identify() {
   const unsigned int cobID = decoded.frame.identifier;
   const CommunicationObject* const object = names.findCommunicationObject(cobID);
@@ -129,7 +129,7 @@ const CommunicationObject* FrameDecoder::identify() {
   return nullptr;
 }
 
-/// A node may be asked for a TPDO, or for its state; nothing else can be asked for.
+// A node may be asked for a TPDO, or for its state; nothing else can be asked for.
 void FrameDecoder::decodeRemote() {
   if (decoded.service == Service::HEARTBEAT) {
     decoded.service = Service::NODE_GUARDING;
@@ -187,7 +187,7 @@ void FrameDecoder::decodeTime() {
     return decoded.complain("TIME that has not 6 bytes");
   }
   constexpr unsigned int TIME_OF_DAY = 0x0C;
-  addValue(0, 0, {}).value.setBytes(DataType::fromCode(TIME_OF_DAY), decoded.frame.data, LENGTH);
+  addValue(0, 0, {}).value.setBytes(ValueType::fromCode(TIME_OF_DAY), decoded.frame.data, LENGTH);
 }
 
 void FrameDecoder::decodeEmergency() {
@@ -243,7 +243,7 @@ void FrameDecoder::decodeSDO() {
       .value.setBytes(description.type, reinterpret_cast<const unsigned char*>(bytes.data()), count);
 }
 
-/// The answer to node guarding has a toggle bit above the state.
+// The answer to node guarding has a toggle bit above the state.
 void FrameDecoder::decodeHeartbeat() {
   constexpr unsigned char STATE = 0x7F;
   decoded.state = decoded.frame.data[0] & STATE;

@@ -4,15 +4,15 @@
 #include <string_view>
 #include <vector>
 
-#include "DataType.h"
 #include "Service.h"
+#include "ValueType.h"
 
 namespace monitor {
 
 /// What is known of an object's sub-index.
 struct ObjectDescription {
   std::string_view name;  ///< empty when it has none
-  DataType type;
+  ValueType type;
 };
 
 /// One object of a PDO, with all that is needed to show it: it is looked up once, not for every frame.
@@ -20,7 +20,7 @@ struct MappedObject {
   unsigned short index = 0;
   unsigned char subIndex = 0;
   unsigned char bits = 0;  ///< 1 to 64
-  DataType type;
+  ValueType type;
   std::string name;
 };
 

@@ -42,7 +42,7 @@ bool isLastSegment(const Frame& frame) {
   return (frame.data[0] & 0x01) != 0;
 }
 
-/// With bit 4, which is none of the standard's: a value without bytes has four unused ones for some nodes.
+// With bit 4, which is none of the standard's: a value without bytes has four unused ones for some nodes.
 unsigned int unusedExpeditedBytes(const Frame& frame) {
   return std::min(frame.data[0] >> 2 & 0x07U, EXPEDITED_BYTES);
 }
@@ -157,7 +157,7 @@ void SDOChannel::finish(DecodedFrame& decoded, SDOCommand command) {
   phase = Phase::IDLE;
 }
 
-/// Whether the frame has a place in what goes on. Otherwise it is a step of no transfer.
+// Whether the frame has a place in what goes on. Otherwise it is a step of no transfer.
 bool SDOChannel::isExpected(DecodedFrame& decoded, SDOCommand command, bool expected) {
   if (expected) {
     return true;
@@ -371,7 +371,7 @@ void SDOChannel::takeBlockSegment(DecodedFrame& decoded) {
        TransferOutcome::RUNNING);
 }
 
-/// Segments behind the one that is acknowledged come again.
+// Segments behind the one that is acknowledged come again.
 void SDOChannel::takeAcknowledgement(DecodedFrame& decoded) {
   const bool ofUpload = decoded.service == Service::SDO_REQUEST;
   const SDOCommand command = ofUpload ? SDOCommand::ACKNOWLEDGE_BLOCK_UPLOAD : SDOCommand::ACKNOWLEDGE_BLOCK_DOWNLOAD;

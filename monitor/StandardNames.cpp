@@ -22,7 +22,7 @@ struct Entry {
   std::string_view name;
 };
 
-/// In rising order of the index.
+// In rising order of the index.
 constexpr Entry ENTRIES[] = {
     {0x1000, 0x1000, 0, 0, U32, "Device type"},
     {0x1001, 0x1001, 0, 0, U8, "Error register"},
@@ -101,10 +101,10 @@ constexpr Entry ENTRIES[] = {
     {0x1A00, 0x1BFF, 1, 64, U32, "TPDO mapping parameter: object"},
 };
 
-/// Numbers that are COB-IDs, mappings and the like are read in hexadecimal by everybody.
-DataType typeOf(unsigned char code) {
-  const DataType type = DataType::fromCode(code);
-  return code == U32 ? DataType{Form::PATTERN, type.bits} : type;
+// Numbers that are COB-IDs, mappings and the like are read in hexadecimal by everybody.
+ValueType typeOf(unsigned char code) {
+  const ValueType type = ValueType::fromCode(code);
+  return code == U32 ? ValueType{Form::PATTERN, type.bits} : type;
 }
 
 }  // namespace

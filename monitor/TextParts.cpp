@@ -83,7 +83,7 @@ struct Date {
   unsigned int day;
 };
 
-/// The Gregorian date of a day, in eras of 400 years that begin with a March.
+// The Gregorian date of a day, in eras of 400 years that begin with a March.
 Date dateOf(std::uint64_t daysSince1970) {
   constexpr unsigned int DAYS_OF_ERA = 146097;
   const std::uint64_t days = daysSince1970 + 719468;
@@ -105,7 +105,7 @@ void appendDay(std::string& text, std::uint64_t daysSince1970) {
   appendPadded(text, date.day, 2);
 }
 
-/// " 07:30:00.123". @param perSecond the unit of time @param digits of it that are shown
+// " 07:30:00.123". @param perSecond the unit of time @param digits of it that are shown
 void appendTimeInDay(std::string& text, std::uint64_t time, std::uint64_t perSecond, unsigned int digits) {
   const std::uint64_t seconds = time / perSecond;
   text += ' ';

@@ -37,7 +37,7 @@ bool isInBytes(Form form) {
 
 }  // namespace
 
-void Value::setBytes(DataType type, const unsigned char* source, std::size_t count) {
+void Value::setBytes(ValueType type, const unsigned char* source, std::size_t count) {
   const std::size_t wanted = type.bits > 0 ? (type.bits + 7U) / 8U : count;
   const bool fits = wanted > 0 && wanted <= count && wanted <= sizeof pattern;
   if (!isInBytes(type.form) && fits) {
@@ -53,7 +53,7 @@ void Value::setBytes(DataType type, const unsigned char* source, std::size_t cou
   bytes.assign(reinterpret_cast<const char*>(source), count);
 }
 
-void Value::setBits(DataType type, std::uint64_t source, unsigned int count) {
+void Value::setBits(ValueType type, std::uint64_t source, unsigned int count) {
   form = type.form;
   bits = static_cast<unsigned short>(type.bits > 0 && type.bits < count ? type.bits : count);
   pattern = lowBits(source, bits);

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "DataType.h"
+#include "ValueType.h"
 
 namespace monitor {
 
@@ -13,10 +13,10 @@ public:
   /// Takes the bytes of a value, the first byte the least significant.
   /// @param count as many as there were; with a type of fewer bits the rest is left out, with one of more bits, or when
   ///   a PATTERN has more than eight bytes, the value is one of BYTES (of TEXT, when all of it can be read)
-  void setBytes(DataType type, const unsigned char* source, std::size_t count);
+  void setBytes(ValueType type, const unsigned char* source, std::size_t count);
 
   /// Takes a value of up to 64 bits out of a PDO. @param source its bits from bit 0 on; those above are left out
-  void setBits(DataType type, std::uint64_t source, unsigned int count);
+  void setBits(ValueType type, std::uint64_t source, unsigned int count);
 
   Form getForm() const { return form; }
   std::uint64_t getPattern() const { return pattern; }  ///< the bits of a number, BOOLEAN, TIME or PATTERN

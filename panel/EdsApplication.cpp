@@ -56,7 +56,7 @@ unsigned int getKey(const KQ::KQVariable& variable) {
 
 }  // namespace
 
-/// Takes the objects that a variable store can hold.
+// Takes the objects that a variable store can hold.
 class EdsApplication::Reader {
 public:
   Reader(const device_description::DeviceDescription& read, const std::string& file, device_description::Findings& told,
@@ -70,7 +70,7 @@ public:
     }
   }
 
-  /// What a PDO may map.
+  // What a PDO may map.
   const NodeConfiguration::ObjectBits& getBits() const { return bits; }
 
 private:

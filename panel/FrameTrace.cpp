@@ -23,7 +23,7 @@ namespace {
 constexpr std::size_t LONGEST_BUFFER = 16384;
 constexpr std::size_t LONGEST_LINE = 256;
 
-/// @param mode O_TRUNC, or 0 to go on behind what the file holds
+// @param mode O_TRUNC, or 0 to go on behind what the file holds
 int openForWriting(const std::string& fileName, int mode) {
   constexpr int OPTIONS = O_NONBLOCK | O_APPEND | O_CLOEXEC;
   const int descriptor = open(fileName.c_str(), O_WRONLY | O_CREAT | mode | OPTIONS, 0644);
@@ -31,7 +31,7 @@ int openForWriting(const std::string& fileName, int mode) {
   return descriptor < 0 && errno == ENXIO ? open(fileName.c_str(), O_RDWR | OPTIONS) : descriptor;
 }
 
-/// @return nothing when it is no plain file, which cannot be full either
+// @return nothing when it is no plain file, which cannot be full either
 std::optional<std::size_t> getSize(int descriptor) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -126,7 +126,7 @@ void FrameTrace::reopen() {
   }
 }
 
-/// The old file stays open until the new one is.
+// The old file stays open until the new one is.
 bool FrameTrace::reopen(int mode) {
   const int opened = openForWriting(fileName, mode);
   if (opened < 0) {
@@ -139,7 +139,7 @@ bool FrameTrace::reopen(int mode) {
   return true;
 }
 
-/// When it cannot be done, the file is filled once more before the next try.
+// When it cannot be done, the file is filled once more before the next try.
 void FrameTrace::rotate() {
   written = 0;
   for (unsigned int number = rotation.files; number > 1; --number) {

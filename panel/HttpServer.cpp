@@ -73,7 +73,7 @@ private:
   void take(tcp::socket socket);
 };
 
-/// One connection, and the requests that come on it one after the other.
+// One connection, and the requests that come on it one after the other.
 class HttpServer::Session : public Stream, public std::enable_shared_from_this<Session> {
 public:
   Session(Engine& theEngine, tcp::socket socket)
@@ -108,7 +108,7 @@ private:
   std::optional<http::request_parser<http::string_body>> parser;
   Message message;
   std::string output;
-  unsigned int requests = 0;  ///< a late answer must not be taken for that of the next request
+  unsigned int requests = 0;  // a late answer must not be taken for that of the next request
   bool answered = true;
   bool open = true;
   bool keepAlive = false;

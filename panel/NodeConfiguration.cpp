@@ -36,8 +36,8 @@ constexpr unsigned char FIRST_KNOWN_TYPE_ABOVE = 252;
 constexpr unsigned char FIRST_EVENT_DRIVEN_TYPE = 254;
 constexpr unsigned char LAST_NODE = 127;
 
-/// Communication objects that every node brings along, with the value that it gives them where that does not depend on
-/// the device.
+// Communication objects that every node brings along, with the value that it gives them where that does not depend on
+// the device.
 struct OwnObject {
   unsigned short index;
   std::optional<unsigned int> value;
@@ -59,7 +59,7 @@ bool isMappingParameter(unsigned short index) {
 
 }  // namespace
 
-/// Goes through the communication objects of a description.
+// Goes through the communication objects of a description.
 class NodeConfiguration::Reader {
 public:
   Reader(const device_description::DeviceDescription& read, const std::string& file, const ObjectBits& objects,
@@ -146,7 +146,7 @@ private:
     configuration.channels.push_back({isServer, request, response, node, toHexadecimal(object.index)});
   }
 
-  /// Of each pair of parameters; what it says is read with the PDO.
+  // Of each pair of parameters; what it says is read with the PDO.
   void readPDOParameter(const Object& object) {
     const auto partner = static_cast<unsigned short>(object.index ^ PDO_MAPPING_BIT);
     if (description.find(partner) == nullptr) {
@@ -194,7 +194,7 @@ private:
     }
   }
 
-  /// What would stand there for each of many PDOs.
+  // What would stand there for each of many PDOs.
   void tellOften(unsigned int count, const char* what) {
     if (count != 0) {
       findings.add(Severity::NOTE, fileName + ": " + std::to_string(count) + " " + what);

@@ -53,7 +53,7 @@ bool isPDOCommunication(unsigned short index) {
   return (index >= 0x1400 && index < 0x1600) || (index >= 0x1800 && index < 0x1A00);
 }
 
-/// A COB-ID of the predefined connection set holds the node-ID in its low bits.
+// A COB-ID of the predefined connection set holds the node-ID in its low bits.
 bool isPredefined(unsigned int cobID, unsigned char nodeID) {
   const unsigned int function = cobID & 0x780U;
   return (cobID & 0x7FU) == nodeID && function >= 0x180 && function <= 0x500;
@@ -65,7 +65,7 @@ bool namesNodeID(std::string text) {
   return text.find("$NODEID") != std::string::npos;
 }
 
-/// A number of the dictionary as its type has it: an unsigned one is kept by its bit pattern.
+// A number of the dictionary as its type has it: an unsigned one is kept by its bit pattern.
 long long toNumber(int pattern, const IntegerType& type) {
   return type.isSigned ? pattern : static_cast<long long>(static_cast<unsigned int>(pattern));
 }
@@ -86,7 +86,7 @@ public:
   }
 
 private:
-  /// The dictionary has a type of its own as an object of that type, from which nobody can tell its length.
+  // The dictionary has a type of its own as an object of that type, from which nobody can tell its length.
   void describeTypes() {
     for (int code = KQ::DATA_TYPE_MANUFACTURER_FIRST; code <= KQ::DATA_TYPE_MANUFACTURER_LAST; ++code) {
       const auto* const definition =
@@ -166,7 +166,7 @@ private:
     }
   }
 
-  /// The node checks the limits of its own variables, and of no others.
+  // The node checks the limits of its own variables, and of no others.
   bool isOwnVariable(unsigned short index, unsigned char subIndex) const {
     return KQ::KQDEI::instance()->getVariableOwnerPointer(index, subIndex) == &node;
   }

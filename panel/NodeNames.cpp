@@ -22,9 +22,9 @@ NodeNames::NodeNames(unsigned char id, const NodeView& view, const std::vector<P
   }
 }
 
-monitor::DataType NodeNames::getType(const ObjectInfo& object) {
+monitor::ValueType NodeNames::getType(const ObjectInfo& object) {
   if (!object.isInteger) {
-    return monitor::DataType::fromCode(static_cast<unsigned int>(object.dataType));
+    return monitor::ValueType::fromCode(static_cast<unsigned int>(object.dataType));
   }
   const auto form = object.bits == 1  ? monitor::Form::BOOLEAN
                     : object.isSigned ? monitor::Form::SIGNED

@@ -19,7 +19,7 @@ public:
   const monitor::CommunicationObject* findCommunicationObject(unsigned int cobID) const override;
 
 private:
-  static monitor::DataType getType(const ObjectInfo& object);
+  static monitor::ValueType getType(const ObjectInfo& object);
   monitor::MappedObject getMapped(const MappingInfo& mapping) const;
 
   const unsigned char nodeID;

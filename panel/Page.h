@@ -38,14 +38,14 @@ public:
   Page& operator=(const Page&) = delete;
 
 private:
-  // A variable of the store as it was looked at last.
+  /// A variable of the store as it was looked at last.
   struct Variable {
     const ObjectInfo* object;
     std::string json;                // its value
     unsigned long long changed = 0;  // in which turn
   };
 
-  // An open page.
+  /// An open page.
   struct Viewer {
     std::shared_ptr<HttpServer::Stream> stream;
     RowLog::Position rows;
@@ -54,7 +54,7 @@ private:
     bool isGreeted = false;
   };
 
-  // What belongs to the protocol thread, as it was there.
+  /// What belongs to the protocol thread, as it was there.
   struct Snapshot {
     int state = 0;
     KQ::KQEndPointStatistics port;

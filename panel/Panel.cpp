@@ -61,7 +61,7 @@ void require(int result, const std::string& what) {
   }
 }
 
-/// One line tells of the first; the others are a matter of a check.
+// One line tells of the first; the others are a matter of a check.
 void requireNoErrors(const device_description::Findings& findings) {
   const std::size_t errors = findings.count(device_description::Severity::ERROR);
   if (errors != 0) {

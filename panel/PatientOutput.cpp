@@ -69,7 +69,7 @@ bool LineDropper::tellWhatIsMissing() {
   return droppedLines == 0;
 }
 
-/// @return false: nothing of the line is out
+// @return false: nothing of the line is out
 bool LineDropper::start(const std::string& line) {
   if (!finish()) {
     return false;
@@ -82,7 +82,7 @@ bool LineDropper::start(const std::string& line) {
   return written > 0;
 }
 
-/// @return whether no line is begun any more
+// @return whether no line is begun any more
 bool LineDropper::finish() {
   if (!begun.empty()) {
     begun.erase(0, writeSome(begun));

@@ -31,7 +31,7 @@ std::optional<unsigned long long> getNumber(const char* name) {
   return isNumber ? std::optional(number) : std::nullopt;
 }
 
-/// Half the time after which the panel would be taken for dead, so that one late sign does no harm.
+// Half the time after which the panel would be taken for dead, so that one late sign does no harm.
 unsigned int getInterval() {
   constexpr unsigned long long MICROSECONDS = 1000;
   constexpr unsigned long long LONGEST = 3600000;
@@ -82,7 +82,7 @@ unsigned int ServiceManager::getTimeToNextUpdate(unsigned int now) const {
   return passed >= interval ? 0 : interval - passed;
 }
 
-/// A manager that does not read loses the message, and nobody waits for it.
+// A manager that does not read loses the message, and nobody waits for it.
 void ServiceManager::notify(const char* message) const {
   if (descriptor < 0) {
     return;

@@ -35,7 +35,7 @@ struct Argument {
   std::optional<unsigned char> node;
 };
 
-/// "FILE:NODE", where FILE may have colons of its own.
+// "FILE:NODE", where FILE may have colons of its own.
 Argument split(const std::string& argument) {
   const std::size_t colon = argument.rfind(':');
   const std::string digits = colon == std::string::npos ? "" : argument.substr(colon + 1);
@@ -67,9 +67,9 @@ DeviceDescription read(const Argument& argument, unsigned char otherwise, std::v
   return description;
 }
 
-/// Types that the file itself defines, and those of the standard.
-monitor::DataType getType(const DeviceDescription& description, unsigned int dataType) {
-  const monitor::DataType standard = monitor::DataType::fromCode(dataType);
+// Types that the file itself defines, and those of the standard.
+monitor::ValueType getType(const DeviceDescription& description, unsigned int dataType) {
+  const monitor::ValueType standard = monitor::ValueType::fromCode(dataType);
   const std::optional<device_description::IntegerType> integer = description.getIntegerType(dataType);
   if (standard.form != monitor::Form::PATTERN || !integer) {
     return standard;
@@ -78,7 +78,7 @@ monitor::DataType getType(const DeviceDescription& description, unsigned int dat
           static_cast<unsigned short>(integer->bits)};
 }
 
-/// The last part of the name, as long as that tells it from the others of the PDO.
+// The last part of the name, as long as that tells it from the others of the PDO.
 std::string getShortName(const DeviceDescription& description, const device_description::PDO& pdo,
                          const device_description::MappedObject& mapped) {
   const SubObject* const own = description.find(mapped.index, mapped.subIndex);
@@ -93,7 +93,7 @@ std::string getShortName(const DeviceDescription& description, const device_desc
   return sameName == 1 ? own->name : description.getName(mapped.index, mapped.subIndex);
 }
 
-/// A COB-ID that the file has in an object, or -1.
+// A COB-ID that the file has in an object, or -1.
 long long getCOBID(const DeviceDescription& description, unsigned int index, unsigned char subIndex) {
   const SubObject* const object = description.find(static_cast<unsigned short>(index), subIndex);
   if (object == nullptr || !object->getValue()) {
@@ -130,7 +130,7 @@ void DescriptionNames::addNode(const DeviceDescription& description, unsigned ch
   addServices(description, node);
 }
 
-/// What has a COB-ID that goes with the node-ID is each node's. A fixed one could be anybody's.
+// What has a COB-ID that goes with the node-ID is each node's. A fixed one could be anybody's.
 void DescriptionNames::addAllNodes(const DeviceDescription& ofNode1, const DeviceDescription& ofNode2) {
   addObjects(ofNode1, ANY_NODE);
   const std::vector<device_description::PDO> first = ofNode1.getPDOs();
@@ -149,7 +149,7 @@ void DescriptionNames::addObjects(const DeviceDescription& description, unsigned
   for (const auto& [index, object] : description.objects) {
     for (const auto& [subIndex, subObject] : object.subObjects) {
       const monitor::ObjectDescription standard = monitor::StandardNames::instance().describe(node, index, subIndex);
-      const monitor::DataType type = standard.name.empty() ? getType(description, subObject.dataType) : standard.type;
+      const monitor::ValueType type = standard.name.empty() ? getType(description, subObject.dataType) : standard.type;
       entries[keyOf(node, index, subIndex)] = {description.getName(index, subIndex), type};
     }
   }
@@ -164,8 +164,8 @@ void DescriptionNames::addPDO(const DeviceDescription& description, const device
   unsigned int bits = 0;
   for (const device_description::MappedObject& mapped : pdo.mapping) {
     const SubObject* const subObject = description.find(mapped.index, mapped.subIndex);
-    const monitor::DataType type =
-        subObject != nullptr ? getType(description, subObject->dataType) : monitor::DataType();
+    const monitor::ValueType type =
+        subObject != nullptr ? getType(description, subObject->dataType) : monitor::ValueType();
     object.mapping.push_back(
         {mapped.index, mapped.subIndex, mapped.bits, type, getShortName(description, pdo, mapped)});
     bits += mapped.bits;
@@ -174,7 +174,7 @@ void DescriptionNames::addPDO(const DeviceDescription& description, const device
   put(cobID, std::move(object));
 }
 
-/// The servers behind the default one.
+// The servers behind the default one.
 void DescriptionNames::addServers(const DeviceDescription& description, unsigned char node) {
   for (unsigned int index = FIRST_SERVER + 1; index <= LAST_SERVER; ++index) {
     monitor::CommunicationObject object;
@@ -197,8 +197,8 @@ void DescriptionNames::addServices(const DeviceDescription& description, unsigne
   }
 }
 
-/// A COB-ID that several use is the one's who sends. What is said of a node takes the place of what was said of all.
-/// @param cobID -1: none; 0 is no object's
+// A COB-ID that several use is the one's who sends. What is said of a node takes the place of what was said of all.
+// @param cobID -1: none; 0 is no object's
 void DescriptionNames::put(long long cobID, monitor::CommunicationObject object) {
   if (cobID <= 0 || cobID >= static_cast<long long>(objects.size())) {
     return;

@@ -28,7 +28,7 @@ public:
 private:
   struct Entry {
     std::string name;
-    monitor::DataType type;
+    monitor::ValueType type;
   };
 
   void addNode(const device_description::DeviceDescription& description, unsigned char node);

@@ -124,7 +124,7 @@ bool FrameFilter::isInTime(long long microseconds, long long first) const {
   return (!begin || matchesOne(microseconds, first, *begin)) && (!end || !matchesOne(microseconds, first, *end));
 }
 
-/// An NMT command for all nodes is one for each.
+// An NMT command for all nodes is one for each.
 bool FrameFilter::matches(const monitor::DecodedFrame& frame) const {
   if (!anyService && !services.test(static_cast<std::size_t>(frame.service))) {
     return false;

@@ -36,7 +36,7 @@ std::string textOf(const monitor::Value& value) {
   return text;
 }
 
-/// A number as a number as far as JSON has it, the rest as text.
+// A number as a number as far as JSON has it, the rest as text.
 Json toJson(const monitor::Value& value) {
   switch (value.getForm()) {
     case Form::BOOLEAN:

@@ -10,7 +10,7 @@ constexpr std::size_t SERVICE_WIDTH = 14;
 constexpr std::size_t NODE_WIDTH = 9;
 constexpr std::size_t DATA_WIDTH = 24;
 
-/// Blanks up to the end of a column that began at @p start, one at least.
+// Blanks up to the end of a column that began at start, one at least.
 void fillColumn(std::string& text, std::size_t start, std::size_t width) {
   const std::size_t used = text.size() - start;
   text.append(used < width ? width - used : 1, ' ');

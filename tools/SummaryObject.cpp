@@ -107,7 +107,7 @@ Json toObject(const monitor::SDOTransfer& transfer) {
   return object;
 }
 
-/// What is kept of a list, each item made an object.
+// What is kept of a list, each item made an object.
 template <typename Items, typename Make>
 Json toList(const Items& items, Make make) {
   Json list = Json::array();

@@ -17,13 +17,13 @@ namespace {
 using monitor::NetworkStatistics;
 using monitor::Service;
 
-/// Rows of cells, written with columns as wide as they have to be: the first to the left, the others to the right.
+// Rows of cells, written with columns as wide as they have to be: the first to the left, the others to the right.
 class Table {
 public:
   explicit Table(std::vector<std::string> heading) { rows.push_back(std::move(heading)); }
 
   void add(std::vector<std::string> row) { rows.push_back(std::move(row)); }
-  /// A line of its own below the row before, which belongs to no column.
+  // A line of its own below the row before, which belongs to no column.
   void addNote(std::string note) { rows.push_back({std::string(), std::move(note)}); }
   bool isEmpty() const { return rows.size() == 1; }
 
@@ -74,7 +74,7 @@ std::string toSecondsText(long long microseconds) {
   return text;
 }
 
-/// Milliseconds with three digits behind the point.
+// Milliseconds with three digits behind the point.
 std::string toMilliseconds(long long microseconds) {
   const std::string digits = toText(static_cast<unsigned long long>(microseconds % 1000 + 1000)).substr(1);
   return std::to_string(microseconds / 1000) + "." + digits;
@@ -101,7 +101,7 @@ std::string getDate(long long microseconds) {
   return text;
 }
 
-/// Shortest, mean and longest; nothing where there is none.
+// Shortest, mean and longest; nothing where there is none.
 std::vector<std::string> getCells(const monitor::DurationStatistics& durations) {
   if (durations.getCount() == 0) {
     return {"-", "-", "-"};
@@ -313,7 +313,7 @@ void SummaryText::append(std::string& text, const Networks& networks) const {
   }
 }
 
-/// Those that did not come to their end: the others are in the counts.
+// Those that did not come to their end: the others are in the counts.
 void SummaryText::appendTransfers(std::string& text, const NetworkStatistics& statistics) const {
   const auto& transfers = statistics.getFailedTransfers();
   Table table({getHeading("SDO transfers without success", transfers), "at", "ms", "direction", "object", "end"});

@@ -22,7 +22,7 @@ namespace {
 constexpr const char* STANDARD_INPUT = "-";
 constexpr std::uint64_t TOLD_LINES = 10;  // of those that are no frames
 
-/// An open file, or standard input.
+// An open file, or standard input.
 class Input {
 public:
   explicit Input(const std::string& name)
@@ -52,7 +52,7 @@ private:
   int descriptor;
 };
 
-/// @return 0 when one of them is no file of a known size
+// @return 0 when one of them is no file of a known size
 std::uint64_t getSize(const std::vector<std::string>& files) {
   std::uint64_t sum = 0;
   for (const std::string& name : files) {
@@ -67,7 +67,7 @@ std::uint64_t getSize(const std::vector<std::string>& files) {
   return sum;
 }
 
-/// The beginning of a line that may hold anything.
+// The beginning of a line that may hold anything.
 std::string getBeginning(std::string_view line) {
   constexpr std::size_t LONGEST = 60;
   std::string text(line.substr(0, LONGEST));
@@ -113,7 +113,7 @@ void TraceRun::readFile(const std::string& name) {
   }
 }
 
-/// What is shown does not wait until there is more of it when the next line has to be waited for.
+// What is shown does not wait until there is more of it when the next line has to be waited for.
 void TraceRun::readLines(monitor::CandumpReader& reader, const std::string& name) {
   constexpr std::uint64_t BETWEEN_LOOKS = 4096;
   monitor::LoggedFrame logged;

@@ -9,8 +9,8 @@ namespace KQ {
 
 namespace {
 
-/// Nodes of one process may run on several threads, and what the application has put behind a stream need not be able
-/// to take that.
+// Nodes of one process may run on several threads, and what the application has put behind a stream need not be able
+// to take that.
 std::mutex printing;
 
 void print(std::ostream& stream, std::string line) {

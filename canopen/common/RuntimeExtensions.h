@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "KQErrorCodes.h"
-#include "KQFrameDispatch.h"
 #include "ObjectDictionarySubEntry.h"
+#include "internal/KQFrameDispatch.h"
 
 namespace KQ {
 
@@ -91,15 +91,10 @@ public:
     }
   }
 
-  int getValue(int& value) const {
-    return variable != nullptr ? variable->getVariableValue(&value) : static_cast<int>(KQ_NOT_FOUND);
-  }
-  int setValue(int value) const {
-    return variable != nullptr ? variable->setVariableValue(value, true) : static_cast<int>(KQ_NOT_FOUND);
-  }
+  int getValue(int& value) const { return variable != nullptr ? variable->getVariableValue(&value) : KQ_NOT_FOUND; }
+  int setValue(int value) const { return variable != nullptr ? variable->setVariableValue(value, true) : KQ_NOT_FOUND; }
   int forceSetValue(int value, const std::string& ownerName) const {
-    return variable != nullptr ? variable->forceSetVariableValue(value, ownerName, true)
-                               : static_cast<int>(KQ_NOT_FOUND);
+    return variable != nullptr ? variable->forceSetVariableValue(value, ownerName, true) : KQ_NOT_FOUND;
   }
   auto getOwner() const { return variable != nullptr ? variable->getVariableOwnerPointer() : nullptr; }
 

@@ -23,12 +23,12 @@ namespace KQ {
 
 namespace {
 
-/// The runtime's number for the CANopen protocol.
+// The runtime's number for the CANopen protocol.
 constexpr int PROTOCOL_TYPE_CANOPEN = 3;
-/// Added to the tick of the notification, which is what receiveCANMessages() is to be given. That adds the tick at its
-/// own start, so that the tick counts twice and this is no time that draining may take: the port is read as long as it
-/// has frames. Only where the sum wraps, which is in the upper half of the tick's range, does draining end after one
-/// frame. Tests pin it: it stays. One reading of the clock serves for both.
+// Added to the tick of the notification, which is what receiveCANMessages() is to be given. That adds the tick at its
+// own start, so that the tick counts twice and this is no time that draining may take: the port is read as long as it
+// has frames. Only where the sum wraps, which is in the upper half of the tick's range, does draining end after one
+// frame. Tests pin it: it stays. One reading of the clock serves for both.
 constexpr unsigned int RECEIVE_BUDGET = 10;
 
 }  // namespace
@@ -143,7 +143,7 @@ int KQCANopen::createStateMachine() {
 }
 
 int KQCANopen::process(unsigned int deadline) {
-  return stateMachine != nullptr ? stateMachine->run(deadline) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return stateMachine != nullptr ? stateMachine->run(deadline) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::runProtocol(unsigned int deadline) {
@@ -250,21 +250,19 @@ bool KQCANopen::isPaused() const {
 }
 
 int KQCANopen::updateRequest(unsigned int variableID, int value) {
-  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::updateRequest(unsigned int variableID, const std::string& value) {
-  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleUpdateRequest(variableID, value) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::getValueRequest(unsigned int variableID) {
-  return sdoHandler != nullptr ? sdoHandler->handleGetValueRequest(variableID) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return sdoHandler != nullptr ? sdoHandler->handleGetValueRequest(variableID) : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::resetValue(unsigned int key) {
-  return objectDictionary != nullptr ? objectDictionary->resetValue(key) : static_cast<int>(KQ_OK);
+  return objectDictionary != nullptr ? objectDictionary->resetValue(key) : KQ_OK;
 }
 
 }  // namespace KQ

@@ -17,9 +17,9 @@ namespace KQ {
 
 namespace {
 
-/// Transmission types from here on are event-driven and know an inhibit time.
+// Transmission types from here on are event-driven and know an inhibit time.
 constexpr unsigned char FIRST_EVENT_DRIVEN_TYPE = 254;
-/// Mapped indexes below this one are data types: dummy entries.
+// Mapped indexes below this one are data types: dummy entries.
 constexpr unsigned short FIRST_INDEX_AFTER_DATA_TYPES = 0x48;
 constexpr int HIGHEST_MAPPED_OBJECTS = 64;
 
@@ -32,7 +32,7 @@ unsigned short mappingIndexOf(KQCANopenPDOType type, unsigned short number) {
   return static_cast<unsigned short>(communicationIndexOf(type, number) + object::PDO_MAPPING_OFFSET);
 }
 
-/// Adds a sub-entry that no PDO can map.
+// Adds a sub-entry that no PDO can map.
 int addParameter(KQCANopenObjectDictionary& dictionary, unsigned short index, unsigned char subIndex,
                  KQCANopenAccessType access, KQCANopenDataType type, const char* name, unsigned int value) {
   return dictionary.addSubentry(index, subIndex, access, type, name, false, static_cast<int>(value), std::string(), 0);
@@ -52,8 +52,8 @@ void addMappingObject(KQCANopenObjectDictionary& dictionary, unsigned short inde
                       0, 0, HIGHEST_MAPPED_OBJECTS);
 }
 
-/// Remembers the direction. The access right tells it too, as long as the object is mapped in one only; a right that
-/// has no such form stays.
+// Remembers the direction. The access right tells it too, as long as the object is mapped in one only; a right that
+// has no such form stays.
 void markMapped(ObjectDictionarySubEntry& mapped, bool isTransmit) {
   (isTransmit ? mapped.isMappedForTransmission : mapped.isMappedForReception) = true;
   KQCANopenAccessType& access = mapped.accessType;
@@ -97,7 +97,7 @@ int KQCANopen::addSDOChannel(unsigned int cobIDClientToServer, unsigned int cobI
 int KQCANopen::setSDOServerID(unsigned short index, unsigned short subIndex, unsigned int serverID) {
   return objectDictionary != nullptr
              ? objectDictionary->setSDOServerID(index, static_cast<unsigned char>(subIndex & 0xFF), serverID)
-             : static_cast<int>(KQ_NOT_AVAILABLE);
+             : KQ_NOT_AVAILABLE;
 }
 
 int KQCANopen::setSDOEventListener(KQSignalListener* listener) {
@@ -150,7 +150,7 @@ int KQCANopen::addPDOMapping(unsigned short number, KQCANopenPDOType type, unsig
   const int result =
       objectDictionary != nullptr
           ? appendMapping(mappingIndex, type, index, static_cast<unsigned char>(subIndex & 0xFF), subIndex, bits)
-          : static_cast<int>(KQ_NOT_AVAILABLE);
+          : KQ_NOT_AVAILABLE;
   if (result != KQ_OK) {
     if (pdoHandler != nullptr) {
       pdoHandler->addInvalidPDOIndex(mappingIndex);
@@ -199,8 +199,7 @@ unsigned short KQCANopen::dataTypeOfVariable(unsigned short index, unsigned shor
 }
 
 int KQCANopen::setPDOAction(int pdoNumber, KQCANopenPDOType type, int action, unsigned int objectKey) {
-  return pdoHandler != nullptr ? pdoHandler->setPDOAction(pdoNumber, type, action, objectKey)
-                               : static_cast<int>(KQ_NOT_AVAILABLE);
+  return pdoHandler != nullptr ? pdoHandler->setPDOAction(pdoNumber, type, action, objectKey) : KQ_NOT_AVAILABLE;
 }
 
 void KQCANopen::setPDOEventAction(unsigned short key, int eventType, KQAction* action) {
@@ -217,7 +216,7 @@ int KQCANopen::sendPDOEvent(KQEventType eventType, unsigned short key) {
     return KQ_OK;
   }
   const auto action = actions->second.find(eventType);
-  return action != actions->second.end() ? action->second->execute() : static_cast<int>(KQ_OK);
+  return action != actions->second.end() ? action->second->execute() : KQ_OK;
 }
 
 // ---- heartbeat

@@ -2,6 +2,7 @@
 
 #include "KQCANopen.h"
 #include "KQTick.h"
+#include "NodeInternals.h"
 
 namespace KQ {
 
@@ -29,7 +30,7 @@ void KQCANopenInstanceManager::addCANopenInstance(KQCANopen* canopen) {
   const KQCANProtocolContext* const context = canopen->getContext();
   instances.emplace(portKeyOf(context != nullptr ? context->portNumber : 0), canopen);
   ++count;
-  canopen->setRegistered();
+  NodeInternals::setRegistered(*canopen);
 }
 
 void KQCANopenInstanceManager::removeCANopenInstance(const KQCANopen* canopen) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int SEND_ATTEMPTS = 26;
 
-/// What is left to do for a frame that the port refused at the first attempt.
+// What is left to do for a frame that the port refused at the first attempt.
 [[gnu::noinline]] int sendAgain(KQEndPoint* endPoint, const KQCANMessage& message) {
   int result = KQ_NOT_AVAILABLE;
   for (int attempt = 1; attempt < SEND_ATTEMPTS && endPoint != nullptr; ++attempt) {
@@ -55,7 +55,7 @@ KQServedCOBIDs& KQCANopenMessageHandler::declareServedCOBIDs(const std::type_inf
 int KQCANopenMessageHandler::sendCANMessage() {
   KQEndPoint* const endPoint = instance != nullptr ? instance->getEndPoint() : nullptr;
   const bool isSent = endPoint != nullptr && endPoint->writeMessage(outgoingMessage) == KQ_OK;
-  return isSent ? static_cast<int>(KQ_OK) : sendAgain(endPoint, outgoingMessage);
+  return isSent ? KQ_OK : sendAgain(endPoint, outgoingMessage);
 }
 
 }  // namespace KQ

@@ -18,18 +18,20 @@
 #include "KQSignalListener.h"
 #include "KQSyncHandler.h"
 #include "KQTick.h"
+#include "NodeInternals.h"
+#include "PDOInternals.h"
 #include "RuntimeExtensions.h"
 
 namespace KQ {
 
 namespace {
 
-/// Milliseconds that the runtime may wait when no handler knows of anything earlier.
+// Milliseconds that the runtime may wait when no handler knows of anything earlier.
 constexpr int INITIAL_SEND_STATUS = 5;
-/// Milliseconds that a send pass may take.
+// Milliseconds that a send pass may take.
 constexpr unsigned int SEND_BUDGET = 50;
 
-/// The handlers in the order in which they are asked.
+// The handlers in the order in which they are asked.
 enum HandlerBit : KQFrameDispatch::HandlerSet {
   NMT_HANDLER = 0x01,
   SYNC_HANDLER = 0x02,
@@ -38,7 +40,7 @@ enum HandlerBit : KQFrameDispatch::HandlerSet {
   EMERGENCY_HANDLER = 0x10
 };
 
-/// Whether it is one of the states in which a node stays.
+// Whether it is one of the states in which a node stays.
 bool isCommunicating(int state) {
   return state == CANOPEN_STATE_PRE_OPERATIONAL || state == CANOPEN_STATE_OPERATIONAL || state == CANOPEN_STATE_STOPPED;
 }
@@ -125,12 +127,12 @@ void KQCANopenStateMachine::storeState(int newState) {
     return;
   }
   // Application threads send PDOs with this mutex held, and only while the node is OPERATIONAL.
-  const std::lock_guard<KQMutex> lock(pdoHandler->getSendMutex());
+  const std::lock_guard<KQMutex> lock(PDOInternals::sendMutexOf(*pdoHandler));
   state = newState;
 }
 
 void KQCANopenStateMachine::setState(int newState) {
-  const KQCANopen::Use use(instance);  // the listener may build the node anew
+  const NodeInternals::Use use(instance);  // the listener may build the node anew
   storeState(newState);
   if (stateListener != nullptr) {
     KQSignal signal(STACK_SIGNAL_TYPE, SIGNAL_STATE_CHANGED, instance != nullptr ? instance->getNodeID() : 0U,
@@ -162,9 +164,9 @@ int KQCANopenStateMachine::run(unsigned int deadline) {
   return isCommunicating(current) ? sendDue(now, now + SEND_BUDGET) : runPassingState(current, deadline);
 }
 
-/// Apart from the states in which a node stays: few cycles are here.
+// Apart from the states in which a node stays: few cycles are here.
 [[gnu::noinline]] int KQCANopenStateMachine::runPassingState(int current, unsigned int deadline) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   switch (current) {
     case CANOPEN_STATE_INIT:
       return runInitState(deadline);
@@ -232,14 +234,14 @@ void KQCANopenStateMachine::renewReceptionFilter() {
 }
 
 int KQCANopenStateMachine::receiveCANMessages(unsigned int budget) {
-  return paused ? static_cast<int>(KQ_OK) : drainPort(KQTick::getTickCount() + budget);
+  return paused ? KQ_OK : drainPort(KQTick::getTickCount() + budget);
 }
 
 int KQCANopenStateMachine::drainPort(unsigned int end) {
   if (paused) {
     return KQ_OK;
   }
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   if (!canReceive || instance == nullptr || instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
@@ -258,7 +260,7 @@ int KQCANopenStateMachine::drainPort(unsigned int end) {
 }
 
 int KQCANopenStateMachine::sendCANMessages(unsigned int deadline) {
-  return paused ? static_cast<int>(KQ_OK) : sendDue(KQTick::getTickCount(), deadline);
+  return paused ? KQ_OK : sendDue(KQTick::getTickCount(), deadline);
 }
 
 // In most cycles nothing is due: that is found out here, with one reading of the clock and a look at each handler.
@@ -285,21 +287,21 @@ int KQCANopenStateMachine::sendDue(unsigned int now, unsigned int deadline) {
 // to be looked at any more.
 
 bool KQCANopenStateMachine::serveNMT() {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   nmtHandler->sendHeartbeatMessage(getState());
   nmtHandler->checkHeartbeatTimeouts();
   return !retired;
 }
 
 bool KQCANopenStateMachine::servePDOs(unsigned int deadline, unsigned int& waitHint) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   pdoHandler->sendPDOs(deadline, &waitHint);
   pdoHandler->checkRxTimeouts();
   return !retired;
 }
 
 bool KQCANopenStateMachine::serveSDOs(unsigned int& waitHint) {
-  const KQCANopen::Use use(instance);
+  const NodeInternals::Use use(instance);
   sdoHandler->checkSDOTimeouts(&waitHint);
   sdoHandler->sendQueuedDownloadRequests();
   sdoHandler->sendNextQueuedUploadRequest();

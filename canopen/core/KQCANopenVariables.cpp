@@ -13,7 +13,7 @@ namespace {
 
 constexpr int BINDING_MODE_STACK = 2;
 
-/// A plain name that a runtime variable at sub-index 0 carries when it stands for a whole record.
+// A plain name that a runtime variable at sub-index 0 carries when it stands for a whole record.
 constexpr const char* RECORD_MARKER = "INDEX_";
 constexpr const char* NUMBER_OF_ENTRIES = "Number of Entries";
 
@@ -35,7 +35,7 @@ struct Limits {
   int high;
 };
 
-/// Limits of a runtime variable's object by its size alone; the sign does not count.
+// Limits of a runtime variable's object by its size alone; the sign does not count.
 Limits limitsOfSize(int bytes) {
   switch (bytes) {
     case 1:
@@ -49,7 +49,7 @@ Limits limitsOfSize(int bytes) {
   }
 }
 
-/// Limits of a manufacturer-specific data type, in 32-bit arithmetic: from 32 bits on, all of them.
+// Limits of a manufacturer-specific data type, in 32-bit arithmetic: from 32 bits on, all of them.
 Limits limitsOfBits(int bits, bool isSigned) {
   if (!isSigned) {
     if (bits < 2) {

@@ -10,7 +10,7 @@ namespace KQ {
 
 namespace {
 
-/// Bit of the error register for an error class, the high byte of the emergency error code.
+// Bit of the error register for an error class, the high byte of the emergency error code.
 unsigned char errorRegisterBit(unsigned char errorClass) {
   switch (errorClass) {
     case 0x10:

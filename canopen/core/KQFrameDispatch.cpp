@@ -1,4 +1,4 @@
-#include "KQFrameDispatch.h"
+#include "internal/KQFrameDispatch.h"
 
 #include "KQCANopenMessageHandler.h"
 

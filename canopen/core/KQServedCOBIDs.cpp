@@ -1,4 +1,4 @@
-#include "KQServedCOBIDs.h"
+#include "internal/KQServedCOBIDs.h"
 
 namespace KQ {
 

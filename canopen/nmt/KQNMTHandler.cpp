@@ -22,13 +22,13 @@ constexpr unsigned int NMT_COMMAND_LENGTH = 2;
 constexpr unsigned char ALL_NODES = 0;
 constexpr unsigned int HEARTBEAT_LENGTH = 1;
 
-/// ms between two heartbeats that are due all the time.
+// ms between two heartbeats that are due all the time.
 constexpr unsigned int SHORTEST_PAUSE = 5;
 
-/// Second value of a time-out signal.
+// Second value of a time-out signal.
 constexpr unsigned int REASON_TIMED_OUT = 17;
 
-/// NMT command specifiers (CiA 301 NMT module control).
+// NMT command specifiers (CiA 301 NMT module control).
 enum CommandSpecifier : unsigned char {
   START_REMOTE_NODE = 0x01,
   STOP_REMOTE_NODE = 0x02,
@@ -37,7 +37,7 @@ enum CommandSpecifier : unsigned char {
   RESET_COMMUNICATION = 0x82
 };
 
-/// State byte of heartbeat and boot-up messages.
+// State byte of heartbeat and boot-up messages.
 enum StateByte : unsigned char { BOOT_UP = 0x00, STOPPED = 0x04, OPERATIONAL = 0x05, PRE_OPERATIONAL = 0x7F };
 
 }  // namespace
@@ -53,12 +53,12 @@ int KQNMTHandler::handleMessage(KQCANMessage* message) {
     return KQ_INVALID_ARGUMENT;
   }
   if (message->identifier != cobid::NMT || message->length != NMT_COMMAND_LENGTH) {
-    return message->length == HEARTBEAT_LENGTH ? handleHeartbeat(*message) : static_cast<int>(KQ_NOT_HANDLED);
+    return message->length == HEARTBEAT_LENGTH ? handleHeartbeat(*message) : KQ_NOT_HANDLED;
   }
   if (!isCommandForThisNode(message->data[1])) {
     return KQ_OK;
   }
-  return stateMachine != nullptr ? executeCommand(message->data[0]) : static_cast<int>(KQ_NOT_HANDLED);
+  return stateMachine != nullptr ? executeCommand(message->data[0]) : KQ_NOT_HANDLED;
 }
 
 bool KQNMTHandler::isCommandForThisNode(unsigned char addressedNode) const {

@@ -26,7 +26,7 @@ unsigned int bitsOf(int value) {
   return static_cast<unsigned int>(value);
 }
 
-/// Writes "key=0x" and the number in lower-case hexadecimal.
+// Writes "key=0x" and the number in lower-case hexadecimal.
 void writeHex(std::ostream& out, const char* key, unsigned int value) {
   out << key << "=0x" << std::hex << value << std::dec << '\n';
 }
@@ -119,7 +119,7 @@ void writeObjectList(std::ostream& out, const char* section, const std::vector<u
   out << '\n';
 }
 
-/// The walk ends at the first application object, as that of a communication reset does.
+// The walk ends at the first application object, as that of a communication reset does.
 std::vector<unsigned short> optionalObjects(const EntryMap& entries) {
   std::vector<unsigned short> indexes;
   for (const auto& item : entries) {

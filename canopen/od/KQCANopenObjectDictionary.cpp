@@ -10,6 +10,7 @@
 #include "KQPDOHandler.h"
 #include "KQSDOAbortCode.h"
 #include "KQSDOHandler.h"
+#include "NodeInternals.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
 #include "RuntimeExtensions.h"
@@ -23,7 +24,7 @@ using Variable = extension::ObjectVariable<KQDEI>;
 constexpr object::IndexRange SDO_PARAMETERS{object::SERVER_SDO_PARAMETERS.first, object::CLIENT_SDO_PARAMETERS.last};
 constexpr object::IndexRange PDO_PARAMETERS{object::RECEIVE_PDO_COMMUNICATION.first, object::TRANSMIT_PDO_MAPPING.last};
 constexpr int NO_FIXED_SIZE = -1;
-/// What resetValue() answers for a string: no failure, and nothing was written.
+// What resetValue() answers for a string: no failure, and nothing was written.
 constexpr int NOT_RESET = -1;
 
 struct DataTypeProperties {
@@ -34,7 +35,7 @@ struct DataTypeProperties {
 
 constexpr DataTypeProperties UNKNOWN_TYPE{NO_FIXED_SIZE, NO_FIXED_SIZE, false};
 
-/// By data type index. REAL32 and REAL64 count as unsigned, and "no type" has a byte but no bits.
+// By data type index. REAL32 and REAL64 count as unsigned, and "no type" has a byte but no bits.
 constexpr std::array<DataTypeProperties, DATA_TYPE_UNSIGNED64 + 1> DATA_TYPES{{
     {1, 0, false},   // 0x00 no type
     {1, 1, false},   // 0x01 BOOLEAN
@@ -202,7 +203,7 @@ int KQCANopenObjectDictionary::getDataType(unsigned short index, unsigned char s
 
 int KQCANopenObjectDictionary::getValue(unsigned short index, unsigned char subIndex, int& value) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? getValue(index, *subEntry, value) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? getValue(index, *subEntry, value) : KQ_NOT_FOUND;
 }
 
 int KQCANopenObjectDictionary::getValue(unsigned int key, int& value) {
@@ -258,7 +259,7 @@ int KQCANopenObjectDictionary::getValue(unsigned int key, std::string& value) {
 
 int KQCANopenObjectDictionary::setValue(unsigned short index, unsigned char subIndex, int value, bool force) {
   ObjectDictionarySubEntry* const subEntry = getSubentry(index, subIndex);
-  return subEntry != nullptr ? setValue(index, *subEntry, value, force) : static_cast<int>(KQ_NOT_FOUND);
+  return subEntry != nullptr ? setValue(index, *subEntry, value, force) : KQ_NOT_FOUND;
 }
 
 int KQCANopenObjectDictionary::setValue(unsigned int key, int value, bool force) {
@@ -292,7 +293,7 @@ int KQCANopenObjectDictionary::setValue(unsigned short index, ObjectDictionarySu
     notifyHandlers(index, subEntry);
     if (instance != nullptr) {
       // Whoever hears that a COB-ID was changed may send on it at once.
-      instance->renewReceptionFilter();
+      NodeInternals::renewReceptionFilter(*instance);
     }
   }
   return KQ_OK;

@@ -46,7 +46,7 @@ constexpr DataTypeRow DATA_TYPE_ROWS[] = {
     {DATA_TYPE_UNSIGNED64, "UNSIGNED64", true, 0xFFFFFFFF},
 };
 
-/// Where the default of a standard object comes from.
+// Where the default of a standard object comes from.
 enum class Source { FIXED, NODE_ID, SOFTWARE_VERSION, PRODUCT_CODE, REVISION_NUMBER, SERIAL_NUMBER };
 
 struct ObjectRow {
@@ -61,7 +61,7 @@ struct SubEntryRow {
   const char* name;
   KQCANopenAccessType access;
   KQCANopenDataType type;
-  unsigned int defaultValue;  ///< for NODE_ID what is added to the node ID
+  unsigned int defaultValue;  // for NODE_ID what is added to the node ID
   const char* defaultText;
   unsigned int low;
   unsigned int high;
@@ -133,7 +133,7 @@ constexpr SubEntryRow SUB_ENTRY_ROWS[] = {
 constexpr std::size_t SERIAL_NUMBER_DIGITS = 7;
 constexpr std::size_t REVISION_NUMBER_DIGITS = 2;
 
-/// A part of the device's serial number text as a number. Base 0: "0x" reads hexadecimal and a leading zero octal.
+// A part of the device's serial number text as a number. Base 0: "0x" reads hexadecimal and a leading zero octal.
 unsigned int numberInSerialText(std::size_t position, std::size_t digits) {
   const std::string text = KQEeprom::getSerialNumber();
   if (text.size() < SERIAL_NUMBER_DIGITS + REVISION_NUMBER_DIGITS) {

@@ -13,7 +13,7 @@ namespace {
 
 using Range = object::IndexRange;  // of indexes, and of any other values of 16 bits
 
-constexpr unsigned int SAVE_SIGNATURE = 0x65766173U;  ///< "save" in the order of transmission
+constexpr unsigned int SAVE_SIGNATURE = 0x65766173U;  // "save" in the order of transmission
 
 constexpr Range GENERAL_OBJECTS{0x1000, 0x1018};
 constexpr Range DEVICE_TEXTS{0x1008, 0x100A};
@@ -35,7 +35,7 @@ bool isOutsideLimits(const ObjectDictionarySubEntry& subEntry, int value) {
   return bitsOf(value) < bitsOf(subEntry.lowLimit) || bitsOf(value) > bitsOf(subEntry.highLimit);
 }
 
-/// COB-IDs that CiA 301 keeps for other services.
+// COB-IDs that CiA 301 keeps for other services.
 bool isRestrictedCOBID(unsigned int cobID) {
   constexpr Range NMT{0, 0x7F};
   constexpr Range TIME_STAMP{0x101, 0x180};
@@ -108,14 +108,14 @@ int checkStoreParameters(KQCANopenObjectDictionary& dictionary, const ObjectDict
   if (bitsOf(value) != SAVE_SIGNATURE) {
     return SDO_ABORT_NO_DICTIONARY;
   }
-  return dictionary.storeParameters("tavo.dcf") == KQ_OK ? static_cast<int>(KQ_OK) : SDO_ABORT_HARDWARE;
+  return dictionary.storeParameters("tavo.dcf") == KQ_OK ? KQ_OK : SDO_ABORT_HARDWARE;
 }
 
 int checkProducerHeartbeatTime(const ObjectDictionarySubEntry& subEntry, int value) {
   if (subEntry.subIndex != 0) {
     return KQ_NOT_PERMITTED;
   }
-  return value >= 0x10000 ? static_cast<int>(SDO_ABORT_LENGTH_TOO_HIGH) : KQ_OK;
+  return value >= 0x10000 ? SDO_ABORT_LENGTH_TOO_HIGH : KQ_OK;
 }
 
 int checkGeneralObject(KQCANopenObjectDictionary& dictionary, unsigned short index,
@@ -136,8 +136,7 @@ int checkGeneralObject(KQCANopenObjectDictionary& dictionary, unsigned short ind
     case 0x1010:
       return checkStoreParameters(dictionary, subEntry, value, force);
     case 0x1012:
-      return (bitsOf(value) & (cobid::NO_RTR | cobid::EXTENDED)) != 0 ? static_cast<int>(SDO_ABORT_VALUE_RANGE_EXCEEDED)
-                                                                      : KQ_OK;
+      return (bitsOf(value) & (cobid::NO_RTR | cobid::EXTENDED)) != 0 ? SDO_ABORT_VALUE_RANGE_EXCEEDED : KQ_OK;
     case object::COB_ID_EMCY:
     case 0x1015:
       return KQ_OK;
@@ -183,10 +182,9 @@ int checkPDOCommunication(const ObjectDictionarySubEntry& subEntry, int& value, 
     case object::PDO_COB_ID:
       return checkPDOCOBID(subEntry, value, isTransmit);
     case object::PDO_TRANSMISSION_TYPE:
-      return RESERVED_TRANSMISSION_TYPES.contains(bitsOf(value)) ? static_cast<int>(SDO_ABORT_VALUE_RANGE_EXCEEDED)
-                                                                 : KQ_OK;
+      return RESERVED_TRANSMISSION_TYPES.contains(bitsOf(value)) ? SDO_ABORT_VALUE_RANGE_EXCEEDED : KQ_OK;
     case object::PDO_INHIBIT_TIME:
-      return !isTransmit && value > 0 ? static_cast<int>(SDO_ABORT_VALUE_TOO_HIGH) : KQ_OK;
+      return !isTransmit && value > 0 ? SDO_ABORT_VALUE_TOO_HIGH : KQ_OK;
     default:
       return KQ_OK;
   }
@@ -226,7 +224,7 @@ int KQCANopenObjectDictionary::handleValueChangeRequest(unsigned short index, Ob
   if (subEntry == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  return DEVICE_TEXTS.contains(index) ? forcedOnly(force) : static_cast<int>(KQ_NOT_PERMITTED);
+  return DEVICE_TEXTS.contains(index) ? forcedOnly(force) : KQ_NOT_PERMITTED;
 }
 
 }  // namespace KQ

@@ -11,7 +11,7 @@ namespace KQ {
 
 namespace {
 
-/// Entries that only fill up a frame.
+// Entries that only fill up a frame.
 bool isDummy(unsigned int key) {
   return indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
 }
@@ -80,8 +80,7 @@ template <typename Value>
   if (objectDictionary == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
-  return isDummy(key) ? static_cast<int>(KQ_OK)
-                      : objectDictionary->setValue(indexOf(key), subIndexOf(key), value, false);
+  return isDummy(key) ? KQ_OK : objectDictionary->setValue(indexOf(key), subIndexOf(key), value, false);
 }
 
 int KQPDO::handleExtractedValue(unsigned int key, int value, KQDEI* /*dei*/, KQVariableOwner* /*owner*/,

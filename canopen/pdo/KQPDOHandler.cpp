@@ -17,6 +17,7 @@
 #include "KQVariableEventDispatcher.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
+#include "PDOInternals.h"
 #include "PDOTable.h"
 
 namespace KQ {
@@ -68,7 +69,7 @@ void KQPDOHandler::addReceivePDO(PDOTable& pdos, unsigned short index, unsigned 
   if (pdo == nullptr) {
     return;
   }
-  pdo->setReceptionKey(pdo->getCOBID());
+  PDOInternals::setReceptionKey(*pdo, pdo->getCOBID());
   pdos.addReceivePDO(pdo);
   // A second RPDO with the same COB-ID takes the place of the first, which takes no frames from then on.
   pdos.setFrameTaker(*pdo);
@@ -100,7 +101,7 @@ void KQPDOHandler::signalPDOChange(unsigned short index) {
 }
 
 void KQPDOHandler::rebuildTransmitPDO(unsigned short index) {
-  const auto pdos = std::make_shared<PDOTable>(*getPDOs());
+  const auto pdos = std::make_shared<PDOTable>(*PDOInternals::pdosOf(*this));
   const std::shared_ptr<KQPDO> previous = pdos->removeTransmitPDO(index);
   const std::shared_ptr<KQPDO> pdo(getPDODataFromObjectDictionary(index));
   if (pdo != nullptr) {
@@ -117,15 +118,15 @@ void KQPDOHandler::rebuildTransmitPDO(unsigned short index) {
 }
 
 void KQPDOHandler::rebuildReceivePDO(unsigned short index) {
-  const auto pdos = std::make_shared<PDOTable>(*getPDOs());
+  const auto pdos = std::make_shared<PDOTable>(*PDOInternals::pdosOf(*this));
   if (const std::shared_ptr<KQPDO> previous = pdos->removeReceivePDO(index)) {
     retire(*previous);
   }
   if (const std::shared_ptr<KQPDO> pdo{getPDODataFromObjectDictionary(index)}) {
     // Under the COB-ID as it stands, flags included, and only when no other RPDO has it.
-    pdo->setReceptionKey(static_cast<unsigned int>(readParameter(index, object::PDO_COB_ID)));
+    PDOInternals::setReceptionKey(*pdo, static_cast<unsigned int>(readParameter(index, object::PDO_COB_ID)));
     pdos->addReceivePDO(pdo);
-    if (pdos->findFrameTaker(pdo->getReceptionKey()) == nullptr) {
+    if (pdos->findFrameTaker(PDOInternals::receptionKeyOf(*pdo)) == nullptr) {
       pdos->setFrameTaker(*pdo);
     }
     startMonitoring(*pdo, KQTick::getTickCount());
@@ -159,27 +160,27 @@ void KQPDOHandler::startTransmission(KQPDO& pdo, unsigned int now, bool hasTurnA
   }
 }
 
-/// @return whether the PDO had a turn at the next SYNC
+// @return whether the PDO had a turn at the next SYNC
 bool KQPDOHandler::retire(KQPDO& pdo) {
   {
     // First, so that no thread that still walks over it enters it again, and not while one sends it.
     const std::lock_guard<KQMutex> lock(*sendMutex);
-    pdo.retire();
+    PDOInternals::retire(pdo);
   }
   pendingPDOs.erase(&pdo);
   for (auto entry = eventTimers.begin(); entry != eventTimers.end();) {
     entry = entry->second == &pdo ? eventTimers.erase(entry) : std::next(entry);
   }
-  return syncHandler != nullptr && syncHandler->forgetPDO(&pdo);
+  return syncHandler != nullptr && PDOInternals::forget(*syncHandler, pdo);
 }
 
 void KQPDOHandler::retireAll() {
-  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  const KQPublishedPDOs::Walk pdos = PDOInternals::walkOver(*this);
   for (const PDOTable::PDOs* const all : {&pdos->getReceivePDOs(), &pdos->getTransmitPDOs()}) {
     for (const auto& pdo : *all) {
-      pdo->retire();
+      PDOInternals::retire(*pdo);
       if (syncHandler != nullptr) {
-        syncHandler->forgetPDO(pdo.get());
+        PDOInternals::forget(*syncHandler, *pdo);
       }
     }
   }
@@ -189,9 +190,9 @@ void KQPDOHandler::retireAll() {
 
 void KQPDOHandler::declareReceivePDOs() {
   KQServedCOBIDs& served = declareServedCOBIDs(typeid(KQPDOHandler));
-  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  const KQPublishedPDOs::Walk pdos = PDOInternals::walkOver(*this);
   for (const auto& pdo : pdos->getReceivePDOs()) {
-    served.add(pdo->getReceptionKey());
+    served.add(PDOInternals::receptionKeyOf(*pdo));
   }
 }
 

@@ -1,9 +1,10 @@
-#include "KQPDOSet.h"
+#include "internal/KQPDOSet.h"
 
 #include <algorithm>
 #include <functional>
 
 #include "KQPDO.h"
+#include "PDOInternals.h"
 
 namespace KQ {
 
@@ -23,7 +24,7 @@ bool KQPDOSet::isBefore(const KQPDO* left, const KQPDO* right) {
 bool KQPDOSet::insert(KQPDO* pdo) {
   const Lock lock(mutex);
   // Asked under the lock: who retires a PDO marks it first and takes it out of the sets afterwards.
-  if (pdo->isRetired()) {
+  if (PDOInternals::isRetired(*pdo)) {
     return false;
   }
   const auto place = std::lower_bound(items.begin(), items.end(), pdo, isBefore);

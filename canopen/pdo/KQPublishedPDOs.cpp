@@ -1,4 +1,4 @@
-#include "KQPublishedPDOs.h"
+#include "internal/KQPublishedPDOs.h"
 
 #include <utility>
 

@@ -10,6 +10,7 @@
 #include "KQPDO.h"
 #include "KQPDOHandler.h"
 #include "ObjectIndexes.h"
+#include "PDOInternals.h"
 #include "PDOTable.h"
 #include "PDOWalk.h"
 #include "ReceivedFrame.h"
@@ -48,7 +49,7 @@ int KQSyncHandler::handleMessage(KQCANMessage* message) {
   }
   passPDOValuesToApplication();
   if (pdoHandler != nullptr) {
-    const KQPublishedPDOs::Walk held = pdoHandler->walkOverPDOs();
+    const KQPublishedPDOs::Walk held = PDOInternals::walkOver(*pdoHandler);
     sendQueuedPDOs();
     sendCyclicPDOs();
   }
@@ -107,7 +108,7 @@ void KQSyncHandler::passPDOValuesToApplication() {
   }
   // What a frame writes may replace PDOs, its own too: that one is kept while its frame is applied, and each frame
   // leaves the buffer before.
-  const std::shared_ptr<const PDOTable> held = pdoHandler != nullptr ? pdoHandler->getPDOs() : nullptr;
+  const std::shared_ptr<const PDOTable> held = pdoHandler != nullptr ? PDOInternals::pdosOf(*pdoHandler) : nullptr;
   while (!receivedFrames.empty()) {
     ReceivedFrame frame = receivedFrames.back();
     receivedFrames.pop_back();

@@ -13,6 +13,7 @@
 #include "KQPDOHandler.h"
 #include "ObjectIndexes.h"
 #include "ObjectKey.h"
+#include "PDOInternals.h"
 
 namespace KQ {
 
@@ -24,7 +25,7 @@ unsigned int bitLengthOf(int mapping) {
   return static_cast<unsigned int>(mapping) & 0xFFU;
 }
 
-/// A mapping entry holds index, sub-index and length.
+// A mapping entry holds index, sub-index and length.
 unsigned int keyOfMapping(int mapping) {
   const auto bits = static_cast<unsigned int>(mapping);
   return keyOf(static_cast<unsigned short>(bits >> 16), static_cast<unsigned char>(bits >> 8 & 0xFFU));
@@ -40,7 +41,7 @@ KQTransmitType transmitTypeOf(bool isReceive, KQCANopenPDOTransmissionMode mode,
   return isEventDriven(mode) && eventTimer != 0 ? TRANSMIT_ON_CHANGE_AND_TIMER : TRANSMIT_ON_CHANGE;
 }
 
-/// Bytes of the frame: those of all mapped bits, but no more than a frame has.
+// Bytes of the frame: those of all mapped bits, but no more than a frame has.
 unsigned int frameLengthOf(unsigned int bits, unsigned short commIndex, bool isReceive) {
   const unsigned int length = (bits + 7) / 8;
   if (length <= FRAME_BYTES) {
@@ -61,7 +62,7 @@ void reportUnusableVariable(unsigned int key, int result) {
                                                         : " could not be found in Object Dictionary ");
 }
 
-/// The entries of a mapping parameter that can be read, as they stand in the dictionary.
+// The entries of a mapping parameter that can be read, as they stand in the dictionary.
 class Mapping {
 public:
   Mapping(KQCANopenObjectDictionary& od, unsigned short index) : dictionary(od) {
@@ -85,7 +86,7 @@ public:
   void addTo(KQPDO& pdo) const {
     unsigned int bits = 0;
     unsigned int bytePosition = 0;
-    pdo.reserveObjects(count);
+    PDOInternals::reserveObjects(pdo, count);
     for (unsigned int i = 0; i < count; ++i) {
       const unsigned int key = keyOfMapping(entries[i]);
       const unsigned int length = bitLengthOf(entries[i]);
@@ -97,7 +98,7 @@ public:
       if (result == KQ_OK) {
         // A dummy entry has a data type's object, which is neither read nor written.
         const bool isDummy = indexOf(key) < object::FIRST_COMMUNICATION_OBJECT;
-        pdo.keepObject(key, isDummy ? nullptr : object);
+        PDOInternals::keepObject(pdo, key, isDummy ? nullptr : object);
       }
       bits += length;
       bytePosition += length >> 3;
@@ -141,7 +142,7 @@ KQPDO* KQPDOHandler::getPDODataFromObjectDictionary(unsigned short commIndex) {
   std::unique_ptr<KQPDO> pdo = buildPDO(commIndex, mappingIndex);
   const auto action = pdoActions.find(commIndex);
   if (action != pdoActions.end()) {
-    pdo->setAction(action->second.action, action->second.objectKey);
+    PDOInternals::setAction(*pdo, action->second.action, action->second.objectKey);
   }
   const auto cobID = static_cast<unsigned int>(readParameter(commIndex, object::PDO_COB_ID));
   pdo->setCOBID(cobID & cobid::IDENTIFIER);

@@ -8,6 +8,7 @@
 #include "KQSyncHandler.h"
 #include "KQTick.h"
 #include "ObjectKey.h"
+#include "PDOInternals.h"
 #include "PDOTable.h"
 #include "ReceivedFrame.h"
 
@@ -15,7 +16,7 @@ namespace KQ {
 
 namespace {
 
-/// Emergency error code "PDO length exceeded", also the result for such a frame.
+// Emergency error code "PDO length exceeded", also the result for such a frame.
 constexpr unsigned short PDO_LENGTH_EXCEEDED = 0x8220;
 
 }  // namespace
@@ -24,9 +25,9 @@ int KQPDOHandler::handleMessage(KQCANMessage* message) {
   if (message == nullptr || !isOperational()) {
     return KQ_NOT_HANDLED;
   }
-  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  const KQPublishedPDOs::Walk pdos = PDOInternals::walkOver(*this);
   KQPDO* const found = pdos->findFrameTaker(message->identifier);
-  return found != nullptr ? receive(*found, *message) : static_cast<int>(KQ_NOT_HANDLED);
+  return found != nullptr ? receive(*found, *message) : KQ_NOT_HANDLED;
 }
 
 int KQPDOHandler::receive(KQPDO& pdo, KQCANMessage& message) {
@@ -37,7 +38,7 @@ int KQPDOHandler::receive(KQPDO& pdo, KQCANMessage& message) {
     return PDO_LENGTH_EXCEEDED;
   }
   const unsigned int deadline = KQTick::getTickCount() + pdo.getEventTimer();
-  pdo.setTimeStamp(deadline != 0 ? deadline : 1);  // 0 says that no frame has arrived yet
+  PDOInternals::setTimeStamp(pdo, deadline != 0 ? deadline : 1);  // 0 says that no frame has arrived yet
   if (pdo.isTimedOut()) {
     noteRxDeadline(deadline);
   }
@@ -45,11 +46,11 @@ int KQPDOHandler::receive(KQPDO& pdo, KQCANMessage& message) {
     applyReceivedFrame(pdo, message, dei, instance);
     return KQ_OK;
   }
-  return syncHandler != nullptr ? syncHandler->addReceivePDO(&pdo, &message) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return syncHandler != nullptr ? syncHandler->addReceivePDO(&pdo, &message) : KQ_NOT_AVAILABLE;
 }
 
 void KQPDOHandler::startMonitoring(const KQPDO& pdo, unsigned int now) {
-  if (pdo.isMonitored()) {
+  if (PDOInternals::isMonitored(pdo)) {
     noteRxDeadline(now - 1);  // without a frame it is overdue at once
   }
 }
@@ -70,13 +71,13 @@ void KQPDOHandler::checkRxTimeouts() {
     return;
   }
   isRxDeadlineKnown = false;
-  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  const KQPublishedPDOs::Walk pdos = PDOInternals::walkOver(*this);
   for (const auto& pdo : pdos->getReceivePDOs()) {
     // An event may replace PDOs that are still to come.
-    if (!pdo->isMonitored() || pdo->isTimedOut() || pdo->isRetired()) {
+    if (!PDOInternals::isMonitored(*pdo) || pdo->isTimedOut() || PDOInternals::isRetired(*pdo)) {
       continue;
     }
-    if (pdo->isOverdue(now)) {
+    if (PDOInternals::isOverdue(*pdo, now)) {
       reportRxTimeout(*pdo);
     } else {
       noteRxDeadline(pdo->getTimeStamp());
@@ -85,7 +86,7 @@ void KQPDOHandler::checkRxTimeouts() {
 }
 
 void KQPDOHandler::reportRxTimeout(KQPDO& pdo) {
-  pdo.setTimedOut(true);
+  PDOInternals::setTimedOut(pdo, true);
   if (instance == nullptr) {
     return;
   }

@@ -4,8 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "KQKeyTable.h"
 #include "KQPDO.h"
+#include "KeyTable.h"
+#include "PDOInternals.h"
 
 namespace KQ {
 
@@ -60,14 +61,13 @@ public:
   void indexMappedVariables();
 
 private:
-  static unsigned int receptionKeyOf(const KQPDO& pdo) { return pdo.getReceptionKey(); }
   static unsigned int keyOfMapping(const MappedVariable& mapped) { return mapped.key; }
 
   PDOs receivePDOs;
-  KQKeyTable<KQPDO, receptionKeyOf> frameTakers;
+  KeyTable<KQPDO, PDOInternals::receptionKeyOf> frameTakers;
   PDOs transmitPDOs;
-  std::vector<MappedVariable> mappedVariables;                   ///< ordered by key
-  KQKeyTable<const MappedVariable, keyOfMapping> firstMappings;  ///< the first one of each key
+  std::vector<MappedVariable> mappedVariables;                 ///< ordered by key
+  KeyTable<const MappedVariable, keyOfMapping> firstMappings;  ///< the first one of each key
 };
 
 }  // namespace KQ

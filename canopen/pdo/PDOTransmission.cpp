@@ -14,7 +14,9 @@
 #include "KQPDOHandler.h"
 #include "KQSyncHandler.h"
 #include "KQTick.h"
+#include "NodeInternals.h"
 #include "ObjectKey.h"
+#include "PDOInternals.h"
 #include "PDOTable.h"
 #include "PDOWalk.h"
 
@@ -25,7 +27,7 @@ namespace {
 using Lock = std::lock_guard<KQMutex>;
 
 constexpr int HIGHEST_COUNT = 0x7FFFFFFF;
-/// ms after which a transmission that failed is tried again.
+// ms after which a transmission that failed is tried again.
 constexpr unsigned int RETRY_TIME = 5;
 
 }  // namespace
@@ -38,12 +40,12 @@ int KQPDOHandler::sendPDODirectly(KQPDO* pdo) {
 }
 
 int KQPDOHandler::sendWithMutexHeld(KQPDO* pdo) {
-  if (!isOperational() || pdo == nullptr || pdo->isRetired() || instance == nullptr ||
+  if (!isOperational() || pdo == nullptr || PDOInternals::isRetired(*pdo) || instance == nullptr ||
       instance->getEndPoint() == nullptr) {
     return KQ_NOT_AVAILABLE;
   }
   const unsigned int now = KQTick::getTickCount();
-  if (pdo->isCounting() || pdo->isInhibited(now)) {
+  if (PDOInternals::isCounting(*pdo) || pdo->isInhibited(now)) {
     return KQ_DEFERRED;
   }
   return transmit(*pdo, now);
@@ -56,7 +58,7 @@ inline int KQPDOHandler::transmit(KQPDO& pdo, unsigned int now) {
   }
   clearFrame(outgoingMessage);  // before the counter is written, which may send other TPDOs
   if (result == KQ_OK) {
-    pdo.setTimeStamp(now);
+    PDOInternals::setTimeStamp(pdo, now);
     if (pdo.getAction() == PDO_ACTION_COUNT_TRANSMISSIONS) {
       countTransmission(pdo);
     }
@@ -73,10 +75,10 @@ void KQPDOHandler::countTransmission(KQPDO& pdo) {
   objectDictionary->getValue(indexOf(key), subIndexOf(key), count);
   const unsigned int outerCounter = std::exchange(counterBeingWritten, key);
   countingCall += outerCounter == 0 ? 1 : 0;
-  pdo.setCountingCall(countingCall);
-  pdo.setCounting(true);
+  PDOInternals::setCountingCall(pdo, countingCall);
+  PDOInternals::setCounting(pdo, true);
   objectDictionary->setValue(indexOf(key), subIndexOf(key), count == HIGHEST_COUNT ? 1 : count + 1, false);
-  pdo.setCounting(false);
+  PDOInternals::setCounting(pdo, false);
   counterBeingWritten = outerCounter;
 }
 
@@ -86,7 +88,7 @@ int KQPDOHandler::handleVariableChange(unsigned int key, int /*value*/) {
   if (!isOperational()) {
     return KQ_NOT_AVAILABLE;
   }
-  const KQPublishedPDOs::Walk pdos = walkOverPDOs();
+  const KQPublishedPDOs::Walk pdos = PDOInternals::walkOver(*this);
   int result = KQ_NOT_FOUND;
   for (const PDOTable::MappedVariable& mapped : pdos->findMappings(key)) {
     const int triggered = triggerTransmission(*mapped.pdo, key);
@@ -104,18 +106,18 @@ int KQPDOHandler::triggerTransmission(KQPDO& pdo, unsigned int key) {
     return KQ_OK;
   }
   if (mode == PDO_TRANSMISSION_SYNC_ACYCLIC || mode == PDO_TRANSMISSION_SYNC_CYCLIC_FIRST) {
-    return syncHandler != nullptr ? queueForSync(pdo, key) : static_cast<int>(KQ_NOT_AVAILABLE);
+    return syncHandler != nullptr ? queueForSync(pdo, key) : KQ_NOT_AVAILABLE;
   }
   return KQ_NOT_FOUND;
 }
 
 int KQPDOHandler::queueForSync(KQPDO& pdo, unsigned int key) {
   const int result = syncHandler->addTxPDO(&pdo);
-  if (!pdo.isRetired()) {
+  if (!PDOInternals::isRetired(pdo)) {
     return result;
   }
   // Replaced while this thread was on its way to it: the change is its successor's.
-  const KQPublishedPDOs::Walk now = walkOverPDOs();
+  const KQPublishedPDOs::Walk now = PDOInternals::walkOver(*this);
   for (const PDOTable::MappedVariable& mapped : now->findMappings(key)) {
     const bool isSuccessor = mapped.pdo->getCommunicationIndex() == pdo.getCommunicationIndex();
     if (isSuccessor && mapped.pdo->getTransmissionType() <= PDO_TRANSMISSION_SYNC_CYCLIC_FIRST) {
@@ -129,7 +131,7 @@ void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
   int result = KQ_OK;
   {
     const Lock lock(*sendMutex);
-    const bool hasCounted = counterBeingWritten != 0 && pdo.getCountingCall() == countingCall;
+    const bool hasCounted = counterBeingWritten != 0 && PDOInternals::countingCallOf(pdo) == countingCall;
     if (!hasCounted) {
       result = sendWithMutexHeld(&pdo);
     } else if (key != counterBeingWritten || pdo.hasInhibitTime()) {
@@ -145,7 +147,7 @@ void KQPDOHandler::sendChangedPDO(KQPDO& pdo, unsigned int key) {
 
 void KQPDOHandler::makePending(KQPDO& pdo) {
   if (pendingPDOs.insert(&pdo) && instance != nullptr) {
-    instance->reportQueuedWork();  // the cycle may be asleep, on another thread
+    NodeInternals::reportQueuedWork(*instance);  // the cycle may be asleep, on another thread
   }
 }
 
@@ -165,7 +167,7 @@ unsigned int KQPDOHandler::getTimeToNextWork(unsigned int now, int state) const 
   return pendingPDOs.empty() ? time : std::min(time, timeToPendingPDO(now));
 }
 
-/// A transmission that the port refused is tried again at the pace of the status word.
+// A transmission that the port refused is tried again at the pace of the status word.
 unsigned int KQPDOHandler::timeToPendingPDO(unsigned int now) const {
   unsigned int time = KQCANopenStateMachine::NO_WORK;
   const unsigned int sinceFailure = now - failedTick;
@@ -190,7 +192,7 @@ int KQPDOHandler::sendPendingPDOs(unsigned int deadline) {
     return KQ_OK;
   }
   hasFailedTransmission = false;
-  const KQPublishedPDOs::Walk held = walkOverPDOs();
+  const KQPublishedPDOs::Walk held = PDOInternals::walkOver(*this);
   const PDOWalk walk(pendingPDOs, walkMemory);
   for (KQPDO* const pdo : walk) {
     // It leaves the set before it is sent: what changes from now on makes it pending anew.
@@ -254,7 +256,7 @@ void KQPDOHandler::bringEventTimersUpToDate(unsigned int now) {
 }
 
 void KQPDOHandler::sendTimedPDO(unsigned int now) {
-  const KQPublishedPDOs::Walk held = walkOverPDOs();
+  const KQPublishedPDOs::Walk held = PDOInternals::walkOver(*this);
   // The entry keeps its memory and moves on before the transmission, which may replace the PDO and take the entry out.
   auto entry = eventTimers.extract(eventTimers.begin());
   KQPDO* const pdo = entry.mapped();

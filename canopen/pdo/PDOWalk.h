@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "KQPDOSet.h"
+#include "internal/KQPDOSet.h"
 
 namespace KQ {
 

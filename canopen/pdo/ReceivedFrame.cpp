@@ -4,6 +4,7 @@
 #include "KQCANopen.h"
 #include "KQErrorCodes.h"
 #include "KQPDO.h"
+#include "PDOInternals.h"
 
 namespace KQ {
 
@@ -18,7 +19,7 @@ void applyReceivedFrame(KQPDO& pdo, KQCANMessage& message, KQDEI* dei, KQCANopen
   if (!pdo.isTimedOut()) {
     return;
   }
-  pdo.setTimedOut(false);
+  PDOInternals::setTimedOut(pdo, false);
   if (instance != nullptr) {
     instance->sendPDOEvent(PDO_EVENT_RX_TIMEOUT_RESOLVED, index);
   }

@@ -10,6 +10,7 @@
 #include "KQSDOHandler.h"
 #include "KQTick.h"
 #include "KQVariable.h"
+#include "NodeInternals.h"
 #include "ObjectKey.h"
 #include "SDOFrame.h"
 
@@ -19,7 +20,7 @@ namespace {
 
 using Lock = std::lock_guard<KQMutex>;
 
-/// Value of a queued read, which has none.
+// Value of a queued read, which has none.
 constexpr int NO_VALUE = -1;
 
 unsigned long long identityOf(const SDODownloadRequestParameter& read) {
@@ -75,7 +76,7 @@ int KQSDOHandler::queueDownloadRequest(unsigned int key, int value, const std::s
 
 void KQSDOHandler::reportQueuedWork() {
   if (instance != nullptr) {
-    instance->reportQueuedWork();
+    NodeInternals::reportQueuedWork(*instance);
   }
 }
 

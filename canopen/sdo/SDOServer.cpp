@@ -14,9 +14,9 @@ namespace KQ {
 
 namespace {
 
-/// From here on a failed write's result is an abort code of the dictionary's own.
+// From here on a failed write's result is an abort code of the dictionary's own.
 constexpr int FIRST_WRITE_ABORT_CODE = 201;
-/// The same for the reading of strings.
+// The same for the reading of strings.
 constexpr int FIRST_READ_ABORT_CODE = 200;
 
 bool isWritten(int result) {
@@ -178,7 +178,7 @@ int KQSDOHandler::finishDownload() {
   download.inProgress = false;
   const int result = objectDictionary != nullptr
                          ? objectDictionary->setValue(download.index, download.subIndex, downloadData, false)
-                         : static_cast<int>(KQ_NOT_AVAILABLE);
+                         : KQ_NOT_AVAILABLE;
   if (!isWritten(result)) {
     abortDownload(SDO_ABORT_NO_DICTIONARY);
   }

@@ -1,9 +1,10 @@
-// What is known of a network takes the heap for what is new, and for nothing else.
+// Covers: what is known of a network takes the heap for what is new, and for nothing else.
 //
-// | what                                     | test                                          | kind       |
-// |------------------------------------------|-----------------------------------------------|------------|
-// | frames of every service, seen before     | ObservedFrames.AllocateNothingOnceTheyAreKnown | functional |
-// | any frames at all                        | ObservedFrames.TakeABoundedMemory             | robustness |
+// | subject                  | functional                                     | robustness                        |
+// |--------------------------|------------------------------------------------|-----------------------------------|
+// | frames of every service, | ObservedFrames.AllocateNothingOnceTheyAreKnown |                                   |
+// | seen before              |                                                |                                   |
+// | any frames at all        |                                                | ObservedFrames.TakeABoundedMemory |
 
 #include <gtest/gtest.h>
 
@@ -67,7 +68,7 @@ TEST_F(ObservedFrames, AllocateNothingOnceTheyAreKnown) {
   for (int i = 0; i < 1000; ++i) {
     seeAll();
   }
-  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  EXPECT_EQ(0U, AllocationCounter::allocations() - before);
 }
 
 TEST_F(ObservedFrames, TakeABoundedMemory) {

@@ -1,12 +1,19 @@
-// That a node in operation takes nothing from the heap and gives nothing back.
+// Covers: that a node in operation takes nothing from the heap and gives nothing back.
 //
-// | what                                     | test                                          | kind       |
-// |------------------------------------------|-----------------------------------------------|------------|
-// | every scenario of the benchmarks         | SteadyState.AllocatesNothing                  | functional |
-// | timers, time-outs and their resolution   | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing | functional |
-// | requests that are answered with an abort | SteadyStateOfNode.AbortsAllocateNothing | robustness |
-// | writes to another node                   | SteadyStateOfNode.DownloadsToAServerAllocateNothing | functional |
-// | reset of the communication               | Restart.GivesBackWhatItTook                   | functional |
+// | subject           | functional                                          | robustness                              |
+// |-------------------|-----------------------------------------------------|-----------------------------------------|
+// | every scenario of | SteadyState.AllocatesNothing                        |                                         |
+// | the benchmarks    |                                                     |                                         |
+// | timers, time-outs | SteadyStateOfNode.TimersAndTimeoutsAllocateNothing  |                                         |
+// | and their         |                                                     |                                         |
+// | resolution        |                                                     |                                         |
+// | requests that are |                                                     | SteadyStateOfNode.AbortsAllocateNothing |
+// | answered with an  |                                                     |                                         |
+// | abort             |                                                     |                                         |
+// | writes to another | SteadyStateOfNode.DownloadsToAServerAllocateNothing |                                         |
+// | node              |                                                     |                                         |
+// | reset of the      | Restart.GivesBackWhatItTook                         |                                         |
+// | communication     |                                                     |                                         |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -52,14 +59,14 @@ TEST_P(SteadyState, AllocatesNothing) {
   scenario->run(OPERATIONS);
   const std::size_t allocations = AllocationCounter::allocations() - before;
   scenario->check();
-  EXPECT_EQ(allocations, 0U);
+  EXPECT_EQ(0U, allocations);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, SteadyState, testing::ValuesIn(steadyScenarios()), nameOf);
 
 class SteadyStateOfNode : public testing::TestWithParam<bench::Configuration> {
 protected:
-  /// Lets the clock run, with one cycle a millisecond.
+  // Lets the clock run, with one cycle a millisecond.
   void run(unsigned int milliseconds) {
     for (unsigned int i = 0; i < milliseconds; ++i) {
       bench::BenchEnvironment::advance(1);
@@ -92,9 +99,9 @@ TEST_P(SteadyStateOfNode, TimersAndTimeoutsAllocateNothing) {
   run(4500);  // the watched nodes fall silent meanwhile
   hearWatchedNodes();
   run(10);
-  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  EXPECT_EQ(0U, AllocationCounter::allocations() - before);
   // Heartbeats at 1, 2, 3 and 4 s, all TPDOs at 2 and 4 s.
-  EXPECT_EQ(node.sent().getCount() - sentBefore, 4U + 2U * GetParam().pdos);
+  EXPECT_EQ(4U + 2U * GetParam().pdos, node.sent().getCount() - sentBefore);
 }
 
 TEST_P(SteadyStateOfNode, AbortsAllocateNothing) {
@@ -108,20 +115,20 @@ TEST_P(SteadyStateOfNode, AbortsAllocateNothing) {
   const std::size_t before = AllocationCounter::allocations();
   for (const KQ::KQCANMessage& request : requests) {
     node.receive(request);
-    EXPECT_EQ(node.sent()[node.sent().getCount() - 1].data[0], 0x80);
+    EXPECT_EQ(0x80, node.sent()[node.sent().getCount() - 1].data[0]);
   }
-  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
+  EXPECT_EQ(0U, AllocationCounter::allocations() - before);
 }
 
 TEST_P(SteadyStateOfNode, DownloadsToAServerAllocateNothing) {
   constexpr unsigned int KEY = 0x22000005;  // an UNSIGNED16
   KQ::KQCANopen& canopen = node.canopen();
-  ASSERT_EQ(canopen.addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"), KQ::KQ_OK);
-  ASSERT_EQ(canopen.setSDOServerID(KEY >> 16, KEY & 0xFF, 0x606), KQ::KQ_OK);
+  ASSERT_EQ(KQ::KQ_OK, canopen.addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"));
+  ASSERT_EQ(KQ::KQ_OK, canopen.setSDOServerID(KEY >> 16, KEY & 0xFF, 0x606));
   node.receive(bench::frame(0x000, {0x82, 0x05}));  // it reads its channels anew
   run(10);
   const auto write = [this, &canopen](int value) {
-    EXPECT_EQ(canopen.updateRequest(KEY, value), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, canopen.updateRequest(KEY, value));
     node.cycle();
     node.receive(bench::frame(0x586, {0x60, 0x00, 0x22, 0x05, 0, 0, 0, 0}));
   };
@@ -131,9 +138,9 @@ TEST_P(SteadyStateOfNode, DownloadsToAServerAllocateNothing) {
   for (int value = 2; value < 102; ++value) {
     write(value);
   }
-  EXPECT_EQ(AllocationCounter::allocations() - before, 0U);
-  EXPECT_EQ(node.sent().getCount() - sentBefore, 100U);
-  EXPECT_EQ(node.sent()[node.sent().getCount() - 1].identifier, 0x606U);
+  EXPECT_EQ(0U, AllocationCounter::allocations() - before);
+  EXPECT_EQ(100U, node.sent().getCount() - sentBefore);
+  EXPECT_EQ(0x606U, node.sent()[node.sent().getCount() - 1].identifier);
 }
 
 TEST(Restart, GivesBackWhatItTook) {
@@ -142,7 +149,7 @@ TEST(Restart, GivesBackWhatItTook) {
   AllocationCounter::countBytes();
   const std::size_t before = AllocationCounter::bytes();
   scenario->run(OPERATIONS);
-  EXPECT_EQ(AllocationCounter::bytes(), before);
+  EXPECT_EQ(before, AllocationCounter::bytes());
   scenario->check();
 }
 

@@ -6,7 +6,7 @@ import pathlib
 import re
 import sys
 
-ENUMERATOR = re.compile(r"^\s*((?:KQ|SDO_ABORT)_\w+) = (\w+)", re.MULTILINE)
+CONSTANT = re.compile(r"^inline constexpr int ((?:KQ|SDO_ABORT)_\w+) = (\w+);", re.MULTILINE)
 ROW = re.compile(r"^\| (\w+) \| ((?:KQ|SDO_ABORT)_\w+) \| .*\S.* \|$", re.MULTILINE)
 HEADERS = ("include/KQSDOAbortCode.h", "runtime/common/include/KQErrorCodes.h")
 
@@ -15,7 +15,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--source-root", required=True, type=pathlib.Path)
     root = parser.parse_args().source_root
-    declared = {name: int(code, 0) for header in HEADERS for name, code in ENUMERATOR.findall((root / header).read_text())}
+    declared = {name: int(code, 0) for header in HEADERS for name, code in CONSTANT.findall((root / header).read_text())}
     rows = [(name, int(code, 0)) for code, name in ROW.findall((root / "docs/codes.md").read_text(encoding="utf-8"))]
     problems = [f"{name} is there twice" for name in {name for name, _ in rows if [one for one, _ in rows].count(name) > 1}]
     described = dict(rows)

@@ -61,12 +61,12 @@ private:
 
   static std::string hexadecimal(int value) { return format("0x%X", static_cast<unsigned int>(value)); }
 
-  /// The entry of the type has its name.
+  // The entry of the type has its name.
   std::string typeName(KQ::KQCANopenDataType type) {
     return node.dictionary().getEntry(static_cast<unsigned short>(type))->name;
   }
 
-  /// Written is the value that the object has; of a text, as of a number of unknown size, four bytes.
+  // Written is the value that the object has; of a text, as of a number of unknown size, four bytes.
   std::string answerToWrite(unsigned short index, const KQ::ObjectDictionarySubEntry& sub) {
     const int bytes = node.dictionary().getNumberOfBytesByDatatType(sub.dataType);
     const unsigned int size = bytes > 0 && bytes < 4 ? static_cast<unsigned int>(bytes) : 4U;

@@ -27,7 +27,7 @@ using fuzz::LineReference;
 constexpr const char* CHANNEL = "bus";
 constexpr unsigned char FIRST_CONTROL = 0xF8;
 constexpr unsigned int SETTLING_TURNS = 4;
-/// On a machine that has other things to do.
+// On a machine that has other things to do.
 constexpr unsigned int LONGEST_OPENING_MS = 60000;
 
 unsigned int tick = 1000;
@@ -36,7 +36,7 @@ unsigned int readTick() {
   return tick;
 }
 
-/// The end point and the port that it connects to. It exists once, and finds a new server for every input.
+// The end point and the port that it connects to. It exists once, and finds a new server for every input.
 class Port : public KQ::KQEndPointListener {
 public:
   Port() {
@@ -67,10 +67,10 @@ public:
   fuzz::LoopbackListener listener;
   KQ::KQEndPointManager manager;
   std::unique_ptr<KQ::KQSocketcandEndPoint> endPoint;
-  std::vector<LineFrame> frames;  ///< that were read
+  std::vector<LineFrame> frames;  // that were read
 
 private:
-  /// The handshake in advance: the end point takes it line by line.
+  // The handshake in advance: the end point takes it line by line.
   void serve(fuzz::LoopbackSocket& socket) const {
     int descriptor = -1;
     while (descriptor < 0) {
@@ -81,10 +81,10 @@ private:
   }
 };
 
-/// What an end point makes of the text of a server.
+// What an end point makes of the text of a server.
 struct Expected {
-  bool isRunning = false;  ///< the handshake is over
-  bool isRefused = false;  ///< the text ends the connection
+  bool isRunning = false;  // the handshake is over
+  bool isRefused = false;  // the text ends the connection
   std::vector<LineFrame> frames;
 };
 
@@ -215,7 +215,7 @@ private:
 
   Port& port;
   fuzz::LoopbackSocket server;
-  std::string segment;  ///< to be sent next
+  std::string segment;  // to be sent next
   std::string sent;
   std::string received;
   std::vector<LineFrame> written;

@@ -27,11 +27,11 @@ using fuzz::LineReference;
 
 constexpr const char* BUS = "bus";
 constexpr unsigned char FIRST_CONTROL = 0xF8;
-/// When nothing happened for so long, nothing will: longer than a client's frames wait behind an "< ok >".
+// When nothing happened for so long, nothing will: longer than a client's frames wait behind an "< ok >".
 constexpr unsigned int QUIET_MS = 40;
-/// After which a client that was told goodbye is dropped.
+// After which a client that was told goodbye is dropped.
 constexpr unsigned int GOODBYE_MS = 1100;
-/// Before raw mode, what a client has sent too early waits so long line by line, also when it is gone.
+// Before raw mode, what a client has sent too early waits so long line by line, also when it is gone.
 constexpr unsigned int HOLD_MS = KQ::KQSocketcandServer::SETTLING_MS + 4;
 
 unsigned int tick = 1000;
@@ -40,16 +40,16 @@ unsigned int readTick() {
   return tick;
 }
 
-/// What one client has sent, and what it was sent.
+// What one client has sent, and what it was sent.
 struct Client {
   fuzz::LoopbackSocket socket;
-  std::string segment;  ///< to be sent next
+  std::string segment;  // to be sent next
   std::string sent;
   std::string received;
-  bool isWhole = true;  ///< all that it sent has reached the server
+  bool isWhole = true;  // all that it sent has reached the server
 };
 
-/// Exists once: to open it for every input would cost more than the input.
+// Exists once: to open it for every input would cost more than the input.
 class Bus {
 public:
   Bus() {
@@ -136,7 +136,7 @@ private:
     written.push_back(LineFrame::of(message));
   }
 
-  /// One turn of the loop. @return whether anything happened
+  // One turn of the loop. @return whether anything happened
   bool turn() {
     bool isBusy = bus.manager.wait(0) > 0;
     KQ::KQCANMessage message;
@@ -155,7 +155,7 @@ private:
     return isBusy;
   }
 
-  /// Lets time pass until nothing happens any more.
+  // Lets time pass until nothing happens any more.
   void settle() {
     for (unsigned int quiet = 0; quiet < QUIET_MS; quiet += 4) {
       tick += 4;
@@ -175,7 +175,7 @@ private:
                   "the bus carried other frames than were sent");
   }
 
-  /// The frames that a client's text puts on the bus.
+  // The frames that a client's text puts on the bus.
   static std::vector<LineFrame> framesOf(const std::string& text) {
     std::vector<std::vector<std::string>> lines;
     LineReference::split(text, lines);
@@ -198,14 +198,14 @@ private:
     return frames;
   }
 
-  /// What of it reaches an end point.
+  // What of it reaches an end point.
   static std::vector<LineFrame> withoutExtended(std::vector<LineFrame> frames) {
     const auto isExtended = [](const LineFrame& frame) { return frame.isExtended; };
     frames.erase(std::remove_if(frames.begin(), frames.end(), isExtended), frames.end());
     return frames;
   }
 
-  /// Whether a sequence is made of two others, each in its order. @param isWhole false: their ends may be missing
+  // Whether a sequence is made of two others, each in its order. @param isWhole false: their ends may be missing
   static bool isMerged(const std::vector<LineFrame>& whole, const std::vector<LineFrame>& left,
                        const std::vector<LineFrame>& right, bool isWhole) {
     // reached[i]: the part of the whole so far is the first i of the left, and the rest of the right.
@@ -232,7 +232,7 @@ private:
     return false;
   }
 
-  /// What a client is sent are whole lines, the greeting first, and frames that others have sent.
+  // What a client is sent are whole lines, the greeting first, and frames that others have sent.
   void checkReceived(const std::string& text, const std::vector<LineFrame>& sentByOther) const {
     fuzz::require(text.rfind("< hi >", 0) == 0, "a client was not greeted");
     std::size_t begin = 0;

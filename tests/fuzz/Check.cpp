@@ -9,10 +9,10 @@ namespace fuzz {
 
 namespace {
 
-/// A standard error of its own: libFuzzer may be told to close the one of the target, which prints at its will.
+// A standard error of its own: libFuzzer may be told to close the one of the target, which prints at its will.
 const int report = dup(STDERR_FILENO);
 
-/// Reports at the end of the program, as libFuzzer reports its own figures.
+// Reports at the end of the program, as libFuzzer reports its own figures.
 struct FrameCounter {
   ~FrameCounter() { dprintf(report, "stat::number_of_frames: %llu\n", count); }
   unsigned long long count = 0;

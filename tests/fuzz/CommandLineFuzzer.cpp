@@ -17,8 +17,8 @@ constexpr std::size_t MOST_ARGUMENTS = 32;
 constexpr const char* NUMBERS[] = {"--node-id", "--heartbeat", "--sdo-timeout", "--peer", "--cycle", "--bit-rate"};
 constexpr unsigned char FIRST_CONTROL = 0xF8;
 
-/// Texts up to a byte from 0xF8 on, which names an option with a number: texts alone would hardly ever come across the
-/// ends of its range.
+// Texts up to a byte from 0xF8 on, which names an option with a number: texts alone would hardly ever come across the
+// ends of its range.
 std::vector<std::string> readArguments(fuzz::Input& input) {
   std::vector<std::string> found(1);
   while (!input.isEmpty() && found.size() < MOST_ARGUMENTS) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Sets a variable of the environment from the input, or takes it out.
+// Sets a variable of the environment from the input, or takes it out.
 void setEnvironment(const char* name, fuzz::Input& input) {
   const unsigned int length = input.below(32);
   const std::string value = input.text(length);

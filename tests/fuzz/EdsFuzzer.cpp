@@ -21,7 +21,7 @@ using device_description::DeviceDescription;
 constexpr unsigned char NODE_ID = 5;
 constexpr unsigned short FIRST_APPLICATION_INDEX = 0x2000;
 
-/// A value or limit, as the type of the variable has it: an UNSIGNED32 is kept by its bit pattern.
+// A value or limit, as the type of the variable has it: an UNSIGNED32 is kept by its bit pattern.
 long long numberOf(const KQ::KQVariable& variable, int pattern) {
   return variable.isSigned() ? pattern : static_cast<long long>(static_cast<unsigned int>(pattern));
 }
@@ -56,7 +56,7 @@ void checkObject(const panel::EdsApplication::Object& object) {
   }
 }
 
-/// Makes a node of the device, which describes itself.
+// Makes a node of the device, which describes itself.
 void bindToNode(panel::EdsApplication& application) {
   const fuzz::Surroundings surroundings(1000);
   KQ::KQDEI::instance()->clear();

@@ -32,14 +32,14 @@ constexpr unsigned int SDO_REQUESTS = 0x600;
 constexpr unsigned int SDO_RESPONSES = 0x580;
 constexpr unsigned short SDO_CHANNELS = 128;  // of each kind: an input may add all of them
 
-/// Frames that one operation may let out: all TPDOs over and over, as their counters set them off, but with an end.
+// Frames that one operation may let out: all TPDOs over and over, as their counters set them off, but with an end.
 constexpr std::size_t MOST_FRAMES = 20000;
 
-/// What a node may keep, beside what each operation may make it keep: a text segment, a queued request.
+// What a node may keep, beside what each operation may make it keep: a text segment, a queued request.
 constexpr std::size_t BYTES_OF_A_NODE = std::size_t{4} << 20U;
 constexpr std::size_t BYTES_OF_AN_OPERATION = 4096;
 
-/// This long before its wrap the tick is in the past of no deadline, and heartbeats are due in every cycle.
+// This long before its wrap the tick is in the past of no deadline, and heartbeats are due in every cycle.
 constexpr unsigned int WRAP_RANGE = 0x20000;
 
 constexpr unsigned char TRANSMISSION_TYPES[PDOS] = {0, 1, 2, 240, 252, 253, 254, 255, 255, 254};
@@ -50,8 +50,8 @@ KQ::KQVariable makeNumber(unsigned short index, unsigned char subIndex) {
       index, subIndex, "number", KQ::STORAGE_TYPE_INTEGER, BIT_LENGTHS[(subIndex - 1) % NUMBERS], subIndex % 2 == 0};
 }
 
-/// A segment that ends a download is confirmed, and the abort that says why the write failed may follow. Everything
-/// else has one answer at most.
+// A segment that ends a download is confirmed, and the abort that says why the write failed may follow. Everything
+// else has one answer at most.
 std::size_t mostAnswersTo(const KQ::KQCANMessage& message) {
   const bool isLastSegment = message.data[0] >> 5 == 0 && (message.data[0] & 1U) != 0;
   return isLastSegment ? 2 : 1;
@@ -108,7 +108,7 @@ FuzzedNode::FuzzedNode(Input& input) : bytesBefore(__sanitizer_get_current_alloc
   build(input.byte());
 }
 
-/// The first time, or anew.
+// The first time, or anew.
 void FuzzedNode::build(unsigned char seed) {
   parameters.clear();
   require(node->init() == KQ::KQ_OK, "the node cannot be built");

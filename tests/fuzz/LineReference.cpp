@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t LONGEST_LINE = 1024;
 constexpr const char* DIGITS = "0123456789abcdefABCDEF";
 
-/// Only the four blanks of the protocol separate words; a stream would take others, too.
+// Only the four blanks of the protocol separate words; a stream would take others, too.
 std::vector<std::string> wordsOf(const std::string& line) {
   std::vector<std::string> words(1);
   for (const char character : line) {

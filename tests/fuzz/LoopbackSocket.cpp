@@ -25,41 +25,41 @@ sockaddr_in loopback(unsigned short port) {
 }  // namespace
 
 void LoopbackSocket::connect(unsigned short port) {
-  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int connected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const sockaddr_in address = loopback(port);
   int result = 0;
   do {
-    result = ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    result = ::connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address);
   } while (result != 0 && (errno == EINTR || errno == EALREADY));  // the fuzzer's timer goes off now and then
   require(result == 0 || errno == EISCONN, "no connection; errno", static_cast<unsigned int>(errno));
-  take(descriptor);
+  take(connected);
 }
 
-void LoopbackSocket::take(int descriptor) {
+void LoopbackSocket::take(int connected) {
   close();
-  descriptor_ = descriptor;
+  descriptor = connected;
   const int on = 1;
-  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // each write in a segment of its own
+  setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // each write in a segment of its own
   const linger reset{1, 0};
-  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
 }
 
 void LoopbackSocket::close() {
   if (isOpen()) {
-    ::close(descriptor_);
+    ::close(descriptor);
   }
-  descriptor_ = -1;
+  descriptor = -1;
 }
 
 bool LoopbackSocket::send(const std::string& bytes) {
-  const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  const ssize_t count = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   return count == static_cast<ssize_t>(bytes.size());
 }
 
 bool LoopbackSocket::receive(std::string& text) {
   char buffer[4096];
   for (;;) {
-    const ssize_t count = recv(descriptor_, buffer, sizeof buffer, MSG_DONTWAIT);
+    const ssize_t count = recv(descriptor, buffer, sizeof buffer, MSG_DONTWAIT);
     if (count <= 0) {
       return count < 0 && errno == EAGAIN;
     }
@@ -67,21 +67,21 @@ bool LoopbackSocket::receive(std::string& text) {
   }
 }
 
-LoopbackListener::LoopbackListener() : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+LoopbackListener::LoopbackListener() : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
   sockaddr_in address = loopback(0);
   socklen_t size = sizeof address;
-  require(bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), size) == 0 && listen(descriptor_, 16) == 0,
+  require(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), size) == 0 && listen(descriptor, 16) == 0,
           "nothing to listen on");
-  getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size);
-  port_ = ntohs(address.sin_port);
+  getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
+  port = ntohs(address.sin_port);
 }
 
 LoopbackListener::~LoopbackListener() {
-  ::close(descriptor_);
+  ::close(descriptor);
 }
 
 int LoopbackListener::accept() const {
-  return accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC);
+  return accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC);
 }
 
 }  // namespace fuzz

@@ -9,7 +9,7 @@ namespace fuzz {
 class LoopbackSocket {
 public:
   /// @param descriptor an open socket, owned from now on; -1: none
-  explicit LoopbackSocket(int descriptor = -1) : descriptor_(descriptor) {}
+  explicit LoopbackSocket(int connected = -1) : descriptor(connected) {}
   ~LoopbackSocket() { close(); }
   LoopbackSocket(const LoopbackSocket&) = delete;
   LoopbackSocket& operator=(const LoopbackSocket&) = delete;
@@ -17,10 +17,10 @@ public:
   /// Connects to a port that is listened on.
   void connect(unsigned short port);
   /// Takes the place of a connection that was accepted.
-  void take(int descriptor);
+  void take(int connected);
   /// Resets the connection.
   void close();
-  bool isOpen() const { return descriptor_ >= 0; }
+  bool isOpen() const { return descriptor >= 0; }
 
   /// Sends one segment. @return false: the other end takes no more of it
   bool send(const std::string& bytes);
@@ -28,7 +28,7 @@ public:
   bool receive(std::string& text);
 
 private:
-  int descriptor_;
+  int descriptor;
 };
 
 /// A socket that listens on the loopback address.
@@ -39,13 +39,13 @@ public:
   LoopbackListener(const LoopbackListener&) = delete;
   LoopbackListener& operator=(const LoopbackListener&) = delete;
 
-  unsigned short getPort() const { return port_; }
+  unsigned short getPort() const { return port; }
   /// @return the next connection, -1 when there is none
   int accept() const;
 
 private:
-  const int descriptor_;
-  unsigned short port_{0};
+  const int descriptor;
+  unsigned short port{0};
 };
 
 }  // namespace fuzz

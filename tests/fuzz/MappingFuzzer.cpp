@@ -17,7 +17,7 @@ using Value = std::variant<int, std::string>;
 constexpr unsigned int MOST_RECORDS = 12;
 constexpr unsigned int MOST_FRAMES = 8;
 
-/// A record as the input names it.
+// A record as the input names it.
 struct Record {
   int byte;
   unsigned int bit;
@@ -53,7 +53,7 @@ public:
   mutable std::vector<Unpacked> unpacked;
 };
 
-/// Says with one bit at a time where a record's value is.
+// Says with one bit at a time where a record's value is.
 class Reference {
 public:
   explicit Reference(const Record& ofRecord) : record(ofRecord) {}
@@ -74,7 +74,7 @@ public:
 
   bool allows(std::uint32_t rawValue) const { return rawValue >= record.lowest && rawValue <= record.highest; }
 
-  /// The low 32 bits of the record as they stand in the frame.
+  // The low 32 bits of the record as they stand in the frame.
   std::uint32_t rawValueOf(const Bytes& bytes) const {
     std::uint32_t raw = 0;
     for (unsigned int bit = 0; bit < record.length && bit < 32; ++bit) {
@@ -139,7 +139,7 @@ int add(MappingObject& object, const Record& record) {
                                record.lowest, nullptr, record.highest, nullptr, 0.0F, 0.0F, 1.0F, 0, nullptr, false);
 }
 
-/// All values into one frame, one after the other, as a PDO is filled.
+// All values into one frame, one after the other, as a PDO is filled.
 void pack(const MappingObject& object, const std::vector<Record>& records, fuzz::Input& input) {
   const unsigned int length = input.below(9);
   const bool checks = (input.byte() & 1U) != 0;

@@ -4,7 +4,7 @@ namespace fuzz {
 
 namespace {
 
-constexpr unsigned int TO_RESPONSES = 0x80;  ///< a channel's requests lie so much above its responses
+constexpr unsigned int TO_RESPONSES = 0x80;  // a channel's requests lie so much above its responses
 constexpr unsigned char TOGGLE = 0x10;
 
 void fillWith(KQ::KQCANMessage& message, unsigned int first, Input& input) {
@@ -13,7 +13,7 @@ void fillWith(KQ::KQCANMessage& message, unsigned int first, Input& input) {
   }
 }
 
-/// An expedited answer of any size, or the beginning of a segmented one.
+// An expedited answer of any size, or the beginning of a segmented one.
 void answerUpload(KQ::KQCANMessage& answer, unsigned char choice, Input& input) {
   answer.data[0] = (choice & 1U) != 0 ? static_cast<unsigned char>(0x41) : static_cast<unsigned char>(0x43);
   if (answer.data[0] == 0x43) {

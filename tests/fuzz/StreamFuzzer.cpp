@@ -17,15 +17,15 @@ using fuzz::NODE_ID;
 using fuzz::REMOTE_NODE;
 
 constexpr std::size_t MOST_STEPS = 2000;
-/// Frames that one input may let arrive: what a long series of them keeps the fuzzer from trying the next input.
+// Frames that one input may let arrive: what a long series of them keeps the fuzzer from trying the next input.
 constexpr std::size_t MOST_FRAMES = 20000;
 
-/// Where a node listens as it is configured.
+// Where a node listens as it is configured.
 constexpr unsigned short SERVED[] = {0x000, 0x080, 0x605, 0x620, 0x58A, 0x58B, 0x70A, 0x70B,
                                      0x201, 0x211, 0x221, 0x231, 0x241, 0x251, 0x271, 0x281};
 constexpr unsigned int SERVED_COUNT = sizeof SERVED / sizeof SERVED[0];
 
-/// What a master reads and writes.
+// What a master reads and writes.
 constexpr unsigned short OBJECTS[] = {0x2000, 0x2001, 0x2100, 0x2101, 0x2200, 0x2201, 0x1001, 0x1003,
                                       0x1005, 0x1010, 0x1014, 0x1016, 0x1017, 0x1018, 0x1200, 0x1201,
                                       0x1280, 0x1281, 0x1400, 0x1401, 0x1407, 0x1600, 0x1800, 0x1801,
@@ -39,7 +39,7 @@ KQ::KQCANMessage makeFrame(unsigned int identifier, unsigned int length) {
   return message;
 }
 
-/// The steps of one input.
+// The steps of one input.
 class Stream {
 public:
   explicit Stream(Input& source) : input(source), node(source) {}
@@ -128,7 +128,7 @@ private:
     receiveData(makeFrame(SERVED[choice % SERVED_COUNT], (choice / SERVED_COUNT) % 9U));
   }
 
-  /// A frame of the form of an SDO: command, object, four bytes.
+  // A frame of the form of an SDO: command, object, four bytes.
   void receiveSDO(unsigned int identifier, unsigned char command) {
     KQ::KQCANMessage message = makeFrame(identifier, 8);
     const unsigned short object = OBJECTS[input.below(OBJECT_COUNT)];
@@ -152,7 +152,7 @@ private:
     receiveSDO(0x580U + REMOTE_NODE + ((command & 0x04) != 0 ? 1U : 0U), command);
   }
 
-  /// A segmented download from its beginning to its end, into an object that takes it or not.
+  // A segmented download from its beginning to its end, into an object that takes it or not.
   void sendText() {
     const unsigned char length = input.byte();
     receiveSDO(0x600 + NODE_ID, 0x21);
@@ -177,7 +177,7 @@ private:
     node.cycle();
   }
 
-  /// Many frames of one kind, whose bytes follow from two of the input.
+  // Many frames of one kind, whose bytes follow from two of the input.
   void receiveBurst() {
     const unsigned char kind = input.byte();
     fuzz::Sequence sequence(input.word());
@@ -196,7 +196,7 @@ private:
     }
   }
 
-  /// One long step, or many short ones.
+  // One long step, or many short ones.
   void takeTime() {
     const unsigned short time = input.word();
     if (time >= 0x8000) {
@@ -221,7 +221,7 @@ private:
   std::size_t frames = 0;
 };
 
-/// Beginnings of the clock: somewhere, and just before each place where a comparison may change its mind.
+// Beginnings of the clock: somewhere, and just before each place where a comparison may change its mind.
 unsigned int firstTick(unsigned char choice) {
   constexpr unsigned int TICKS[] = {10000, 0, 0x7FFFFF00U, 0xFFFFFF00U};
   return TICKS[choice & 3U] + (choice >> 2);

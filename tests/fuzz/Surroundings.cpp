@@ -25,7 +25,7 @@ unsigned int readTick() {
   return currentTick;
 }
 
-/// The beginnings of all lines that a node may print.
+// The beginnings of all lines that a node may print.
 constexpr const char* KNOWN_LINES[] = {"CANOPEN: State set to 0x",
                                        "CANopen: Error sending CAN message",
                                        "SDO => Expedited NOOFBYTES: ",
@@ -48,7 +48,7 @@ constexpr const char* KNOWN_LINES[] = {"CANOPEN: State set to 0x",
                                        "Adding heartbeat listener",
                                        "Adding state listener"};
 
-/// Takes all that is printed and keeps no more than a line of it.
+// Takes all that is printed and keeps no more than a line of it.
 class LineChecker : public std::streambuf {
 protected:
   int_type overflow(int_type character) override {
@@ -80,7 +80,7 @@ private:
   std::string line;
 };
 
-/// Exists as long as the program: a new one for every input would cost more than most inputs.
+// Exists as long as the program: a new one for every input would cost more than most inputs.
 class Directory {
 public:
   Directory() {

@@ -24,12 +24,12 @@ using monitor::Service;
 constexpr unsigned int MAPPED_COB_ID = 0x185;
 constexpr std::size_t LONGEST_KEPT = 4096;
 
-/// A PDO of odd lengths, and an object of each form.
+// A PDO of odd lengths, and an object of each form.
 class Names : public monitor::ObjectNames {
 public:
   monitor::ObjectDescription describe(unsigned char /*node*/, unsigned short index,
                                       unsigned char subIndex) const override {
-    return {"Object", monitor::DataType::fromCode((index + subIndex) & 0x1FU)};
+    return {"Object", monitor::ValueType::fromCode((index + subIndex) & 0x1FU)};
   }
   const monitor::CommunicationObject* findCommunicationObject(unsigned int cobID) const override {
     return cobID == MAPPED_COB_ID ? &pdo : cobID == 0x6E1 ? &request : cobID == 0x6E2 ? &response : nullptr;
@@ -40,10 +40,10 @@ private:
                                             5,
                                             1,
                                             true,
-                                            {{0x2000, 1, 3, monitor::DataType::fromCode(2), "A"},
+                                            {{0x2000, 1, 3, monitor::ValueType::fromCode(2), "A"},
                                              {0x0005, 0, 5, {}, "gap"},
-                                             {0x2000, 2, 12, monitor::DataType::fromCode(6), "B"},
-                                             {0x2000, 3, 44, monitor::DataType::fromCode(0x1B), "C"}}};
+                                             {0x2000, 2, 12, monitor::ValueType::fromCode(6), "B"},
+                                             {0x2000, 3, 44, monitor::ValueType::fromCode(0x1B), "C"}}};
   const monitor::CommunicationObject request = {Service::SDO_REQUEST, 5, 2, false, {}};
   const monitor::CommunicationObject response = {Service::SDO_RESPONSE, 5, 2, false, {}};
 };
@@ -69,7 +69,7 @@ void check(const monitor::DecodedFrame& frame, const std::string& interface) {
   trace::toObject(frame, interface).dump(-1, ' ', false, nlohmann::json::error_handler_t::strict);
 }
 
-/// Takes each frame, and says in the end what there was.
+// Takes each frame, and says in the end what there was.
 class Watcher {
 public:
   void take(const monitor::Frame& frame) {
@@ -117,7 +117,7 @@ void readLog(const std::string& log, Watcher& watcher) {
   std::fclose(opened);
 }
 
-/// Frames mostly of one server, so that transfers come about.
+// Frames mostly of one server, so that transfers come about.
 void takeFrames(fuzz::Input& input, Watcher& watcher) {
   static constexpr unsigned int IDENTIFIERS[] = {0x605, 0x585, 0x605, 0x585, 0x6E1, 0x6E2, MAPPED_COB_ID, 0x705};
   long long now = 1700000000000000;

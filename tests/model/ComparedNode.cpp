@@ -89,7 +89,7 @@ private:
   Trace& trace;
 };
 
-/// While one lives, the lines of a stream go into the trace.
+// While one lives, the lines of a stream go into the trace.
 class ComparedNode::Lines : public std::streambuf {
 public:
   Lines(std::ostream& replaced, std::function<void(std::string)> report)

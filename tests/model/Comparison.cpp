@@ -24,7 +24,7 @@ void append(std::string& text, const Trace& trace) {
 
 using Observations = std::vector<Observation>;
 
-/// At most a few lines of them: one event may have shown hundreds.
+// At most a few lines of them: one event may have shown hundreds.
 void append(std::string& text, const char* who, Observations::const_iterator first, Observations::const_iterator last) {
   constexpr std::ptrdiff_t MOST = 10;
   for (auto each = first; each != last && each - first < MOST; ++each) {
@@ -35,7 +35,7 @@ void append(std::string& text, const char* who, Observations::const_iterator fir
   }
 }
 
-/// What both show first is left out, and what both show last.
+// What both show first is left out, and what both show last.
 void appendDifference(std::string& text, const Observations& node, const Observations& model) {
   const auto begin = std::mismatch(node.begin(), node.end(), model.begin(), model.end());
   const auto end = std::mismatch(node.rbegin(), std::make_reverse_iterator(begin.first), model.rbegin(),

@@ -1,4 +1,10 @@
-// Covers: that a difference is found, shrunk and shown, on devices that are small enough to tell what has to come out.
+// Covers: how two devices are compared, on some that are small enough to tell what has to come out.
+//
+// | subject                | functional                                                              | robustness |
+// |------------------------|-------------------------------------------------------------------------|------------|
+// | devices that are alike | no difference                                                           |            |
+// | a difference           | shrunk to the events that cause it, and shown with what both sides show |            |
+// | the seed that is shown | repeats the sequence                                                    |            |
 
 #include "Comparison.h"
 
@@ -10,7 +16,7 @@ using namespace model;
 
 namespace {
 
-/// Prints a line in every cycle after a number of frames.
+// Prints a line in every cycle after a number of frames.
 class Counter : public Device {
 public:
   explicit Counter(unsigned int most) : limit(most) {}

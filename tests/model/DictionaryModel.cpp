@@ -18,7 +18,7 @@ struct Type {
   int number;
   int bits;
   bool isSigned;
-  int high;  ///< of its entry in the dictionary
+  int high;  // of its entry in the dictionary
 };
 
 constexpr int CREATED = 0x7FFFFFFF;

@@ -1,12 +1,12 @@
 // Covers: the watch over the heartbeats of other nodes.
 //
-// | parameter  | functional                                       | robustness |
-// |------------|--------------------------------------------------|-----------------------------------------------------|
-// | consumers  | added, changed, by the application and a master  | node 0, nodes from 128 on, time 0, more than fit |
-// | heartbeats | of watched nodes                                 | of others, of wrong length, wide identifiers | |
-// listeners  | for all nodes, for one, exchanged                | taken out                                           |
-// | states     | all, so that the settings are read in each       | resets | | clock      | around the consumer times
-// | its wrap                                            |
+// | subject    | functional                                      | robustness                                       |
+// |------------|-------------------------------------------------|--------------------------------------------------|
+// | consumers  | added, changed, by the application and a master | node 0, nodes from 128 on, time 0, more than fit |
+// | heartbeats | of watched nodes                                | of others, of wrong length, wide identifiers     |
+// | listeners  | for all nodes, for one, exchanged               | taken out                                        |
+// | states     | all, so that the settings are read in each      | resets                                           |
+// | clock      | around the consumer times                       | its wrap                                         |
 
 #include <gtest/gtest.h>
 
@@ -30,7 +30,7 @@ Event anyConsumer(Random& random, unsigned int time) {
   return [=](Device& device) { device.addConsumer(node, milliseconds); };
 }
 
-/// A master writes an entry, or the stack itself does.
+// A master writes an entry, or the stack itself does.
 Event anyEntry(Random& random, unsigned int time) {
   const unsigned int subIndex = random.between(0, 4);
   const unsigned int value = anyNode(random) << 16U | time | (random.oneIn(8) ? 0x1000000U : 0U);

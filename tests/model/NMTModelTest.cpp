@@ -1,12 +1,12 @@
 // Covers: the communication states, the commands of a master, boot-up and heartbeat.
 //
-// | parameter      | functional                                     | robustness |
-// |----------------|------------------------------------------------|----------------------------------------------------|
-// | commands       | all, to this node, to all nodes                | unknown ones, other nodes, frames of other
-// lengths | | states         | by command, by the application                 | values that are no state, pause | |
-// heartbeat time | set by the application, written by a master    | out of range, changed while one is due | | clock |
-// around the heartbeat time                      | its wrap                                           | | port | |
-// refuses some or all attempts                       |
+// | subject        | functional                                  | robustness                                         |
+// |----------------|---------------------------------------------|----------------------------------------------------|
+// | commands       | all, to this node, to all nodes             | unknown ones, other nodes, frames of other lengths |
+// | states         | by command, by the application              | values that are no state, pause                    |
+// | heartbeat time | set by the application, written by a master | out of range, changed while one is due             |
+// | clock          | around the heartbeat time                   | its wrap                                           |
+// | port           |                                             | refuses some or all attempts                       |
 
 #include <gtest/gtest.h>
 

@@ -22,7 +22,7 @@ NodeModel::NodeModel()
   wire();
 }
 
-/// What INIT does: every part reads its objects.
+// What INIT does: every part reads its objects.
 void NodeModel::wire() {
   consumer.readSettings();
   server.readChannels();

@@ -1,5 +1,8 @@
-// Covers: all parts of the node at once, so that they meet: transfers during resets, PDOs beside transfers, heartbeats
-// between them. The cases of each part are those of its own test.
+// Covers: all parts of the node at once, so that they meet. The cases of each part are those of its own test.
+//
+// | subject         | functional                                          | robustness              |
+// |-----------------|-----------------------------------------------------|-------------------------|
+// | parts that meet | heartbeats between transfers, PDOs beside transfers | transfers during resets |
 
 #include <gtest/gtest.h>
 

@@ -244,7 +244,7 @@ bool PDOTimingModel::isHeldBack(const PDO& pdo) const {
   return pdo.inhibitTime != 0 && pdo.timeStamp != 0 && surroundings.tick - pdo.timeStamp < pdo.inhibitTime;
 }
 
-/// @return 0, 10 outside OPERATIONAL, 17 when it is held back, or what the port says, which may be 17 as well
+// @return 0, 10 outside OPERATIONAL, 17 when it is held back, or what the port says, which may be 17 as well
 int PDOTimingModel::send(PDO& pdo) {
   if (!nmt.isOperational()) {
     return 10;
@@ -288,7 +288,7 @@ Frame PDOTimingModel::pack(const PDO& pdo) {
   return frame;
 }
 
-/// One that was built anew comes last.
+// One that was built anew comes last.
 std::vector<PDOTimingModel::Pointer> PDOTimingModel::transmittersOf(unsigned int key) const {
   std::vector<Pointer> found;
   for (const auto& [index, pdo] : transmitters) {

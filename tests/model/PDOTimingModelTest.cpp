@@ -1,15 +1,16 @@
 // Covers: when PDOs are sent and taken over.
 //
-// | parameter         | functional                                              | robustness |
-// |-------------------|---------------------------------------------------------|----------------------------------------------|
-// | transmission type | 0, 1, a few SYNCs, 250, 251, 254, 255                   | 252, 253, reserved ones | | times |
-// event timers, inhibit times, reception time-outs        | the wrap of the clock, 0                     | | mapping |
-// bits, bytes, signed and unsigned, dummies               | more than 8 bytes, missing objects           | | values |
-// of the application, the node, the dictionary, the bus   | unchanged ones, ones out of limits           | | frames |
-// SYNC, PDOs                                              | too short, too long, shared identifiers      | | parameters
-// | written while the node operates                         | invalid, made valid again, refused           | | states
-// | all                                                     | resets, pause                                | | port |
-// | refuses some or all attempts                 |
+// | subject           | functional                                        | robustness                              |
+// |-------------------|---------------------------------------------------|-----------------------------------------|
+// | transmission type | 0, 1, a few SYNCs, 250, 251, 254, 255             | 252, 253, reserved ones                 |
+// | times             | event timers, inhibit times, reception time-outs  | the wrap of the clock, 0                |
+// | mapping           | bits, bytes, signed and unsigned, dummies         | more than 8 bytes, missing objects      |
+// | values            | of the application, the node, the dictionary, the | unchanged ones, ones out of limits      |
+// |                   | bus                                               |                                         |
+// | frames            | SYNC, PDOs                                        | too short, too long, shared identifiers |
+// | parameters        | written while the node operates                   | invalid, made valid again, refused      |
+// | states            | all                                               | resets, pause                           |
+// | port              |                                                   | refuses some or all attempts            |
 
 #include <gtest/gtest.h>
 
@@ -144,7 +145,7 @@ Event anyReceivePDO(Random& random) {
   return receive(frame);
 }
 
-/// A parameter of a PDO is written, by the stack itself or as from the bus.
+// A parameter of a PDO is written, by the stack itself or as from the bus.
 Event anyParameter(Random& random) {
   const bool transmit = random.oneIn(2);
   const unsigned int number = random.below(PDOS);
@@ -218,7 +219,7 @@ Event model::anyPDOEvent(Random& random) {
 
 namespace {
 
-/// Many SYNCs at once, so that the counter of SYNCs begins anew.
+// Many SYNCs at once, so that the counter of SYNCs begins anew.
 Event manySyncs(Random& random) {
   const unsigned int count = random.between(240, 260);
   return [=](Device& device) {

@@ -20,7 +20,7 @@ unsigned int toggleOf(const Frame& frame) {
   return commandOf(frame) >> 4U & 1U;
 }
 
-/// A number as it goes out in segments: it has more bytes than there are, filled up with its sign when it has one.
+// A number as it goes out in segments: it has more bytes than there are, filled up with its sign when it has one.
 std::string extend(int number, bool isSigned, int bytes) {
   const unsigned long long wide =
       isSigned ? static_cast<unsigned long long>(static_cast<long long>(number)) : static_cast<unsigned int>(number);
@@ -107,7 +107,7 @@ void SDOClientModel::sendWrites() {
   writes.clear();
 }
 
-/// A variable of the node without a remote key yields 0; one that is not the node's goes by its own key.
+// A variable of the node without a remote key yields 0; one that is not the node's goes by its own key.
 unsigned int SDOClientModel::remoteKeyOf(unsigned int key) const {
   const DictionaryModel::Variable* const variable = dictionary.findVariable(key);
   return variable != nullptr && variable->owned ? variable->remoteKey : key;

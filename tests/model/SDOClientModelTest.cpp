@@ -1,13 +1,16 @@
 // Covers: the node's own reads and writes of variables that live in other nodes.
 //
-// | parameter | functional                                            | robustness |
-// |-----------|-------------------------------------------------------|-----------------------------------------------------|
-// | variables | numbers of 1 to 8 bytes, texts, read-only, limited    | without remote key, nobody's, on no channel |
-// | requests  | writes and reads, several at once, the same again     | a text into a number, a number into a text | |
-// answers   | confirmations, values, segments, aborts               | of other objects, on other channels, wrong
-// toggles  | | channels  | two servers                                           | one that is disabled | | a master  |
-// | takes the one slot of each direction                | | time-out  | on both sides of it | the wrap of the clock |
-// | port      |                                                       | refuses some or all attempts |
+// | subject   | functional                                        | robustness                                  |
+// |-----------|---------------------------------------------------|---------------------------------------------|
+// | variables | numbers of 1 to 8 bytes, texts, read-only,        | without remote key, nobody's, on no channel |
+// |           | limited                                           |                                             |
+// | requests  | writes and reads, several at once, the same again | a text into a number, a number into a text  |
+// | answers   | confirmations, values, segments, aborts           | of other objects, on other channels, wrong  |
+// |           |                                                   | toggles                                     |
+// | channels  | two servers                                       | one that is disabled                        |
+// | a master  |                                                   | takes the one slot of each direction        |
+// | time-out  | on both sides of it                               | the wrap of the clock                       |
+// | port      |                                                   | refuses some or all attempts                |
 
 #include <gtest/gtest.h>
 
@@ -83,7 +86,7 @@ unsigned int keyOf(const VariableDescription& variable) {
   return static_cast<unsigned int>(variable.index) << 16U | variable.subIndex;
 }
 
-/// Most of what happens concerns few variables, so that it meets.
+// Most of what happens concerns few variables, so that it meets.
 class Choice {
 public:
   explicit Choice(Random& theRandom) : random(theRandom) {
@@ -168,7 +171,7 @@ Event anyAnswer(Choice& choice) {
   }
 }
 
-/// Segments in order, of which one may be disturbed.
+// Segments in order, of which one may be disturbed.
 void appendSegments(Sequence& sequence, Choice& choice) {
   const bool read = choice.random.oneIn(2);
   sequence.push_back(receive(answer(choice, read ? 0x41 : 0x60)));
@@ -179,7 +182,7 @@ void appendSegments(Sequence& sequence, Choice& choice) {
   }
 }
 
-/// What a master does meanwhile to take the slots of the transfers.
+// What a master does meanwhile to take the slots of the transfers.
 Event anyMasterRequest(Choice& choice) {
   const unsigned int command = choice.random.pick({0x40U, 0x21U, 0x60U, 0x70U, 0x00U, 0x11U});
   const unsigned int key = choice.random.oneIn(3) ? 0x100A0000U : keyOf(choice.any());

@@ -1,13 +1,14 @@
 // Covers: a master's reads and writes of the dictionary.
 //
-// | parameter  | functional                                          | robustness |
-// |------------|-----------------------------------------------------|---------------------------------------------------|
-// | objects    | numbers of all sizes, texts, the node's and others' | missing, without type or variable, too long | |
-// requests   | expedited, in segments, aborts                      | any command byte, wrong sizes, toggles, lengths |
-// | channels   | the predefined one, further ones, written ones      | disabled, wide identifiers, mixed in one
-// transfer | | time-out   | on both sides of it, changed                        | the wrap of the clock | | states |
-// all                                                 | stopped, reset in a transfer, pause               | | port | |
-// refuses some or all attempts                      |
+// | subject  | functional                                     | robustness                                        |
+// |----------|------------------------------------------------|---------------------------------------------------|
+// | objects  | numbers of all sizes, texts, the node's and    | missing, without type or variable, too long       |
+// |          | others'                                        |                                                   |
+// | requests | expedited, in segments, aborts                 | any command byte, wrong sizes, toggles, lengths   |
+// | channels | the predefined one, further ones, written ones | disabled, wide identifiers, mixed in one transfer |
+// | time-out | on both sides of it, changed                   | the wrap of the clock                             |
+// | states   | all                                            | stopped, reset in a transfer, pause               |
+// | port     |                                                | refuses some or all attempts                      |
 
 #include <gtest/gtest.h>
 
@@ -85,7 +86,7 @@ const std::vector<VariableDescription>& variables() {
   return all;
 }
 
-/// Objects that have no variable in the store behind them.
+// Objects that have no variable in the store behind them.
 const std::vector<ObjectDescription>& objects() {
   static const std::vector<ObjectDescription> all{
       {0x2003, 1, UNSIGNED16, RW, 1},
@@ -170,7 +171,7 @@ Event anySegment(Random& random, unsigned int toggle) {
   return receive(frame);
 }
 
-/// A transfer as it should be, but for a disturbance here and there.
+// A transfer as it should be, but for a disturbance here and there.
 void appendTransfer(Sequence& sequence, Random& random) {
   const bool download = random.oneIn(2);
   sequence.push_back(download ? startDownload(random) : receive(request(random, 0x40, anyText(random))));

@@ -16,7 +16,7 @@ namespace model {
 
 namespace {
 
-/// A run in every "make test" is the same one. A seed given covers all that follow it, one for each sequence.
+// A run in every "make test" is the same one. A seed given covers all that follow it, one for each sequence.
 constexpr std::uint64_t FIRST_SEED = 1;
 constexpr unsigned int SEQUENCES = 2000;
 
@@ -25,7 +25,7 @@ std::uint64_t chooseFirstSeed() {
   return given != nullptr ? std::strtoull(given, nullptr, 0) : FIRST_SEED;
 }
 
-/// A working directory in which no node writes the description of its defaults: that would take longer than a sequence.
+// A working directory in which no node writes the description of its defaults: that would take longer than a sequence.
 void avoidDescriptionFiles() {
   static const test::TemporaryDirectory directory;
   std::filesystem::create_directories("tavo_default.dcf");

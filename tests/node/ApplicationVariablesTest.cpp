@@ -1,9 +1,9 @@
 // Covers: application variables as the bus sees them.
 //
-// | parameter | functional                                     | robustness                           |
-// |-----------|------------------------------------------------|--------------------------------------|
-// | lengths   | 1, 12 and 24 bits, both signs, at their limits | one beyond                           |
-// | TPDO      | a change of every mapped variable is sent      | same value, not mapped, not notified |
+// | subject | functional                                     | robustness                           |
+// |---------|------------------------------------------------|--------------------------------------|
+// | lengths | 1, 12 and 24 bits, both signs, at their limits | one beyond                           |
+// | TPDO    | a change of every mapped variable is sent      | same value, not mapped, not notified |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQDEI.h"
@@ -89,7 +89,7 @@ struct MappedRow : test::NamedCase {
   const char* frame;
 };
 
-/// A node in OPERATIONAL whose first TPDO maps five variables of the application, one after the other.
+// A node in OPERATIONAL whose first TPDO maps five variables of the application, one after the other.
 class MappedVariables : public test::SDOServerFixture {
 protected:
   MappedVariables() {

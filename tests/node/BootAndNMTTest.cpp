@@ -1,12 +1,12 @@
-// A whole node under the commands of an NMT master.
+// Covers: a whole node under the commands of an NMT master.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  boot-up                                     | x          | port refuses, commands before it
-//  every NMT command, state by state           | x          | unknown ones, other lengths
-//  reset node, reset communication             | x          | twice, from every state
-//  state changes as the listener and log see   | x          |
-//  frames for nobody                           | x          | every identifier, every length
+// | subject                                   | functional | robustness                       |
+// |-------------------------------------------|------------|----------------------------------|
+// | boot-up                                   | x          | port refuses, commands before it |
+// | every NMT command, state by state         | x          | unknown ones, other lengths      |
+// | reset node, reset communication           | x          | twice, from every state          |
+// | state changes as the listener and log see | x          |                                  |
+// | frames for nobody                         | x          | every identifier, every length   |
 
 #include "KQErrorCodes.h"
 #include "NamedCase.h"
@@ -21,52 +21,52 @@ using test::TestNode;
 TEST(NodeBoot, FirstCycleSendsTheBootUpAndNothingElse) {
   TestNode node;
   node.init();
-  EXPECT_EQ(node.cycle(), Frames{"705#00"});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x3\n");
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ(Frames{"705#00"}, node.cycle());
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
+  EXPECT_EQ("CANOPEN: State set to 0x3\n", node.output.takeOutput());
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(NodeBoot, BootUpIsSentOnce) {
   TestNode node;
   node.boot();
-  EXPECT_EQ(node.run(100), Frames{});
+  EXPECT_EQ(Frames{}, node.run(100));
 }
 
 TEST(NodeBoot, BootUpCarriesTheNodeID) {
   TestNode lowest(1);
   lowest.init();
-  EXPECT_EQ(lowest.cycle(), Frames{"701#00"});
+  EXPECT_EQ(Frames{"701#00"}, lowest.cycle());
   lowest.destroy();
   TestNode highest(127);
   highest.init();
-  EXPECT_EQ(highest.cycle(), Frames{"77F#00"});
+  EXPECT_EQ(Frames{"77F#00"}, highest.cycle());
 }
 
 TEST(NodeBoot, RefusedBootUpDoesNotKeepTheNodeFromPreOperational) {
   TestNode node;
   node.init();
   node.port().refuse(26, KQ::KQ_DEFERRED);
-  EXPECT_EQ(node.cycle(), Frames{});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-  EXPECT_EQ(node.output.takeErrors(), "CANopen: Error sending CAN message\n");
+  EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
+  EXPECT_EQ("CANopen: Error sending CAN message\n", node.output.takeErrors());
 }
 
 TEST(NodeBoot, CommandBeforeTheFirstCycleLeavesINITForGoodAndWithoutABootUp) {
   TestNode node;
   node.init();
   node.receive("000#02 00");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_STOPPED);
-  EXPECT_EQ(node.run(10), Frames{});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_STOPPED);
+  EXPECT_EQ(KQ::CANOPEN_STATE_STOPPED, node.canopen().getCANopenState());
+  EXPECT_EQ(Frames{}, node.run(10));
+  EXPECT_EQ(KQ::CANOPEN_STATE_STOPPED, node.canopen().getCANopenState());
 }
 
 TEST(NodeBoot, StartBeforeTheFirstCycleIsRefused) {
   TestNode node;
   node.init();
   node.receive("000#01 00");
-  EXPECT_EQ(node.cycle(), Frames{"705#00"});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ(Frames{"705#00"}, node.cycle());
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 // ---- commands
@@ -79,7 +79,7 @@ struct Step : test::NamedCase {
 
 class NodeCommand : public testing::TestWithParam<Step> {
 protected:
-  /// Brings the node into a communicating state by commands alone.
+  // Brings the node into a communicating state by commands alone.
   static void bringTo(TestNode& node, int state) {
     node.boot();
     if (state == KQ::CANOPEN_STATE_OPERATIONAL) {
@@ -87,15 +87,15 @@ protected:
     } else if (state == KQ::CANOPEN_STATE_STOPPED) {
       node.receive("000#02 05");
     }
-    ASSERT_EQ(node.canopen().getCANopenState(), state);
+    ASSERT_EQ(state, node.canopen().getCANopenState());
   }
 };
 
 TEST_P(NodeCommand, IsObeyedWithoutAnAnswer) {
   TestNode node;
   bringTo(node, GetParam().from);
-  EXPECT_EQ(node.receive(GetParam().command), Frames{});
-  EXPECT_EQ(node.canopen().getCANopenState(), GetParam().to);
+  EXPECT_EQ(Frames{}, node.receive(GetParam().command));
+  EXPECT_EQ(GetParam().to, node.canopen().getCANopenState());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -131,11 +131,11 @@ class NodeReset : public testing::TestWithParam<Reset> {};
 TEST_P(NodeReset, BringsTheBootUpAgain) {
   TestNode node;
   node.start();
-  EXPECT_EQ(node.receive(GetParam().command), Frames{});
-  EXPECT_EQ(node.cycle(), Frames{});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
-  EXPECT_EQ(node.cycle(), Frames{"705#00"});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ(Frames{}, node.receive(GetParam().command));
+  EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
+  EXPECT_EQ(Frames{"705#00"}, node.cycle());
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 TEST_P(NodeReset, IsToldToListenerAndLogStateByState) {
@@ -147,12 +147,13 @@ TEST_P(NodeReset, IsToldToListenerAndLogStateByState) {
   node.receive(GetParam().command);
   node.cycle();
   node.cycle();
-  ASSERT_EQ(listener.signals.size(), 3U);
-  EXPECT_EQ(listener.signals[0].getSecondValue(), static_cast<unsigned int>(GetParam().state));
-  EXPECT_EQ(listener.signals[1].getSecondValue(), 0U);
-  EXPECT_EQ(listener.signals[2].getSecondValue(), 3U);
-  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x" + std::to_string(GetParam().state) +
-                                          "\nCANOPEN: State set to 0x0\nCANOPEN: State set to 0x3\n");
+  ASSERT_EQ(3U, listener.signals.size());
+  EXPECT_EQ(static_cast<unsigned int>(GetParam().state), listener.signals[0].getSecondValue());
+  EXPECT_EQ(0U, listener.signals[1].getSecondValue());
+  EXPECT_EQ(3U, listener.signals[2].getSecondValue());
+  EXPECT_EQ("CANOPEN: State set to 0x" + std::to_string(GetParam().state) +
+                "\nCANOPEN: State set to 0x0\nCANOPEN: State set to 0x3\n",
+            node.output.takeOutput());
 }
 
 TEST_P(NodeReset, MayFollowItself) {
@@ -160,7 +161,7 @@ TEST_P(NodeReset, MayFollowItself) {
   node.start();
   for (int i = 0; i < 3; ++i) {
     node.receive(GetParam().command);
-    EXPECT_EQ(node.run(2), Frames{"705#00"});
+    EXPECT_EQ(Frames{"705#00"}, node.run(2));
   }
 }
 
@@ -169,9 +170,9 @@ TEST_P(NodeReset, LeavesTheNodeServing) {
   node.start();
   node.receive(GetParam().command);
   node.run(2);
-  EXPECT_EQ(node.receive("605#40 18 10 01 00 00 00 00"), Frames{"585#43 18 10 01 C7 03 00 00"});
+  EXPECT_EQ(Frames{"585#43 18 10 01 C7 03 00 00"}, node.receive("605#40 18 10 01 00 00 00 00"));
   node.receive("000#01 05");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 TEST_P(NodeReset, StartIsRefusedUntilTheNodeIsPreOperationalAgain) {
@@ -179,13 +180,13 @@ TEST_P(NodeReset, StartIsRefusedUntilTheNodeIsPreOperationalAgain) {
   node.start();
   node.receive(GetParam().command);
   node.receive("000#01 05");
-  EXPECT_EQ(node.canopen().getCANopenState(), GetParam().state);
+  EXPECT_EQ(GetParam().state, node.canopen().getCANopenState());
   node.cycle();
   node.receive("000#01 05");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
   node.cycle();
   node.receive("000#01 05");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, NodeReset,
@@ -201,8 +202,8 @@ TEST(NodeReception, FrameForNobodyIsDroppedBetweenTwoThatAreServed) {
   node.port().inject("123#11 22 33 44 55 66 77 88");
   node.port().inject("605#40 18 10 01 00 00 00 00");
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().waitingFrames(), 0U);
-  EXPECT_EQ(node.port().takeSent(), (Frames{"585#43 00 10 00 00 00 00 00", "585#43 18 10 01 C7 03 00 00"}));
+  EXPECT_EQ(0U, node.port().waitingFrames());
+  EXPECT_EQ((Frames{"585#43 00 10 00 00 00 00 00", "585#43 18 10 01 C7 03 00 00"}), node.port().takeSent());
 }
 
 TEST(NodeReception, CommandInABurstTakesEffectForTheFramesBehindIt) {
@@ -214,8 +215,8 @@ TEST(NodeReception, CommandInABurstTakesEffectForTheFramesBehindIt) {
   node.port().inject("000#80 05");
   node.port().inject("605#40 18 10 01 00 00 00 00");
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().takeSent(), (Frames{"585#43 18 10 01 C7 03 00 00", "585#43 18 10 01 C7 03 00 00"}));
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ((Frames{"585#43 18 10 01 C7 03 00 00", "585#43 18 10 01 C7 03 00 00"}), node.port().takeSent());
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 TEST(NodeReception, EveryOtherIdentifierAndLengthIsDropped) {
@@ -233,9 +234,9 @@ TEST(NodeReception, EveryOtherIdentifierAndLengthIsDropped) {
     }
   }
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().waitingFrames(), 0U);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(0U, node.port().waitingFrames());
+  EXPECT_EQ(Frames{}, node.port().takeSent());
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 // Covers: what a master that saves hears when the disk has a fault.
 //
-// | disk                             | robustness                                            |
-// |----------------------------------|-------------------------------------------------------|
-// | full                             | confirmed, one line on standard error                 |
-// | the file is a folder             | abort 0x06060000                                      |
-// | the folder may not be written    | abort 0x06060000                                      |
-// | any of these at the start        | the node boots, the next save with room is confirmed  |
+// | subject                       | functional | robustness                                           |
+// |-------------------------------|------------|------------------------------------------------------|
+// | full                          |            | confirmed, one line on standard error                |
+// | the file is a folder          |            | abort 0x06060000                                     |
+// | the folder may not be written |            | abort 0x06060000                                     |
+// | any of these at the start     |            | the node boots, the next save with room is confirmed |
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -32,31 +32,31 @@ TEST(DiskFaultsOnTheBus, SaveOnAFullDiskIsConfirmedAndReported) {
   test::TestNode node;
   node.boot();
   makeFull("tavo.dcf");
-  EXPECT_EQ(node.receive(SAVE), CONFIRMED);
-  EXPECT_EQ(node.output.takeErrors(), "CANopen: the file tavo.dcf is incomplete, it could not be written to its end\n");
+  EXPECT_EQ(CONFIRMED, node.receive(SAVE));
+  EXPECT_EQ("CANopen: the file tavo.dcf is incomplete, it could not be written to its end\n", node.output.takeErrors());
 }
 
 TEST(DiskFaultsOnTheBus, SaveIntoAFolderOfThatNameIsAborted) {
   test::TestNode node;
   node.boot();
   std::filesystem::create_directory("tavo.dcf");
-  EXPECT_EQ(node.receive(SAVE), HARDWARE_ERROR);
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ(HARDWARE_ERROR, node.receive(SAVE));
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(DiskFaultsOnTheBus, SaveIntoAReadOnlyFolderIsAborted) {
   constexpr uid_t NOBODY = 65534;
   test::TestNode node;
   node.boot();
-  ASSERT_EQ(::chmod(".", 0555), 0);
+  ASSERT_EQ(0, ::chmod(".", 0555));
   const uid_t user = ::geteuid();
   if (user == 0) {
-    ASSERT_EQ(::seteuid(NOBODY), 0);
+    ASSERT_EQ(0, ::seteuid(NOBODY));
   }
   const Frames answer = node.receive(SAVE);
-  ASSERT_EQ(::seteuid(user), 0);
-  ASSERT_EQ(::chmod(".", 0755), 0);
-  EXPECT_EQ(answer, HARDWARE_ERROR);
+  ASSERT_EQ(0, ::seteuid(user));
+  ASSERT_EQ(0, ::chmod(".", 0755));
+  EXPECT_EQ(HARDWARE_ERROR, answer);
 }
 
 TEST(DiskFaultsOnTheBus, SaveAfterAFaultIsConfirmedAgain) {
@@ -65,24 +65,24 @@ TEST(DiskFaultsOnTheBus, SaveAfterAFaultIsConfirmedAgain) {
   std::filesystem::create_directory("tavo.dcf");
   node.receive(SAVE);
   std::filesystem::remove("tavo.dcf");
-  EXPECT_EQ(node.receive(SAVE), CONFIRMED);
-  EXPECT_NE(node.directory.read("tavo.dcf"), "");
+  EXPECT_EQ(CONFIRMED, node.receive(SAVE));
+  EXPECT_NE("", node.directory.read("tavo.dcf"));
 }
 
 TEST(DiskFaultsOnTheBus, StartOnAFullDiskBoots) {
   test::TestNode node;
   makeFull("tavo_default.dcf");
   node.init();
-  EXPECT_EQ(node.cycle(), Frames{"705#00"});
-  EXPECT_EQ(node.output.takeErrors(),
-            "CANopen: the file tavo_default.dcf is incomplete, it could not be written to its end\n");
+  EXPECT_EQ(Frames{"705#00"}, node.cycle());
+  EXPECT_EQ("CANopen: the file tavo_default.dcf is incomplete, it could not be written to its end\n",
+            node.output.takeErrors());
 }
 
 TEST(DiskFaultsOnTheBus, StartWithAFolderForAFileBoots) {
   test::TestNode node;
   std::filesystem::create_directory("tavo_default.dcf");
   node.init();
-  EXPECT_EQ(node.cycle(), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, node.cycle());
 }
 
 }  // namespace

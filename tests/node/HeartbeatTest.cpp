@@ -1,12 +1,12 @@
-// Heartbeats of a whole node and of the nodes that it watches.
+// Covers: heartbeats of a whole node and of the nodes that it watches.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  heartbeat byte by state                     | x          | paused, resetting
-//  period at the cycle of the node             | x          | cycle slower than the period
-//  producer time over SDO                      | x          | 0, above the range
-//  consumer entry over SDO                     | x          | STOPPED
-//  bus gone                                    |            | x
+// | subject                         | functional | robustness                   |
+// |---------------------------------|------------|------------------------------|
+// | heartbeat byte by state         | x          | paused, resetting            |
+// | period at the cycle of the node | x          | cycle slower than the period |
+// | producer time over SDO          | x          | 0, above the range           |
+// | consumer entry over SDO         | x          | STOPPED                      |
+// | bus gone                        |            | x                            |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQErrorCodes.h"
@@ -30,82 +30,82 @@ protected:
 };
 
 TEST_F(NodeHeartbeat, FollowsTheBootUpByOnePeriod) {
-  EXPECT_EQ(node.run(999), Frames{});
-  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+  EXPECT_EQ(Frames{}, node.run(999));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1));
 }
 
 TEST_F(NodeHeartbeat, TellsTheStateAtEveryPeriod) {
-  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1000));
   node.receive("000#01 05");
-  EXPECT_EQ(node.run(1000), Frames{"705#05"});
+  EXPECT_EQ(Frames{"705#05"}, node.run(1000));
   node.receive("000#02 05");
-  EXPECT_EQ(node.run(1000), Frames{"705#04"});
+  EXPECT_EQ(Frames{"705#04"}, node.run(1000));
   node.receive("000#80 05");
-  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
-  EXPECT_EQ(node.run(3000), (Frames{"705#7F", "705#7F", "705#7F"}));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1000));
+  EXPECT_EQ((Frames{"705#7F", "705#7F", "705#7F"}), node.run(3000));
 }
 
 TEST_F(NodeHeartbeat, PeriodIsRoundedUpToTheCycle) {
   node.clock.advance(700);
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(Frames{}, node.cycle());
   node.clock.advance(700);
-  EXPECT_EQ(node.cycle(), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"705#7F"}, node.cycle());
   node.clock.advance(700);
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(Frames{}, node.cycle());
   node.clock.advance(700);
-  EXPECT_EQ(node.cycle(), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"705#7F"}, node.cycle());
 }
 
 TEST_F(NodeHeartbeat, ResetStartsThePeriodAnewWithTheBootUp) {
   node.run(900);
   node.receive("000#82 05");
-  EXPECT_EQ(node.run(2), Frames{"705#00"});
-  EXPECT_EQ(node.run(999), Frames{});
-  EXPECT_EQ(node.run(1), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"705#00"}, node.run(2));
+  EXPECT_EQ(Frames{}, node.run(999));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1));
 }
 
 TEST_F(NodeHeartbeat, PausedNodeIsSilentAndCatchesUpWithOne) {
   node.canopen().setPaused(true);
-  EXPECT_EQ(node.run(5000), Frames{});
+  EXPECT_EQ(Frames{}, node.run(5000));
   node.canopen().setPaused(false);
-  EXPECT_EQ(node.run(1), Frames{"705#7F"});
-  EXPECT_EQ(node.run(999), Frames{});
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1));
+  EXPECT_EQ(Frames{}, node.run(999));
 }
 
 TEST_F(NodeHeartbeat, MasterSwitchesItOff) {
-  EXPECT_EQ(node.receive("605#2B 17 10 00 00 00 00 00"), Frames{"585#60 17 10 00 00 00 00 00"});
-  EXPECT_EQ(node.run(5000), Frames{});
+  EXPECT_EQ(Frames{"585#60 17 10 00 00 00 00 00"}, node.receive("605#2B 17 10 00 00 00 00 00"));
+  EXPECT_EQ(Frames{}, node.run(5000));
 }
 
 TEST_F(NodeHeartbeat, MasterChangesThePeriod) {
-  EXPECT_EQ(node.receive("605#2B 17 10 00 F4 01 00 00"), Frames{"585#60 17 10 00 00 00 00 00"});
-  EXPECT_EQ(node.run(499), Frames{});
-  EXPECT_EQ(node.run(1), Frames{"705#7F"});
-  EXPECT_EQ(node.run(500), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"585#60 17 10 00 00 00 00 00"}, node.receive("605#2B 17 10 00 F4 01 00 00"));
+  EXPECT_EQ(Frames{}, node.run(499));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(500));
 }
 
 TEST_F(NodeHeartbeat, PeriodOfMoreThan16BitsIsRefusedAndTheOldOneStays) {
-  EXPECT_EQ(node.receive("605#23 17 10 00 00 00 01 00"), Frames{"585#80 17 10 00 30 00 09 06"});
-  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"585#80 17 10 00 30 00 09 06"}, node.receive("605#23 17 10 00 00 00 01 00"));
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1000));
 }
 
 TEST_F(NodeHeartbeat, ApplicationChangesThePeriod) {
   node.canopen().setHeartbeatProducerTime(100);
-  EXPECT_EQ(node.run(300), (Frames{"705#7F", "705#7F", "705#7F"}));
-  EXPECT_EQ(node.canopen().getHeartbeatTime(), 100);
+  EXPECT_EQ((Frames{"705#7F", "705#7F", "705#7F"}), node.run(300));
+  EXPECT_EQ(100, node.canopen().getHeartbeatTime());
 }
 
 TEST_F(NodeHeartbeat, GoesOnWhenThePortReturns) {
   node.port().refuse(26, KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.run(1000), Frames{});
-  EXPECT_EQ(node.output.takeErrors(), "CANopen: Error sending CAN message\n");
-  EXPECT_EQ(node.run(1000), Frames{"705#7F"});
+  EXPECT_EQ(Frames{}, node.run(1000));
+  EXPECT_EQ("CANopen: Error sending CAN message\n", node.output.takeErrors());
+  EXPECT_EQ(Frames{"705#7F"}, node.run(1000));
 }
 
 TEST(NodeWithoutHeartbeat, IsSilentAfterTheBootUp) {
   TestNode node;
   node.start();
-  EXPECT_EQ(node.run(5000), Frames{});
+  EXPECT_EQ(Frames{}, node.run(5000));
 }
 
 // ---- consumer
@@ -116,7 +116,7 @@ protected:
     node.start();
     node.canopen().getNMTHandler()->addHeartbeatListener(&listener);
     // node 0x1A, 100 ms
-    EXPECT_EQ(node.receive("605#23 16 10 01 64 00 1A 00"), Frames{"585#60 16 10 01 00 00 00 00"});
+    EXPECT_EQ(Frames{"585#60 16 10 01 00 00 00 00"}, node.receive("605#23 16 10 01 64 00 1A 00"));
   }
 
   TestNode node;
@@ -127,18 +127,18 @@ TEST_F(NodeWatch, NodeThatComesAndGoesIsReported) {
   node.run(1000);
   EXPECT_TRUE(listener.signals.empty());
   node.receive("71A#00");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getCode(), 0x518);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 0x1AU);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(0x518, listener.signals[0].getCode());
+  EXPECT_EQ(0x1AU, listener.signals[0].getFirstValue());
   node.run(100);
-  EXPECT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(1U, listener.signals.size());
   node.run(1);
-  ASSERT_EQ(listener.signals.size(), 2U);
-  EXPECT_EQ(listener.signals[1].getCode(), 0x517);
-  EXPECT_EQ(listener.signals[1].getFirstValue(), 0x1AU);
-  EXPECT_EQ(listener.signals[1].getSecondValue(), 17U);
+  ASSERT_EQ(2U, listener.signals.size());
+  EXPECT_EQ(0x517, listener.signals[1].getCode());
+  EXPECT_EQ(0x1AU, listener.signals[1].getFirstValue());
+  EXPECT_EQ(17U, listener.signals[1].getSecondValue());
   node.run(1000);
-  EXPECT_EQ(listener.signals.size(), 2U);
+  EXPECT_EQ(2U, listener.signals.size());
 }
 
 TEST_F(NodeWatch, PeriodicHeartbeatsKeepTheNodePresent) {
@@ -146,15 +146,15 @@ TEST_F(NodeWatch, PeriodicHeartbeatsKeepTheNodePresent) {
     node.receive("71A#05");
     node.run(50);
   }
-  EXPECT_EQ(listener.signals.size(), 1U);
+  EXPECT_EQ(1U, listener.signals.size());
 }
 
 TEST_F(NodeWatch, GoesOnInStopped) {
   node.receive("71A#05");
   node.receive("000#02 05");
   node.run(101);
-  ASSERT_EQ(listener.signals.size(), 2U);
-  EXPECT_EQ(listener.signals[1].getCode(), 0x517);
+  ASSERT_EQ(2U, listener.signals.size());
+  EXPECT_EQ(0x517, listener.signals[1].getCode());
 }
 
 TEST_F(NodeWatch, ResetMakesTheNodeMissingInSilence) {
@@ -164,12 +164,12 @@ TEST_F(NodeWatch, ResetMakesTheNodeMissingInSilence) {
   node.run(200);
   EXPECT_TRUE(listener.signals.empty());
   node.receive("71A#05");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getCode(), 0x518);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(0x518, listener.signals[0].getCode());
 }
 
 TEST_F(NodeWatch, HeartbeatIsNotAnswered) {
-  EXPECT_EQ(node.receive("71A#05"), Frames{});
+  EXPECT_EQ(Frames{}, node.receive("71A#05"));
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // Covers: several nodes of one process, each with a protocol thread of its own, and application threads beside them.
 //
-// | parameter    | functional                                             | robustness                        |
-// |--------------|--------------------------------------------------------|-----------------------------------|
-// | nodes        | three, on ports of their own, with one variable store  | one is reset again and again      |
-// | applications | each writes what all nodes send, and asks every client | PDOs are remapped meanwhile       |
+// | subject      | functional                                             | robustness                   |
+// |--------------|--------------------------------------------------------|------------------------------|
+// | nodes        | three, on ports of their own, with one variable store  | one is reset again and again |
+// | applications | each writes what all nodes send, and asks every client | PDOs are remapped meanwhile  |
 //
 // What a thread sanitizer says of it counts as much as the assertions.
 
@@ -68,33 +68,33 @@ protected:
     nodes[number] = std::make_unique<KQ::KQCANopen>("node " + std::to_string(number));
     KQ::KQCANopen& node = *nodes[number];
     ASSERT_EQ(
-        node.create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), FIRST_PORT + number, nullptr), 0);
+        0, node.create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), FIRST_PORT + number, nullptr));
     node.setNodeID(static_cast<unsigned char>(5 + number));
-    ASSERT_EQ(node.init(), 0);
+    ASSERT_EQ(0, node.init());
     node.getApplicationVariables();
-    ASSERT_EQ(node.addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr), 0);
+    ASSERT_EQ(0, node.addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr));
     for (unsigned short subIndex = 1; subIndex <= APPLICATIONS; ++subIndex) {
-      ASSERT_EQ(node.addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, SHARED, subIndex, 16), 0);
+      ASSERT_EQ(0, node.addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, SHARED, subIndex, 16));
     }
     addRemoteVariable(node, static_cast<unsigned short>(REMOTE + number));
     node.process(clock.now());
     ports[number]->inject("000#01 00");
     node.onEndPointReadable(ports[number], nullptr);
-    ASSERT_EQ(node.getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
+    ASSERT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.getCANopenState());
     serve(number);  // a new PDO goes out once
     sent[number] = 0;
   }
 
   static void addRemoteVariable(KQ::KQCANopen& node, unsigned short index) {
-    ASSERT_EQ(node.addSDOChannel(0x620, 0x5A0, 0x20, KQ::SDO_CHANNEL_CLIENT, "server"), 0);
+    ASSERT_EQ(0, node.addSDOChannel(0x620, 0x5A0, 0x20, KQ::SDO_CHANNEL_CLIENT, "server"));
     KQ::KQVariable variable(index, 1, "remote", KQ::STORAGE_TYPE_INTEGER, 16);
     variable.setExternalIdentifier(0x60000001);
     variable.setChannelName("server");
-    ASSERT_EQ(node.addVariable(&variable), 0);
-    ASSERT_EQ(node.setSDOServerID(index, 1, 0x620), 0);
+    ASSERT_EQ(0, node.addVariable(&variable));
+    ASSERT_EQ(0, node.setSDOServerID(index, 1, 0x620));
   }
 
-  /// A cycle of a node, and the answers of its server. @return whether a write to the server went out
+  // A cycle of a node, and the answers of its server. @return whether a write to the server went out
   bool serve(unsigned int number) {
     nodes[number]->process(clock.now() + 10);
     bool hasWritten = false;
@@ -110,8 +110,8 @@ protected:
     return hasWritten;
   }
 
-  /// What a protocol thread does until the applications are done and nothing more comes. @param disturb called each
-  /// time
+  // What a protocol thread does until the applications are done and nothing more comes. @param disturb called each
+  // time
   template <typename Disturb>
   void run(unsigned int number, Disturb disturb) {
     constexpr int CALM = 20;
@@ -161,10 +161,10 @@ protected:
 
 TEST_F(InstanceThreads, EachServesAllApplications) {
   runAll([](unsigned int /*number*/) {});
-  EXPECT_EQ(failures, 0U);
+  EXPECT_EQ(0U, failures);
   for (unsigned int i = 0; i < NODES; ++i) {
-    EXPECT_EQ(sent[i], APPLICATIONS * static_cast<unsigned int>(WRITES)) << "node " << i;
-    EXPECT_EQ(lastWritten[i], "620#2B 00 60 01 E8 03 00 00") << "node " << i;  // the last of all writes
+    EXPECT_EQ(APPLICATIONS * static_cast<unsigned int>(WRITES), sent[i]) << "node " << i;
+    EXPECT_EQ("620#2B 00 60 01 E8 03 00 00", lastWritten[i]) << "node " << i;  // the last of all writes
   }
 }
 
@@ -174,9 +174,9 @@ TEST_F(InstanceThreads, RemapWhileApplicationsWrite) {
     dictionary.setValue(0x1800, 1, static_cast<int>(0x80000185U), false);
     dictionary.setValue(0x1800, 1, 0x185, false);
   });
-  EXPECT_EQ(failures, 0U);
+  EXPECT_EQ(0U, failures);
   for (unsigned int i = 0; i < NODES; ++i) {
-    EXPECT_EQ(lastWritten[i], "620#2B 00 60 01 E8 03 00 00") << "node " << i;
+    EXPECT_EQ("620#2B 00 60 01 E8 03 00 00", lastWritten[i]) << "node " << i;
   }
 }
 

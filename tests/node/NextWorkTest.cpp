@@ -1,13 +1,12 @@
-// When the node next has something to do: a program that sleeps until then misses nothing.
+// Covers: when the node next has something to do: a program that sleeps until then misses nothing.
 //
-//  subject                       | functional                                    | robustness
-//  ------------------------------+-----------------------------------------------+---------------------------------
-//  same events at the same times | heartbeats, heartbeat and reception time-outs,| a port that refuses
-//  as with a cycle every ms      | event timers, inhibit times, SDO time-outs,   |
-//                                | requests                                      |
-//  how often it has to be asked  | once an event                                 | nothing due at all
-//  states                        | before init, INIT, reset, paused              |
-//  work listener                 | request, read, held-back PDO                  | refused request, none
+// | subject                       | functional                                           | robustness            |
+// |-------------------------------|------------------------------------------------------|-----------------------|
+// | same events at the same times | heartbeats, heartbeat and reception time-outs,       | a port that refuses   |
+// | as with a cycle every ms      | event timers, inhibit times, SDO time-outs, requests |                       |
+// | how often it has to be asked  | once an event                                        | nothing due at all    |
+// | states                        | before init, INIT, reset, paused                     |                       |
+// | work listener                 | request, read, held-back PDO                         | refused request, none |
 
 #include <algorithm>
 #include <functional>
@@ -28,19 +27,19 @@ namespace {
 
 using test::Frames;
 
-/// Everything that a node did, each with the tick at which it did it.
+// Everything that a node did, each with the tick at which it did it.
 using Log = std::vector<std::string>;
 
-/// Something that happens to a node from outside.
+// Something that happens to a node from outside.
 struct Event {
-  unsigned int after;  ///< ms from the start
+  unsigned int after;  // ms from the start
   std::function<void()> happen;
 };
 
-/// How the program around the node waits.
+// How the program around the node waits.
 enum class Pace { EVERY_MILLISECOND, UNTIL_NEXT_WORK };
 
-/// Drives a node for a while and keeps what it does.
+// Drives a node for a while and keeps what it does.
 class Drive {
 public:
   explicit Drive(test::TestNode& driven) : node(driven), start(node.clock.now()) {}
@@ -87,7 +86,7 @@ private:
   Log log;
 };
 
-/// Notes a PDO event where the node prints, so that it is logged with its tick.
+// Notes a PDO event where the node prints, so that it is logged with its tick.
 class PrintingAction : public KQ::KQAction {
 public:
   int execute() override {
@@ -205,7 +204,7 @@ Log clientTimeouts(Pace pace) {
 struct Scenario {
   const char* name;
   Log (*play)(Pace);
-  std::size_t events;  ///< as many at least, so that there is something to compare
+  std::size_t events;  // as many at least, so that there is something to compare
 };
 
 class Sleep : public testing::TestWithParam<Scenario> {};
@@ -213,7 +212,7 @@ class Sleep : public testing::TestWithParam<Scenario> {};
 TEST_P(Sleep, UntilTheNextWorkMissesNothing) {
   const Log expected = GetParam().play(Pace::EVERY_MILLISECOND);
   EXPECT_GE(expected.size(), GetParam().events);
-  EXPECT_EQ(GetParam().play(Pace::UNTIL_NEXT_WORK), expected);
+  EXPECT_EQ(expected, GetParam().play(Pace::UNTIL_NEXT_WORK));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, Sleep,
@@ -232,47 +231,47 @@ TEST_F(NextWork, OfAnIdleNodeIsItsHeartbeat) {
   node.canopen().addHeartbeatConsumer(0x21, 10);  // never heard: nothing to report
   start();
   Drive drive(node);
-  EXPECT_EQ(drive.run(Pace::UNTIL_NEXT_WORK, 10000, {}).size(), 10U);
+  EXPECT_EQ(10U, drive.run(Pace::UNTIL_NEXT_WORK, 10000, {}).size());
   EXPECT_LE(drive.cycles, 12U);
 }
 
 TEST_F(NextWork, OfANodeWithNothingToDoIsNever) {
   start();
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0xFFFFFFFFU);
+  EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(NextWork, IsNowUntilTheNodeCommunicates) {
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
   start();
   node.receive("000#82 00");
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
   node.cycle();
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(NextWork, OfAnUnknownStateIsAtThePaceOfTheStatusWord) {
   start();
   node.canopen().getStateMachine()->setState(77);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 5U);
+  EXPECT_EQ(5U, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(NextWork, OfAPausedNodeIsNever) {
   node.canopen().setHeartbeatProducerTime(10);
   start();
   node.canopen().setPaused(true);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0xFFFFFFFFU);
+  EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(NextWork, OfANodeWithoutAPortIsNoHeartbeat) {
   node.canopen().setHeartbeatProducerTime(10);
   start();
   node.canopen().release();
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0xFFFFFFFFU);
+  EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());
 }
 
 TEST(NextWorkBeforeInit, IsNever) {
   test::TestNode node;
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0xFFFFFFFFU);
+  EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(NextWork, AfterARefusalIsATryAtThePaceOfTheStatusWord) {
@@ -280,14 +279,14 @@ TEST_F(NextWork, AfterARefusalIsATryAtThePaceOfTheStatusWord) {
   addTransmitPDO(0, {0x185}, {0x20010108});
   start();
   node.port().refuse(52, 23);
-  EXPECT_EQ(node.cycle(), Frames{});
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 5U);
+  EXPECT_EQ(Frames{}, node.cycle());
+  EXPECT_EQ(5U, node.canopen().getTimeToNextWork());
   node.clock.advance(5);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
+  EXPECT_EQ(Frames{}, node.cycle());
   node.clock.advance(5);
-  EXPECT_EQ(node.cycle(), Frames{"185#00"});
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0xFFFFFFFFU);
+  EXPECT_EQ(Frames{"185#00"}, node.cycle());
+  EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());
 }
 
 // ---- work of other threads
@@ -309,29 +308,29 @@ protected:
 };
 
 TEST_F(WorkListener, HearsOfARequest) {
-  EXPECT_EQ(write(1, 5), 0);
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals.front().getType(), KQ::STACK_SIGNAL_TYPE);
-  EXPECT_EQ(listener.signals.front().getCode(), KQ::SIGNAL_WORK_QUEUED);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
+  EXPECT_EQ(0, write(1, 5));
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(KQ::STACK_SIGNAL_TYPE, listener.signals.front().getType());
+  EXPECT_EQ(KQ::SIGNAL_WORK_QUEUED, listener.signals.front().getCode());
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(WorkListener, HearsOfARead) {
-  EXPECT_EQ(read(1), 0);
-  EXPECT_EQ(told(), 1U);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 0U);
+  EXPECT_EQ(0, read(1));
+  EXPECT_EQ(1U, told());
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
 }
 
 TEST_F(WorkListener, HearsNothingOfARefusedRequest) {
-  EXPECT_EQ(write(9, 5), 23);
-  EXPECT_EQ(read(9), 23);
-  EXPECT_EQ(told(), 0U);
+  EXPECT_EQ(23, write(9, 5));
+  EXPECT_EQ(23, read(9));
+  EXPECT_EQ(0U, told());
 }
 
 TEST_F(WorkListener, MayBeTakenOut) {
   node.canopen().setWorkListener(nullptr);
-  EXPECT_EQ(write(1, 5), 0);
-  EXPECT_EQ(told(), 0U);
+  EXPECT_EQ(0, write(1, 5));
+  EXPECT_EQ(0U, told());
 }
 
 class WorkListenerOfPDOs : public test::PDOFixture {
@@ -346,8 +345,8 @@ TEST_F(WorkListenerOfPDOs, HearsOfATransmissionThatIsHeldBackOnce) {
   node.canopen().setWorkListener(&listener);
   change(0x2001, 1, 1);
   change(0x2001, 1, 2);
-  EXPECT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(node.canopen().getTimeToNextWork(), 100U);
+  EXPECT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(100U, node.canopen().getTimeToNextWork());
 }
 
 }  // namespace

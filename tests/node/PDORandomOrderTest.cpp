@@ -1,14 +1,18 @@
 // Covers: everything that concerns PDOs, in random order; meant for the address sanitizer.
 //
-// | operation       | robustness                                                                                     |
-// |-----------------|------------------------------------------------------------------------------------------------|
-// | values          | variables of the application and of the node, dictionary objects, from RPDOs that are mapped   |
-// |                 | into TPDOs as well                                                                             |
-// | frames          | SYNC, RPDOs of any length, buffered ones, RPDOs that write parameters of PDOs, their own too   |
-// | configuration   | COB-IDs (also shared ones), types, times, mappings, actions, events that rebuild PDOs          |
-// | states          | NMT, setCANopenState, reset of communication and of values, init of the handler, pause         |
-// | surroundings    | steps of the clock and its wrap, refused frames                                                |
-// | counters        | mapped into their own TPDO, into others, parameters of PDOs                                    |
+// | subject       | functional | robustness                                                                           |
+// |---------------|------------|--------------------------------------------------------------------------------------|
+// | values        |            | variables of the application and of the node, dictionary objects, from RPDOs that    |
+// |               |            | are mapped                                                                           |
+// |               |            | into TPDOs as well                                                                   |
+// | frames        |            | SYNC, RPDOs of any length, buffered ones, RPDOs that write parameters of PDOs, their |
+// |               |            | own too                                                                              |
+// | configuration |            | COB-IDs (also shared ones), types, times, mappings, actions, events that rebuild     |
+// |               |            | PDOs                                                                                 |
+// | states        |            | NMT, setCANopenState, reset of communication and of values, init of the handler,     |
+// |               |            | pause                                                                                |
+// | surroundings  |            | steps of the clock and its wrap, refused frames                                      |
+// | counters      |            | mapped into their own TPDO, into others, parameters of PDOs                          |
 //
 // After every operation: no PDO outside OPERATIONAL, only identifiers that are in use, a bounded number of frames.
 // The seed is printed; TAVO_TEST_SEED repeats a run, TAVO_TEST_OPERATIONS sets the number of operations.
@@ -31,7 +35,7 @@ namespace {
 
 constexpr unsigned short PDOS = 6;
 constexpr unsigned int INVALID = 0x80000000U;
-/// Frames that one operation may let out. A pause may have kept back many operations, but an end there is.
+// Frames that one operation may let out. A pause may have kept back many operations, but an end there is.
 constexpr std::size_t MOST_FRAMES = 10000;
 
 class RandomAction : public KQAction {
@@ -236,7 +240,7 @@ protected:
 
   // ---- what must hold
 
-  /// What an event of an RPDO sets off, in the middle of its handling.
+  // What an event of an RPDO sets off, in the middle of its handling.
   void react() {
     if (isCalm || !oneIn(20)) {
       return;
@@ -279,7 +283,7 @@ protected:
     EXPECT_LE(node.canopen().getProtocolStatus(), 5);
   }
 
-  /// A PDO of each direction that nothing before has touched.
+  // A PDO of each direction that nothing before has touched.
   void expectWorkingPDOs() {
     isCalm = true;
     node.port().refuse(0, 0);
@@ -299,7 +303,7 @@ protected:
   }
 
   std::mt19937 random;
-  bool isCalm = false;  ///< events set nothing off
+  bool isCalm = false;  // events set nothing off
   test::SignalRecorder stateChanges;
   RandomAction action{[this] { react(); }};
 };

@@ -1,13 +1,13 @@
 // Covers: a master that configures PDOs over SDO, frame by frame.
 //
-// | subject        | functional                                              | robustness                             |
-// |----------------|---------------------------------------------------------|----------------------------------------|
-// | TPDO procedure | invalidate, change the mapping, validate                | a valid COB-ID, restricted COB-IDs     |
-// | RPDO procedure | the same                                                | taken COB-ID                           |
-// | mapping        | the device's own change counts after the next           | the bus cannot change it, valid or not |
-// |                | validation                                              |                                        |
-// | parameters     | type, inhibit time, event timer, moved COB-ID           | reserved types                         |
-// | log            | each line to the letter                                 |                                        |
+// | subject        | functional                                    | robustness                             |
+// |----------------|-----------------------------------------------|----------------------------------------|
+// | TPDO procedure | invalidate, change the mapping, validate      | a valid COB-ID, restricted COB-IDs     |
+// | RPDO procedure | the same                                      | taken COB-ID                           |
+// | mapping        | the device's own change counts after the next | the bus cannot change it, valid or not |
+// |                | validation                                    |                                        |
+// | parameters     | type, inhibit time, event timer, moved COB-ID | reserved types                         |
+// | log            | each line to the letter                       |                                        |
 
 #include <string>
 
@@ -28,7 +28,7 @@ protected:
     startAndSettle();
   }
 
-  /// A request of the master. @return all frames that it sets off, the answer last
+  // A request of the master. @return all frames that it sets off, the answer last
   Frames request(const std::string& bytes) { return node.receive("605#" + bytes); }
   std::string printed() { return node.output.takeOutput(); }
 };

@@ -1,10 +1,10 @@
 // Covers: how long an application's write of a mapped variable may have to wait for the transmissions of the node.
 //
-// | subject      | functional                                                     | robustness                     |
-// |--------------|----------------------------------------------------------------|--------------------------------|
-// | send mutex   | free between two TPDOs of a send pass, while PDOs are built    | held while a TPDO is sent: its |
-// |              |                                                                | replacement waits for that     |
-// | other frames | leave between two TPDOs of one SYNC                            |                                |
+// | subject      | functional                                   | robustness                                       |
+// |--------------|----------------------------------------------|--------------------------------------------------|
+// | send mutex   | free between two TPDOs of a send pass, while | held while a TPDO is sent: its replacement waits |
+// |              | PDOs are built                               | for that                                         |
+// | other frames | leave between two TPDOs of one SYNC          |                                                  |
 
 #include <algorithm>
 #include <atomic>
@@ -17,13 +17,14 @@
 #include "KQMutex.h"
 #include "OtherThread.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 
 using namespace KQ;
 using test::Frames;
 
 namespace {
 
-/// A transmission reads the clock with the send mutex held; whatever goes on around the transmissions reads it without.
+// A transmission reads the clock with the send mutex held; whatever goes on around the transmissions reads it without.
 class PDOSendMutex : public test::PDOFixture {
 protected:
   PDOSendMutex() {
@@ -34,9 +35,9 @@ protected:
     start();
   }
 
-  /// From now on each reading of the clock notes, in the respect of another thread, whether the send mutex is free.
+  // From now on each reading of the clock notes, in the respect of another thread, whether the send mutex is free.
   void watch() {
-    sendMutex = &handler().getSendMutex();
+    sendMutex = &PDOInternals::sendMutexOf(handler());
     port = &node.port();
     now = node.clock.now();
     framesBefore = port->writeAttempts();
@@ -45,7 +46,7 @@ protected:
     test::edition::setClock(readTick);  // until the node's clock goes
   }
 
-  /// By the number of frames that were sent since watch().
+  // By the number of frames that were sent since watch().
   static inline std::set<unsigned int> whenFree;
   static inline std::set<unsigned int> whenHeld;
 
@@ -109,7 +110,7 @@ TEST_F(PDOSendMutex, LetsNoPDOBeReplacedWhileItIsSent) {
   EXPECT_TRUE(waits);
 }
 
-/// Changes a variable all the time.
+// Changes a variable all the time.
 class ChangingThread {
 public:
   explicit ChangingThread(unsigned short variable) : index(variable), thread([this] { run(); }) {}
@@ -148,7 +149,7 @@ protected:
 
   static bool isOfSync(const std::string& frame) { return frame.compare(0, 3, "1FF") != 0; }
 
-  /// Whether the frame of a change left between the first and the last one of the SYNC.
+  // Whether the frame of a change left between the first and the last one of the SYNC.
   static bool hasChangeInBetween(const Frames& frames) {
     const auto first = std::find_if(frames.begin(), frames.end(), isOfSync);
     const auto last = std::find_if(frames.rbegin(), frames.rend(), isOfSync).base();

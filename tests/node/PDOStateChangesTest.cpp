@@ -1,13 +1,13 @@
 // Covers: nothing of a PDO leaves or is applied outside OPERATIONAL, whatever waited when the state changed.
 //
-// | parameter    | functional                                      | robustness                                       |
-// |--------------|-------------------------------------------------|--------------------------------------------------|
-// | state change | every NMT command, setCANopenState, refused     | repeated, in quick turns, by an event of the     |
-// |              | ones, pause                                     | SYNC itself                                      |
-// | what waits   | inhibited change, queued and cyclic SYNC, event | all of it at once                                |
-// |              | timer that is due, buffered RPDO                |                                                  |
-// | afterwards   | what is kept goes on in OPERATIONAL, a reset    | frames on either side of the command             |
-// |              | starts anew                                     |                                                  |
+// | subject      | functional                                      | robustness                                   |
+// |--------------|-------------------------------------------------|----------------------------------------------|
+// | state change | every NMT command, setCANopenState, refused     | repeated, in quick turns, by an event of the |
+// |              | ones, pause                                     | SYNC itself                                  |
+// | what waits   | inhibited change, queued and cyclic SYNC, event | all of it at once                            |
+// |              | timer that is due, buffered RPDO                |                                              |
+// | afterwards   | what is kept goes on in OPERATIONAL, a reset    | frames on either side of the command         |
+// |              | starts anew                                     |                                              |
 
 #include <string>
 
@@ -20,8 +20,8 @@ using test::Frames;
 
 namespace {
 
-/// A node in which everything waits at once: a change within its inhibit time, an event timer that is due, TPDOs of
-/// type 0 and 1, a buffered RPDO.
+// A node in which everything waits at once: a change within its inhibit time, an event timer that is due, TPDOs of
+// type 0 and 1, a buffered RPDO.
 class PDOStateChanges : public test::PDOFixture {
 protected:
   PDOStateChanges() {
@@ -40,7 +40,7 @@ protected:
     sent();
   }
 
-  /// Everything that could let a PDO out or in. @return the frames of PDOs
+  // Everything that could let a PDO out or in. @return the frames of PDOs
   Frames provoke() {
     Frames frames;
     const auto add = [&frames](const Frames& more) {
@@ -63,14 +63,14 @@ protected:
 };
 
 struct StateChange : test::NamedCase {
-  const char* command;   ///< NMT command, or null
-  int state;             ///< by setCANopenState
-  bool keepsWhatWaited;  ///< no INIT on the way back to OPERATIONAL
+  const char* command;   // NMT command, or null
+  int state;             // by setCANopenState
+  bool keepsWhatWaited;  // no INIT on the way back to OPERATIONAL
 };
 
 class PDOAfterStateChange : public PDOStateChanges, public testing::WithParamInterface<StateChange> {
 protected:
-  /// @return the frames that the change itself sends
+  // @return the frames that the change itself sends
   Frames changeState() {
     if (GetParam().command != nullptr) {
       return node.receive(GetParam().command);
@@ -185,7 +185,7 @@ TEST_F(PDOStateChanges, EveryResetSendsEachEventDrivenTPDOOnceAfterTheStart) {
   }
 }
 
-/// Ends OPERATIONAL as soon as it is told of something.
+// Ends OPERATIONAL as soon as it is told of something.
 class Stopper : public KQAction {
 public:
   explicit Stopper(KQCANopen& stack) : canopen(stack) {}

@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned char VARIABLES = 2;
 
-/// Four equal bytes: a value that was put together from two others shows.
+// Four equal bytes: a value that was put together from two others shows.
 unsigned int pattern(unsigned int number) {
   return (number & 0xFFU) * 0x01010101U;
 }
@@ -53,7 +53,7 @@ protected:
 
   ~PDOThreads() override { stopThreads(); }
 
-  /// Each thread writes one variable of the application and one of the node, in different orders.
+  // Each thread writes one variable of the application and one of the node, in different orders.
   void startThreads() {
     for (unsigned char number = 0; number < VARIABLES; ++number) {
       threads.emplace_back([this, number] { changeVariables(number); });
@@ -78,7 +78,7 @@ protected:
     threads.clear();
   }
 
-  /// Lets the threads make @p count changes.
+  // Lets the threads make count changes.
   void letThemChange(unsigned int count) const {
     const unsigned int end = changes + count;
     while (static_cast<int>(end - changes) > 0) {
@@ -105,7 +105,7 @@ protected:
     return false;
   }
 
-  /// One round of everything that the protocol thread does with PDOs.
+  // One round of everything that the protocol thread does with PDOs.
   Frames work(unsigned int round) {
     const std::string value = test::toText(messageOf(round)).substr(4);
     node.clock.advance(1);

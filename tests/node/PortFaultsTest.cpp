@@ -1,11 +1,11 @@
 // Covers: a whole node whose port refuses frames, fails when it is read, or is gone.
 //
-// | parameter | functional                                        | robustness                                |
-// |-----------|---------------------------------------------------|-------------------------------------------|
-// | writes    | accepted                                          | refused n times, for ever, at random      |
-// | reads     | all frames that wait                              | fail for a while, for ever, at random     |
-// | afterwards | heartbeat, SDO, PDO, client: as before, by itself |                                          |
-// | log       | nothing                                           | one line for each frame that was given up |
+// | subject    | functional                                        | robustness                                |
+// |------------|---------------------------------------------------|-------------------------------------------|
+// | writes     | accepted                                          | refused n times, for ever, at random      |
+// | reads      | all frames that wait                              | fail for a while, for ever, at random     |
+// | afterwards | heartbeat, SDO, PDO, client: as before, by itself |                                           |
+// | log        | nothing                                           | one line for each frame that was given up |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 
@@ -23,14 +23,14 @@ namespace {
 
 using test::Frames;
 
-/// How often a frame is offered to the port before it is given up.
+// How often a frame is offered to the port before it is given up.
 constexpr unsigned int ATTEMPTS = 26;
 constexpr unsigned int FOR_EVER = 0xFFFFFFFF;
 constexpr const char* GIVEN_UP = "CANopen: Error sending CAN message\n";
 
 class PortFaults : public test::PDOFixture {
 protected:
-  /// A node with a heartbeat of 100 ms, a TPDO on change, one with an inhibit time and a channel to node 6.
+  // A node with a heartbeat of 100 ms, a TPDO on change, one with an inhibit time and a channel to node 6.
   PortFaults() {
     node.canopen().setHeartbeatProducerTime(100);
     addVariable(0x2001, 1, 8);
@@ -61,7 +61,7 @@ protected:
     return lines;
   }
 
-  /// Every service works, without anything having been done for it.
+  // Every service works, without anything having been done for it.
   void expectHealthy() {
     node.run(150);  // what is left of time-outs and inhibit times
     const Frames frames = node.run(100);

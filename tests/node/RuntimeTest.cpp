@@ -1,10 +1,11 @@
 // Covers: what a node expects of the runtime beneath it (docs/porting.md), seen on the wire; runs on each edition.
 //
-// | subject          | functional                                            | robustness                            |
-// |------------------|-------------------------------------------------------|---------------------------------------|
-// | reports          | own variables, written by the application and a       | same value again, PDO built again,    |
-// |                  | master                                                | node that is gone                     |
-// | bits of a frame  | sign of few bits and of more than 32, not aligned     | frame shorter than the mapping        |
+// | subject         | functional                                    | robustness                                   |
+// |-----------------|-----------------------------------------------|----------------------------------------------|
+// | reports         | own variables, written by the application and | same value again, PDO built again, node that |
+// |                 | a master                                      | is gone                                      |
+// | bits of a frame | sign of few bits and of more than 32, not     | frame shorter than the mapping               |
+// |                 | aligned                                       |                                              |
 
 #include "PDOFixture.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 class Runtime : public test::PDOFixture {
 protected:
-  /// An event-driven TPDO that maps these objects, in operation.
+  // An event-driven TPDO that maps these objects, in operation.
   void send(const test::Mapping& mapping) {
     addTransmitPDO(0, {0x181}, mapping);
     startAndSettle();

@@ -1,9 +1,9 @@
 // Covers: application threads that write and read remote variables while the node runs.
 //
-// | parameter | functional                         | robustness                           |
-// |-----------|------------------------------------|--------------------------------------|
-// | threads   | four, with writes, texts and reads | all on the same variable             |
-// | node      | answered by a server               | reset in the middle, again and again |
+// | subject | functional                         | robustness                           |
+// |---------|------------------------------------|--------------------------------------|
+// | threads | four, with writes, texts and reads | all on the same variable             |
+// | node    | answered by a server               | reset in the middle, again and again |
 
 #include <array>
 #include <atomic>
@@ -17,13 +17,13 @@ namespace {
 
 constexpr unsigned int THREAD_COUNT = 4;
 constexpr int REQUESTS_OF_A_THREAD = 500;
-/// Sub-indexes of the threads' own variables start here; the one that all of them write is in front.
+// Sub-indexes of the threads' own variables start here; the one that all of them write is in front.
 constexpr unsigned char SHARED = 1;
 constexpr unsigned char FIRST_NUMBER = 2;
 constexpr unsigned char FIRST_TEXT = 6;
 constexpr unsigned char FIRST_READ = 10;
 
-/// Node 6 is a server that keeps what it is sent and answers every read with the sub-index.
+// Node 6 is a server that keeps what it is sent and answers every read with the sub-index.
 class SDOClientThreads : public test::SDOClientFixture {
 protected:
   SDOClientThreads() {
@@ -35,7 +35,7 @@ protected:
     }
   }
 
-  /// What one application thread does.
+  // What one application thread does.
   void request(unsigned int thread) {
     for (int i = 1; i <= REQUESTS_OF_A_THREAD; ++i) {
       failures += write(static_cast<unsigned char>(FIRST_NUMBER + thread), i) != 0 ? 1 : 0;
@@ -46,7 +46,7 @@ protected:
     ++finished;
   }
 
-  /// One cycle of the node, and the answers of the server. @return whether the client sent something
+  // One cycle of the node, and the answers of the server. @return whether the client sent something
   bool serve() {
     bool busy = false;
     for (const std::string& text : node.cycle()) {
@@ -75,8 +75,8 @@ protected:
     return answer;
   }
 
-  /// Serves until all threads are done and everything that they asked for is sent.
-  /// @param command an NMT command that node 5 is given every @p cycles cycles; empty for none
+  // Serves until all threads are done and everything that they asked for is sent.
+  // @param command an NMT command that node 5 is given every cycles cycles; empty for none
   void serveUntilDone(const std::string& command, unsigned int cycles) {
     constexpr int IDLE_CYCLES_AT_THE_END = 10;  // longer than a reset
     int idle = 0;
@@ -119,7 +119,7 @@ protected:
 
   std::atomic<int> failures{0};
   std::atomic<unsigned int> finished{0};
-  std::map<unsigned char, std::string> written;  ///< the last data bytes of every sub-index of the server
+  std::map<unsigned char, std::string> written;  // the last data bytes of every sub-index of the server
   std::map<unsigned char, int> reads;
 };
 

@@ -1,11 +1,11 @@
 // Covers: a booted node under frames that no well-behaved master sends.
 //
-// | parameter        | robustness                                                                                 |
-// |------------------|--------------------------------------------------------------------------------------------|
-// | COB-ID           | both server channels, a disabled one, responses, neighbours, SYNC, NMT, heartbeats         |
-// | length           | 0 to 8                                                                                     |
-// | data             | random bytes; requests that come close to real ones                                        |
-// | time             | random steps, some beyond the SDO timeout                                                  |
+// | subject | functional | robustness                                                                         |
+// |---------|------------|------------------------------------------------------------------------------------|
+// | COB-ID  |            | both server channels, a disabled one, responses, neighbours, SYNC, NMT, heartbeats |
+// | length  |            | 0 to 8                                                                             |
+// | data    |            | random bytes; requests that come close to real ones                                |
+// | time    |            | random steps, some beyond the SDO timeout                                          |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 
@@ -54,7 +54,7 @@ protected:
     return message;
   }
 
-  /// Overwrites command byte, index and sub-index with those of requests that mean something.
+  // Overwrites command byte, index and sub-index with those of requests that mean something.
   void makeRequest(KQ::KQCANMessage& message) {
     // Without 0x1201 and 0x1202: a master may move those channels to any COB-ID.
     static const unsigned int INDEXES[] = {0x0005, 0x1000, 0x1003, 0x1005, 0x1008, 0x100A, 0x1010,
@@ -82,7 +82,7 @@ protected:
     }
   }
 
-  /// A node that a random command or write has stopped or frozen would make the rest of the run worthless.
+  // A node that a random command or write has stopped or frozen would make the rest of the run worthless.
   void putBackIntoService() {
     node.receive("000#01 05");
     node.output.takeOutput();

@@ -1,6 +1,6 @@
 // Covers: a whole node as a master sees it over SDO, from the port to the dictionary and the variable store.
 //
-// | what                  | functional                              | robustness                               |
+// | subject               | functional                              | robustness                               |
 // |-----------------------|-----------------------------------------|------------------------------------------|
 // | standard objects      | device type, name, identity, versions   | unknown object                           |
 // | application variables | own, of another owner; written and read | read only                                |
@@ -10,7 +10,7 @@
 // | NMT                   | PRE-OPERATIONAL, OPERATIONAL, STOPPED   | transfer over a state change             |
 
 #include "KQDEI.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
 #include "SDOServerFixture.h"
 #include "SignalRecorder.h"
 #include "StoredVariable.h"
@@ -19,22 +19,16 @@ namespace {
 
 using test::Frames;
 
-class SDOServer : public test::SDOServerFixture {};
-
-/// Another protocol of the panel that owns variables.
-class ForeignOwner : public KQ::KQVariableOwner {
-public:
-  ForeignOwner() : KQVariableOwner("foreign") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return ++requests, 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return ++requests, 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return ++requests, 0; }
-
+class SDOServer : public test::SDOServerFixture {
+protected:
+  // Adds a variable of another protocol to the store, and the node takes it over.
   void add(KQ::KQVariable& variable) {
-    variable.setOwner(this);
+    variable.setOwner(&owner);
     ASSERT_EQ(0, KQ::KQDEI::instance()->addVariable(&variable));
+    ASSERT_EQ(1, node.canopen().getApplicationVariables());
   }
 
-  int requests = 0;
+  test::OwnerRecorder owner;
 };
 
 // ---- standard objects
@@ -121,30 +115,24 @@ TEST_F(SDOServer, WriteMakesAnInvalidVariableValid) {
 }
 
 TEST_F(SDOServer, WritesAVariableOfAnotherOwnerIntoTheStore) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 1, "foreign number", KQ::STORAGE_TYPE_INTEGER, 8, false);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#60 00 21 01 00 00 00 00"}, request("2F 00 21 01 C8 00 00 00"));
   EXPECT_EQ(200, stored(0x2100, 1));
-  EXPECT_EQ(0, owner.requests);
+  EXPECT_EQ(std::vector<std::string>{}, owner.requests);
   EXPECT_EQ(Frames{"585#4F 00 21 01 C8 00 00 00"}, request("40 00 21 01 00 00 00 00"));
 }
 
 TEST_F(SDOServer, ReadOnlyVariableOfAnotherOwnerIsRefused) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 1, "foreign number", KQ::STORAGE_TYPE_INTEGER, 8, false);
   variable.setAccessMode(2);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#80 00 21 01 02 00 01 06"}, request("2F 00 21 01 01 00 00 00"));
 }
 
 TEST_F(SDOServer, TextOfAnotherOwnerGoesThereAndBack) {
-  ForeignOwner owner;
   KQ::KQVariable variable(0x2100, 2, "foreign text", KQ::STORAGE_TYPE_STRING);
-  owner.add(variable);
-  ASSERT_EQ(1, node.canopen().getApplicationVariables());
+  add(variable);
   EXPECT_EQ(Frames{"585#60 00 21 02 00 00 00 00"}, request("21 00 21 02 08 00 00 00"));
   EXPECT_EQ(Frames{"585#20 00 00 00 00 00 00 00"}, request("00 54 41 56 4F 2D 31 32"));
   EXPECT_EQ(Frames{"585#30 00 00 00 00 00 00 00"}, request("1D 33 00 00 00 00 00 00"));
@@ -230,37 +218,37 @@ TEST(SDOServerOfAnotherNode, ChannelFollowsTheNodeID) {
   EXPECT_EQ(Frames{"5FF#43 00 12 01 7F 06 00 00"}, node.receive("67F#40 00 12 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, ChannelAddedBeforeTheBootIsServed) {
+// A second channel, which is there when the node boots.
+class AddedSDOServer : public testing::Test {
+protected:
+  void boot(unsigned int responseCobID) {
+    node.init();
+    ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, responseCobID, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
+    node.cycle();
+  }
+
   test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+};
+
+TEST_F(AddedSDOServer, IsServed) {
+  boot(0x592);
   EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
   EXPECT_EQ(Frames{"585#4F 01 12 03 12 00 00 00"}, node.receive("605#40 01 12 03 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, DisabledChannelAddedBeforeTheBootIsSilent) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x80000592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, IsSilentWhenDisabled) {
+  boot(0x80000592);
   EXPECT_EQ(Frames{}, node.receive("612#40 18 10 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, MasterMovesTheResponseCobIDOfAnAddedChannel) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, LetsAMasterMoveItsResponseCobID) {
+  boot(0x592);
   EXPECT_EQ(Frames{"585#60 01 12 02 00 00 00 00"}, node.receive("605#23 01 12 02 93 05 00 00"));
   EXPECT_EQ(Frames{"593#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
 }
 
-TEST(SDOServerOfAnotherNode, MasterCannotDisableAnAddedChannelBecauseOfItsLimit) {
-  test::TestNode node;
-  node.init();
-  ASSERT_EQ(0, node.canopen().addSDOChannel(0x612, 0x592, 18, KQ::SDO_CHANNEL_SERVER, "second master"));
-  node.cycle();
+TEST_F(AddedSDOServer, CannotBeDisabledByAMasterBecauseOfItsLimit) {
+  boot(0x592);
   EXPECT_EQ(Frames{"585#80 01 12 02 00 00 00 08"}, node.receive("605#23 01 12 02 92 05 00 80"));
   EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
 }

@@ -1,7 +1,7 @@
 // Covers: a whole node while the tick passes the middle and the end of its 32 bits, when cycles come late, and when the
 // wall clock is set.
 //
-// | parameter  | functional                                        | robustness                               |
+// | subject    | functional                                        | robustness                               |
 // |------------|---------------------------------------------------|------------------------------------------|
 // | tick       | as anywhere else                                  | 0x80000000, the wrap                     |
 // | timers     | event timer, inhibit time, RPDO and SDO time-outs | heartbeats: what shows, and for how long |
@@ -26,18 +26,18 @@ namespace {
 
 using test::Frames;
 
-constexpr unsigned int BEFORE = 1500;  ///< ms of a run in front of the tick in question
+constexpr unsigned int BEFORE = 1500;  // ms of a run in front of the tick in question
 constexpr unsigned int AFTER = 1500;
 constexpr unsigned int ANYWHERE = 0x20000000;
 constexpr unsigned int MIDDLE = 0x80000000;
 constexpr unsigned int WRAP = 0;
 
-/// "1503 185#05": what happened, and how many ms after the begin.
+// "1503 185#05": what happened, and how many ms after the begin.
 using History = std::vector<std::string>;
 
 class TickWrap : public test::PDOFixture {
 protected:
-  /// A node with every timer, started so long before that tick.
+  // A node with every timer, started so long before that tick.
   void startBefore(unsigned int tick) {
     begin = tick - BEFORE - 5;  // nothing is sent in tick 0 itself, which the last test of these timers is about
     node.clock.set(begin);
@@ -60,7 +60,7 @@ protected:
     }
   }
 
-  /// What the bus and the application do in the millisecond @p now of the run.
+  // What the bus and the application do in the millisecond now of the run.
   void act(unsigned int now) {
     if (now % 7 == 0) {
       change(0x2001, 2, static_cast<int>(now % 100));
@@ -94,7 +94,7 @@ protected:
   test::CountedAction missing;
 };
 
-/// The same run at a tick where nothing is special.
+// The same run at a tick where nothing is special.
 class AnywhereRun : public TickWrap {
 public:
   History record() {
@@ -138,14 +138,14 @@ INSTANTIATE_TEST_SUITE_P(Ticks, TimersAcross, testing::Values(MIDDLE, WRAP), nam
 
 // ---- the wall clock
 
-/// A wall clock that is somewhere else at every reading: hours ahead, years ago, before 1970.
+// A wall clock that is somewhere else at every reading: hours ahead, years ago, before 1970.
 long readSteppedWallClock() {
   static constexpr long TIMES[] = {1'700'000'000, 1'700'003'600, 86'400, 2'147'483'647, -5};
   static std::size_t readings = 0;
   return TIMES[readings++ % std::size(TIMES)];
 }
 
-/// With heartbeats as well.
+// With heartbeats as well.
 class EveryTimerRun : public TickWrap {
 public:
   History record() {
@@ -192,7 +192,7 @@ class HeartbeatsAcross : public test::PDOFixture {
 protected:
   static constexpr int PERIOD = 1000;
 
-  /// Boots so long before that tick, with the first heartbeat after that.
+  // Boots so long before that tick, with the first heartbeat after that.
   void bootBefore(unsigned int tick) {
     node.clock.set(tick - BEFORE);
     node.canopen().setHeartbeatProducerTime(PERIOD);
@@ -312,7 +312,7 @@ class FloodAt : public test::PDOFixture {
 protected:
   static constexpr unsigned int FRAMES = 500;
 
-  /// @return how many turns the node needs until the port is empty
+  // @return how many turns the node needs until the port is empty
   unsigned int drain() {
     for (unsigned int i = 0; i < FRAMES; ++i) {
       node.port().inject("605#40 18 10 01 00 00 00 00");

@@ -1,13 +1,13 @@
-// Two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager.
+// Covers: two nodes of one process, 5 and 6, on one virtual bus, driven by the instance manager.
 //
-//  scenario                                    | functional | robustness
-//  --------------------------------------------+------------+----------------------------------------
-//  boot-up of each                             | x          |
-//  commands to one, to all                     | x          | one ignores commands to all
-//  requests answered by the one asked          | x          | nobody asked
-//  watching each other, and nodes of one alone | x          |
-//  look-up on the port                         | x          |
-//  one reset, one paused                       | x          | x
+// | subject                                     | functional | robustness                  |
+// |---------------------------------------------|------------|-----------------------------|
+// | boot-up of each                             | x          |                             |
+// | commands to one, to all                     | x          | one ignores commands to all |
+// | requests answered by the one asked          | x          | nobody asked                |
+// | watching each other, and nodes of one alone | x          |                             |
+// | look-up on the port                         | x          |                             |
+// | one reset, one paused                       | x          | x                           |
 
 #include "KQCANopenObjectDictionary.h"
 #include "KQNMTHandler.h"
@@ -21,15 +21,15 @@ using test::Frames;
 class TwoNodes : public test::TwoNodesFixture {};
 
 TEST_F(TwoNodes, EachBootsOnItsOwnCOBID) {
-  EXPECT_EQ(cycle(), (Frames{"705#00", "706#00"}));
+  EXPECT_EQ((Frames{"705#00", "706#00"}), cycle());
   expectStates(3, 3);
 }
 
 TEST_F(TwoNodes, AreFoundOnTheirPort) {
-  EXPECT_EQ(manager.getCANopenInstance(PORT, 0), five);
-  EXPECT_EQ(manager.getCANopenInstance(PORT, 5), five);
-  EXPECT_EQ(manager.getCANopenInstance(PORT, 6), six);
-  EXPECT_EQ(manager.getCANopenInstance(PORT, 7), nullptr);
+  EXPECT_EQ(five, manager.getCANopenInstance(PORT, 0));
+  EXPECT_EQ(five, manager.getCANopenInstance(PORT, 5));
+  EXPECT_EQ(six, manager.getCANopenInstance(PORT, 6));
+  EXPECT_EQ(nullptr, manager.getCANopenInstance(PORT, 7));
 }
 
 TEST_F(TwoNodes, CommandToAllIsObeyedByBoth) {
@@ -55,16 +55,16 @@ TEST_F(TwoNodes, OneMayIgnoreCommandsToAll) {
 
 TEST_F(TwoNodes, RequestIsAnsweredByTheOneAsked) {
   boot();
-  EXPECT_EQ(send("605#40 00 12 01 00 00 00 00"), Frames{"585#43 00 12 01 05 06 00 00"});
-  EXPECT_EQ(send("606#40 00 12 01 00 00 00 00"), Frames{"586#43 00 12 01 06 06 00 00"});
-  EXPECT_EQ(send("607#40 00 12 01 00 00 00 00"), Frames{});
+  EXPECT_EQ(Frames{"585#43 00 12 01 05 06 00 00"}, send("605#40 00 12 01 00 00 00 00"));
+  EXPECT_EQ(Frames{"586#43 00 12 01 06 06 00 00"}, send("606#40 00 12 01 00 00 00 00"));
+  EXPECT_EQ(Frames{}, send("607#40 00 12 01 00 00 00 00"));
 }
 
 TEST_F(TwoNodes, WriteReachesOnlyTheOneAsked) {
   boot();
-  EXPECT_EQ(send("606#2B 17 10 00 64 00 00 00"), Frames{"586#60 17 10 00 00 00 00 00"});
-  EXPECT_EQ(five->getHeartbeatTime(), 0);
-  EXPECT_EQ(six->getHeartbeatTime(), 100);
+  EXPECT_EQ(Frames{"586#60 17 10 00 00 00 00 00"}, send("606#2B 17 10 00 64 00 00 00"));
+  EXPECT_EQ(0, five->getHeartbeatTime());
+  EXPECT_EQ(100, six->getHeartbeatTime());
 }
 
 TEST_F(TwoNodes, EachTellsItsOwnState) {
@@ -73,7 +73,7 @@ TEST_F(TwoNodes, EachTellsItsOwnState) {
   boot();
   send("000#01 06");
   clock.advance(100);
-  EXPECT_EQ(cycle(), (Frames{"705#7F", "706#05"}));
+  EXPECT_EQ((Frames{"705#7F", "706#05"}), cycle());
 }
 
 TEST_F(TwoNodes, ResetOfOneLeavesTheOther) {
@@ -81,7 +81,7 @@ TEST_F(TwoNodes, ResetOfOneLeavesTheOther) {
   send("000#01 00");
   send("000#81 05");
   cycle();
-  EXPECT_EQ(cycle(), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, cycle());
   expectStates(3, 4);
 }
 
@@ -103,17 +103,17 @@ TEST_F(TwoNodes, WatchEachOther) {
   six->getObjectDictionary()->setValue(0x1016, 1, 0x00050064, true);  // node 5, 100 ms
   clock.advance(50);
   cycle();
-  ASSERT_EQ(ofSix.signals.size(), 1U);
-  EXPECT_EQ(ofSix.signals[0].getCode(), 0x518);
-  EXPECT_EQ(ofSix.signals[0].getFirstValue(), 5U);
+  ASSERT_EQ(1U, ofSix.signals.size());
+  EXPECT_EQ(0x518, ofSix.signals[0].getCode());
+  EXPECT_EQ(5U, ofSix.signals[0].getFirstValue());
   five->setPaused(true);
   clock.advance(100);
   cycle();
-  EXPECT_EQ(ofSix.signals.size(), 1U);
+  EXPECT_EQ(1U, ofSix.signals.size());
   clock.advance(1);
   cycle();
-  ASSERT_EQ(ofSix.signals.size(), 2U);
-  EXPECT_EQ(ofSix.signals[1].getCode(), 0x517);
+  ASSERT_EQ(2U, ofSix.signals.size());
+  EXPECT_EQ(0x517, ofSix.signals[1].getCode());
 }
 
 TEST_F(TwoNodes, LogNamesNoNodeButTheListenerIsToldWhich) {
@@ -124,9 +124,9 @@ TEST_F(TwoNodes, LogNamesNoNodeButTheListenerIsToldWhich) {
   six->addStateListener(&ofSix);
   output.takeOutput();
   send("000#01 00");
-  EXPECT_EQ(ofFive.signals.at(0).getFirstValue(), 5U);
-  EXPECT_EQ(ofSix.signals.at(0).getFirstValue(), 6U);
-  EXPECT_EQ(output.takeOutput(), "CANOPEN: State set to 0x4\nCANOPEN: State set to 0x4\n");
+  EXPECT_EQ(5U, ofFive.signals.at(0).getFirstValue());
+  EXPECT_EQ(6U, ofSix.signals.at(0).getFirstValue());
+  EXPECT_EQ("CANOPEN: State set to 0x4\nCANOPEN: State set to 0x4\n", output.takeOutput());
 }
 
 TEST_F(TwoNodes, EachServesItsOwnIdentifiers) {
@@ -138,11 +138,11 @@ TEST_F(TwoNodes, EachServesItsOwnIdentifiers) {
   five->getObjectDictionary()->setValue(0x1016, 1, 0x00070064, true);
   six->getObjectDictionary()->setValue(0x1016, 1, 0x00080064, true);
   send("707#05");
-  EXPECT_EQ(ofFive.signals.size(), 1U);
-  EXPECT_EQ(ofSix.signals.size(), 0U);
+  EXPECT_EQ(1U, ofFive.signals.size());
+  EXPECT_EQ(0U, ofSix.signals.size());
   send("708#05");
-  EXPECT_EQ(ofFive.signals.size(), 1U);
-  EXPECT_EQ(ofSix.signals.size(), 1U);
+  EXPECT_EQ(1U, ofFive.signals.size());
+  EXPECT_EQ(1U, ofSix.signals.size());
 }
 
 }  // namespace

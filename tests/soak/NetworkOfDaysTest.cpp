@@ -1,8 +1,12 @@
-// What this file covers:
-//   eight nodes for days   | every heartbeat, event timer and SYNC answer, no time-out, no line, a flat heap |
-//   endurance the wrap of the tick   | what the comparison of ticks does to heartbeats at 0x80000000 and at the wrap |
-//   boundary
-// TAVO_SOAK_DAYS: how many days; "make soak" runs thirty.
+// Covers: a network over days, and over the wrap of the tick. TAVO_SOAK_DAYS says how many days; "make soak" runs
+// thirty.
+//
+// | subject              | functional                                                                    | robustness |
+// |----------------------|-------------------------------------------------------------------------------|------------|
+// | eight nodes for days | every heartbeat, event timer and SYNC answer, no time-out, no line, a flat    |            |
+// |                      | heap                                                                          |            |
+// | the wrap of the tick | what the comparison of ticks does to heartbeats at 0x80000000 and at the wrap |            |
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -23,7 +27,7 @@ constexpr unsigned int HOUR_MS = 3600U * 1000U;
 constexpr unsigned int UPLOAD_EVERY_S = 10;
 constexpr unsigned short OBJECT = 0x2000;
 
-/// Each node watches all others, sends a PDO by event timer and one at every SYNC, and takes one of its neighbour.
+// Each node watches all others, sends a PDO by event timer and one at every SYNC, and takes one of its neighbour.
 class NetworkOfDays : public testing::Test {
 protected:
   NetworkOfDays() {
@@ -46,7 +50,7 @@ protected:
     node.getApplicationVariables();
     for (unsigned char other = 1; other <= NODES; ++other) {
       if (other != id) {
-        EXPECT_EQ(node.addHeartbeatConsumer(other, 3 * HEARTBEAT_MS), 0);
+        EXPECT_EQ(0, node.addHeartbeatConsumer(other, 3 * HEARTBEAT_MS));
       }
     }
     addPDO(node, KQ::PDO_TYPE_TRANSMIT, 0, 0x180U + id, EVENT_TIMER_MS, 255, 2 * id);
@@ -56,13 +60,12 @@ protected:
 
   static void addPDO(KQ::KQCANopen& node, KQ::KQCANopenPDOType type, unsigned short number, unsigned int cobID,
                      unsigned int eventTimer, unsigned char transmissionType, int subIndex) {
-    EXPECT_EQ(
-        node.addPDO(type, number, cobID, static_cast<unsigned short>(eventTimer), 0, transmissionType, true, nullptr),
-        0);
-    EXPECT_EQ(node.addPDOMapping(number, type, OBJECT, static_cast<unsigned short>(subIndex), 16), 0);
+    EXPECT_EQ(0, node.addPDO(type, number, cobID, static_cast<unsigned short>(eventTimer), 0, transmissionType, true,
+                             nullptr));
+    EXPECT_EQ(0, node.addPDOMapping(number, type, OBJECT, static_cast<unsigned short>(subIndex), 16));
   }
 
-  /// A second: at its end a SYNC and, in some, a question of the master to each node.
+  // A second: at its end a SYNC and, in some, a question of the master to each node.
   void runSecond() {
     network.runUntil(network.clock.now() + 1000);
     network.send(test::frame("080#"));
@@ -96,10 +99,10 @@ TEST_F(NetworkOfDays, LosesNothingReportsNothingAndKeepsItsMemory) {
     for (unsigned int i = 0; i < HOUR_MS / 1000; ++i) {
       runSecond();
     }
-    ASSERT_EQ(network.output.takeOutput(), "") << "hour " << hour;
-    ASSERT_EQ(network.output.takeErrors(), "") << "hour " << hour;
+    ASSERT_EQ("", network.output.takeOutput()) << "hour " << hour;
+    ASSERT_EQ("", network.output.takeErrors()) << "hour " << hour;
     for (std::size_t node = 0; node < NODES; ++node) {
-      ASSERT_EQ(network.node(node).getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL) << "hour " << hour;
+      ASSERT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, network.node(node).getCANopenState()) << "hour " << hour;
     }
     heap = hour == 0 ? soak::heapInUse() : heap;
     // What the test itself keeps between two looks may differ by some text.
@@ -110,8 +113,8 @@ TEST_F(NetworkOfDays, LosesNothingReportsNothingAndKeepsItsMemory) {
 
   const unsigned int total = seconds;
   // One for each SYNC; at the first one a new PDO is also among those that wait for it.
-  EXPECT_EQ(framesOfAll(0x280), NODES * (total + 1));
-  EXPECT_EQ(framesOfAll(0x580), NODES * (total / UPLOAD_EVERY_S));  // an answer for each question
+  EXPECT_EQ(NODES * (total + 1), framesOfAll(0x280));
+  EXPECT_EQ(NODES * (total / UPLOAD_EVERY_S), framesOfAll(0x580));  // an answer for each question
   EXPECT_NEAR(framesOfAll(0x700), NODES * (total * 1000.0 / HEARTBEAT_MS), NODES * 2.0);
   EXPECT_NEAR(framesOfAll(0x180), NODES * (total * 1000.0 / EVENT_TIMER_MS), NODES * 2.0);
 }

@@ -1,9 +1,15 @@
-// What this file covers:
-//   127 nodes on one bus    | all operational, a PDO of each at every SYNC, an SDO answer of each  | scale
-//   life cycles             | create, init, operate, destroy: no growth of the heap                | endurance
-//   ten thousand variables  | each readable by SDO, the dictionary exported                        | scale
-//   512 PDOs each way       | every one received, every one sent                                   | scale
+// Covers: as many nodes, lives of a node, variables and PDOs as there may be. TAVO_SOAK_LIVES and TAVO_SOAK_SYNCS say
+// how many; "make soak" runs ten thousand, and a thousand.
+//
+// | subject                | functional                                                          | robustness |
+// |------------------------|---------------------------------------------------------------------|------------|
+// | 127 nodes on one bus   | all operational, a PDO of each at every SYNC, an SDO answer of each |            |
+// | life cycles            | create, init, operate, destroy: no growth of the heap               |            |
+// | ten thousand variables | each readable by SDO, the dictionary exported                       |            |
+// | 512 PDOs each way      | every one received, every one sent                                  |            |
+//
 // TAVO_SOAK_LIVES, TAVO_SOAK_SYNCS: how many; "make soak" runs ten thousand, and a thousand.
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -41,7 +47,7 @@ std::string uploadOf(unsigned int index, unsigned int subIndex) {
 
 void addVariable(unsigned short index, unsigned short subIndex, int bits) {
   KQ::KQVariable variable(index, subIndex, "value", KQ::STORAGE_TYPE_INTEGER, bits);
-  ASSERT_EQ(KQ::KQDEI::instance()->addVariable(&variable), 0);
+  ASSERT_EQ(0, KQ::KQDEI::instance()->addVariable(&variable));
 }
 
 class FullBus : public testing::Test {
@@ -67,16 +73,16 @@ protected:
 
   void add(unsigned char id) {
     auto* const node = new KQ::KQCANopen("node " + std::to_string(id));
-    ASSERT_EQ(node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr), 0);
+    ASSERT_EQ(0, node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr));
     node->setNodeID(id);
-    ASSERT_EQ(node->init(), 0);
+    ASSERT_EQ(0, node->init());
     node->getApplicationVariables();
-    ASSERT_EQ(node->addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x180U + id, 0, 0, 1, true, nullptr), 0);
-    ASSERT_EQ(node->addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 1, 16), 0);
+    ASSERT_EQ(0, node->addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x180U + id, 0, 0, 1, true, nullptr));
+    ASSERT_EQ(0, node->addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 1, 16));
     manager.addCANopenInstance(node);
   }
 
-  /// A cycle of all nodes, in which each takes what has arrived. @return the identifiers of what the master then sees
+  // A cycle of all nodes, in which each takes what has arrived. @return the identifiers of what the master then sees
   std::multiset<unsigned int> cycle() {
     manager.updateAllData(clock.now() + 10);
     for (unsigned int id = 1; id <= HIGHEST_NODE_ID; ++id) {
@@ -107,24 +113,24 @@ protected:
 };
 
 TEST_F(FullBus, ServesEveryNode) {
-  EXPECT_EQ(cycle(), ofAll(0x700));  // boot-up
-  ASSERT_EQ(master->writeMessage(test::frame("000#01 00")), 0);
-  EXPECT_EQ(cycle(), std::multiset<unsigned int>());
+  EXPECT_EQ(ofAll(0x700), cycle());  // boot-up
+  ASSERT_EQ(0, master->writeMessage(test::frame("000#01 00")));
+  EXPECT_EQ(std::multiset<unsigned int>(), cycle());
 
   // At the first SYNC a new PDO is also among those that wait for it.
-  ASSERT_EQ(master->writeMessage(test::frame("080#")), 0);
-  EXPECT_EQ(cycle().size(), 2 * ofAll(0x180).size());
+  ASSERT_EQ(0, master->writeMessage(test::frame("080#")));
+  EXPECT_EQ(2 * ofAll(0x180).size(), cycle().size());
   const auto syncs = static_cast<unsigned int>(soak::amount("TAVO_SOAK_SYNCS", 50));
   for (unsigned int i = 0; i < syncs; ++i) {
-    ASSERT_EQ(master->writeMessage(test::frame("080#")), 0);
-    ASSERT_EQ(cycle(), ofAll(0x180)) << "SYNC " << i;
+    ASSERT_EQ(0, master->writeMessage(test::frame("080#")));
+    ASSERT_EQ(ofAll(0x180), cycle()) << "SYNC " << i;
     clock.advance(1);
   }
   for (unsigned int id = 1; id <= HIGHEST_NODE_ID; ++id) {
-    ASSERT_EQ(master->writeMessage(sdo(id, uploadOf(0x2000, 1))), 0);
-    ASSERT_EQ(cycle(), std::multiset<unsigned int>{0x580 + id});
+    ASSERT_EQ(0, master->writeMessage(sdo(id, uploadOf(0x2000, 1))));
+    ASSERT_EQ(std::multiset<unsigned int>{0x580 + id}, cycle());
   }
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ("", output.takeErrors());
 }
 
 class Lives : public testing::Test {};
@@ -140,14 +146,14 @@ TEST_F(Lives, LeaveNothingBehind) {
       }
       node.init();
       node.canopen().getApplicationVariables();
-      ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 100, 0, 255, true, nullptr), 0);
-      ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 1, 16), 0);
-      ASSERT_EQ(node.canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"), 0);
-      ASSERT_EQ(node.canopen().addHeartbeatConsumer(7, 100), 0);
+      ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 100, 0, 255, true, nullptr));
+      ASSERT_EQ(0, node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 1, 16));
+      ASSERT_EQ(0, node.canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"));
+      ASSERT_EQ(0, node.canopen().addHeartbeatConsumer(7, 100));
       node.cycle();
       node.receive("000#01 00");
-      ASSERT_EQ(node.run(100).size(), 2U);  // the first one at once
-      ASSERT_EQ(node.receive("605#" + uploadOf(0x2000, 1)).size(), 1U);
+      ASSERT_EQ(2U, node.run(100).size());  // the first one at once
+      ASSERT_EQ(1U, node.receive("605#" + uploadOf(0x2000, 1)).size());
     }
     heap = life == lives / 2 ? soak::heapInUse() : heap;
   }
@@ -170,17 +176,16 @@ TEST(Dictionary, HoldsTenThousandVariables) {
   for (unsigned int object = 0; object < OBJECTS; ++object) {
     for (unsigned int value = 1; value <= VALUES; ++value) {
       const auto number = static_cast<int>(object * VALUES + value);
-      ASSERT_EQ(KQ::KQDEI::instance()->setVariableValue(static_cast<unsigned short>(0x2000 + object),
-                                                        static_cast<unsigned short>(value), number, true, false),
-                0);
+      ASSERT_EQ(0, KQ::KQDEI::instance()->setVariableValue(static_cast<unsigned short>(0x2000 + object),
+                                                           static_cast<unsigned short>(value), number, true, false));
       char answer[64];
       std::snprintf(answer, sizeof answer, "585#43 %02X 20 %02X %02X %02X 00 00", object, value, number & 0xFF,
                     number >> 8);
-      ASSERT_EQ(node.receive("605#" + uploadOf(0x2000 + object, value)), test::Frames{answer});
+      ASSERT_EQ(test::Frames{answer}, node.receive("605#" + uploadOf(0x2000 + object, value)));
     }
   }
-  EXPECT_EQ(node.dictionary().storeParameters("all.dcf"), 0);
-  EXPECT_NE(node.directory.read("all.dcf").find("[2063sub64]"), std::string::npos);
+  EXPECT_EQ(0, node.dictionary().storeParameters("all.dcf"));
+  EXPECT_NE(std::string::npos, node.directory.read("all.dcf").find("[2063sub64]"));
 }
 
 TEST(PDOs, FiveHundredAndTwelveEachWay) {
@@ -195,11 +200,11 @@ TEST(PDOs, FiveHundredAndTwelveEachWay) {
   node.init();
   node.canopen().getApplicationVariables();
   for (unsigned short i = 0; i < COUNT; ++i) {
-    ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, i, FIRST_RECEIVED + i, 0, 0, 255, true, nullptr), 0);
-    ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, i, FIRST_SENT + i, 0, 0, 255, true, nullptr), 0);
+    ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, i, FIRST_RECEIVED + i, 0, 0, 255, true, nullptr));
+    ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, i, FIRST_SENT + i, 0, 0, 255, true, nullptr));
     const auto object = static_cast<unsigned short>(0x2000 + i);
-    ASSERT_EQ(node.canopen().addPDOMapping(i, KQ::PDO_TYPE_RECEIVE, object, 1, 16), 0);
-    ASSERT_EQ(node.canopen().addPDOMapping(i, KQ::PDO_TYPE_TRANSMIT, object, 2, 16), 0);
+    ASSERT_EQ(0, node.canopen().addPDOMapping(i, KQ::PDO_TYPE_RECEIVE, object, 1, 16));
+    ASSERT_EQ(0, node.canopen().addPDOMapping(i, KQ::PDO_TYPE_TRANSMIT, object, 2, 16));
   }
   node.cycle();
   node.receive("000#01 00");
@@ -209,12 +214,12 @@ TEST(PDOs, FiveHundredAndTwelveEachWay) {
     std::snprintf(text, sizeof text, "%03X#%02X %02X", FIRST_RECEIVED + i, (i + 1) & 0xFF, (i + 1) >> 8);
     node.receive(text);
     int value = 0;
-    ASSERT_EQ(KQ::KQDEI::instance()->getVariableValue(object, 1, &value), 0);
-    ASSERT_EQ(value, static_cast<int>(i + 1));
+    ASSERT_EQ(0, KQ::KQDEI::instance()->getVariableValue(object, 1, &value));
+    ASSERT_EQ(static_cast<int>(i + 1), value);
 
-    ASSERT_EQ(KQ::KQDEI::instance()->setVariableValue(object, 2, static_cast<int>(i + 1), true, false), 0);
+    ASSERT_EQ(0, KQ::KQDEI::instance()->setVariableValue(object, 2, static_cast<int>(i + 1), true, false));
     std::snprintf(text, sizeof text, "%03X#%02X %02X", FIRST_SENT + i, (i + 1) & 0xFF, (i + 1) >> 8);
-    ASSERT_EQ(node.port().takeSent(), test::Frames{text});
+    ASSERT_EQ(test::Frames{text}, node.port().takeSent());
   }
 }
 

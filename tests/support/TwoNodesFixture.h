@@ -42,9 +42,9 @@ protected:
 
   KQ::KQCANopen* add(unsigned char nodeID) {
     auto* const node = new KQ::KQCANopen("node" + std::to_string(nodeID));
-    EXPECT_EQ(node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr), 0);
+    EXPECT_EQ(0, node->create(KQ::KQDEI::instance(), KQ::KQVariableEventDispatcher::instance(), PORT, nullptr));
     node->setNodeID(nodeID);
-    EXPECT_EQ(node->init(), 0);
+    EXPECT_EQ(0, node->init());
     manager.addCANopenInstance(node);
     return node;
   }
@@ -64,7 +64,7 @@ protected:
   }
 
   Frames send(const std::string& text) {
-    EXPECT_EQ(master->writeMessage(test::frame(text)), 0);
+    EXPECT_EQ(0, master->writeMessage(test::frame(text)));
     return cycle();
   }
 
@@ -74,8 +74,8 @@ protected:
   }
 
   void expectStates(int ofFive, int ofSix) {
-    EXPECT_EQ(five->getCANopenState(), ofFive);
-    EXPECT_EQ(six->getCANopenState(), ofSix);
+    EXPECT_EQ(ofFive, five->getCANopenState());
+    EXPECT_EQ(ofSix, six->getCANopenState());
   }
 
   test::TemporaryDirectory directory;

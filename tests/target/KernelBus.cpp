@@ -68,18 +68,18 @@ std::int64_t wallTime() {
 }
 
 void canlink(const std::string& request) {
-  ASSERT_EQ(std::system(("canlink " + request).c_str()), 0) << request;
+  ASSERT_EQ(0, std::system(("canlink " + request).c_str())) << request;
 }
 
 AheadOfOthers::AheadOfOthers() {
   sched_param parameter{};
   parameter.sched_priority = 1;
-  EXPECT_EQ(sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameter), 0) << std::strerror(errno);
+  EXPECT_EQ(0, sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameter)) << std::strerror(errno);
 }
 
 AheadOfOthers::~AheadOfOthers() {
   const sched_param parameter{};
-  EXPECT_EQ(sched_setscheduler(0, SCHED_OTHER, &parameter), 0) << std::strerror(errno);
+  EXPECT_EQ(0, sched_setscheduler(0, SCHED_OTHER, &parameter)) << std::strerror(errno);
 }
 
 std::string outputOf(const std::string& command) {
@@ -101,7 +101,7 @@ void SteppedWallClock::step(int seconds) {
   clock_gettime(CLOCK_REALTIME, &now);
   now.tv_sec += seconds;
   stepped += seconds;
-  EXPECT_EQ(clock_settime(CLOCK_REALTIME, &now), 0) << std::strerror(errno);
+  EXPECT_EQ(0, clock_settime(CLOCK_REALTIME, &now)) << std::strerror(errno);
 }
 
 // ---- RawSocket

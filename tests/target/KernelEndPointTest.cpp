@@ -1,14 +1,19 @@
-// The end point of the kernel's SocketCAN on a real kernel: interface vcan0
+// Covers: the end point of the kernel's SocketCAN on a real kernel: interface vcan0.
 //
-// | what              | cases                                                                                    |
-// |-------------------|------------------------------------------------------------------------------------------|
-// | opening           | a CAN interface; none of that name; an interface that is not CAN                         |
-// | transfer          | both ways, every length, in order, own frames not read                                   |
-// | foreign frames    | extended, remote, FD: dropped and counted (robustness)                                   |
-// | transmit queue    | ENOBUFS: kept in order, refused when the end point's own queue is full too (robustness)  |
-// | interface         | down and up, with frames pending; deleted and created again (robustness)                 |
-// | error frames      | bus-off, error-passive, overrun of the controller (robustness)                           |
-// | socket buffer     | overflow counted, order kept (robustness)                                                |
+// | subject        | functional                                    | robustness                                    |
+// |----------------|-----------------------------------------------|-----------------------------------------------|
+// | opening        | a CAN interface; none of that name; an        |                                               |
+// |                | interface that is not CAN                     |                                               |
+// | transfer       | both ways, every length, in order, own frames |                                               |
+// |                | not read                                      |                                               |
+// | foreign frames |                                               | extended, remote, FD: dropped and counted     |
+// | transmit queue |                                               | ENOBUFS: kept in order, refused when the end  |
+// |                |                                               | point's own queue is full too                 |
+// | interface      |                                               | down and up, with frames pending; deleted and |
+// |                |                                               | created again                                 |
+// | error frames   |                                               | bus-off, error-passive, overrun of the        |
+// |                |                                               | controller                                    |
+// | socket buffer  |                                               | overflow counted, order kept                  |
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>
@@ -23,13 +28,13 @@
 namespace test {
 namespace {
 
-/// An open port on vcan0 that a manager serves, and another node there.
+// An open port on vcan0 that a manager serves, and another node there.
 class KernelEndPoint : public testing::Test, protected KQ::KQEndPointListener {
 protected:
   KernelEndPoint() {
     std::string error;
     port = KQ::KQSocketCANEndPoint::open("vcan0", error);
-    EXPECT_NE(port, nullptr) << error;
+    EXPECT_NE(nullptr, port) << error;
     endPoints.addEndPoint(port.get(), this);
   }
   ~KernelEndPoint() override { endPoints.removeEndPoint(port.get()); }
@@ -66,7 +71,7 @@ protected:
   std::vector<std::string> events;
 };
 
-/// Number @p number as a frame that names its place in a burst.
+// Number number as a frame that names its place in a burst.
 std::string numbered(unsigned int identifier, unsigned int number) {
   KQ::KQCANMessage message;
   message.identifier = identifier;
@@ -75,7 +80,7 @@ std::string numbered(unsigned int identifier, unsigned int number) {
   return toText(message);
 }
 
-/// vcan0 lets frames out as slowly as a bus of 1 Mbit/s, and has the default queue of a controller in front of it.
+// vcan0 lets frames out as slowly as a bus of 1 Mbit/s, and has the default queue of a controller in front of it.
 class PacedInterface {
 public:
   static constexpr unsigned QUEUE_LENGTH = 10;
@@ -92,14 +97,14 @@ public:
 
 TEST(KernelEndPointOpen, UnknownInterfaceIsNamed) {
   std::string error;
-  EXPECT_EQ(KQ::KQSocketCANEndPoint::open("vcan7", error), nullptr);
-  EXPECT_EQ(error, "socketcan:vcan7: no such interface");
+  EXPECT_EQ(nullptr, KQ::KQSocketCANEndPoint::open("vcan7", error));
+  EXPECT_EQ("socketcan:vcan7: no such interface", error);
 }
 
 TEST(KernelEndPointOpen, OtherNetworkInterfaceIsRefused) {
   std::string error;
-  EXPECT_EQ(KQ::KQSocketCANEndPoint::open("lo", error), nullptr);
-  EXPECT_EQ(error, "socketcan:lo: not a CAN interface");
+  EXPECT_EQ(nullptr, KQ::KQSocketCANEndPoint::open("lo", error));
+  EXPECT_EQ("socketcan:lo: not a CAN interface", error);
 }
 
 // ---- Transfer
@@ -120,13 +125,13 @@ TEST_F(KernelEndPoint, FramesOfEveryLengthPassBothWays) {
     peer.send(expected.back());
   }
   run(2);
-  EXPECT_EQ(received, expected);
+  EXPECT_EQ(expected, received);
   for (const std::string& text : expected) {
-    EXPECT_EQ(port->writeMessage(frame(text)), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, port->writeMessage(frame(text)));
   }
   run(2);
-  EXPECT_EQ(peer.take(), expected);
-  EXPECT_EQ(received, expected) << "its own frames are not handed out to a port";
+  EXPECT_EQ(expected, peer.take());
+  EXPECT_EQ(expected, received) << "its own frames are not handed out to a port";
 }
 
 TEST_F(KernelEndPoint, BurstIsReadInOrder) {
@@ -136,7 +141,7 @@ TEST_F(KernelEndPoint, BurstIsReadInOrder) {
     peer.send(expected.back());
   }
   run(50);  // several waits: one hands on a part of them only
-  EXPECT_EQ(received, expected);
+  EXPECT_EQ(expected, received);
 }
 
 // ---- Foreign frames
@@ -150,8 +155,8 @@ TEST_F(KernelEndPoint, ExtendedRemoteAndFDFramesAreDroppedAndCounted) {
   peer.send(foreign);
   peer.send("123#01");
   run(2);
-  EXPECT_EQ(received, Frames{"123#01"});
-  EXPECT_EQ(port->getStatistics().dropped, 2U);
+  EXPECT_EQ(Frames{"123#01"}, received);
+  EXPECT_EQ(2U, port->getStatistics().dropped);
   canfd_frame flexible{};
   flexible.can_id = 0x605;
   flexible.len = 64;
@@ -160,7 +165,7 @@ TEST_F(KernelEndPoint, ExtendedRemoteAndFDFramesAreDroppedAndCounted) {
   peer.send(flexible);
   peer.send("124#02");
   run(2);
-  EXPECT_EQ(received, (Frames{"123#01", "124#02"})) << "the kernel keeps FD frames from a classic socket";
+  EXPECT_EQ((Frames{"123#01", "124#02"}), received) << "the kernel keeps FD frames from a classic socket";
 }
 
 // ---- Transmit queue
@@ -170,12 +175,12 @@ TEST_F(KernelEndPoint, BurstLongerThanTheInterfacesQueueIsSentWholeAndInOrder) {
   Frames expected;
   for (unsigned int i = 0; i < 6 * PacedInterface::QUEUE_LENGTH; ++i) {
     expected.push_back(numbered(0x185, i));
-    ASSERT_EQ(port->writeMessage(frame(expected.back())), KQ::KQ_OK);
+    ASSERT_EQ(KQ::KQ_OK, port->writeMessage(frame(expected.back())));
   }
-  EXPECT_NE(port->getServiceDelay(), -1) << "the kernel must have refused frames, or nothing is tested here";
+  EXPECT_NE(-1, port->getServiceDelay()) << "the kernel must have refused frames, or nothing is tested here";
   run(50);
-  EXPECT_EQ(peer.take(), expected);
-  EXPECT_EQ(port->getServiceDelay(), -1);
+  EXPECT_EQ(expected, peer.take());
+  EXPECT_EQ(-1, port->getServiceDelay());
 }
 
 TEST_F(KernelEndPoint, FrameIsRefusedWhenBothQueuesAreFull) {
@@ -184,7 +189,7 @@ TEST_F(KernelEndPoint, FrameIsRefusedWhenBothQueuesAreFull) {
   while (accepted < 2000 && port->writeMessage(frame("185#01")) == KQ::KQ_OK) {
     ++accepted;
   }
-  EXPECT_EQ(port->writeMessage(frame("185#01")), KQ::KQ_DEFERRED);
+  EXPECT_EQ(KQ::KQ_DEFERRED, port->writeMessage(frame("185#01")));
   EXPECT_GE(accepted, KQ::KQSocketCANEndPoint::TRANSMIT_CAPACITY + PacedInterface::QUEUE_LENGTH);
   EXPECT_LT(accepted, KQ::KQSocketCANEndPoint::TRANSMIT_CAPACITY + 2 * PacedInterface::QUEUE_LENGTH);
 }
@@ -195,22 +200,22 @@ TEST_F(KernelEndPoint, InterfaceDownAndUpWithFramesPendingIsSurvived) {
   {
     const PacedInterface paced(100);
     for (unsigned int i = 0; i < 50; ++i) {
-      ASSERT_EQ(port->writeMessage(frame("185#01")), KQ::KQ_OK);
+      ASSERT_EQ(KQ::KQ_OK, port->writeMessage(frame("185#01")));
     }
     canlink("down vcan0");
     run(20);
   }
-  EXPECT_EQ(port->writeMessage(frame("185#02")), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, port->writeMessage(frame("185#02")));
   EXPECT_GT(port->getStatistics().discarded, 30U);
   canlink("up vcan0");
   run(250);
-  EXPECT_EQ(events, (std::vector<std::string>{"disconnected", "reconnected"}));
+  EXPECT_EQ((std::vector<std::string>{"disconnected", "reconnected"}), events);
   peer.take();
-  EXPECT_EQ(port->writeMessage(frame("185#03")), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, port->writeMessage(frame("185#03")));
   peer.send("205#04");
   run(5);
-  EXPECT_EQ(peer.take(), Frames{"185#03"}) << "what waited is of the past";
-  EXPECT_EQ(received, Frames{"205#04"});
+  EXPECT_EQ(Frames{"185#03"}, peer.take()) << "what waited is of the past";
+  EXPECT_EQ(Frames{"205#04"}, received);
 }
 
 TEST_F(KernelEndPoint, InterfaceThatIsPluggedInAgainIsUsedAgain) {
@@ -222,48 +227,48 @@ TEST_F(KernelEndPoint, InterfaceThatIsPluggedInAgainIsUsedAgain) {
   EXPECT_FALSE(port->isConnected()) << "it is down yet";
   canlink("up vcan0");
   run(250);
-  EXPECT_EQ(events, (std::vector<std::string>{"disconnected", "reconnected"}));
+  EXPECT_EQ((std::vector<std::string>{"disconnected", "reconnected"}), events);
   RawSocket other("vcan0");
   other.send("205#04");
-  EXPECT_EQ(port->writeMessage(frame("185#03")), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, port->writeMessage(frame("185#03")));
   run(5);
-  EXPECT_EQ(received, Frames{"205#04"});
-  EXPECT_EQ(other.take(), Frames{"185#03"});
+  EXPECT_EQ(Frames{"205#04"}, received);
+  EXPECT_EQ(Frames{"185#03"}, other.take());
 }
 
 // ---- Error frames
 
 TEST_F(KernelEndPoint, BusOffIsAnOutageUntilTheRestart) {
   sendError(CAN_ERR_BUSOFF);
-  EXPECT_EQ(events, (std::vector<std::string>{"disconnected"}));
-  EXPECT_EQ(port->writeMessage(frame("185#01")), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ((std::vector<std::string>{"disconnected"}), events);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, port->writeMessage(frame("185#01")));
   sendError(CAN_ERR_RESTARTED);
-  EXPECT_EQ(events, (std::vector<std::string>{"disconnected", "reconnected"}));
-  EXPECT_EQ(port->writeMessage(frame("185#02")), KQ::KQ_OK);
-  EXPECT_EQ(peer.take(), Frames{"185#02"});
-  EXPECT_EQ(port->getStatistics().busOff, 1U);
+  EXPECT_EQ((std::vector<std::string>{"disconnected", "reconnected"}), events);
+  EXPECT_EQ(KQ::KQ_OK, port->writeMessage(frame("185#02")));
+  EXPECT_EQ(Frames{"185#02"}, peer.take());
+  EXPECT_EQ(1U, port->getStatistics().busOff);
 }
 
 TEST_F(KernelEndPoint, BusOffEndsByItselfWhenTheInterfaceRuns) {
   sendError(CAN_ERR_BUSOFF);
   run(2200);
-  EXPECT_EQ(events, (std::vector<std::string>{"disconnected", "reconnected"}));
+  EXPECT_EQ((std::vector<std::string>{"disconnected", "reconnected"}), events);
 }
 
 TEST_F(KernelEndPoint, ErrorPassiveControllerGoesOnTransferring) {
   sendError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_PASSIVE);
   EXPECT_TRUE(events.empty());
-  EXPECT_EQ(port->getStatistics().errorPassive, 1U);
-  EXPECT_EQ(port->writeMessage(frame("185#01")), KQ::KQ_OK);
+  EXPECT_EQ(1U, port->getStatistics().errorPassive);
+  EXPECT_EQ(KQ::KQ_OK, port->writeMessage(frame("185#01")));
   peer.send("205#02");
   run(2);
-  EXPECT_EQ(peer.take(), Frames{"185#01"});
-  EXPECT_EQ(received, Frames{"205#02"});
+  EXPECT_EQ(Frames{"185#01"}, peer.take());
+  EXPECT_EQ(Frames{"205#02"}, received);
 }
 
 TEST_F(KernelEndPoint, OverrunOfTheControllerIsCountedAndNothingElse) {
   sendError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
-  EXPECT_EQ(port->getStatistics().overruns, 1U);
+  EXPECT_EQ(1U, port->getStatistics().overruns);
   EXPECT_TRUE(events.empty());
   EXPECT_TRUE(received.empty()) << "an error frame is no frame";
 }
@@ -280,10 +285,10 @@ TEST_F(KernelEndPoint, OverflowOfTheSocketBufferIsCountedAndLeavesTheOrder) {
   peer.send(numbered(0x181, FRAMES));
   run(2);
   ASSERT_GT(received.size(), 100U);
-  EXPECT_EQ(received.size() + port->getStatistics().overruns, FRAMES + 1);
+  EXPECT_EQ(FRAMES + 1, received.size() + port->getStatistics().overruns);
   EXPECT_GT(port->getStatistics().overruns, 0U);
   for (unsigned int i = 0; i + 1 < received.size(); ++i) {
-    ASSERT_EQ(received[i], numbered(0x181, i)) << "the oldest frames are kept";
+    ASSERT_EQ(numbered(0x181, i), received[i]) << "the oldest frames are kept";
   }
 }
 

@@ -1,13 +1,15 @@
-// A whole node on a real kernel's SocketCAN: interface vcan0
+// Covers: a whole node on a real kernel's SocketCAN: interface vcan0.
 //
-// | what             | cases                                                                                     |
-// |------------------|-------------------------------------------------------------------------------------------|
-// | life             | boot-up, heartbeat, NMT, SDO                                                              |
-// | transmit queue   | 64 TPDOs on one SYNC through a queue of ten frames, again and again (robustness)          |
-// | interface        | down and up while TPDOs are pending; deleted and created again (robustness)               |
-// | error frames     | bus-off, error-passive, overrun: the node goes on (robustness)                            |
-// | foreign frames   | extended, remote and FD frames with the identifiers of services (robustness)              |
-// | wall clock       | stepped by an hour both ways: heartbeat, its consumer, event timer and SDO (robustness)   |
+// | subject        | functional                   | robustness                                                      |
+// |----------------|------------------------------|-----------------------------------------------------------------|
+// | life           | boot-up, heartbeat, NMT, SDO |                                                                 |
+// | transmit queue |                              | 64 TPDOs on one SYNC through a queue of ten frames, again and   |
+// |                |                              | again                                                           |
+// | interface      |                              | down and up while TPDOs are pending; deleted and created again  |
+// | error frames   |                              | bus-off, error-passive, overrun: the node goes on               |
+// | foreign frames |                              | extended, remote and FD frames with the identifiers of services |
+// | wall clock     |                              | stepped by an hour both ways: heartbeat, its consumer, event    |
+// |                |                              | timer and SDO                                                   |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,7 +36,7 @@ const std::string UPLOAD_VENDOR_ID = "605#40 18 10 01 00 00 00 00";
 
 class KernelNodeTest : public testing::Test {
 protected:
-  /// Lets the node work, and gives the frames that the other node saw meanwhile.
+  // Lets the node work, and gives the frames that the other node saw meanwhile.
   Frames run(int milliseconds) {
     device.run(milliseconds);
     return peer.take();
@@ -47,7 +49,7 @@ protected:
     return result;
   }
 
-  /// The answers to an upload, which every node gives at any time.
+  // The answers to an upload, which every node gives at any time.
   std::size_t countAnswers() {
     peer.send(UPLOAD_VENDOR_ID);
     return only(run(5), "585#43 18 10 01").size();
@@ -58,10 +60,10 @@ protected:
 };
 
 TEST_F(KernelNodeTest, BootsAndObeysItsMaster) {
-  EXPECT_EQ(only(run(5), "705"), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, only(run(5), "705"));
   peer.send("000#01 05");
   EXPECT_THAT(run(2 * HEARTBEAT_MS), Contains("705#05"));
-  EXPECT_EQ(countAnswers(), 1U);
+  EXPECT_EQ(1U, countAnswers());
   peer.send("000#02 05");
   EXPECT_THAT(run(2 * HEARTBEAT_MS), Contains("705#04"));
   peer.send("000#82 05");
@@ -90,10 +92,10 @@ TEST_F(KernelNodeTest, SixtyFourPDOsOfOneSyncPassAQueueOfTenFrames) {
   canlink("pace vcan0 8000 10");
   for (int sync = 0; sync < 5; ++sync) {
     peer.send("080#");
-    EXPECT_EQ(only(run(20), "3"), expected) << "SYNC " << sync;
+    EXPECT_EQ(expected, only(run(20), "3")) << "SYNC " << sync;
   }
   canlink("unpace vcan0");
-  EXPECT_EQ(device.node.getEndPoint()->getStatistics().refused, 0U);
+  EXPECT_EQ(0U, device.node.getEndPoint()->getStatistics().refused);
 }
 
 TEST_F(KernelNodeTest, InterfaceDownAndUpWhilePDOsArePending) {
@@ -111,10 +113,10 @@ TEST_F(KernelNodeTest, InterfaceDownAndUpWhilePDOsArePending) {
   canlink("unpace vcan0");
   canlink("up vcan0");
   run(250);
-  EXPECT_EQ(countAnswers(), 1U);
+  EXPECT_EQ(1U, countAnswers());
   EXPECT_THAT(run(2 * HEARTBEAT_MS), Contains("705#05")) << "it is still OPERATIONAL";
   peer.send("080#");
-  EXPECT_EQ(only(run(10), "3").size(), 32U);
+  EXPECT_EQ(32U, only(run(10), "3").size());
 }
 
 TEST_F(KernelNodeTest, InterfaceThatVanishesAndReturnsIsUsedAgainWithOneLineEachWay) {
@@ -133,17 +135,17 @@ TEST_F(KernelNodeTest, InterfaceThatVanishesAndReturnsIsUsedAgainWithOneLineEach
       ofThePort.push_back(line);
     }
   }
-  EXPECT_EQ(ofThePort, (Frames{"socketcan:vcan0: interface is down", "socketcan:vcan0: interface is up again"}));
+  EXPECT_EQ((Frames{"socketcan:vcan0: interface is down", "socketcan:vcan0: interface is up again"}), ofThePort);
   const KQ::KQEndPointStatistics statistics = device.node.getEndPoint()->getStatistics();
-  EXPECT_EQ(statistics.disconnects, 1U);
-  EXPECT_EQ(statistics.reconnects, 1U);
+  EXPECT_EQ(1U, statistics.disconnects);
+  EXPECT_EQ(1U, statistics.reconnects);
   EXPECT_GT(statistics.refused, 0U) << "the heartbeats meanwhile";
   RawSocket other("vcan0");
   device.run(2 * HEARTBEAT_MS);
   EXPECT_THAT(other.take(), Contains("705#05")) << "it is still OPERATIONAL";
   other.send(UPLOAD_VENDOR_ID);
   device.run(5);
-  EXPECT_EQ(only(other.take(), "585#43 18 10 01").size(), 1U);
+  EXPECT_EQ(1U, only(other.take(), "585#43 18 10 01").size());
 }
 
 struct ErrorCase {
@@ -163,7 +165,7 @@ TEST_P(KernelNodeError, IsSurvived) {
   error.data[1] = GetParam().controllerState;
   peer.send(error);
   run(2500);
-  EXPECT_EQ(countAnswers(), 1U);
+  EXPECT_EQ(1U, countAnswers());
   EXPECT_THAT(run(2 * HEARTBEAT_MS), Contains("705#05"));
 }
 
@@ -210,7 +212,7 @@ protected:
     }
   }
 
-  /// The clock is set behind a frame with that identifier, and twenty more follow, each a period after the one before.
+  // The clock is set behind a frame with that identifier, and twenty more follow, each a period after the one before.
   void expectCadenceOverTheStep(const std::string& identifier) {
     waitFor(identifier);
     std::int64_t last = monotonicTime();
@@ -253,25 +255,25 @@ TEST_P(KernelNodeWallClock, StepIsNoSilenceOfAWatchedNode) {
     peer.send("707#05");
     run(50);
   }
-  EXPECT_EQ(events.signals.size(), 1U) << "that the node was heard at first, and nothing else";
+  EXPECT_EQ(1U, events.signals.size()) << "that the node was heard at first, and nothing else";
   run(120);
-  EXPECT_EQ(events.signals.size(), 2U) << "real silence is noticed as it was before";
+  EXPECT_EQ(2U, events.signals.size()) << "real silence is noticed as it was before";
 }
 
 TEST_P(KernelNodeWallClock, StepDoesNotEndATransfer) {
   // More than four bytes are uploaded in segments.
   KQ::KQVariable text(0x2100, 0, "Text", KQ::STORAGE_TYPE_STRING);
   text.setInitialText("in segments");
-  ASSERT_EQ(device.node.addVariable(&text), 0);
+  ASSERT_EQ(0, device.node.addVariable(&text));
   device.start();
   peer.send("605#40 00 21 00 00 00 00 00");
-  ASSERT_EQ(only(run(5), "585#41 00 21 00").size(), 1U);
+  ASSERT_EQ(1U, only(run(5), "585#41 00 21 00").size());
   wallClock.step(GetParam());
   run(50);
   peer.send("605#60 00 00 00 00 00 00 00");
   const Frames answers = only(run(5), "585");
-  ASSERT_EQ(answers.size(), 1U);
-  EXPECT_NE(answers[0].substr(0, 6), "585#80") << "aborted";
+  ASSERT_EQ(1U, answers.size());
+  EXPECT_NE("585#80", answers[0].substr(0, 6)) << "aborted";
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, KernelNodeWallClock, testing::Values(3600, -3600), [](const auto& row) {

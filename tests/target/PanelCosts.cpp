@@ -26,10 +26,10 @@ constexpr unsigned int ANSWERS = 0x585;
 constexpr int MEASUREMENTS = 1000;
 constexpr unsigned int SECOND_MS = 1000;
 
-/// A socket with nothing around it: what both ends cost is the kernel's.
+// A socket with nothing around it: what both ends cost is the kernel's.
 class BareSocket {
 public:
-  /// @param identifier of the frames that it receives
+  // @param identifier of the frames that it receives
   BareSocket(const char* interface, unsigned int identifier)
       : descriptor(socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW)) {
     const can_filter filter{identifier, CAN_SFF_MASK | CAN_EFF_FLAG | CAN_RTR_FLAG};
@@ -65,7 +65,7 @@ const can_frame UPLOAD = frameOf(REQUESTS, {0x40, 0x18, 0x10, 1, 0, 0, 0, 0});
 const can_frame DOWNLOAD = frameOf(REQUESTS, {0x2B, 0x00, 0x20, 2, 0x20, 3, 0, 0});
 const can_frame STOP_OF_THE_MACHINE = frameOf(REQUESTS, {0x2F, 0x00, 0x20, 5, 0, 0, 0, 0});
 
-/// The floor's process: to every request the same answer.
+// The floor's process: to every request the same answer.
 void runFloor() {
   const BareSocket bus("can0", REQUESTS);
   const can_frame answer = frameOf(ANSWERS, {0x43, 0x18, 0x10, 1, 0, 0, 0, 0});
@@ -76,8 +76,8 @@ void runFloor() {
   }
 }
 
-/// The same with the calls of a program that waits for more than one thing and loses no frame of a burst unseen: what
-/// the panel's calls cost without the panel.
+// The same with the calls of a program that waits for more than one thing and loses no frame of a burst unseen: what
+// the panel's calls cost without the panel.
 void runCalls() {
   constexpr unsigned int BATCH = 32;
   const BareSocket bus("can0", REQUESTS);
@@ -109,7 +109,7 @@ void runCalls() {
   }
 }
 
-/// @return the time until the answer was there
+// @return the time until the answer was there
 std::int64_t ask(const BareSocket& master, const can_frame& request) {
   can_frame answer{};
   const std::int64_t begin = monotonicTime();
@@ -133,7 +133,7 @@ Times askRepeatedly(const BareSocket& master, const can_frame& request) {
   return times;
 }
 
-/// The share of a process that is asked once in every millisecond.
+// The share of a process that is asked once in every millisecond.
 double measureUploads(const BareSocket& master, const Process& process) {
   const std::int64_t begin = monotonicTime();
   const std::int64_t used = process.processorTime();
@@ -147,7 +147,7 @@ double measureUploads(const BareSocket& master, const Process& process) {
   return 100.0 * static_cast<double>(process.processorTime() - used) / static_cast<double>(monotonicTime() - begin);
 }
 
-/// Microseconds of the processor for one upload, asked for again as soon as it is answered.
+// Microseconds of the processor for one upload, asked for again as soon as it is answered.
 double measureUpload(const BareSocket& master, const Process& process) {
   const std::int64_t used = process.processorTime();
   for (int i = 0; i < MEASUREMENTS; ++i) {
@@ -171,11 +171,11 @@ struct Costs {
   double fullBus;
   double foreign;
   double heartbeats;
-  std::optional<double> idle;  ///< not of the floor, which does nothing then
+  std::optional<double> idle;  // not of the floor, which does nothing then
   double uploads;
   double upload;
   Times uploadTimes;
-  Times downloadTimes;  ///< not of the floor
+  Times downloadTimes;  // not of the floor
 };
 
 Costs measureCosts(const BareSocket& master, const Process& process) {
@@ -224,7 +224,7 @@ std::string medianAndP99(const Times& times) {
   return times.empty() ? "-" : inText("%.0f", quantile(times, 0.5)) + " / " + inText("%.0f us", quantile(times, 0.99));
 }
 
-/// A row of the table, from what @p textOf makes of the costs.
+// A row of the table, from what textOf makes of the costs.
 template <typename TextOf>
 void printRow(const char* what, const Costs (&columns)[3], const char* toReach, TextOf textOf) {
   std::printf("| %s |", what);

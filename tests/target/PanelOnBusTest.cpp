@@ -1,16 +1,18 @@
-// tavo-panel on can0 and its master on can1: two controllers on one bus at 1 Mbit/s
+// Covers: tavo-panel on can0 and its master on can1: two controllers on one bus at 1 Mbit/s.
 //
-// | what            | cases                                                                                      |
-// |-----------------|--------------------------------------------------------------------------------------------|
-// | life            | boot-up and heartbeat; NMT commands; SIGTERM ends it with 0                                |
-// | SDO             | expedited and segmented upload, download, abort                                            |
-// | interface       | can0 down and up; down when the panel starts (robustness)                                  |
-// | wall clock      | set by hours and by years (robustness)                                                     |
-// | flood           | ten seconds at the full rate of the bus: SDO is answered, heartbeats come (robustness);    |
-// |                 | two seconds while every frame is traced                                                    |
-// | foreign frames  | wake nobody, and are traced; two panels on one interface: each sleeps while the other is      |
-// |                 | asked                                                                                      |
-// | foreign clients | candump, cansend and cangen                                                                |
+// | subject         | functional                                      | robustness                                   |
+// |-----------------|-------------------------------------------------|----------------------------------------------|
+// | life            | boot-up and heartbeat; NMT commands; SIGTERM    |                                              |
+// |                 | ends it with 0                                  |                                              |
+// | SDO             | expedited and segmented upload, download, abort |                                              |
+// | interface       |                                                 | can0 down and up; down when the panel starts |
+// | wall clock      |                                                 | set by hours and by years                    |
+// | flood           | ten seconds at the full rate of the bus: SDO is |                                              |
+// |                 | answered, heartbeats come (robustness); two     |                                              |
+// |                 | seconds while every frame is traced             |                                              |
+// | foreign frames  | wake nobody, and are traced; two panels on one  |                                              |
+// |                 | interface: each sleeps while the other is asked |                                              |
+// | foreign clients | candump, cansend and cangen                     |                                              |
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,7 +43,7 @@ protected:
     panel = std::make_unique<Process>(words, "/tmp/panel.log");
     const auto bootUp = master.receiveOf("705", 5000);
     EXPECT_TRUE(bootUp) << "the panel does not boot";
-    EXPECT_EQ(bootUp ? bootUp->text : "", "705#00");
+    EXPECT_EQ("705#00", bootUp ? bootUp->text : "");
   }
 
   std::string ask(const std::string& request) {
@@ -55,7 +57,7 @@ protected:
     return heartbeat ? heartbeat->text : "no heartbeat";
   }
 
-  /// The state that the node says in its heartbeats after an NMT command.
+  // The state that the node says in its heartbeats after an NMT command.
   std::string heartbeatAfter(const std::string& command) {
     master.take();
     master.send(command);
@@ -63,7 +65,7 @@ protected:
     return nextHeartbeat();
   }
 
-  /// How often the panel wakes in two seconds, with a program beside it.
+  // How often the panel wakes in two seconds, with a program beside it.
   long wakesBeside(const std::vector<std::string>& words) {
     constexpr int DURATION_MS = 2000;
     const Process program(words);
@@ -80,33 +82,33 @@ protected:
 };
 
 TEST_F(PanelOnBus, ObeysTheMastersCommands) {
-  EXPECT_EQ(nextHeartbeat(), "705#7F");
-  EXPECT_EQ(heartbeatAfter("000#01 05"), "705#05");
-  EXPECT_EQ(heartbeatAfter("000#02 05"), "705#04");
-  EXPECT_EQ(heartbeatAfter("000#80 05"), "705#7F");
-  EXPECT_EQ(heartbeatAfter("000#01 06"), "705#7F") << "that was for another node";
+  EXPECT_EQ("705#7F", nextHeartbeat());
+  EXPECT_EQ("705#05", heartbeatAfter("000#01 05"));
+  EXPECT_EQ("705#04", heartbeatAfter("000#02 05"));
+  EXPECT_EQ("705#7F", heartbeatAfter("000#80 05"));
+  EXPECT_EQ("705#7F", heartbeatAfter("000#01 06")) << "that was for another node";
   master.take();
   master.send("000#81 05");
-  EXPECT_EQ(nextHeartbeat(), "705#00");
-  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_EQ("705#00", nextHeartbeat());
+  EXPECT_EQ("705#7F", nextHeartbeat());
 }
 
 TEST_F(PanelOnBus, AnswersSDORequests) {
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
-  EXPECT_EQ(ask("605#2B 00 20 02 20 03 00 00"), "585#60 00 20 02 00 00 00 00");
-  EXPECT_EQ(ask("605#40 00 20 02 00 00 00 00"), "585#4B 00 20 02 20 03 00 00");
-  EXPECT_EQ(ask("605#40 01 20 00 00 00 00 00"), "585#41 01 20 00 11 00 00 00");
-  EXPECT_EQ(ask("605#60 00 00 00 00 00 00 00"), "585#00 54 41 56 4F 20 64 65");
-  EXPECT_EQ(ask("605#70 00 00 00 00 00 00 00"), "585#10 6D 6F 20 6D 61 63 68");
-  EXPECT_EQ(ask("605#60 00 00 00 00 00 00 00").substr(0, 16), "585#09 69 6E 65 ");
-  EXPECT_EQ(ask("605#40 00 50 00 00 00 00 00"), "585#80 00 50 00 00 00 02 06");
+  EXPECT_EQ("585#60 00 20 02 00 00 00 00", ask("605#2B 00 20 02 20 03 00 00"));
+  EXPECT_EQ("585#4B 00 20 02 20 03 00 00", ask("605#40 00 20 02 00 00 00 00"));
+  EXPECT_EQ("585#41 01 20 00 11 00 00 00", ask("605#40 01 20 00 00 00 00 00"));
+  EXPECT_EQ("585#00 54 41 56 4F 20 64 65", ask("605#60 00 00 00 00 00 00 00"));
+  EXPECT_EQ("585#10 6D 6F 20 6D 61 63 68", ask("605#70 00 00 00 00 00 00 00"));
+  EXPECT_EQ("585#09 69 6E 65 ", ask("605#60 00 00 00 00 00 00 00").substr(0, 16));
+  EXPECT_EQ("585#80 00 50 00 00 00 02 06", ask("605#40 00 50 00 00 00 00 00"));
 }
 
 TEST_F(PanelOnBus, EndsCleanlyOnSIGTERM) {
-  EXPECT_EQ(panel->terminate(), 0);
+  EXPECT_EQ(0, panel->terminate());
 }
 
-/// What a panel has said of its port.
+// What a panel has said of its port.
 std::string portLinesOf(const std::string& logFile) {
   return outputOf("grep ^socketcan: " + logFile);
 }
@@ -118,10 +120,10 @@ TEST_F(PanelOnBus, ReturnsWithItsInterface) {
   while (master.receiveOf("705", PATIENCE_MS)) {
   }
   canlink("up can0");
-  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_EQ("705#7F", nextHeartbeat());
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
   EXPECT_TRUE(panel->isRunning());
-  EXPECT_EQ(portLinesOf("/tmp/panel.log"), ONE_LINE_EACH_WAY);
+  EXPECT_EQ(ONE_LINE_EACH_WAY, portLinesOf("/tmp/panel.log"));
 }
 
 TEST(PanelBeforeItsInterfaceOnBus, WaitsForItAndServesItThen) {
@@ -135,8 +137,8 @@ TEST(PanelBeforeItsInterfaceOnBus, WaitsForItAndServesItThen) {
   EXPECT_TRUE(master.receiveOf("705", PATIENCE_MS));
   master.send("605#40 18 10 01 00 00 00 00");
   EXPECT_TRUE(master.receiveOf("585", PATIENCE_MS));
-  EXPECT_EQ(portLinesOf("/tmp/panel.log"), ONE_LINE_EACH_WAY);
-  EXPECT_EQ(panel.terminate(), 0);
+  EXPECT_EQ(ONE_LINE_EACH_WAY, portLinesOf("/tmp/panel.log"));
+  EXPECT_EQ(0, panel.terminate());
 }
 
 TEST_F(PanelOnBus, WallClockThatIsSetMovesNoHeartbeat) {
@@ -147,7 +149,7 @@ TEST_F(PanelOnBus, WallClockThatIsSetMovesNoHeartbeat) {
   for (const int step : {3600, -3600, YEAR_S, -2 * YEAR_S, YEAR_S}) {
     wallClock.step(step);
     for (int i = 0; i < 5; ++i) {
-      ASSERT_EQ(nextHeartbeat(), "705#7F") << "after a step of " << step << " s";
+      ASSERT_EQ("705#7F", nextHeartbeat()) << "after a step of " << step << " s";
       const std::int64_t now = monotonicTime();
       EXPECT_NEAR(static_cast<double>(now - last), HEARTBEAT_MS * MILLISECOND, 20 * MILLISECOND)
           << "after a step of " << step << " s";
@@ -157,9 +159,9 @@ TEST_F(PanelOnBus, WallClockThatIsSetMovesNoHeartbeat) {
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
 }
 
-/// Asks the node again and again while cangen sends as much as the bus carries, and expects its answers and heartbeats.
+// Asks the node again and again while cangen sends as much as the bus carries, and expects its answers and heartbeats.
 void PanelOnBus::flood(std::int64_t duration) {
-  EXPECT_EQ(heartbeatAfter("000#01 05"), "705#05");
+  EXPECT_EQ("705#05", heartbeatAfter("000#01 05"));
   master.listenOnlyTo(0x705, 0x585);
   const std::int64_t begin = monotonicTime();
   const Process flood({"cangen", "can1", "-g", "0", "-i", "-I", "2A5", "-L", "8", "-D", "i"});
@@ -239,12 +241,12 @@ TEST_F(TwoPanelsOnBus, BothAnswer) {
 // ---- Foreign clients
 
 TEST_F(PanelOnBus, CandumpSeesWhatThePanelSends) {
-  EXPECT_EQ(outputOf("candump -n 1 -T 1000 can1,705:7FF"), "  can1  705   [1]  7F\n");
+  EXPECT_EQ("  can1  705   [1]  7F\n", outputOf("candump -n 1 -T 1000 can1,705:7FF"));
 }
 
 TEST_F(PanelOnBus, CansendGetsAnAnswer) {
-  EXPECT_EQ(outputOf("(sleep 0.2; cansend can1 605#4000200000000000) & candump -n 1 -T 2000 can1,585:7FF"),
-            "  can1  585   [8]  4F 00 20 00 06 00 00 00\n");
+  EXPECT_EQ("  can1  585   [8]  4F 00 20 00 06 00 00 00\n",
+            outputOf("(sleep 0.2; cansend can1 605#4000200000000000) & candump -n 1 -T 2000 can1,585:7FF"));
 }
 
 class TracedPanelOnBus : public PanelOnBus {
@@ -263,14 +265,14 @@ TEST_F(TracedPanelOnBus, TraceHasTheFramesThatCandumpLogs) {
     const std::string text = line.substr(line.rfind(' ') + 1);
     EXPECT_THAT(trace, HasSubstr(" " + text + "\n"));
   }
-  EXPECT_EQ(number, 12U);
+  EXPECT_EQ(12U, number);
 }
 
 TEST_F(TracedPanelOnBus, TraceHasTheFramesThatAreNobodys) {
   constexpr int FRAMES = 200;
   outputOf("cangen can1 -g 1 -n " + std::to_string(FRAMES) + " -I 2A5 -L 8 -D i");
   nextHeartbeat();
-  EXPECT_EQ(std::stoi(outputOf("grep -c ' 2A5#' /tmp/panel-trace.log")), FRAMES);
+  EXPECT_EQ(FRAMES, std::stoi(outputOf("grep -c ' 2A5#' /tmp/panel-trace.log")));
 }
 
 TEST_F(TracedPanelOnBus, FloodHoldsUpNothingEither) {
@@ -279,8 +281,8 @@ TEST_F(TracedPanelOnBus, FloodHoldsUpNothingEither) {
 
 TEST_F(PanelOnBus, TrafficOfCangenChangesNothing) {
   // Frames of any length and content, on 29-bit identifiers and on an 11-bit one that is nobody's.
-  EXPECT_EQ(outputOf("cangen can1 -g 1 -n 500 -e 2>&1; cangen can1 -g 1 -n 500 -I 6A5 2>&1"), "");
-  EXPECT_EQ(nextHeartbeat(), "705#7F");
+  EXPECT_EQ("", outputOf("cangen can1 -g 1 -n 500 -e 2>&1; cangen can1 -g 1 -n 500 -I 6A5 2>&1"));
+  EXPECT_EQ("705#7F", nextHeartbeat());
   EXPECT_THAT(ask("605#40 18 10 01 00 00 00 00"), StartsWith("585#43 18 10 01"));
   EXPECT_TRUE(panel->isRunning());
 }

@@ -1,9 +1,10 @@
-// A node on can0 whose master on can1 changes identifiers while the bus is busy: no frame that it serves is lost
+// Covers: a node on can0 whose master on can1 changes identifiers while the bus is busy: no frame that it serves is
+// lost.
 //
-// | what | cases                                                                                         |
-// |------|-----------------------------------------------------------------------------------------------|
-// | RPDO | the frame that follows the confirmation of its new identifier is received (robustness)        |
-// | SYNC | the one that follows the confirmation is answered by a synchronous TPDO (robustness)          |
+// | subject | functional | robustness                                                                |
+// |---------|------------|---------------------------------------------------------------------------|
+// | RPDO    |            | the frame that follows the confirmation of its new identifier is received |
+// | SYNC    |            | the one that follows the confirmation is answered by a synchronous TPDO   |
 
 #include <gtest/gtest.h>
 
@@ -40,7 +41,7 @@ void runNode() {
   }
 }
 
-/// An SDO request, or any other frame that has a number in its last four bytes.
+// An SDO request, or any other frame that has a number in its last four bytes.
 std::string frameWith(unsigned int number, unsigned int identifier, std::vector<unsigned char> bytesBefore = {}) {
   KQ::KQCANMessage message;
   message.identifier = identifier;
@@ -63,9 +64,9 @@ protected:
     master.listenOnlyTo(0x585, 0x301);
   }
 
-  /// Writes an object. The next frame that the master sends follows upon the confirmation at once.
+  // Writes an object. The next frame that the master sends follows upon the confirmation at once.
   void write(unsigned short index, unsigned char subIndex, unsigned int value) {
-    EXPECT_EQ(ask(0x23, index, subIndex, value).substr(4, 2), "60");
+    EXPECT_EQ("60", ask(0x23, index, subIndex, value).substr(4, 2));
   }
   unsigned int read(unsigned short index) {
     const KQ::KQCANMessage answer = frame(ask(0x40, index, 0, 0));
@@ -96,7 +97,7 @@ TEST_F(RemappingOnBus, FrameAfterTheConfirmationOfAReceivePDOIsReceived) {
     write(0x1400, 1, NOT_VALID | identifier);
     write(0x1400, 1, identifier);
     master.send(frameWith(round, identifier));
-    ASSERT_EQ(read(0x2000 + RECEIVED_VARIABLE), round);
+    ASSERT_EQ(round, read(0x2000 + RECEIVED_VARIABLE));
   }
 }
 

@@ -37,7 +37,7 @@ constexpr unsigned int VARIABLES = 50;
 constexpr unsigned short SYNCHRONOUS_PDOS = 8;
 constexpr unsigned short EVENT_PDO = 8;
 constexpr unsigned short STAMPED_VARIABLE = 40;
-constexpr unsigned short STAMPING_SWITCH = 41;  ///< while not 0, the application writes the time into the other one
+constexpr unsigned short STAMPING_SWITCH = 41;  // while not 0, the application writes the time into the other one
 constexpr std::int64_t STAMP_EVERY = 7 * MILLISECOND;
 constexpr int MEASUREMENTS = 1000;
 
@@ -52,7 +52,7 @@ void configure(KernelNode& device) {
   }
 }
 
-/// The node's process: a node, and an application that writes the time of writing.
+// The node's process: a node, and an application that writes the time of writing.
 void runNode() {
   KernelNode device("can0", 5, IDLE_HEARTBEAT_MS);
   configure(device);
@@ -133,7 +133,7 @@ Times measureSync(RawSocket& master) {
   return times;
 }
 
-/// By how much the time from one heartbeat to the next differs from 10 ms.
+// By how much the time from one heartbeat to the next differs from 10 ms.
 Times measureHeartbeat(RawSocket& master) {
   constexpr std::int64_t PERIOD = 10 * MILLISECOND;
   download(master, "605#2B 17 10 00 0A 00 00 00");

@@ -1,15 +1,15 @@
 // target-soak HOURS: two panels on can0 for that long in the machine's time, and on can1 all that happens to a panel in
 // the field, in an order that is the same every time.
 //
-// | what       | how often          | what must hold |
-// |------------|--------------------|----------------------------------------------------------------------------------|
-// | masters    | one a minute       | each is answered in time, whatever the one before it has left behind | | saves |
-// by some of these   | the file is there anew each time                                                 | | floods |
-// two an hour        | as much as the bus carries: frames for nobody, requests                          | | outages |
-// four an hour       | can0 goes down and up; both panels return by themselves, with one line each way  | | a peer |
-// one an hour        | the second panel reads it, notices that it is killed, and goes on without it     | | heartbeats
-// | one a second       | none is late beyond the tolerance                                                | | memory |
-// looked at each hour | as much as after the first hour, and as many descriptors                        |
+// | what       | how often        | what must hold                                                                  |
+// |------------|------------------|---------------------------------------------------------------------------------|
+// | masters    | one a minute     | each is answered in time, whatever the one before it has left behind            |
+// | saves      | by some of these | the file is there anew each time                                                |
+// | floods     | two an hour      | as much as the bus carries: frames for nobody, requests                         |
+// | outages    | four an hour     | can0 goes down and up; both panels return by themselves, with one line each way |
+// | a peer     | one an hour      | the second panel reads it, notices that it is killed, and goes on without it    |
+// | heartbeats | one a second     | none is late beyond the tolerance                                               |
+// | memory     | each hour        | as much as after the first hour, and as many descriptors                        |
 //
 // Ends with one line of counts, and status 0 when all of that held.
 
@@ -32,14 +32,14 @@ using test::RawSocket;
 
 constexpr std::int64_t MINUTE = 60'000 * MILLISECOND;
 constexpr int HEARTBEAT_MS = 1000;
-/// A period begins when the heartbeat before was sent: it is longer than its time by what the node was late.
+// A period begins when the heartbeat before was sent: it is longer than its time by what the node was late.
 constexpr std::int64_t LONGEST_PERIOD = (HEARTBEAT_MS + 20) * MILLISECOND;
-/// After which a panel has found an interface that is there again.
+// After which a panel has found an interface that is there again.
 constexpr std::int64_t RETURN_TIME = 250 * MILLISECOND;
 constexpr int PATIENCE_MS = 500;
-/// An SDO transfer that is left behind has been given up by then.
+// An SDO transfer that is left behind has been given up by then.
 constexpr int FORGOTTEN_MS = 150;
-/// What the allocator may need more of at another moment.
+// What the allocator may need more of at another moment.
 constexpr long MEMORY_TOLERANCE_KIB = 16;
 
 void require(bool condition, const std::string& what) {
@@ -57,17 +57,17 @@ struct Counts {
   unsigned int peers = 0;
   unsigned int floods = 0;
   unsigned long floodFrames = 0;
-  long highestMemory = 0;  ///< of all hours after the first one
+  long highestMemory = 0;  // of all hours after the first one
 };
 
-/// Takes the time of every heartbeat of a node.
+// Takes the time of every heartbeat of a node.
 class HeartbeatWatch {
 public:
   HeartbeatWatch(unsigned int identifier, Counts& sums) : counts(sums), bus("can1") {
     bus.listenOnlyTo(identifier, identifier);
   }
 
-  /// All that have come since the last call were in time, and none is overdue.
+  // All that have come since the last call were in time, and none is overdue.
   void check() {
     while (const auto received = bus.receive(0)) {
       note(received->arrived);
@@ -76,7 +76,7 @@ public:
     require(test::wallTime() - last <= LONGEST_PERIOD, "a heartbeat stays away");
   }
 
-  /// Periods are counted from here: there was nothing to be heard.
+  // Periods are counted from here: there was nothing to be heard.
   void beginAnew(std::int64_t delay) {
     bus.take();
     last = test::wallTime() + delay;
@@ -95,7 +95,7 @@ private:
   std::int64_t last = test::wallTime();
 };
 
-/// A panel that runs all day, and what is looked at when an hour is over.
+// A panel that runs all day, and what is looked at when an hour is over.
 class WatchedPanel {
 public:
   WatchedPanel(const std::string& number, const std::vector<std::string>& options, Counts& sums)
@@ -125,7 +125,7 @@ public:
     counts.highestMemory = std::max(counts.highestMemory, memory);
   }
 
-  /// Ends it, and counts what it has said of its port.
+  // Ends it, and counts what it has said of its port.
   void end() {
     require(process.terminate() == 0, "a panel does not end well");
     requireLines("interface is down");
@@ -150,14 +150,14 @@ private:
   std::size_t descriptors = 0;
 };
 
-/// A master of node 5 that is on the bus for a moment.
+// A master of node 5 that is on the bus for a moment.
 class Master {
 public:
   Master() { bus.listenOnlyTo(0x585, 0x705); }
 
   void command(const std::string& frame) { bus.send(frame); }
 
-  /// The bytes of the answer.
+  // The bytes of the answer.
   std::string ask(const std::string& request) {
     bus.send("605#" + request);
     const auto answer = bus.receiveOf("585", PATIENCE_MS);
@@ -223,7 +223,7 @@ private:
     checkHeartbeats();
   }
 
-  /// Now and then, so that a machine that is slow is not taken for one that hangs.
+  // Now and then, so that a machine that is slow is not taken for one that hangs.
   void printProgress(unsigned int hour, unsigned int minute) const {
     if (minute % 10 == 9) {
       std::printf("%02u:%02u %u heartbeats, %u masters\n", hour, minute, counts.heartbeats, counts.masters);
@@ -241,7 +241,7 @@ private:
 
   // ---- Masters
 
-  /// What a master does before it goes.
+  // What a master does before it goes.
   void visit() {
     static constexpr void (Day::*VISITS[])(Master&) = {
         &Day::commandState, &Day::stopForAWhile, &Day::resetNode,     &Day::uploadText,       &Day::leaveUpload,
@@ -260,7 +260,7 @@ private:
     master.command(COMMANDS[choose(std::size(COMMANDS))]);
   }
 
-  /// A stopped node answers no requests.
+  // A stopped node answers no requests.
   void stopForAWhile(Master& master) {
     master.command("000#02 05");
     pause(static_cast<int>(choose(5000)));

@@ -80,15 +80,20 @@ def includes_of(path):
             yield number, match.group(1) == '"', match.group(2)
 
 
+def headers_below(folder):
+    """As an #include names them: those in the folder "internal" with it."""
+    return {path.relative_to(folder).as_posix() for path in folder.rglob("*.h")}
+
+
 def check_includes(arguments):
     root = pathlib.Path(arguments.source_root)
-    stack_headers = {path.name for path in (root / "include").glob("*.h")}
+    stack_headers = headers_below(root / "include")
     common_headers = {path.name for path in (root / "canopen" / "common").glob("*.h")}
-    runtime_headers = {path.name for path in (root / "runtime").glob("*/include/*.h")}
+    runtime_headers = set().union(*map(headers_below, (root / "runtime").glob("*/include")))
     problems = []
     for path in sources_below(root / "runtime"):
         for number, _, name in includes_of(path):
-            if pathlib.PurePosixPath(name).name in stack_headers | common_headers:
+            if name in stack_headers or pathlib.PurePosixPath(name).name in common_headers:
                 problems.append(f"{path}:{number}: a runtime library includes {name} of the stack")
     for path in sources_below(root / "include") + sources_below(root / "canopen"):
         # What the stack's folders share among them is not part of what is installed.

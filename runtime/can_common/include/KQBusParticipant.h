@@ -19,7 +19,7 @@ public:
     NONE     ///< takeFrame would soon lose frames: senders that can wait should
   };
   /// Must not call the bus.
-  virtual Room getRoom() const { return Room::PLENTY; }
+  [[nodiscard]] virtual Room getRoom() const { return Room::PLENTY; }
 
   /// Somebody has waited for room for a while. If nothing was taken since this was asked before, it has PLENTY from now
   /// on, and loses frames, until it has made room.

@@ -42,50 +42,50 @@ public:
     WITH_OPTIONS  ///< an integer with options
   };
 
-  /// @param startBit         absolute position of the lowest bit.
-  /// @param bitLength        number of bits; 1 to 64 can be moved.
-  /// @param key              object key, index << 16 | sub-index.
-  /// @param storageType      a text is moved only when it covers whole bytes; anything else is an integer.
-  /// @param isSigned         true: the highest bit is the sign.
-  /// @param lowestRawValue   smallest value that checkRawValue accepts.
-  /// @param highestRawValue  largest value that checkRawValue accepts.
-  /// @param options          null when there are none.
-  KQCANMappingData(std::uint64_t startBit, unsigned int bitLength, unsigned int key, KQVariableStorageType storageType,
-                   bool isSigned, unsigned int lowestRawValue, unsigned int highestRawValue,
-                   std::unique_ptr<const Options> options);
+  /// @param firstBit        absolute position of the lowest bit.
+  /// @param bits            number of bits; 1 to 64 can be moved.
+  /// @param valueKey        object key, index << 16 | sub-index.
+  /// @param type            a text is moved only when it covers whole bytes; anything else is an integer.
+  /// @param isSigned        true: the highest bit is the sign.
+  /// @param lowest          smallest value that checkRawValue accepts.
+  /// @param highest         largest value that checkRawValue accepts.
+  /// @param furtherOptions  null when there are none.
+  KQCANMappingData(std::uint64_t firstBit, unsigned int bits, unsigned int valueKey, KQVariableStorageType type,
+                   bool isSigned, unsigned int lowest, unsigned int highest,
+                   std::unique_ptr<const Options> furtherOptions);
 
   /// What the constructor was given.
-  unsigned int getKey() const { return key_; }
-  std::uint64_t getStartBit() const { return startBit_; }
-  unsigned int getBitLength() const { return bitLength_; }
-  KQVariableStorageType getStorageType() const { return storageType_; }
-  bool isSigned() const { return isSigned_; }
-  unsigned int getLowestRawValue() const { return lowestRawValue_; }
-  unsigned int getHighestRawValue() const { return highestRawValue_; }
+  [[nodiscard]] unsigned int getKey() const { return key; }
+  [[nodiscard]] std::uint64_t getStartBit() const { return startBit; }
+  [[nodiscard]] unsigned int getBitLength() const { return bitLength; }
+  [[nodiscard]] KQVariableStorageType getStorageType() const { return storageType; }
+  bool isSigned() const { return hasSign; }
+  [[nodiscard]] unsigned int getLowestRawValue() const { return lowestRawValue; }
+  [[nodiscard]] unsigned int getHighestRawValue() const { return highestRawValue; }
   /// Null when the record has none.
-  const Options* getOptions() const { return options_.get(); }
-  Layout getLayout() const { return layout_; }
+  [[nodiscard]] const Options* getOptions() const { return options.get(); }
+  [[nodiscard]] Layout getLayout() const { return layout; }
 
   /// Whether all bits of the record lie in the first `length` bytes; false for a record that is never moved.
-  bool fitsInto(unsigned int length) const { return lastByte_ < length; }
+  [[nodiscard]] bool fitsInto(unsigned int length) const { return lastByte < length; }
 
   /// Whether the record is an integer without options that can be moved.
-  bool isPlain() const { return layout_ >= Layout::ONE_BYTE && layout_ <= Layout::BITS; }
+  [[nodiscard]] bool isPlain() const { return layout >= Layout::ONE_BYTE && layout <= Layout::BITS; }
 
   /// The first of the bytes that the record touches, their number, and the bit behind the record. Of a
   /// record that is never moved they mean nothing.
-  unsigned int getFirstByte() const { return firstByte_; }
-  unsigned int getByteSpan() const { return lastByte_ - firstByte_ + 1U; }
-  unsigned int getEndBit() const { return endBit_; }
+  [[nodiscard]] unsigned int getFirstByte() const { return firstByte; }
+  [[nodiscard]] unsigned int getByteSpan() const { return lastByte - firstByte + 1U; }
+  [[nodiscard]] unsigned int getEndBit() const { return endBit; }
 
   /// Writes a value that fills one, two or four whole bytes.
   /// @param data  long enough for the record, see fitsInto.
   /// @return false, with the data untouched, when the record has another layout.
   /// Spelt out byte by byte, which compilers turn into one access where the machine is little-endian.
-  bool storeWholeBytes(unsigned char* data, int value) const {
+  [[nodiscard]] bool storeWholeBytes(unsigned char* data, int value) const {
     const auto bits = static_cast<std::uint32_t>(value);
-    unsigned char* first = data + firstByte_;
-    switch (layout_) {
+    unsigned char* first = data + firstByte;
+    switch (layout) {
       case Layout::TWO_BYTES:
         storeTwoBytes(first, bits);
         return true;
@@ -102,7 +102,7 @@ public:
   }
 
   /// The record's bits out of a frame's eight bytes (byte 0 lowest), without sign extension.
-  std::uint64_t rawValueOf(std::uint64_t frame) const { return (frame >> startBit_) & mask_; }
+  [[nodiscard]] std::uint64_t rawValueOf(std::uint64_t frame) const { return (frame >> startBit) & mask; }
 
   /// The same, sign- or zero-extended; of more than 32 bits the low 32.
   int valueOf(std::uint64_t frame) const {
@@ -110,10 +110,10 @@ public:
   }
 
   /// A raw value with the sign, if it has one, carried to bit 63.
-  std::uint64_t extend(std::uint64_t rawValue) const { return (rawValue ^ signBit_) - signBit_; }
+  std::uint64_t extend(std::uint64_t rawValue) const { return (rawValue ^ signBit) - signBit; }
 
   /// As many ones as the record has bits.
-  std::uint64_t getMask() const { return mask_; }
+  [[nodiscard]] std::uint64_t getMask() const { return mask; }
 
 private:
   static void storeTwoBytes(unsigned char* first, std::uint32_t bits) {
@@ -123,20 +123,20 @@ private:
 
   Layout layoutOf() const;
 
-  const std::uint64_t startBit_;
-  const std::uint64_t mask_;
-  const std::uint64_t signBit_;  ///< 0 when unsigned, which makes the extension a no-op
-  const unsigned int key_;
-  const unsigned int bitLength_;
-  const KQVariableStorageType storageType_;
-  const unsigned int lowestRawValue_;
-  const unsigned int highestRawValue_;
-  const bool isSigned_;
-  const unsigned int endBit_;
-  const std::unique_ptr<const Options> options_;
-  const Layout layout_;
-  const unsigned char firstByte_;
-  const unsigned int lastByte_;  ///< the largest number when never moved, which no length exceeds
+  const std::uint64_t startBit;
+  const std::uint64_t mask;
+  const std::uint64_t signBit;  ///< 0 when unsigned, which makes the extension a no-op
+  const unsigned int key;
+  const unsigned int bitLength;
+  const KQVariableStorageType storageType;
+  const unsigned int lowestRawValue;
+  const unsigned int highestRawValue;
+  const bool hasSign;
+  const unsigned int endBit;
+  const std::unique_ptr<const Options> options;
+  const Layout layout;
+  const unsigned char firstByte;
+  const unsigned int lastByte;  ///< the largest number when never moved, which no length exceeds
 };
 
 }  // namespace KQ

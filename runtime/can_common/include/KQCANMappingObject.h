@@ -125,14 +125,14 @@ public:
   int extractMappedValues(KQCANMessage* message, KQDEI* dei, KQVariableOwner* owner, bool checkLimits) const;
 
   /// Number of data bytes of the frame, as given to the constructor.
-  unsigned int getDataLength() const { return dataLength_; }
+  [[nodiscard]] unsigned int getDataLength() const { return dataLength_; }
   /// In milliseconds.
-  unsigned int getCycleTime() const { return cycleTime_; }
-  unsigned int getTransmitType() const { return transmitType_; }
+  [[nodiscard]] unsigned int getCycleTime() const { return cycleTime_; }
+  [[nodiscard]] unsigned int getTransmitType() const { return transmitType_; }
   /// All records in the order in which they were added. They belong to this object.
-  const MappingData& getMappingData() const { return mappingData_; }
+  [[nodiscard]] const MappingData& getMappingData() const { return mappingData_; }
   /// The object keys of all records, also of those that are never moved: each once, in ascending order.
-  const std::vector<unsigned int>& getMappedKeys() const { return mappedKeys_; }
+  [[nodiscard]] const std::vector<unsigned int>& getMappedKeys() const { return mappedKeys_; }
 
 private:
   void insertMappedKey(unsigned int key);
@@ -151,11 +151,14 @@ private:
   void extractCheckedValue(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
   void extractText(std::uint64_t frame, KQCANMappingData* record, const Destination& to) const;
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const unsigned int dataLength_;
   const unsigned int transmitType_;
   const unsigned int cycleTime_;
   MappingData mappingData_;
   std::vector<unsigned int> mappedKeys_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

@@ -4,12 +4,10 @@
 
 namespace KQ {
 
-/**
- * One CAN 2.0A data frame, as it is read from a port and written to it.
- *
- * The members are public because every handler fills its one outgoing frame in place. A value
- * class: copying it and clearing it cost a few instructions and allocate nothing.
- */
+/// One CAN 2.0A data frame, as it is read from a port and written to it.
+///
+/// The members are public because every handler fills its one outgoing frame in place. A value
+/// class: copying it and clearing it cost a few instructions and allocate nothing.
 class KQCANMessage {
 public:
   KQCANMessage() = default;

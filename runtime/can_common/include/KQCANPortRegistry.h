@@ -10,10 +10,8 @@
 
 namespace KQ {
 
-/**
- * Which port number stands for which CAN port: a protocol is given a number, and the program says
- * beforehand what is behind it. One per process; every operation is safe from any thread.
- */
+/// Which port number stands for which CAN port: a protocol is given a number, and the program says
+/// beforehand what is behind it. One per process; every operation is safe from any thread.
 class KQCANPortRegistry {
 public:
   /// Opens an end point on a port; null with a text in the argument when it cannot.
@@ -26,12 +24,10 @@ public:
   KQCANPortRegistry(const KQCANPortRegistry&) = delete;
   KQCANPortRegistry& operator=(const KQCANPortRegistry&) = delete;
 
-  /**
-   * Lets a port number stand for a port URI, in place of what it stood for. Nothing is opened yet.
-   * @param port any number
-   * @param uri see KQEndPointFactory
-   * @return 0 bound; 20 the URI has wrong syntax (nothing is changed)
-   */
+  /// Lets a port number stand for a port URI, in place of what it stood for. Nothing is opened yet.
+  /// @param port any number
+  /// @param uri see KQEndPointFactory
+  /// @return 0 bound; 20 the URI has wrong syntax (nothing is changed)
   int bindPort(unsigned port, const std::string& uri);
 
   /// The same for a port that the caller opens himself. @return 0 bound; 20 the factory is empty
@@ -40,17 +36,15 @@ public:
   /// Forgets the number; end points that are open stay open. @return 0 done; 23 the number was not bound
   int unbindPort(unsigned port);
 
-  /**
-   * Opens a new end point on the port. Two end points of one port see each other's frames as well.
-   * @param port a bound number
-   * @param error receives what went wrong, in one line, when null is returned; otherwise empty
-   * @return the open end point, the caller's; null when the number is not bound or the port cannot be opened
-   */
-  std::unique_ptr<KQEndPoint> openPort(unsigned port, std::string& error);
+  /// Opens a new end point on the port. Two end points of one port see each other's frames as well.
+  /// @param port a bound number
+  /// @param error receives what went wrong, in one line, when null is returned; otherwise empty
+  /// @return the open end point, the caller's; null when the number is not bound or the port cannot be opened
+  [[nodiscard]] std::unique_ptr<KQEndPoint> openPort(unsigned port, std::string& error);
 
 private:
-  std::mutex mutex_;
-  std::map<unsigned, Factory> ports_;
+  std::mutex mutex;
+  std::map<unsigned, Factory> ports;
 };
 
 }  // namespace KQ

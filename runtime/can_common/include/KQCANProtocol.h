@@ -106,19 +106,19 @@ public:
   int signalOccurred(KQSignal& signal) override;
 
   /// The context given to create(), null before.
-  const KQCANProtocolContext* getContext() const { return context.get(); }
+  [[nodiscard]] const KQCANProtocolContext* getContext() const { return context.get(); }
 
   /// The CAN port, null until it exists.
-  KQEndPoint* getEndPoint() const { return endPoint.get(); }
+  [[nodiscard]] KQEndPoint* getEndPoint() const { return endPoint.get(); }
 
   /// Why the CAN port could not be opened; empty when it is open.
-  const std::string& getPortError() const { return portError; }
+  [[nodiscard]] const std::string& getPortError() const { return portError; }
 
   /// The kind of protocol that the constructor was given; 3: CANopen.
-  int getProtocolType() const { return protocolType; }
+  [[nodiscard]] int getProtocolType() const { return protocolType; }
 
   /// The status word: milliseconds after which the protocol next wants a cycle. Initially 0.
-  int getProtocolStatus() const { return protocolStatus; }
+  [[nodiscard]] int getProtocolStatus() const { return protocolStatus; }
   void setProtocolStatus(int status) { protocolStatus = status; }
 
 private:

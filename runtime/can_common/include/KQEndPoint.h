@@ -17,13 +17,11 @@ namespace KQ {
 
 class KQEndPointManager;
 
-/**
- * A node's access to a CAN port: frames are read from it and written to it, one at a time, without waiting.
- *
- * Reading belongs to one thread, the one in KQEndPointManager::wait (or the one that polls, when there
- * is no manager). Writing is allowed from any thread; frames leave in the order of the writes.
- * Only CAN 2.0A data frames (11-bit identifier, at most 8 bytes) pass in either direction.
- */
+/// A node's access to a CAN port: frames are read from it and written to it, one at a time, without waiting.
+///
+/// Reading belongs to one thread, the one in KQEndPointManager::wait (or the one that polls, when there
+/// is no manager). Writing is allowed from any thread; frames leave in the order of the writes.
+/// Only CAN 2.0A data frames (11-bit identifier, at most 8 bytes) pass in either direction.
 class KQEndPoint : public KQTimedService {
 public:
   KQEndPoint(const KQEndPoint&) = delete;
@@ -33,12 +31,10 @@ public:
   /// inside.
   ~KQEndPoint() override;
 
-  /**
-   * Takes the oldest waiting frame.
-   * @param message receives the frame (its flags are 0); unchanged unless 0 is returned
-   * @return 0 a frame was read; 5 none is waiting, or the manager's wait has served enough of them (the next one goes
-   *   on); 10 the port is not open or down
-   */
+  /// Takes the oldest waiting frame.
+  /// @param message receives the frame (its flags are 0); unchanged unless 0 is returned
+  /// @return 0 a frame was read; 5 none is waiting, or the manager's wait has served enough of them (the next one goes
+  ///   on); 10 the port is not open or down
   int readMessage(KQCANMessage& message) {
     if (readsLeft_ == 0) {
       return KQ_NO_DATA;
@@ -52,14 +48,12 @@ public:
     return result;
   }
 
-  /**
-   * Queues a frame for sending, behind those written before it.
-   * @param message the frame; copied
-   * @return 0 queued (and sent as soon as the port can); 10 the port is not open or down; 17 the transmit queue
-   *   is full; 20 not a data frame with an 11-bit identifier (0..0x7FF) and at most 8 bytes
-   */
+  /// Queues a frame for sending, behind those written before it.
+  /// @param message the frame; copied
+  /// @return 0 queued (and sent as soon as the port can); 10 the port is not open or down; 17 the transmit queue
+  ///   is full; 20 not a data frame with an 11-bit identifier (0..0x7FF) and at most 8 bytes
   int writeMessage(const KQCANMessage& message) {
-    const int result = isClassicFrame(message) ? doWrite(message) : static_cast<int>(KQ_INVALID_ARGUMENT);
+    const int result = isClassicFrame(message) ? doWrite(message) : KQ_INVALID_ARGUMENT;
     if (result == KQ_OK) {
       count(counters_.sent);
       report(message, true);
@@ -69,64 +63,51 @@ public:
     return result;
   }
 
-  /**
-   * A descriptor for epoll or poll, level-triggered: readable when frames wait. It stays the same for the life
-   * of the end point, also over reconnects. Frames may have been taken from it in a batch: read until 5.
-   * @return the descriptor, -1 when the port has none
-   */
-  virtual int getDescriptor() const { return -1; }
+  /// A descriptor for epoll or poll, level-triggered: readable when frames wait. It stays the same for the life
+  /// of the end point, also over reconnects. Frames may have been taken from it in a batch: read until 5.
+  /// @return the descriptor, -1 when the port has none
+  [[nodiscard]] virtual int getDescriptor() const { return -1; }
 
   /// True while frames wait for the descriptor to become writable; flush() is to be called when it is. Any thread.
-  virtual bool wantsWritable() const { return false; }
+  [[nodiscard]] virtual bool wantsWritable() const { return false; }
 
-  /**
-   * Hands waiting frames to the port, as many as it takes. Any thread; KQEndPointManager::wait does it by itself.
-   * @return 0 nothing is left; 5 frames are still waiting; 10 the port is down (nothing is kept)
-   */
+  /// Hands waiting frames to the port, as many as it takes. Any thread; KQEndPointManager::wait does it by itself.
+  /// @return 0 nothing is left; 5 frames are still waiting; 10 the port is down (nothing is kept)
   virtual int flush() { return KQ_OK; }
 
   /// True when frames were taken from the descriptor already and wait to be read: it need not be readable then.
   /// Manager's thread.
-  virtual bool hasBufferedFrames() const { return false; }
+  [[nodiscard]] virtual bool hasBufferedFrames() const { return false; }
 
-  /**
-   * Called by the manager when its descriptor is readable, before the listener is told. Manager's thread.
-   * @return true when the listener is to be told that frames wait
-   */
+  /// Called by the manager when its descriptor is readable, before the listener is told. Manager's thread.
+  /// @return true when the listener is to be told that frames wait
   virtual bool prepareRead() { return true; }
 
   /// False while the port is down. Any thread.
-  virtual bool isConnected() const { return (getTransitions() & 1U) == 0; }
+  [[nodiscard]] virtual bool isConnected() const { return (getTransitions() & 1U) == 0; }
 
   /// The URI that this end point was opened with, as in "virtual:bus0". Any thread.
-  const std::string& getURI() const { return uri_; }
+  [[nodiscard]] const std::string& getURI() const { return uri_; }
 
-  /**
-   * Puts in the one observer of the frames that pass, in place of the one before.
-   * While there is one, every frame is handed out, whatever setReceptionFilter() says.
-   * @param observer not owned, must outlive its use here; null: none. Any thread.
-   */
+  /// Puts in the one observer of the frames that pass, in place of the one before.
+  /// While there is one, every frame is handed out, whatever setReceptionFilter() says.
+  /// @param observer not owned, must outlive its use here; null: none. Any thread.
   void setFrameObserver(KQFrameObserver* observer);
 
-  /**
-   * Says which frames are wanted: no others need be handed out, or wake anybody. Takes effect before it returns: a
-   * frame that arrives afterwards is judged by the new filter, one that waits already is handed out. A port that cannot
-   * filter, or not so finely, hands out more.
-   * @param filter copied; null: every frame, as at the start. Any thread.
-   */
+  /// Says which frames are wanted: no others need be handed out, or wake anybody. Takes effect before it returns: a
+  /// frame that arrives afterwards is judged by the new filter, one that waits already is handed out. A port that
+  /// cannot filter, or not so finely, hands out more.
+  /// @param filter copied; null: every frame, as at the start. Any thread.
   virtual void setReceptionFilter(const KQReceptionFilter* filter);
 
   /// Whether it has been told of any but every frame. Any thread.
-  bool hasReceptionFilter() const { return isFiltered_.load(std::memory_order_relaxed); }
+  [[nodiscard]] bool hasReceptionFilter() const { return isFiltered_.load(std::memory_order_relaxed); }
 
   /// A snapshot of the counters. Any thread.
-  virtual KQEndPointStatistics getStatistics() const;
+  [[nodiscard]] virtual KQEndPointStatistics getStatistics() const;
 
   int getServiceDelay() const override { return -1; }
   void service() override {}
-
-  /// Number of times the port went down or came back, together: odd while it is down. Any thread.
-  unsigned getTransitions() const { return transitions_.load(std::memory_order_acquire); }
 
 protected:
   /// Counts from any thread, and wraps.
@@ -163,12 +144,10 @@ protected:
   /// doSetFilter() with what is wanted at the moment, for a port that has lost it.
   void applyFilter();
 
-  /**
-   * Records that the port went down or came back. A change prints one line on standard error, and the
-   * manager's thread reports it to the listener. Any thread.
-   * @param connected the state from now on; the present one changes nothing
-   * @param reason what happened, as in "interface is down"; printed behind the URI
-   */
+  /// Records that the port went down or came back. A change prints one line on standard error, and the
+  /// manager's thread reports it to the listener. Any thread.
+  /// @param connected the state from now on; the present one changes nothing
+  /// @param reason what happened, as in "interface is down"; printed behind the URI
   void setConnected(bool connected, const char* reason);
 
   /// Prints a line about this port on standard error: the URI, a colon and the text. Any thread.
@@ -180,10 +159,16 @@ protected:
   /// Adds to a counter. Any thread.
   static void count(Counter& counter, unsigned number = 1) { counter.fetch_add(number, std::memory_order_relaxed); }
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   Counters counters_;  ///< what getStatistics() shows
+  // NOLINTEND(readability-identifier-naming)
 
 private:
   friend class KQEndPointManager;
+
+  /// Number of times the port went down or came back, together: odd while it is down. Any thread.
+  unsigned getTransitions() const { return transitions_.load(std::memory_order_acquire); }
 
   /// More than there will ever be.
   static constexpr std::uint64_t NO_LIMIT = ~std::uint64_t{0};
@@ -197,6 +182,8 @@ private:
     }
   }
 
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const std::string uri_;
   std::atomic<KQFrameObserver*> observer_{nullptr};
   std::atomic<KQEndPointManager*> manager_{nullptr};
@@ -205,6 +192,7 @@ private:
   std::mutex filterMutex_;
   std::optional<KQReceptionFilter> filter_;  ///< guarded by the mutex; none: every frame is wanted
   std::uint64_t readsLeft_{NO_LIMIT};        ///< in this wait of the manager; the reading thread's
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

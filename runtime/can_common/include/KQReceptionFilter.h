@@ -19,7 +19,7 @@ public:
   }
 
   /// Whether an identifier was added.
-  bool contains(unsigned int identifier) const { return identifier < COUNT && identifiers[identifier]; }
+  [[nodiscard]] bool contains(unsigned int identifier) const { return identifier < COUNT && identifiers[identifier]; }
 
   /// Whether two filters want the same frames.
   friend bool operator==(const KQReceptionFilter& left, const KQReceptionFilter& right) {

@@ -7,21 +7,19 @@
 #include <mutex>
 #include <string>
 
-#include "KQCANSocketCalls.h"
 #include "KQEndPoint.h"
-#include "KQFrameQueue.h"
+#include "internal/KQCANSocketCalls.h"
+#include "internal/KQFrameQueue.h"
 
 namespace KQ {
 
-/**
- * An end point on a CAN interface of the kernel ("socketcan:IF").
- *
- * Frames are taken from the kernel in batches, which it filters: what nobody wants does not wake the process. A frame
- * is written to the kernel at once while nothing waits, else into a bounded queue, which flush() empties in order. The
- * port is down while the interface is down or gone and while the controller is bus-off; frames that were still queued
- * then are discarded, for they would be process values of the past when it returns. It returns by itself, tried every
- * RETRY_MS by service(), or by readMessage when no manager serves the end point.
- */
+/// An end point on a CAN interface of the kernel ("socketcan:IF").
+///
+/// Frames are taken from the kernel in batches, which it filters: what nobody wants does not wake the process. A frame
+/// is written to the kernel at once while nothing waits, else into a bounded queue, which flush() empties in order. The
+/// port is down while the interface is down or gone and while the controller is bus-off; frames that were still queued
+/// then are discarded, for they would be process values of the past when it returns. It returns by itself, tried every
+/// RETRY_MS by service(), or by readMessage when no manager serves the end point.
 class KQSocketCANEndPoint : public KQEndPoint {
 public:
   static constexpr std::size_t TRANSMIT_CAPACITY = 1024;  ///< frames that wait for the kernel
@@ -29,24 +27,22 @@ public:
   static constexpr unsigned BUS_OFF_MS = 2000;        ///< after which a running interface ends bus-off even unannounced
   static constexpr unsigned OVERRUN_QUIET_MS = 1000;  ///< without overruns, after which they are said to be over
 
-  /**
-   * Opens an end point on an interface. An interface that is down opens all the same, and the port is down.
-   * @param interfaceName as in "can0"
-   * @param error receives one line about what went wrong when null is returned
-   * @param calls system calls to use, not owned, must outlive the end point
-   */
-  static std::unique_ptr<KQSocketCANEndPoint> open(const std::string& interfaceName, std::string& error,
-                                                   KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
+  /// Opens an end point on an interface. An interface that is down opens all the same, and the port is down.
+  /// @param interfaceName as in "can0"
+  /// @param error receives one line about what went wrong when null is returned
+  /// @param calls system calls to use, not owned, must outlive the end point
+  [[nodiscard]] static std::unique_ptr<KQSocketCANEndPoint> open(const std::string& interfaceName, std::string& error,
+                                                                 KQCANSocketCalls* calls = KQCANSocketCalls::kernel());
   ~KQSocketCANEndPoint() override;
 
-  int getDescriptor() const override { return descriptor_; }
+  int getDescriptor() const override { return descriptor; }
   bool wantsWritable() const override;
   int flush() override;
   bool prepareRead() override {
-    isEmptied_ = false;
+    isEmptied = false;
     return true;
   }
-  bool hasBufferedFrames() const override { return nextReceived_ < receivedCount_; }
+  bool hasBufferedFrames() const override { return nextReceived < receivedCount; }
   int getServiceDelay() const override;
   void service() override;
 
@@ -61,7 +57,7 @@ private:
   /// Why the port is down.
   enum class Outage { NONE, INTERFACE_DOWN, BUS_OFF };
 
-  KQSocketCANEndPoint(std::string interfaceName, int descriptor, KQCANSocketCalls* calls);
+  KQSocketCANEndPoint(std::string interfaceName, int openDescriptor, KQCANSocketCalls* socketCalls);
 
   static constexpr unsigned USUAL_BATCH = 4;
 
@@ -77,8 +73,8 @@ private:
   int sendOrQueue(const KQBusFrame& frame);
   int sendQueued();
   bool noteObstacle(int error);
-  void setObstacle(Obstacle obstacle);
-  void noteHindrance() { isHindered_ = obstacle_ != Obstacle::NONE || outage_ != Outage::NONE; }
+  void setObstacle(Obstacle found);
+  void noteHindrance() { isHindered = obstacle != Obstacle::NONE || currentOutage != Outage::NONE; }
   bool noteSendFailure(int error);
 
   void goDown(Outage outage, const char* reason);
@@ -88,30 +84,30 @@ private:
   bool bindAgain();
   bool interfaceHas(int flag) const;
 
-  const std::string interface_;
-  const int descriptor_;
-  KQCANSocketCalls* const calls_;
+  const std::string interface;
+  const int descriptor;
+  KQCANSocketCalls* const calls;
 
   // Reading side, of the one reading thread.
-  std::array<KQCANSocketCalls::Received, 32> batch_;
-  unsigned receivedCount_{0};
-  unsigned nextReceived_{0};
-  unsigned wanted_{USUAL_BATCH};  ///< as many as there may be: a read costs by what it asks for
-  bool isEmptied_{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
-  unsigned lostBefore_{0};
-  bool errorPassive_{false};
-  bool overrun_{false};
-  unsigned overrunTick_{0};
+  std::array<KQCANSocketCalls::Received, 32> batch;
+  unsigned receivedCount{0};
+  unsigned nextReceived{0};
+  unsigned wanted{USUAL_BATCH};  ///< as many as there may be: a read costs by what it asks for
+  bool isEmptied{false};  ///< the batch was all that the kernel had: nobody need ask it again before the next wake
+  unsigned lostBefore{0};
+  bool errorPassive{false};
+  bool overrun{false};
+  unsigned overrunTick{0};
 
   // Transmit side and state of the port.
-  mutable std::mutex mutex_;
-  KQFrameQueue queue_;
-  std::atomic<bool> isHindered_{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
-  Obstacle obstacle_{Obstacle::NONE};
-  unsigned obstacleTick_{0};
-  Outage outage_{Outage::NONE};
-  unsigned outageTick_{0};
-  unsigned retryTick_{0};
+  mutable std::mutex mutex;
+  KQFrameQueue queue;
+  std::atomic<bool> isHindered{false};  ///< there is an obstacle or an outage: asked in every turn, without the lock
+  Obstacle obstacle{Obstacle::NONE};
+  unsigned obstacleTick{0};
+  Outage currentOutage{Outage::NONE};
+  unsigned outageTick{0};
+  unsigned retryTick{0};
 };
 
 }  // namespace KQ

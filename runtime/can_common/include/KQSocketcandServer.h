@@ -10,22 +10,20 @@
 namespace KQ {
 
 class KQEndPointManager;
-class KQSocketcandClient;
+class SocketcandClient;
 class KQVirtualBus;
 
-/**
- * Serves a KQVirtualBus on TCP, in the raw mode of socketcand's line protocol, so that unmodified
- * clients attach to it. Every client that entered raw mode is one more participant on the bus.
- *
- * Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
- * belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
- *
- * What a client cannot do to the others: one that sends more than a CAN bus of 1 Mbit/s carries is slowed down by its
- * own socket, and those who do take turns (TURN_FRAMES each) in what the bus has left; a client is not read from while
- * a receive queue of the bus is nearly full, so a burst is slowed down and not lost; one that does not read what it is
- * sent is dropped when OUTPUT_LIMIT bytes wait for it; one that sends no line of the protocol is answered with an
- * error, or closed; more than MAXIMUM_CLIENTS are told so and closed.
- */
+/// Serves a KQVirtualBus on TCP, in the raw mode of socketcand's line protocol, so that unmodified
+/// clients attach to it. Every client that entered raw mode is one more participant on the bus.
+///
+/// Everything happens inside KQEndPointManager::wait of the manager it was given, and every operation
+/// belongs to that thread. Other threads only hand over frames, by writing to an end point on the bus.
+///
+/// What a client cannot do to the others: one that sends more than a CAN bus of 1 Mbit/s carries is slowed down by its
+/// own socket, and those who do take turns (TURN_FRAMES each) in what the bus has left; a client is not read from while
+/// a receive queue of the bus is nearly full, so a burst is slowed down and not lost; one that does not read what it is
+/// sent is dropped when OUTPUT_LIMIT bytes wait for it; one that sends no line of the protocol is answered with an
+/// error, or closed; more than MAXIMUM_CLIENTS are told so and closed.
 class KQSocketcandServer : private KQTimedService {
 public:
   static constexpr std::size_t OUTPUT_LIMIT = 1U << 20U;  ///< bytes waiting for one client
@@ -43,15 +41,13 @@ public:
   /// Closes.
   ~KQSocketcandServer() override;
 
-  /**
-   * Opens the server.
-   * @param host name or address (IPv4 or IPv6) to listen on, all addresses of the name; empty: the loopback addresses
-   * @param port TCP port; 0: any free one, see getPort
-   * @param busName the bus to serve, and the name that clients open
-   * @param manager serves it; must outlive it
-   * @param error receives one line about what went wrong when the result is not 0
-   * @return 0 listening; 10 the address cannot be had (port in use...); 20 unknown host; 25 it is listening already
-   */
+  /// Opens the server.
+  /// @param host name or address (IPv4 or IPv6) to listen on, all addresses of the name; empty: the loopback addresses
+  /// @param port TCP port; 0: any free one, see getPort
+  /// @param busName the bus to serve, and the name that clients open
+  /// @param manager serves it; must outlive it
+  /// @param error receives one line about what went wrong when the result is not 0
+  /// @return 0 listening; 10 the address cannot be had (port in use...); 20 unknown host; 25 it is listening already
   int listen(const std::string& host, unsigned short port, const std::string& busName, KQEndPointManager& manager,
              std::string& error);
 
@@ -59,10 +55,10 @@ public:
   void close();
 
   /// The port that is listened on; 0 when it is not open.
-  unsigned short getPort() const { return port_; }
+  [[nodiscard]] unsigned short getPort() const { return boundPort; }
 
   /// Number of connected clients, in raw mode or on the way to it.
-  std::size_t getClientCount() const { return clients_.size(); }
+  [[nodiscard]] std::size_t getClientCount() const { return clients.size(); }
 
 private:
   int getServiceDelay() const override;
@@ -84,21 +80,21 @@ private:
   void watchPatience();
   void removeFinishedClients();
 
-  KQEndPointManager* manager_{nullptr};
-  std::shared_ptr<KQVirtualBus> bus_;
-  std::vector<int> listeners_;
-  std::vector<std::unique_ptr<KQSocketcandClient>> clients_;
-  int wake_{-1};  ///< eventfd: a client has output, or the bus has room again
-  unsigned short port_{0};
-  bool acceptPaused_{false};
-  unsigned acceptTick_{0};
-  bool isFull_{false};     ///< a client was refused, and none has left since
-  bool isWaiting_{false};  ///< a client has been waiting for room since waitTick_
-  unsigned waitTick_{0};
-  unsigned turnTick_{0};       ///< when one of the crowd had its turn
-  unsigned turnFrames_{0};     ///< frame count of the bus then
-  std::size_t nextTurn_{0};    ///< who of the clients is asked first whether it wants one
-  std::size_t nextServed_{0};  ///< who of the crowd is served first
+  KQEndPointManager* endPointManager{nullptr};
+  std::shared_ptr<KQVirtualBus> bus;
+  std::vector<int> listeners;
+  std::vector<std::unique_ptr<SocketcandClient>> clients;
+  int wakeDescriptor{-1};  ///< eventfd: a client has output, or the bus has room again
+  unsigned short boundPort{0};
+  bool acceptPaused{false};
+  unsigned acceptTick{0};
+  bool isFull{false};     ///< a client was refused, and none has left since
+  bool isWaiting{false};  ///< a client has been waiting for room since waitTick
+  unsigned waitTick{0};
+  unsigned turnTick{0};       ///< when one of the crowd had its turn
+  unsigned turnFrames{0};     ///< frame count of the bus then
+  std::size_t nextTurn{0};    ///< who of the clients is asked first whether it wants one
+  std::size_t nextServed{0};  ///< who of the crowd is served first
 };
 
 }  // namespace KQ

@@ -8,7 +8,7 @@ public:
   virtual ~KQTimedService() = default;
 
   /// Milliseconds until service() is wanted: 0 now, -1 not before something else happens. Manager's thread.
-  virtual int getServiceDelay() const = 0;
+  [[nodiscard]] virtual int getServiceDelay() const = 0;
 
   /// Does what is due now. May be called early, then it does nothing. Manager's thread.
   virtual void service() = 0;

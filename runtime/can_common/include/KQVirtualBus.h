@@ -10,15 +10,13 @@
 
 namespace KQ {
 
-/**
- * A CAN bus inside the process. What one participant sends, every other one gets, all in the same order.
- * It lives as long as somebody holds it. Every operation is safe from any thread.
- *
- * Like a controller that repeats its frame until somebody acknowledges it, the bus keeps the very first
- * frame of a participant that is sent while it is alone, and delivers it to the first one that
- * attaches after it: a client that comes later still sees the boot-up of a node. Further frames sent while alone
- * are lost, so that nobody is given process values of the past.
- */
+/// A CAN bus inside the process. What one participant sends, every other one gets, all in the same order.
+/// It lives as long as somebody holds it. Every operation is safe from any thread.
+///
+/// Like a controller that repeats its frame until somebody acknowledges it, the bus keeps the very first
+/// frame of a participant that is sent while it is alone, and delivers it to the first one that
+/// attaches after it: a client that comes later still sees the boot-up of a node. Further frames sent while alone
+/// are lost, so that nobody is given process values of the past.
 class KQVirtualBus {
 public:
   /// What became of a frame.
@@ -30,16 +28,16 @@ public:
   };
 
   /// The bus of that name in this process, made when nobody holds it yet.
-  static std::shared_ptr<KQVirtualBus> get(const std::string& name);
+  [[nodiscard]] static std::shared_ptr<KQVirtualBus> get(const std::string& name);
 
   /// A bus that get() does not know. @param name what getName() answers
-  explicit KQVirtualBus(std::string name);
+  explicit KQVirtualBus(std::string busName);
   KQVirtualBus(const KQVirtualBus&) = delete;
   KQVirtualBus& operator=(const KQVirtualBus&) = delete;
 
   /// Name, and how many are attached at this moment. Any thread.
-  const std::string& getName() const { return name_; }
-  std::size_t getParticipantCount() const;
+  const std::string& getName() const { return name; }
+  [[nodiscard]] std::size_t getParticipantCount() const;
 
   /// Puts a participant on the bus. Not owned; to be detached before it is deleted.
   void attach(KQBusParticipant* participant);
@@ -50,12 +48,10 @@ public:
   /// Delivers a frame to all others, whether they have room or not. @param sender an attached participant
   SendResult send(KQBusParticipant* sender, const KQBusFrame& frame);
 
-  /**
-   * Delivers a frame to all others unless one of them is nearly full: for senders that can wait.
-   * @param sender an attached participant
-   * @param roomDescriptor an eventfd that is written to once when a participant has room again (after SEND_NO_ROOM)
-   * @param yields the sender sends much: it waits earlier, for what is left to be there for the others
-   */
+  /// Delivers a frame to all others unless one of them is nearly full: for senders that can wait.
+  /// @param sender an attached participant
+  /// @param roomDescriptor an eventfd that is written to once when a participant has room again (after SEND_NO_ROOM)
+  /// @param yields the sender sends much: it waits earlier, for what is left to be there for the others
   SendResult sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame, int roomDescriptor, bool yields = false);
 
   /// Waits no longer for those that are nearly full now and have taken nothing since the last call of this: they lose
@@ -63,18 +59,21 @@ public:
   void stopWaitingForRoom();
 
   /// Number of frames that were sent so far, wrapping at 2^32.
-  unsigned getFrameCount() const;
+  [[nodiscard]] unsigned getFrameCount() const;
 
   /// Forgets an eventfd given to sendWhenRoom; to be called before it is closed.
   void removeRoomDescriptor(int roomDescriptor);
 
+private:
+  friend class KQVirtualEndPoint;
+  friend class SocketcandClient;
+
   /// The lock of the bus, for the state that participants share with takeFrame.
-  std::mutex& getMutex() const { return mutex_; }
+  std::mutex& getMutex() const { return mutex; }
 
   /// To be called with the bus locked by a participant that is not nearly full any more.
   void announceRoom();
 
-private:
   struct Seat {
     KQBusParticipant* participant;
     bool hasSent;     ///< its first frame is over
@@ -86,11 +85,11 @@ private:
   SendResult deliver(KQBusParticipant* sender, const KQBusFrame& frame);
   Seat* findSeat(const KQBusParticipant* participant);
 
-  const std::string name_;
-  mutable std::mutex mutex_;
-  std::vector<Seat> seats_;
-  std::vector<int> roomDescriptors_;
-  unsigned frameCount_{0};
+  const std::string name;
+  mutable std::mutex mutex;
+  std::vector<Seat> seats;
+  std::vector<int> roomDescriptors;
+  unsigned frameCount{0};
 };
 
 }  // namespace KQ

@@ -18,19 +18,19 @@ namespace {
 using Layout = KQCANMappingData::Layout;
 using Options = KQCANMappingData::Options;
 
-/// Room for a frame of eight bytes is there at once.
+// Room for a frame of eight bytes is there at once.
 constexpr std::size_t USUAL_RECORDS = 8;
 
 std::uint64_t at(const unsigned char* data, unsigned int byte) {
   return static_cast<std::uint64_t>(data[byte]) << (8U * byte);
 }
 
-/// One expression, not a loop: compilers make one access of it where the machine is little-endian.
+// One expression, not a loop: compilers make one access of it where the machine is little-endian.
 std::uint64_t loadFrame(const unsigned char* data) {
   return at(data, 0) | at(data, 1) | at(data, 2) | at(data, 3) | at(data, 4) | at(data, 5) | at(data, 6) | at(data, 7);
 }
 
-/// Replaces the bits of a record, and only these: the bytes at its ends may be shared with neighbours.
+// Replaces the bits of a record, and only these: the bytes at its ends may be shared with neighbours.
 void storeBits(unsigned char* data, std::uint64_t rawValue, const KQCANMappingData& record) {
   const unsigned int shift = record.getStartBit() & 7U;
   std::uint64_t mask = record.getMask() << shift;
@@ -44,7 +44,7 @@ void storeBits(unsigned char* data, std::uint64_t rawValue, const KQCANMappingDa
   }
 }
 
-/// A value of the dictionary in as many bits as a record may have.
+// A value of the dictionary in as many bits as a record may have.
 std::uint64_t widen(int value, const KQCANMappingData& record) {
   return record.isSigned() ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value))
                            : static_cast<std::uint64_t>(static_cast<std::uint32_t>(value));
@@ -62,7 +62,7 @@ bool isScaled(const Options* options) {
   return options != nullptr && isScaling(options->rawOffset, options->valueOffset, options->factor);
 }
 
-/// A value, scaled back, in the bits of its record. Out of range, it stays at the limit of the record.
+// A value, scaled back, in the bits of its record. Out of range, it stays at the limit of the record.
 std::uint64_t rawValueFor(int value, const KQCANMappingData& record) {
   const Options* options = record.getOptions();
   if (!isScaled(options)) {
@@ -83,7 +83,7 @@ std::uint64_t rawValueFor(int value, const KQCANMappingData& record) {
   return raw <= -limit ? smallest : static_cast<std::uint64_t>(static_cast<std::int64_t>(raw)) & record.getMask();
 }
 
-/// What a raw value means. Out of the range of an int, it stays at its limit.
+// What a raw value means. Out of the range of an int, it stays at its limit.
 int valueFor(std::uint64_t rawValue, const KQCANMappingData& record) {
   const std::uint64_t extended = record.extend(rawValue);
   const Options* options = record.getOptions();
@@ -105,7 +105,7 @@ std::optional<std::string> textLimit(const unsigned char* text) {
   return std::string(reinterpret_cast<const char*>(text));
 }
 
-/// The results of the listeners are of no interest to the one who sent the frame.
+// The results of the listeners are of no interest to the one who sent the frame.
 void tellListener(const KQCANMappingData& record, int code, unsigned int value, int result) {
   const Options* options = record.getOptions();
   if (options == nullptr || options->listener == nullptr || (options->onlyAccepted && result != KQ_OK)) {

@@ -22,23 +22,23 @@ int KQCANPortRegistry::bindPort(unsigned port, Factory factory) {
   if (!factory) {
     return KQ_INVALID_ARGUMENT;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  ports_[port] = std::move(factory);
+  const std::lock_guard<std::mutex> lock(mutex);
+  ports[port] = std::move(factory);
   return KQ_OK;
 }
 
 int KQCANPortRegistry::unbindPort(unsigned port) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return ports_.erase(port) == 1 ? KQ_OK : KQ_NOT_FOUND;
+  const std::lock_guard<std::mutex> lock(mutex);
+  return ports.erase(port) == 1 ? KQ_OK : KQ_NOT_FOUND;
 }
 
 std::unique_ptr<KQEndPoint> KQCANPortRegistry::openPort(unsigned port, std::string& error) {
   error.clear();
   Factory factory;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = ports_.find(port);
-    if (found != ports_.end()) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = ports.find(port);
+    if (found != ports.end()) {
       factory = found->second;
     }
   }

@@ -98,7 +98,7 @@ int KQCANProtocol::createCANPort() {
   if (!endPoint) {
     return KQ_NOT_AVAILABLE;
   }
-  return endPointManager != nullptr ? endPointManager->addEndPoint(endPoint.get(), this) : static_cast<int>(KQ_OK);
+  return endPointManager != nullptr ? endPointManager->addEndPoint(endPoint.get(), this) : KQ_OK;
 }
 
 int KQCANProtocol::addVariable(KQVariable* /*variable*/) {

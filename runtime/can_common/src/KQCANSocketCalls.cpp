@@ -1,4 +1,4 @@
-#include "KQCANSocketCalls.h"
+#include "internal/KQCANSocketCalls.h"
 
 #include <linux/can/error.h>
 #include <linux/can/raw.h>
@@ -33,7 +33,7 @@ ifreq requestFor(const std::string& interfaceName) {
   return request;
 }
 
-/// The buffers that one recvmmsg fills.
+// The buffers that one recvmmsg fills.
 struct Batch {
   mmsghdr messages[LARGEST_BATCH];
   iovec vectors[LARGEST_BATCH];
@@ -51,7 +51,7 @@ void prepareBatch(Batch& batch, KQCANSocketCalls::Received* frames, unsigned num
   }
 }
 
-/// What SO_RXQ_OVFL says with a frame; 0 while nothing was lost, for then the kernel says nothing.
+// What SO_RXQ_OVFL says with a frame; 0 while nothing was lost, for then the kernel says nothing.
 unsigned lostFrames(const msghdr& header) {
   const cmsghdr* control = CMSG_FIRSTHDR(&header);
   if (control == nullptr || control->cmsg_level != SOL_SOCKET || control->cmsg_type != SO_RXQ_OVFL) {

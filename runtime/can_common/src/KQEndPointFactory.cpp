@@ -14,7 +14,7 @@ namespace {
 
 enum class Scheme { UNKNOWN, SOCKETCAN, VIRTUAL, SOCKETCAND };
 
-/// A port URI taken apart; name is the interface, the bus or the channel.
+// A port URI taken apart; name is the interface, the bus or the channel.
 struct ParsedURI {
   Scheme scheme{Scheme::UNKNOWN};
   std::string host;
@@ -22,7 +22,7 @@ struct ParsedURI {
   std::string name;
 };
 
-/// Takes a prefix off a text. @return false: it has another one, nothing changed
+// Takes a prefix off a text. @return false: it has another one, nothing changed
 bool takePrefix(std::string_view& text, std::string_view prefix) {
   if (text.substr(0, prefix.size()) != prefix) {
     return false;
@@ -31,7 +31,7 @@ bool takePrefix(std::string_view& text, std::string_view prefix) {
   return true;
 }
 
-/// Names travel in lines between brackets with blanks as separators, so none of these may be in one.
+// Names travel in lines between brackets with blanks as separators, so none of these may be in one.
 bool isName(std::string_view text) {
   return !text.empty() && text.find_first_of(" \t\r\n<>/") == text.npos;
 }
@@ -40,7 +40,7 @@ bool isInterfaceName(std::string_view text) {
   return isName(text) && text.size() < IFNAMSIZ;
 }
 
-/// Reads a TCP port, 1..65535. @return false: it is none
+// Reads a TCP port, 1..65535. @return false: it is none
 bool parsePort(std::string_view text, unsigned short& port) {
   if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != text.npos) {
     return false;
@@ -50,7 +50,7 @@ bool parsePort(std::string_view text, unsigned short& port) {
   return value >= 1 && value <= 65535;
 }
 
-/// Takes the host off "HOST:PORT..." or "[ADDRESS]:PORT...", with the colon behind it. @return false: there is none
+// Takes the host off "HOST:PORT..." or "[ADDRESS]:PORT...", with the colon behind it. @return false: there is none
 bool takeHost(std::string_view& text, std::string& host) {
   const bool isBracketed = takePrefix(text, "[");
   const std::size_t end = text.find(isBracketed ? "]:" : ":");
@@ -62,7 +62,7 @@ bool takeHost(std::string_view& text, std::string& host) {
   return host.find_first_of(" \t\r\n[]/") == std::string::npos;
 }
 
-/// Reads "HOST:PORT/CHANNEL". @return false: it has another form
+// Reads "HOST:PORT/CHANNEL". @return false: it has another form
 bool parseRemote(std::string_view text, ParsedURI& result) {
   if (!takeHost(text, result.host)) {
     return false;

@@ -11,24 +11,24 @@
 
 #include "KQEndPoint.h"
 #include "KQEndPointListener.h"
-#include "KQTickDelay.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
 namespace {
 
-/// Stands for the descriptor that ends a wait, where an entry's address stands for the others.
+// Stands for the descriptor that ends a wait, where an entry's address stands for the others.
 constexpr void* WAKE_KEY = nullptr;
 constexpr int UNREAD_PAUSE_MS = 10;
 constexpr int EVENTS_PER_WAIT = 32;
 
 }  // namespace
 
-/// One thing that is served: an end point, a descriptor, or a service. What does not apply is empty.
+// One thing that is served: an end point, a descriptor, or a service. What does not apply is empty.
 struct KQEndPointManager::Entry {
   int descriptor{-1};
-  unsigned interest{0};  ///< events that epoll watches for
-  bool watched{false};   ///< epoll knows the descriptor
+  unsigned interest{0};  // events that epoll watches for
+  bool watched{false};   // epoll knows the descriptor
   bool removed{false};
   KQTimedService* service{nullptr};
 
@@ -37,27 +37,27 @@ struct KQEndPointManager::Entry {
   KQEndPoint* endPoint{nullptr};
   KQEndPointListener* listener{nullptr};
   unsigned reportedTransitions{0};
-  bool announced{false};  ///< in this wait
-  bool unread{false};     ///< the listener did not even try to read when frames were announced
-  bool paused{false};     ///< because of that, nothing is announced in this wait
+  bool announced{false};  // in this wait
+  bool unread{false};     // the listener did not even try to read when frames were announced
+  bool paused{false};     // because of that, nothing is announced in this wait
 };
 
 KQEndPointManager::KQEndPointManager()
-    : epoll_(epoll_create1(EPOLL_CLOEXEC)), wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+    : epoll(epoll_create1(EPOLL_CLOEXEC)), wakeDescriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.ptr = WAKE_KEY;
-  epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event);
+  epoll_ctl(epoll, EPOLL_CTL_ADD, wakeDescriptor, &event);
 }
 
 KQEndPointManager::~KQEndPointManager() {
-  for (const auto& entry : entries_) {
+  for (const auto& entry : entries) {
     if (!entry->removed && entry->endPoint != nullptr) {
       entry->endPoint->manager_ = nullptr;
     }
   }
-  close(epoll_);
-  close(wake_);
+  close(epoll);
+  close(wakeDescriptor);
 }
 
 int KQEndPointManager::addEndPoint(KQEndPoint* endPoint, KQEndPointListener* listener) {
@@ -146,10 +146,10 @@ int KQEndPointManager::removeService(KQTimedService* service) {
 }
 
 int KQEndPointManager::wait(int timeoutMs) {
-  ++waits_;
+  ++waits;
   int served = serveEvents(prepare(timeoutMs));
   served += serveUnasked();
-  --waits_;
+  --waits;
   deleteErased();
   return served;
 }
@@ -157,14 +157,14 @@ int KQEndPointManager::wait(int timeoutMs) {
 void KQEndPointManager::wake() {
   const std::uint64_t one = 1;
   // Fails only when the counter is at its end, and then the descriptor is readable anyway.
-  [[maybe_unused]] const ssize_t written = write(wake_, &one, sizeof one);
+  [[maybe_unused]] const ssize_t written = write(wakeDescriptor, &one, sizeof one);
 }
 
 template <class Predicate>
 KQEndPointManager::Entry* KQEndPointManager::find(Predicate predicate) const {
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
+  const auto found = std::find_if(entries.begin(), entries.end(),
                                   [&predicate](const auto& entry) { return !entry->removed && predicate(*entry); });
-  return found != entries_.end() ? found->get() : nullptr;
+  return found != entries.end() ? found->get() : nullptr;
 }
 
 KQEndPointManager::Entry* KQEndPointManager::findDescriptor(int descriptor) const {
@@ -176,25 +176,25 @@ int KQEndPointManager::insert(std::unique_ptr<Entry> entry, unsigned events) {
   if (waitable && !watch(*entry, events)) {
     return KQ_INVALID_ARGUMENT;
   }
-  entries_.push_back(std::move(entry));
+  entries.push_back(std::move(entry));
   return KQ_OK;
 }
 
-/// The entry itself may be in work, or an event of it be waiting for its turn.
+// The entry itself may be in work, or an event of it be waiting for its turn.
 void KQEndPointManager::erase(Entry& entry) {
   entry.removed = true;
-  hasErased_ = true;
+  hasErased = true;
   unwatch(entry);
   deleteErased();
 }
 
 void KQEndPointManager::deleteErased() {
-  if (!hasErased_ || waits_ > 0) {
+  if (!hasErased || waits > 0) {
     return;
   }
   const auto isErased = [](const auto& entry) { return entry->removed; };
-  entries_.erase(std::remove_if(entries_.begin(), entries_.end(), isErased), entries_.end());
-  hasErased_ = false;
+  entries.erase(std::remove_if(entries.begin(), entries.end(), isErased), entries.end());
+  hasErased = false;
 }
 
 bool KQEndPointManager::watch(Entry& entry, unsigned events) {
@@ -204,7 +204,7 @@ bool KQEndPointManager::watch(Entry& entry, unsigned events) {
   epoll_event event{};
   event.events = events;
   event.data.ptr = &entry;
-  if (epoll_ctl(epoll_, entry.watched ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, entry.descriptor, &event) != 0) {
+  if (epoll_ctl(epoll, entry.watched ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, entry.descriptor, &event) != 0) {
     return false;
   }
   entry.watched = true;
@@ -216,14 +216,14 @@ void KQEndPointManager::unwatch(Entry& entry) {
   if (!entry.watched) {
     return;
   }
-  epoll_ctl(epoll_, EPOLL_CTL_DEL, entry.descriptor, nullptr);
+  epoll_ctl(epoll, EPOLL_CTL_DEL, entry.descriptor, nullptr);
   entry.watched = false;
 }
 
-/// Begins a turn. @return how long it may wait
+// Begins a turn. @return how long it may wait
 int KQEndPointManager::prepare(int timeoutMs) {
   int delay = timeoutMs;
-  for (const auto& entry : entries_) {
+  for (const auto& entry : entries) {
     if (entry->removed || entry->service == nullptr) {
       continue;
     }
@@ -235,7 +235,7 @@ int KQEndPointManager::prepare(int timeoutMs) {
   return delay;
 }
 
-/// Watches what is of interest in this turn. @return how long the end point lets the turn wait
+// Watches what is of interest in this turn. @return how long the end point lets the turn wait
 int KQEndPointManager::prepareEndPoint(Entry& entry, bool polled) {
   const KQEndPoint& endPoint = *entry.endPoint;
   entry.announced = false;
@@ -262,16 +262,16 @@ int KQEndPointManager::prepareEndPoint(Entry& entry, bool polled) {
 
 int KQEndPointManager::serveEvents(int timeoutMs) {
   epoll_event events[EVENTS_PER_WAIT];
-  int number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, timeoutMs);
+  int number = epoll_wait(epoll, events, EVENTS_PER_WAIT, timeoutMs);
   if (number < 0 && errno == EINTR) {
     // A signal, or a process that was stopped and goes on: what has come meanwhile is not left for later.
-    number = epoll_wait(epoll_, events, EVENTS_PER_WAIT, 0);
+    number = epoll_wait(epoll, events, EVENTS_PER_WAIT, 0);
   }
   int served = 0;
   for (int i = 0; i < number; ++i) {
     if (events[i].data.ptr == WAKE_KEY) {
       std::uint64_t ignored = 0;
-      [[maybe_unused]] const ssize_t count = read(wake_, &ignored, sizeof ignored);
+      [[maybe_unused]] const ssize_t count = read(wakeDescriptor, &ignored, sizeof ignored);
       continue;
     }
     Entry& entry = *static_cast<Entry*>(events[i].data.ptr);
@@ -306,13 +306,13 @@ int KQEndPointManager::announceFrames(Entry& entry) {
   return entry.listener != nullptr ? 1 : 0;
 }
 
-/// Ends a turn with what no event tells of: frames taken in a batch, services, ports that went and came. Callbacks may
-/// add entries meanwhile.
+// Ends a turn with what no event tells of: frames taken in a batch, services, ports that went and came. Callbacks may
+// add entries meanwhile.
 int KQEndPointManager::serveUnasked() {
   int served = 0;
   // NOLINTNEXTLINE(modernize-loop-convert): the entries may move in memory meanwhile
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    Entry& entry = *entries_[i];
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    Entry& entry = *entries[i];
     if (entry.removed || entry.service == nullptr) {
       continue;
     }

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "KQTickDelay.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
@@ -17,12 +17,12 @@ namespace {
 constexpr unsigned CONTROLLER_OVERFLOW = CAN_ERR_CRTL_RX_OVERFLOW | CAN_ERR_CRTL_TX_OVERFLOW;
 constexpr unsigned CONTROLLER_WARNING = CAN_ERR_CRTL_RX_WARNING | CAN_ERR_CRTL_TX_WARNING;
 constexpr unsigned CONTROLLER_PASSIVE = CAN_ERR_CRTL_RX_PASSIVE | CAN_ERR_CRTL_TX_PASSIVE;
-/// As of CAN_ERR_CRTL_ACTIVE, which older kernel headers lack.
+// As of CAN_ERR_CRTL_ACTIVE, which older kernel headers lack.
 constexpr unsigned CONTROLLER_ACTIVE = 0x40;
-/// The kernel retries nothing by itself and gives no event when the interface's queue has room again.
+// The kernel retries nothing by itself and gives no event when the interface's queue has room again.
 constexpr unsigned INTERFACE_FULL_RETRY_MS = 1;
 
-/// True for the errors by which the kernel says that the interface is down, gone, or not bound any more.
+// True for the errors by which the kernel says that the interface is down, gone, or not bound any more.
 bool meansInterfaceDown(int error) {
   return error == -ENETDOWN || error == -ENODEV || error == -ENXIO;
 }
@@ -39,11 +39,11 @@ can_frame toKernelFrame(const KQBusFrame& frame) {
   return result;
 }
 
-/// What the kernel takes (CAN_RAW_FILTER_MAX).
+// What the kernel takes (CAN_RAW_FILTER_MAX).
 constexpr std::size_t LARGEST_FILTER = 512;
 
-/// The wanted identifiers from @p first on in as few filters as there are blocks of them: a filter can name 1, 2, 4,
-/// ... neighbours.
+// The wanted identifiers from first on in as few filters as there are blocks of them: a filter can name 1, 2, 4,
+// ... neighbours.
 void addFilters(const KQReceptionFilter& wanted, unsigned first, unsigned count, std::vector<can_filter>& filters) {
   unsigned number = 0;
   for (unsigned identifier = first; identifier < first + count; ++identifier) {
@@ -69,7 +69,7 @@ std::string explainBindFailure(int error) {
   return error == -ENODEV ? "not a CAN interface" : std::strerror(-error);
 }
 
-/// Binds a fresh socket. @return what went wrong, empty when nothing did
+// Binds a fresh socket. @return what went wrong, empty when nothing did
 std::string bindToInterface(KQCANSocketCalls& calls, int descriptor, const std::string& interfaceName) {
   const int index = calls.findInterface(descriptor, interfaceName);
   if (index < 0) {
@@ -103,28 +103,28 @@ std::unique_ptr<KQSocketCANEndPoint> KQSocketCANEndPoint::open(const std::string
   return endPoint;
 }
 
-KQSocketCANEndPoint::KQSocketCANEndPoint(std::string interfaceName, int descriptor, KQCANSocketCalls* calls)
+KQSocketCANEndPoint::KQSocketCANEndPoint(std::string interfaceName, int openDescriptor, KQCANSocketCalls* socketCalls)
     : KQEndPoint("socketcan:" + interfaceName),
-      interface_(std::move(interfaceName)),
-      descriptor_(descriptor),
-      calls_(calls),
-      queue_(TRANSMIT_CAPACITY) {}
+      interface(std::move(interfaceName)),
+      descriptor(openDescriptor),
+      calls(socketCalls),
+      queue(TRANSMIT_CAPACITY) {}
 
 KQSocketCANEndPoint::~KQSocketCANEndPoint() {
-  calls_->closeSocket(descriptor_);
+  calls->closeSocket(descriptor);
 }
 
 // ---- Reading
 
 int KQSocketCANEndPoint::doRead(KQCANMessage& message) {
   for (;;) {
-    while (nextReceived_ < receivedCount_) {
-      if (acceptReceived(batch_[nextReceived_++], message)) {
+    while (nextReceived < receivedCount) {
+      if (acceptReceived(batch[nextReceived++], message)) {
         return KQ_OK;
       }
     }
-    if (isEmptied_) {
-      isEmptied_ = false;
+    if (isEmptied) {
+      isEmptied = false;
       return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
     }
     if (!isConnected()) {
@@ -138,23 +138,23 @@ int KQSocketCANEndPoint::doRead(KQCANMessage& message) {
 }
 
 int KQSocketCANEndPoint::receiveBatch() {
-  nextReceived_ = 0;
-  receivedCount_ = 0;
-  const int result = calls_->receive(descriptor_, batch_.data(), wanted_);
+  nextReceived = 0;
+  receivedCount = 0;
+  const int result = calls->receive(descriptor, batch.data(), wanted);
   if (result > 0) {
-    receivedCount_ = static_cast<unsigned>(result);
-    isEmptied_ = receivedCount_ < wanted_;
-    wanted_ = isEmptied_ ? USUAL_BATCH : static_cast<unsigned>(batch_.size());
+    receivedCount = static_cast<unsigned>(result);
+    isEmptied = receivedCount < wanted;
+    wanted = isEmptied ? USUAL_BATCH : static_cast<unsigned>(batch.size());
     return KQ_OK;
   }
-  wanted_ = USUAL_BATCH;
+  wanted = USUAL_BATCH;
   if (meansInterfaceDown(result)) {
     goDown(Outage::INTERFACE_DOWN, "interface is down");
   }
   return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
 }
 
-/// Fills the message with a received frame. @return false: it is not one for readMessage
+// Fills the message with a received frame. @return false: it is not one for readMessage
 bool KQSocketCANEndPoint::acceptReceived(const KQCANSocketCalls::Received& received, KQCANMessage& message) {
   countLost(received.lost);
   const canfd_frame& frame = received.frame;
@@ -177,25 +177,25 @@ bool KQSocketCANEndPoint::acceptReceived(const KQCANSocketCalls::Received& recei
 
 void KQSocketCANEndPoint::countLost(unsigned lostInAll) {
   // The kernel says a number only with frames behind a loss; 0 is silence, not a number.
-  if (lostInAll == 0 || lostInAll == lostBefore_) {
+  if (lostInAll == 0 || lostInAll == lostBefore) {
     return;
   }
-  noteOverrun(lostInAll - lostBefore_);
-  lostBefore_ = lostInAll;
+  noteOverrun(lostInAll - lostBefore);
+  lostBefore = lostInAll;
 }
 
 void KQSocketCANEndPoint::noteOverrun(unsigned number) {
   count(counters_.overruns, number);
-  overrunTick_ = KQTick::getTickCount();
-  if (!overrun_) {
-    overrun_ = true;
+  overrunTick = KQTick::getTickCount();
+  if (!overrun) {
+    overrun = true;
     printLine("frames are being lost: overrun");
   }
 }
 
 void KQSocketCANEndPoint::endOverrunWhenQuiet() {
-  if (overrun_ && remainingDelay(overrunTick_, OVERRUN_QUIET_MS) == 0) {
-    overrun_ = false;
+  if (overrun && remainingDelay(overrunTick, OVERRUN_QUIET_MS) == 0) {
+    overrun = false;
     printLine("no frames are being lost any more");
   }
 }
@@ -227,10 +227,10 @@ void KQSocketCANEndPoint::handleControllerState(unsigned state) {
 }
 
 void KQSocketCANEndPoint::setErrorPassive(bool passive) {
-  if (errorPassive_ == passive) {
+  if (errorPassive == passive) {
     return;
   }
-  errorPassive_ = passive;
+  errorPassive = passive;
   if (passive) {
     count(counters_.errorPassive);
   }
@@ -244,33 +244,33 @@ void KQSocketCANEndPoint::doSetFilter(const KQReceptionFilter* filter) {
   }
   const bool isTooLong = filters.size() > LARGEST_FILTER;
   const bool isSet = filter != nullptr && !isTooLong &&
-                     calls_->setFilters(descriptor_, filters.data(), static_cast<unsigned>(filters.size())) >= 0;
+                     calls->setFilters(descriptor, filters.data(), static_cast<unsigned>(filters.size())) >= 0;
   if (!isSet) {
     // What was set before must not stay: it may hold back what is wanted now.
     const can_filter all{0, 0};
-    calls_->setFilters(descriptor_, &all, 1);
+    calls->setFilters(descriptor, &all, 1);
   }
 }
 
 // ---- Writing
 
 int KQSocketCANEndPoint::doWrite(const KQCANMessage& message) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (outage_ != Outage::NONE) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (currentOutage != Outage::NONE) {
     return KQ_NOT_AVAILABLE;
   }
   const KQBusFrame frame = KQBusFrame::fromMessage(message);
-  if (queue_.isEmpty()) {
+  if (queue.isEmpty()) {
     return sendOrQueue(frame);
   }
-  if (queue_.getRoom() == 0 && sendQueued() == KQ_NOT_AVAILABLE) {
+  if (queue.getRoom() == 0 && sendQueued() == KQ_NOT_AVAILABLE) {
     return KQ_NOT_AVAILABLE;
   }
-  return queue_.push(frame) ? KQ_OK : KQ_DEFERRED;
+  return queue.push(frame) ? KQ_OK : KQ_DEFERRED;
 }
 
 int KQSocketCANEndPoint::sendOrQueue(const KQBusFrame& frame) {
-  const int result = calls_->send(descriptor_, toKernelFrame(frame));
+  const int result = calls->send(descriptor, toKernelFrame(frame));
   if (result == 0) {
     return KQ_OK;
   }
@@ -278,19 +278,19 @@ int KQSocketCANEndPoint::sendOrQueue(const KQBusFrame& frame) {
     noteSendFailure(result);
     return KQ_NOT_AVAILABLE;
   }
-  queue_.push(frame);
+  queue.push(frame);
   wakeManager();
   return KQ_OK;
 }
 
 int KQSocketCANEndPoint::flush() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return outage_ != Outage::NONE ? static_cast<int>(KQ_NOT_AVAILABLE) : sendQueued();
+  const std::lock_guard<std::mutex> lock(mutex);
+  return currentOutage != Outage::NONE ? KQ_NOT_AVAILABLE : sendQueued();
 }
 
 int KQSocketCANEndPoint::sendQueued() {
-  while (!queue_.isEmpty()) {
-    const int result = calls_->send(descriptor_, toKernelFrame(queue_.getFront()));
+  while (!queue.isEmpty()) {
+    const int result = calls->send(descriptor, toKernelFrame(queue.getFront()));
     if (result < 0 && noteObstacle(result)) {
       return KQ_NO_DATA;
     }
@@ -301,13 +301,13 @@ int KQSocketCANEndPoint::sendQueued() {
     if (result < 0) {
       count(counters_.discarded);
     }
-    queue_.pop();
+    queue.pop();
   }
   setObstacle(Obstacle::NONE);
   return KQ_OK;
 }
 
-/// @return true: the error says that there is no room at the moment
+// @return true: the error says that there is no room at the moment
 bool KQSocketCANEndPoint::noteObstacle(int error) {
   if (error != -ENOBUFS && !meansSocketFull(error)) {
     return false;
@@ -316,13 +316,13 @@ bool KQSocketCANEndPoint::noteObstacle(int error) {
   return true;
 }
 
-void KQSocketCANEndPoint::setObstacle(Obstacle obstacle) {
-  obstacle_ = obstacle;
-  obstacleTick_ = KQTick::getTickCount();
+void KQSocketCANEndPoint::setObstacle(Obstacle found) {
+  obstacle = found;
+  obstacleTick = KQTick::getTickCount();
   noteHindrance();
 }
 
-/// @return true: the error says that the port is down, and now it is
+// @return true: the error says that the port is down, and now it is
 bool KQSocketCANEndPoint::noteSendFailure(int error) {
   if (!meansInterfaceDown(error)) {
     return false;
@@ -332,60 +332,60 @@ bool KQSocketCANEndPoint::noteSendFailure(int error) {
 }
 
 bool KQSocketCANEndPoint::wantsWritable() const {
-  if (!isHindered_) {
+  if (!isHindered) {
     return false;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return obstacle_ == Obstacle::SOCKET_FULL;
+  const std::lock_guard<std::mutex> lock(mutex);
+  return obstacle == Obstacle::SOCKET_FULL;
 }
 
 // ---- Going down and coming back
 
 void KQSocketCANEndPoint::goDown(Outage outage, const char* reason) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex);
   beginOutage(outage, reason);
 }
 
-/// With the lock held. An interface that is down is down for a bus-off controller too, but not the other way round.
+// With the lock held. An interface that is down is down for a bus-off controller too, but not the other way round.
 void KQSocketCANEndPoint::beginOutage(Outage outage, const char* reason) {
-  if (outage_ == outage || outage_ == Outage::INTERFACE_DOWN) {
+  if (currentOutage == outage || currentOutage == Outage::INTERFACE_DOWN) {
     return;
   }
-  outage_ = outage;
-  outageTick_ = KQTick::getTickCount();
-  retryTick_ = outageTick_;
-  count(counters_.discarded, static_cast<unsigned>(queue_.getCount()));
-  queue_.clear();
-  obstacle_ = Obstacle::NONE;
+  currentOutage = outage;
+  outageTick = KQTick::getTickCount();
+  retryTick = outageTick;
+  count(counters_.discarded, static_cast<unsigned>(queue.getCount()));
+  queue.clear();
+  obstacle = Obstacle::NONE;
   noteHindrance();
   setConnected(false, reason);
 }
 
-/// Ends an outage of that kind; another one goes on.
+// Ends an outage of that kind; another one goes on.
 void KQSocketCANEndPoint::comeBack(Outage outage, const char* reason) {
   if (isConnected()) {
     return;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (outage_ != outage) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (currentOutage != outage) {
     return;
   }
-  outage_ = Outage::NONE;
+  currentOutage = Outage::NONE;
   noteHindrance();
   setConnected(true, reason);
 }
 
 int KQSocketCANEndPoint::getServiceDelay() const {
-  int delay = overrun_ ? remainingDelay(overrunTick_, OVERRUN_QUIET_MS) : -1;
-  if (!isHindered_) {
+  int delay = overrun ? remainingDelay(overrunTick, OVERRUN_QUIET_MS) : -1;
+  if (!isHindered) {
     return delay;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (obstacle_ == Obstacle::INTERFACE_FULL) {
-    delay = shorterDelay(delay, remainingDelay(obstacleTick_, INTERFACE_FULL_RETRY_MS));
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (obstacle == Obstacle::INTERFACE_FULL) {
+    delay = shorterDelay(delay, remainingDelay(obstacleTick, INTERFACE_FULL_RETRY_MS));
   }
-  if (outage_ != Outage::NONE) {
-    delay = shorterDelay(delay, remainingDelay(retryTick_, RETRY_MS));
+  if (currentOutage != Outage::NONE) {
+    delay = shorterDelay(delay, remainingDelay(retryTick, RETRY_MS));
   }
   return delay;
 }
@@ -395,16 +395,16 @@ void KQSocketCANEndPoint::service() {
   Outage outage = Outage::NONE;
   bool isLongOutage = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (obstacle_ == Obstacle::INTERFACE_FULL && remainingDelay(obstacleTick_, INTERFACE_FULL_RETRY_MS) == 0) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (obstacle == Obstacle::INTERFACE_FULL && remainingDelay(obstacleTick, INTERFACE_FULL_RETRY_MS) == 0) {
       sendQueued();
     }
-    if (outage_ == Outage::NONE || remainingDelay(retryTick_, RETRY_MS) > 0) {
+    if (currentOutage == Outage::NONE || remainingDelay(retryTick, RETRY_MS) > 0) {
       return;
     }
-    retryTick_ = KQTick::getTickCount();
-    outage = outage_;
-    isLongOutage = remainingDelay(outageTick_, BUS_OFF_MS) == 0;
+    retryTick = KQTick::getTickCount();
+    outage = currentOutage;
+    isLongOutage = remainingDelay(outageTick, BUS_OFF_MS) == 0;
   }
   tryToReturn(outage, isLongOutage);
 }
@@ -426,15 +426,15 @@ void KQSocketCANEndPoint::tryToReturn(Outage outage, bool isLongOutage) {
   }
 }
 
-/// Binds to the interface again: one that was unplugged comes back with another index.
+// Binds to the interface again: one that was unplugged comes back with another index.
 bool KQSocketCANEndPoint::bindAgain() {
-  const int index = calls_->findInterface(descriptor_, interface_);
+  const int index = calls->findInterface(descriptor, interface);
   if (index < 0 || !interfaceHas(IFF_UP)) {
     return false;
   }
   // The error of going down may still be pending; read later it would look like a new one.
-  calls_->clearError(descriptor_);
-  if (calls_->bindSocket(descriptor_, index) < 0) {
+  calls->clearError(descriptor);
+  if (calls->bindSocket(descriptor, index) < 0) {
     return false;
   }
   applyFilter();
@@ -442,7 +442,7 @@ bool KQSocketCANEndPoint::bindAgain() {
 }
 
 bool KQSocketCANEndPoint::interfaceHas(int flag) const {
-  const int flags = calls_->getInterfaceFlags(descriptor_, interface_);
+  const int flags = calls->getInterfaceFlags(descriptor, interface);
   return flags >= 0 && (flags & flag) != 0;
 }
 

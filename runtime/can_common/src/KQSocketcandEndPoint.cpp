@@ -12,18 +12,18 @@
 #include <utility>
 #include <vector>
 
-#include "KQNetwork.h"
-#include "KQSocketcandCodec.h"
-#include "KQTickDelay.h"
+#include "Network.h"
+#include "SocketcandCodec.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
-/// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
+// The addresses of the host, looked up once: a look-up may wait, and a reconnect must not.
 struct KQSocketcandEndPoint::Addresses {
-  std::vector<KQNetworkAddress> list;
+  std::vector<NetworkAddress> list;
   std::size_t next{0};
 
-  const KQNetworkAddress& takeNext() {
+  const NetworkAddress& takeNext() {
     next = (next + 1) % list.size();
     return list[(next + list.size() - 1) % list.size()];
   }
@@ -59,31 +59,31 @@ std::unique_ptr<KQSocketcandEndPoint> KQSocketcandEndPoint::open(const std::stri
   return endPoint->openAny(timeLimitMs, error) ? std::move(endPoint) : nullptr;
 }
 
-KQSocketcandEndPoint::KQSocketcandEndPoint(std::string uri, std::string channel, std::unique_ptr<Addresses> addresses,
-                                           int epoll)
+KQSocketcandEndPoint::KQSocketcandEndPoint(std::string uri, std::string channelName,
+                                           std::unique_ptr<Addresses> hostAddresses, int epollDescriptor)
     : KQEndPoint(std::move(uri)),
-      channel_(std::move(channel)),
-      addresses_(std::move(addresses)),
-      epoll_(epoll),
-      received_(RECEIVE_CAPACITY) {}
+      channel(std::move(channelName)),
+      addresses(std::move(hostAddresses)),
+      epoll(epollDescriptor),
+      received(RECEIVE_CAPACITY) {}
 
 KQSocketcandEndPoint::~KQSocketcandEndPoint() {
-  if (socket_ >= 0) {
-    close(socket_);
+  if (socket >= 0) {
+    close(socket);
   }
-  close(epoll_);
+  close(epoll);
 }
 
-/// Tries all addresses, until one leads to a server: what that one answers holds.
+// Tries all addresses, until one leads to a server: what that one answers holds.
 bool KQSocketcandEndPoint::openAny(unsigned timeLimitMs, std::string& error) {
-  for (std::size_t i = 0; i < addresses_->list.size(); ++i) {
-    lastFailure_.clear();
+  for (std::size_t i = 0; i < addresses->list.size(); ++i) {
+    lastFailure.clear();
     const bool hasReachedServer = openNext(timeLimitMs);
-    if (stage_ == Stage::RUNNING) {
-      isOpening_ = false;
+    if (stage == Stage::RUNNING) {
+      isOpening = false;
       return true;
     }
-    error = getURI() + ": " + lastFailure_;
+    error = getURI() + ": " + lastFailure;
     if (hasReachedServer) {
       break;
     }
@@ -91,21 +91,21 @@ bool KQSocketcandEndPoint::openAny(unsigned timeLimitMs, std::string& error) {
   return false;
 }
 
-/// Connects to the next address and waits for the end of the handshake. @return true: somebody is there
+// Connects to the next address and waits for the end of the handshake. @return true: somebody is there
 bool KQSocketcandEndPoint::openNext(unsigned timeLimitMs) {
   using Clock = std::chrono::steady_clock;  // not the tick, which stands still under a test's clock
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeLimitMs);
   bool hasReachedServer = false;
   connectNext();
-  while (stage_ != Stage::IDLE && stage_ != Stage::RUNNING) {
+  while (stage != Stage::IDLE && stage != Stage::RUNNING) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    pollfd waiting{epoll_, POLLIN, 0};
+    pollfd waiting{epoll, POLLIN, 0};
     if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) == 0) {
       fail("no answer within " + std::to_string(timeLimitMs) + " ms");
       break;
     }
     advance();
-    hasReachedServer = hasReachedServer || stage_ > Stage::CONNECTING;
+    hasReachedServer = hasReachedServer || stage > Stage::CONNECTING;
   }
   return hasReachedServer;
 }
@@ -113,8 +113,8 @@ bool KQSocketcandEndPoint::openNext(unsigned timeLimitMs) {
 // ---- The connection
 
 void KQSocketcandEndPoint::connectNext() {
-  const KQNetworkAddress& address = addresses_->takeNext();
-  stageTick_ = KQTick::getTickCount();
+  const NetworkAddress& address = addresses->takeNext();
+  stageTick = KQTick::getTickCount();
   const int descriptor = ::socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) {
     fail(std::strerror(errno));
@@ -122,42 +122,42 @@ void KQSocketcandEndPoint::connectNext() {
   }
   disableDelay(descriptor);
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    socket_ = descriptor;
+    const std::lock_guard<std::mutex> lock(mutex);
+    socket = descriptor;
     epoll_event event{};
     event.events = EPOLLIN | EPOLLOUT;
-    epoll_ctl(epoll_, EPOLL_CTL_ADD, socket_, &event);
-    isWatchedForWriting_ = true;
+    epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event);
+    isWatchedForWriting = true;
   }
-  stage_ = Stage::CONNECTING;
+  stage = Stage::CONNECTING;
   if (connect(descriptor, address.get(), address.size) != 0 && errno != EINPROGRESS) {
     fail(std::strerror(errno));
   }
 }
 
 void KQSocketcandEndPoint::finishConnecting() {
-  pollfd ready{socket_, POLLOUT, 0};
+  pollfd ready{socket, POLLOUT, 0};
   if (poll(&ready, 1, 0) <= 0) {
     return;
   }
   int failure = 0;
   socklen_t size = sizeof failure;
-  getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size);
+  getsockopt(socket, SOL_SOCKET, SO_ERROR, &failure, &size);
   if (failure != 0) {
     fail(std::strerror(failure));
     return;
   }
-  stage_ = Stage::AWAIT_HI;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  stage = Stage::AWAIT_HI;
+  const std::lock_guard<std::mutex> lock(mutex);
   watchSocket(false);
 }
 
-/// Goes as far as it goes without waiting.
+// Goes as far as it goes without waiting.
 void KQSocketcandEndPoint::advance() {
-  if (stage_ == Stage::CONNECTING) {
+  if (stage == Stage::CONNECTING) {
     finishConnecting();
   }
-  if (stage_ > Stage::CONNECTING) {
+  if (stage > Stage::CONNECTING) {
     flush();
     parseInput();
     readSocket();
@@ -165,64 +165,64 @@ void KQSocketcandEndPoint::advance() {
 }
 
 void KQSocketcandEndPoint::enterRunning() {
-  stage_ = Stage::RUNNING;
+  stage = Stage::RUNNING;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    isRunning_ = true;
+    const std::lock_guard<std::mutex> lock(mutex);
+    isRunning = true;
   }
   setConnected(true, "connected again");
 }
 
-/// Ends the connection, or the attempt.
+// Ends the connection, or the attempt.
 void KQSocketcandEndPoint::fail(const std::string& reason) {
-  lastFailure_ = reason;
-  stage_ = Stage::IDLE;
-  stageTick_ = KQTick::getTickCount();
-  inputCount_ = 0;
+  lastFailure = reason;
+  stage = Stage::IDLE;
+  stageTick = KQTick::getTickCount();
+  inputCount = 0;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (socket_ >= 0) {
-      close(socket_);  // which takes it out of the epoll set as well
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (socket >= 0) {
+      close(socket);  // which takes it out of the epoll set as well
     }
-    socket_ = -1;
-    isRunning_ = false;
-    isBroken_ = false;
-    const auto lost = std::count(output_.begin() + static_cast<std::ptrdiff_t>(sent_), output_.end(), '>');
+    socket = -1;
+    isRunning = false;
+    isBroken = false;
+    const auto lost = std::count(output.begin() + static_cast<std::ptrdiff_t>(sent), output.end(), '>');
     count(counters_.discarded, static_cast<unsigned>(lost));
-    output_.clear();
-    sent_ = 0;
+    output.clear();
+    sent = 0;
   }
-  if (!isOpening_) {
+  if (!isOpening) {
     setConnected(false, reason.c_str());
   }
 }
 
 int KQSocketcandEndPoint::getServiceDelay() const {
-  if (stage_ == Stage::IDLE) {
-    return remainingDelay(stageTick_, RETRY_MS);
+  if (stage == Stage::IDLE) {
+    return remainingDelay(stageTick, RETRY_MS);
   }
-  if (stage_ != Stage::RUNNING) {
-    return remainingDelay(stageTick_, HANDSHAKE_MS);
+  if (stage != Stage::RUNNING) {
+    return remainingDelay(stageTick, HANDSHAKE_MS);
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return isBroken_ && received_.getRoom() > 0 ? 0 : -1;
+  const std::lock_guard<std::mutex> lock(mutex);
+  return isBroken && received.getRoom() > 0 ? 0 : -1;
 }
 
 void KQSocketcandEndPoint::service() {
   if (getServiceDelay() != 0) {
     return;
   }
-  if (stage_ == Stage::IDLE) {
+  if (stage == Stage::IDLE) {
     connectNext();
     return;
   }
-  if (stage_ == Stage::RUNNING) {
+  if (stage == Stage::RUNNING) {
     // A write found it gone: what was sent before that is still there to be read, and then the end.
     parseInput();
     readSocket();
   }
   if (getServiceDelay() == 0) {
-    fail(stage_ == Stage::RUNNING ? "connection lost" : "no answer from the server");
+    fail(stage == Stage::RUNNING ? "connection lost" : "no answer from the server");
   }
 }
 
@@ -230,20 +230,20 @@ void KQSocketcandEndPoint::service() {
 
 bool KQSocketcandEndPoint::prepareRead() {
   advance();
-  return !received_.isEmpty();
+  return !received.isEmpty();
 }
 
 int KQSocketcandEndPoint::doRead(KQCANMessage& message) {
-  if (received_.isEmpty()) {
+  if (received.isEmpty()) {
     service();
     advance();
   }
-  if (received_.isEmpty()) {
+  if (received.isEmpty()) {
     return isConnected() ? KQ_NO_DATA : KQ_NOT_AVAILABLE;
   }
-  received_.getFront().toMessage(message);
-  received_.pop();
-  if (received_.isEmpty()) {
+  received.getFront().toMessage(message);
+  received.pop();
+  if (received.isEmpty()) {
     parseInput();  // lines that there was no room for
   }
   return KQ_OK;
@@ -251,8 +251,8 @@ int KQSocketcandEndPoint::doRead(KQCANMessage& message) {
 
 void KQSocketcandEndPoint::readSocket() {
   // With the queue full nothing is read: what was sent before the connection ends would be lost with it.
-  while (stage_ > Stage::CONNECTING && received_.getRoom() > 0) {
-    const ssize_t number = recv(socket_, input_.data() + inputCount_, input_.size() - inputCount_, MSG_DONTWAIT);
+  while (stage > Stage::CONNECTING && received.getRoom() > 0) {
+    const ssize_t number = recv(socket, input.data() + inputCount, input.size() - inputCount, MSG_DONTWAIT);
     if (number < 0 && errno == EINTR) {
       continue;
     }
@@ -263,37 +263,37 @@ void KQSocketcandEndPoint::readSocket() {
       fail(number == 0 ? "the server closed the connection" : std::strerror(errno));
       return;
     }
-    inputCount_ += static_cast<std::size_t>(number);
+    inputCount += static_cast<std::size_t>(number);
     parseInput();
   }
 }
 
 void KQSocketcandEndPoint::parseInput() {
   std::size_t consumed = 0;
-  while (stage_ > Stage::CONNECTING && received_.getRoom() > 0) {
+  while (stage > Stage::CONNECTING && received.getRoom() > 0) {
     std::string_view line;
     std::size_t used = 0;
-    const std::string_view rest(input_.data() + consumed, inputCount_ - consumed);
-    const KQSocketcandCodec::Split split = KQSocketcandCodec::nextLine(rest, line, used);
-    if (split == KQSocketcandCodec::Split::ENDLESS) {
+    const std::string_view rest(input.data() + consumed, inputCount - consumed);
+    const SocketcandCodec::Split split = SocketcandCodec::nextLine(rest, line, used);
+    if (split == SocketcandCodec::Split::ENDLESS) {
       fail("the server does not speak this protocol");
     }
-    if (split != KQSocketcandCodec::Split::LINE) {
+    if (split != SocketcandCodec::Split::LINE) {
       break;
     }
     consumed += used;
     handleLine(line);
   }
-  if (consumed > 0 && inputCount_ > 0) {
-    inputCount_ -= consumed;
-    std::memmove(input_.data(), input_.data() + consumed, inputCount_);
+  if (consumed > 0 && inputCount > 0) {
+    inputCount -= consumed;
+    std::memmove(input.data(), input.data() + consumed, inputCount);
   }
 }
 
 void KQSocketcandEndPoint::handleLine(std::string_view line) {
   std::string_view arguments = line;
-  const std::string_view command = KQSocketcandCodec::nextWord(arguments);
-  if (stage_ == Stage::RUNNING) {
+  const std::string_view command = SocketcandCodec::nextWord(arguments);
+  if (stage == Stage::RUNNING) {
     handleRunningLine(command, arguments);
   } else {
     handleHandshakeLine(command, line);
@@ -305,8 +305,8 @@ void KQSocketcandEndPoint::handleRunningLine(std::string_view command, std::stri
   if (command != "frame") {
     return;
   }
-  if (KQSocketcandCodec::parseFrame(arguments, frame) && !frame.extended) {
-    received_.push(frame);
+  if (SocketcandCodec::parseFrame(arguments, frame) && !frame.extended) {
+    received.push(frame);
   } else {
     count(counters_.dropped);
   }
@@ -314,14 +314,14 @@ void KQSocketcandEndPoint::handleRunningLine(std::string_view command, std::stri
 
 void KQSocketcandEndPoint::handleHandshakeLine(std::string_view command, std::string_view line) {
   if (command == "error") {
-    fail("the server refuses channel '" + channel_ + "': " + std::string(line));
-  } else if (stage_ == Stage::AWAIT_HI && command == "hi") {
-    stage_ = Stage::AWAIT_OPENED;
-    sendLine("< open " + channel_ + " >");
-  } else if (stage_ == Stage::AWAIT_OPENED && command == "ok") {
-    stage_ = Stage::AWAIT_RAW;
+    fail("the server refuses channel '" + channel + "': " + std::string(line));
+  } else if (stage == Stage::AWAIT_HI && command == "hi") {
+    stage = Stage::AWAIT_OPENED;
+    sendLine("< open " + channel + " >");
+  } else if (stage == Stage::AWAIT_OPENED && command == "ok") {
+    stage = Stage::AWAIT_RAW;
     sendLine("< rawmode >");
-  } else if (stage_ == Stage::AWAIT_RAW && command == "ok") {
+  } else if (stage == Stage::AWAIT_RAW && command == "ok") {
     enterRunning();
   }
 }
@@ -329,67 +329,67 @@ void KQSocketcandEndPoint::handleHandshakeLine(std::string_view command, std::st
 // ---- Writing
 
 int KQSocketcandEndPoint::doWrite(const KQCANMessage& message) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (!isRunning_) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (!isRunning) {
     return KQ_NOT_AVAILABLE;
   }
-  if (output_.size() - sent_ >= TRANSMIT_LIMIT) {
+  if (output.size() - sent >= TRANSMIT_LIMIT) {
     return KQ_DEFERRED;
   }
-  const bool mustWait = !output_.empty();
-  KQSocketcandCodec::appendSendLine(output_, KQBusFrame::fromMessage(message));
+  const bool mustWait = !output.empty();
+  SocketcandCodec::appendSendLine(output, KQBusFrame::fromMessage(message));
   if (!mustWait && sendPending() == KQ_NOT_AVAILABLE) {
-    output_.clear();
-    sent_ = 0;
+    output.clear();
+    sent = 0;
     return KQ_NOT_AVAILABLE;
   }
   return KQ_OK;
 }
 
 void KQSocketcandEndPoint::sendLine(std::string_view line) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  output_ += line;
+  const std::lock_guard<std::mutex> lock(mutex);
+  output += line;
   sendPending();
 }
 
 int KQSocketcandEndPoint::flush() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return socket_ < 0 || isBroken_ ? static_cast<int>(KQ_NOT_AVAILABLE) : sendPending();
+  const std::lock_guard<std::mutex> lock(mutex);
+  return socket < 0 || isBroken ? KQ_NOT_AVAILABLE : sendPending();
 }
 
-/// With the lock held. A broken connection is closed later, by the one thread that may.
+// With the lock held. A broken connection is closed later, by the one thread that may.
 int KQSocketcandEndPoint::sendPending() {
-  while (sent_ < output_.size()) {
-    const ssize_t number = send(socket_, output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+  while (sent < output.size()) {
+    const ssize_t number = send(socket, output.data() + sent, output.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (number >= 0) {
-      sent_ += static_cast<std::size_t>(number);
+      sent += static_cast<std::size_t>(number);
     } else if (errno == EAGAIN) {
-      output_.erase(0, sent_);
-      sent_ = 0;
+      output.erase(0, sent);
+      sent = 0;
       watchSocket(true);
       return KQ_NO_DATA;
     } else if (errno != EINTR) {
-      isBroken_ = true;
-      isRunning_ = false;
+      isBroken = true;
+      isRunning = false;
       wakeManager();
       return KQ_NOT_AVAILABLE;
     }
   }
-  output_.clear();
-  sent_ = 0;
+  output.clear();
+  sent = 0;
   watchSocket(false);
   return KQ_OK;
 }
 
-/// With the lock held. Writing is watched for inside the own descriptor, which becomes readable by it.
+// With the lock held. Writing is watched for inside the own descriptor, which becomes readable by it.
 void KQSocketcandEndPoint::watchSocket(bool alsoWritable) {
-  if (isWatchedForWriting_ == alsoWritable) {
+  if (isWatchedForWriting == alsoWritable) {
     return;
   }
-  isWatchedForWriting_ = alsoWritable;
+  isWatchedForWriting = alsoWritable;
   epoll_event event{};
   event.events = alsoWritable ? EPOLLIN | EPOLLOUT : EPOLLIN;
-  epoll_ctl(epoll_, EPOLL_CTL_MOD, socket_, &event);
+  epoll_ctl(epoll, EPOLL_CTL_MOD, socket, &event);
 }
 
 }  // namespace KQ

@@ -15,10 +15,10 @@
 
 #include "KQEndPointManager.h"
 #include "KQErrorCodes.h"
-#include "KQNetwork.h"
-#include "KQSocketcandClient.h"
-#include "KQTickDelay.h"
 #include "KQVirtualBus.h"
+#include "Network.h"
+#include "SocketcandClient.h"
+#include "TickDelay.h"
 
 namespace KQ {
 
@@ -43,8 +43,8 @@ void setOption(int socket, int level, int option, int value = 1) {
   setsockopt(socket, level, option, &value, sizeof value);
 }
 
-/// Opens a listening socket. @return the descriptor, or a negated errno value
-int openListener(const KQNetworkAddress& address) {
+// Opens a listening socket. @return the descriptor, or a negated errno value
+int openListener(const NetworkAddress& address) {
   const int descriptor = socket(address.getFamily(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) {
     return -errno;
@@ -61,7 +61,7 @@ int openListener(const KQNetworkAddress& address) {
   return failure;
 }
 
-/// True for the errors by which the machine says that it has no such kind of address, not that it is taken.
+// True for the errors by which the machine says that it has no such kind of address, not that it is taken.
 bool meansNoSuchAddress(int error) {
   return error == -EAFNOSUPPORT || error == -EADDRNOTAVAIL;
 }
@@ -81,7 +81,7 @@ KQSocketcandServer::~KQSocketcandServer() {
 int KQSocketcandServer::listen(const std::string& host, unsigned short port, const std::string& busName,
                                KQEndPointManager& manager, std::string& error) {
   error.clear();
-  if (manager_ != nullptr) {
+  if (endPointManager != nullptr) {
     error = "listening already";
     return KQ_ALREADY_EXISTS;
   }
@@ -89,11 +89,11 @@ int KQSocketcandServer::listen(const std::string& host, unsigned short port, con
   if (result != KQ_OK) {
     return result;
   }
-  wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  manager_ = &manager;
-  bus_ = KQVirtualBus::get(busName);
-  manager.addDescriptor(wake_, EPOLLIN, [this](unsigned) { onWake(); });
-  for (const int listener : listeners_) {
+  wakeDescriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  endPointManager = &manager;
+  bus = KQVirtualBus::get(busName);
+  manager.addDescriptor(wakeDescriptor, EPOLLIN, [this](unsigned) { onWake(); });
+  for (const int listener : listeners) {
     manager.addDescriptor(listener, EPOLLIN, [this, listener](unsigned) { acceptClients(listener); });
   }
   manager.addService(this);
@@ -101,24 +101,24 @@ int KQSocketcandServer::listen(const std::string& host, unsigned short port, con
 }
 
 int KQSocketcandServer::openListeners(const std::string& host, unsigned short port, std::string& error) {
-  std::vector<KQNetworkAddress> addresses = resolveHost(host, port, error);
+  std::vector<NetworkAddress> addresses = resolveHost(host, port, error);
   if (addresses.empty()) {
     return KQ_INVALID_ARGUMENT;
   }
   int failure = 0;
-  for (KQNetworkAddress& address : addresses) {
+  for (NetworkAddress& address : addresses) {
     // Asked for any port, the first address chooses it for the others.
-    address.setPort(port_ != 0 ? port_ : port);
+    address.setPort(boundPort != 0 ? boundPort : port);
     const int listener = openListener(address);
     if (listener >= 0) {
-      listeners_.push_back(listener);
-      port_ = getLocalAddress(listener).getPort();
+      listeners.push_back(listener);
+      boundPort = getLocalAddress(listener).getPort();
       continue;
     }
     failure = failure == 0 || !meansNoSuchAddress(listener) ? listener : failure;
     error = "cannot listen on " + address.toString() + ": " + std::strerror(-failure);
   }
-  if (!listeners_.empty() && (failure == 0 || meansNoSuchAddress(failure))) {
+  if (!listeners.empty() && (failure == 0 || meansNoSuchAddress(failure))) {
     error.clear();
     return KQ_OK;
   }
@@ -127,35 +127,35 @@ int KQSocketcandServer::openListeners(const std::string& host, unsigned short po
 }
 
 void KQSocketcandServer::closeListeners() {
-  for (const int listener : listeners_) {
+  for (const int listener : listeners) {
     ::close(listener);
   }
-  listeners_.clear();
-  port_ = 0;
+  listeners.clear();
+  boundPort = 0;
 }
 
 void KQSocketcandServer::close() {
-  if (manager_ == nullptr) {
+  if (endPointManager == nullptr) {
     return;
   }
-  clients_.clear();
-  manager_->removeService(this);
-  manager_->removeDescriptor(wake_);
-  for (const int listener : listeners_) {
-    manager_->removeDescriptor(listener);
+  clients.clear();
+  endPointManager->removeService(this);
+  endPointManager->removeDescriptor(wakeDescriptor);
+  for (const int listener : listeners) {
+    endPointManager->removeDescriptor(listener);
   }
   closeListeners();
-  bus_->removeRoomDescriptor(wake_);
-  ::close(wake_);
-  wake_ = -1;
-  bus_ = nullptr;
-  manager_ = nullptr;
-  acceptPaused_ = false;
-  isFull_ = false;
-  isWaiting_ = false;
+  bus->removeRoomDescriptor(wakeDescriptor);
+  ::close(wakeDescriptor);
+  wakeDescriptor = -1;
+  bus = nullptr;
+  endPointManager = nullptr;
+  acceptPaused = false;
+  isFull = false;
+  isWaiting = false;
 }
 
-/// Some at a time: those who connect without end are not to be the only ones who are served.
+// Some at a time: those who connect without end are not to be the only ones who are served.
 void KQSocketcandServer::acceptClients(int listener) {
   for (unsigned i = 0; i < ACCEPTED_AT_ONCE; ++i) {
     const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
@@ -173,32 +173,32 @@ void KQSocketcandServer::acceptClients(int listener) {
   }
 }
 
-/// The connection that cannot be accepted stays waiting and would be reported without end.
+// The connection that cannot be accepted stays waiting and would be reported without end.
 void KQSocketcandServer::pauseAccepting() {
-  acceptPaused_ = true;
-  acceptTick_ = KQTick::getTickCount();
-  for (const int listener : listeners_) {
-    manager_->modifyDescriptor(listener, 0);
+  acceptPaused = true;
+  acceptTick = KQTick::getTickCount();
+  for (const int listener : listeners) {
+    endPointManager->modifyDescriptor(listener, 0);
   }
 }
 
 void KQSocketcandServer::resumeAccepting() {
-  acceptPaused_ = false;
-  for (const int listener : listeners_) {
-    manager_->modifyDescriptor(listener, EPOLLIN);
+  acceptPaused = false;
+  for (const int listener : listeners) {
+    endPointManager->modifyDescriptor(listener, EPOLLIN);
   }
 }
 
 void KQSocketcandServer::addClient(int descriptor) {
-  if (clients_.size() >= MAXIMUM_CLIENTS) {
+  if (clients.size() >= MAXIMUM_CLIENTS) {
     refuseClient(descriptor);
     return;
   }
   setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE);
   // The kernel says that there is room again when a third of this was read: soon, so that whoever reads is known to.
   setOption(descriptor, SOL_SOCKET, SO_SNDBUF, SEND_BUFFER);
-  clients_.push_back(std::make_unique<KQSocketcandClient>(descriptor, bus_, *manager_, wake_));
-  KQSocketcandClient* client = clients_.back().get();
+  clients.push_back(std::make_unique<SocketcandClient>(descriptor, bus, *endPointManager, wakeDescriptor));
+  SocketcandClient* client = clients.back().get();
   client->watch([this, client](unsigned events) {
     client->handleEvents(events);
     watchPatience();
@@ -207,11 +207,11 @@ void KQSocketcandServer::addClient(int descriptor) {
 }
 
 void KQSocketcandServer::refuseClient(int descriptor) {
-  if (!isFull_) {
-    std::fprintf(stderr, "%s: more than %zu clients, %s and others are refused\n", bus_->getName().c_str(),
+  if (!isFull) {
+    std::fprintf(stderr, "%s: more than %zu clients, %s and others are refused\n", bus->getName().c_str(),
                  MAXIMUM_CLIENTS, getPeerAddress(descriptor).toString().c_str());
   }
-  isFull_ = true;
+  isFull = true;
   constexpr std::string_view ANSWER = "< error too many clients >";
   [[maybe_unused]] const ssize_t sent = send(descriptor, ANSWER.data(), ANSWER.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   ::close(descriptor);
@@ -219,17 +219,17 @@ void KQSocketcandServer::refuseClient(int descriptor) {
 
 void KQSocketcandServer::onWake() {
   std::uint64_t ignored = 0;
-  [[maybe_unused]] const ssize_t count = read(wake_, &ignored, sizeof ignored);
+  [[maybe_unused]] const ssize_t count = read(wakeDescriptor, &ignored, sizeof ignored);
   serveClients();
 }
 
 void KQSocketcandServer::wake() const {
   const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t written = write(wake_, &one, sizeof one);
+  [[maybe_unused]] const ssize_t written = write(wakeDescriptor, &one, sizeof one);
 }
 
 void KQSocketcandServer::serveClients() {
-  for (const auto& client : clients_) {
+  for (const auto& client : clients) {
     if (!client->isCrowding()) {
       client->serve();
     }
@@ -239,12 +239,12 @@ void KQSocketcandServer::serveClients() {
   removeFinishedClients();
 }
 
-/// Those who send too much get theirs after the others, and not all of them at once.
+// Those who send too much get theirs after the others, and not all of them at once.
 void KQSocketcandServer::serveCrowd() {
   unsigned sent = 0;
-  for (std::size_t i = 0; i < clients_.size() && sent < SENT_AT_ONCE; ++i) {
-    nextServed_ = (nextServed_ + 1) % clients_.size();
-    KQSocketcandClient& client = *clients_[nextServed_];
+  for (std::size_t i = 0; i < clients.size() && sent < SENT_AT_ONCE; ++i) {
+    nextServed = (nextServed + 1) % clients.size();
+    SocketcandClient& client = *clients[nextServed];
     sent += client.isCrowding() && client.serve() ? 1U : 0U;
   }
   if (sent == SENT_AT_ONCE) {
@@ -252,62 +252,62 @@ void KQSocketcandServer::serveCrowd() {
   }
 }
 
-/// Lets one of those who send more than their share go on.
+// Lets one of those who send more than their share go on.
 void KQSocketcandServer::giveTurn() {
-  for (std::size_t i = 0; i < clients_.size(); ++i) {
-    nextTurn_ = (nextTurn_ + 1) % clients_.size();
-    if (clients_[nextTurn_]->isCrowding()) {
-      turnTick_ = KQTick::getTickCount();
-      turnFrames_ = bus_->getFrameCount();
-      clients_[nextTurn_]->takeTurn();
+  for (std::size_t i = 0; i < clients.size(); ++i) {
+    nextTurn = (nextTurn + 1) % clients.size();
+    if (clients[nextTurn]->isCrowding()) {
+      turnTick = KQTick::getTickCount();
+      turnFrames = bus->getFrameCount();
+      clients[nextTurn]->takeTurn();
       return;
     }
   }
 }
 
-/// Milliseconds for which bus and server are still taken up by what was sent since the last turn.
+// Milliseconds for which bus and server are still taken up by what was sent since the last turn.
 int KQSocketcandServer::getTurnDelay() const {
-  const unsigned carrying = (bus_->getFrameCount() - turnFrames_) / FRAMES_A_MS;
-  const unsigned handingOut = static_cast<unsigned>(clients_.size()) / CLIENTS_A_MS;
-  return remainingDelay(turnTick_, std::clamp(std::max(carrying, handingOut), TURN_MS, LONGEST_TURN_MS));
+  const unsigned carrying = (bus->getFrameCount() - turnFrames) / FRAMES_A_MS;
+  const unsigned handingOut = static_cast<unsigned>(clients.size()) / CLIENTS_A_MS;
+  return remainingDelay(turnTick, std::clamp(std::max(carrying, handingOut), TURN_MS, LONGEST_TURN_MS));
 }
 
-/// Clients wait for somebody who reads slowly, and not for somebody who does not read.
+// Clients wait for somebody who reads slowly, and not for somebody who does not read.
 void KQSocketcandServer::watchPatience() {
   const bool waits =
-      std::any_of(clients_.begin(), clients_.end(), [](const auto& client) { return client->isWaitingForRoom(); });
-  const bool isOver = waits && isWaiting_ && remainingDelay(waitTick_, PATIENCE_MS) == 0;
+      std::any_of(clients.begin(), clients.end(), [](const auto& client) { return client->isWaitingForRoom(); });
+  const bool isOver = waits && isWaiting && remainingDelay(waitTick, PATIENCE_MS) == 0;
   if (isOver) {
-    bus_->stopWaitingForRoom();
+    bus->stopWaitingForRoom();
   }
-  if (isOver || !isWaiting_) {
-    waitTick_ = KQTick::getTickCount();
+  if (isOver || !isWaiting) {
+    waitTick = KQTick::getTickCount();
   }
-  isWaiting_ = waits;
+  isWaiting = waits;
 }
 
 void KQSocketcandServer::removeFinishedClients() {
   const auto end =
-      std::remove_if(clients_.begin(), clients_.end(), [](const auto& client) { return client->isFinished(); });
-  isFull_ = isFull_ && end == clients_.end();
-  clients_.erase(end, clients_.end());
+      std::remove_if(clients.begin(), clients.end(), [](const auto& client) { return client->isFinished(); });
+  isFull = isFull && end == clients.end();
+  clients.erase(end, clients.end());
 }
 
 int KQSocketcandServer::getServiceDelay() const {
-  int delay = acceptPaused_ ? remainingDelay(acceptTick_, ACCEPT_PAUSE_MS) : -1;
+  int delay = acceptPaused ? remainingDelay(acceptTick, ACCEPT_PAUSE_MS) : -1;
   bool isCrowded = false;
-  for (const auto& client : clients_) {
+  for (const auto& client : clients) {
     delay = shorterDelay(delay, client->getServiceDelay());
     isCrowded = isCrowded || client->isCrowding();
   }
   if (isCrowded) {
     delay = shorterDelay(delay, getTurnDelay());
   }
-  return isWaiting_ ? shorterDelay(delay, remainingDelay(waitTick_, PATIENCE_MS)) : delay;
+  return isWaiting ? shorterDelay(delay, remainingDelay(waitTick, PATIENCE_MS)) : delay;
 }
 
 void KQSocketcandServer::service() {
-  if (acceptPaused_ && remainingDelay(acceptTick_, ACCEPT_PAUSE_MS) == 0) {
+  if (acceptPaused && remainingDelay(acceptTick, ACCEPT_PAUSE_MS) == 0) {
     resumeAccepting();
   }
   if (getTurnDelay() == 0) {

@@ -43,54 +43,54 @@ std::shared_ptr<KQVirtualBus> KQVirtualBus::get(const std::string& name) {
   return bus;
 }
 
-KQVirtualBus::KQVirtualBus(std::string name) : name_(std::move(name)) {}
+KQVirtualBus::KQVirtualBus(std::string busName) : name(std::move(busName)) {}
 
 std::size_t KQVirtualBus::getParticipantCount() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return seats_.size();
+  const std::lock_guard<std::mutex> lock(mutex);
+  return seats.size();
 }
 
 void KQVirtualBus::attach(KQBusParticipant* participant) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  for (Seat& seat : seats_) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  for (Seat& seat : seats) {
     if (seat.keepsFrame) {
       seat.keepsFrame = false;
       participant->takeFrame(seat.keptFrame);
     }
   }
-  seats_.push_back(Seat{participant, false, false, KQBusFrame()});
+  seats.push_back(Seat{participant, false, false, KQBusFrame()});
 }
 
 void KQVirtualBus::detach(KQBusParticipant* participant) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  const auto found = std::find_if(seats_.begin(), seats_.end(),
+  const std::lock_guard<std::mutex> lock(mutex);
+  const auto found = std::find_if(seats.begin(), seats.end(),
                                   [participant](const Seat& seat) { return seat.participant == participant; });
-  if (found == seats_.end()) {
+  if (found == seats.end()) {
     return;
   }
-  seats_.erase(found);
+  seats.erase(found);
   announceRoom();
 }
 
 KQVirtualBus::SendResult KQVirtualBus::send(KQBusParticipant* sender, const KQBusFrame& frame) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex);
   return deliver(sender, frame);
 }
 
 KQVirtualBus::SendResult KQVirtualBus::sendWhenRoom(KQBusParticipant* sender, const KQBusFrame& frame,
                                                     int roomDescriptor, bool yields) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex);
   if (hasRoom(sender, yields)) {
     return deliver(sender, frame);
   }
-  if (std::find(roomDescriptors_.begin(), roomDescriptors_.end(), roomDescriptor) == roomDescriptors_.end()) {
-    roomDescriptors_.push_back(roomDescriptor);
+  if (std::find(roomDescriptors.begin(), roomDescriptors.end(), roomDescriptor) == roomDescriptors.end()) {
+    roomDescriptors.push_back(roomDescriptor);
   }
   return SEND_NO_ROOM;
 }
 
 bool KQVirtualBus::hasRoom(const KQBusParticipant* sender, bool yields) const {
-  return std::all_of(seats_.begin(), seats_.end(), [sender, yields](const Seat& seat) {
+  return std::all_of(seats.begin(), seats.end(), [sender, yields](const Seat& seat) {
     if (seat.participant == sender) {
       return true;
     }
@@ -100,8 +100,8 @@ bool KQVirtualBus::hasRoom(const KQBusParticipant* sender, bool yields) const {
 }
 
 void KQVirtualBus::stopWaitingForRoom() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  for (const Seat& seat : seats_) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  for (const Seat& seat : seats) {
     if (seat.participant->getRoom() != KQBusParticipant::Room::PLENTY) {
       seat.participant->stopHoldingUpUnlessTaking();
     }
@@ -110,22 +110,22 @@ void KQVirtualBus::stopWaitingForRoom() {
 }
 
 unsigned KQVirtualBus::getFrameCount() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return frameCount_;
+  const std::lock_guard<std::mutex> lock(mutex);
+  return frameCount;
 }
 
 void KQVirtualBus::removeRoomDescriptor(int roomDescriptor) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  roomDescriptors_.erase(std::remove(roomDescriptors_.begin(), roomDescriptors_.end(), roomDescriptor),
-                         roomDescriptors_.end());
+  const std::lock_guard<std::mutex> lock(mutex);
+  roomDescriptors.erase(std::remove(roomDescriptors.begin(), roomDescriptors.end(), roomDescriptor),
+                        roomDescriptors.end());
 }
 
 void KQVirtualBus::announceRoom() {
   const std::uint64_t one = 1;
-  for (const int descriptor : roomDescriptors_) {
+  for (const int descriptor : roomDescriptors) {
     [[maybe_unused]] const ssize_t written = write(descriptor, &one, sizeof one);
   }
-  roomDescriptors_.clear();
+  roomDescriptors.clear();
 }
 
 KQVirtualBus::SendResult KQVirtualBus::deliver(KQBusParticipant* sender, const KQBusFrame& frame) {
@@ -133,15 +133,15 @@ KQVirtualBus::SendResult KQVirtualBus::deliver(KQBusParticipant* sender, const K
   assert(seat != nullptr && "a frame from somebody who is not on the bus");
   const bool isFirst = !seat->hasSent;
   seat->hasSent = true;
-  ++frameCount_;
-  if (seats_.size() == 1) {
+  ++frameCount;
+  if (seats.size() == 1) {
     seat->keepsFrame = seat->keepsFrame || isFirst;
     if (isFirst) {
       seat->keptFrame = frame;
     }
     return isFirst ? SEND_KEPT : SEND_UNACKNOWLEDGED;
   }
-  for (const Seat& other : seats_) {
+  for (const Seat& other : seats) {
     if (other.participant != sender) {
       other.participant->takeFrame(frame);
     }
@@ -150,7 +150,7 @@ KQVirtualBus::SendResult KQVirtualBus::deliver(KQBusParticipant* sender, const K
 }
 
 KQVirtualBus::Seat* KQVirtualBus::findSeat(const KQBusParticipant* participant) {
-  for (Seat& seat : seats_) {
+  for (Seat& seat : seats) {
     if (seat.participant == participant) {
       return &seat;
     }

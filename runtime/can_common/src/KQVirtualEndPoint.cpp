@@ -39,46 +39,46 @@ std::unique_ptr<KQVirtualEndPoint> KQVirtualEndPoint::open(const std::string& bu
       new KQVirtualEndPoint(KQVirtualBus::get(busName), descriptor, std::max<std::size_t>(capacity, 1)));
 }
 
-KQVirtualEndPoint::KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> bus, int descriptor, std::size_t capacity)
-    : KQEndPoint("virtual:" + bus->getName()),
-      bus_(std::move(bus)),
-      descriptor_(descriptor),
-      reserve_(std::min(LARGEST_RESERVE, capacity / 4)),
-      queue_(capacity) {
-  bus_->attach(this);
+KQVirtualEndPoint::KQVirtualEndPoint(std::shared_ptr<KQVirtualBus> joinedBus, int eventDescriptor, std::size_t capacity)
+    : KQEndPoint("virtual:" + joinedBus->getName()),
+      bus(std::move(joinedBus)),
+      descriptor(eventDescriptor),
+      reserve(std::min(LARGEST_RESERVE, capacity / 4)),
+      queue(capacity) {
+  bus->attach(this);
 }
 
 KQVirtualEndPoint::~KQVirtualEndPoint() {
-  bus_->detach(this);
-  close(descriptor_);
+  bus->detach(this);
+  close(descriptor);
 }
 
 int KQVirtualEndPoint::doRead(KQCANMessage& message) {
-  if (!hasFrames_.load(std::memory_order_acquire)) {
+  if (!hasFrames.load(std::memory_order_acquire)) {
     return KQ_NO_DATA;
   }
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  queue_.getFront().toMessage(message);
-  queue_.pop();
-  isTaking_ = true;
-  if (queue_.isEmpty()) {
-    makeUnreadable(descriptor_);
-    hasFrames_.store(false, std::memory_order_release);
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  queue.getFront().toMessage(message);
+  queue.pop();
+  isTaking = true;
+  if (queue.isEmpty()) {
+    makeUnreadable(descriptor);
+    hasFrames.store(false, std::memory_order_release);
   }
   noteRoom();
   return KQ_OK;
 }
 
 int KQVirtualEndPoint::doWrite(const KQCANMessage& message) {
-  if (bus_->send(this, KQBusFrame::fromMessage(message)) == KQVirtualBus::SEND_UNACKNOWLEDGED) {
+  if (bus->send(this, KQBusFrame::fromMessage(message)) == KQVirtualBus::SEND_UNACKNOWLEDGED) {
     count(counters_.unacknowledged);
   }
   return KQ_OK;
 }
 
 void KQVirtualEndPoint::doSetFilter(const KQReceptionFilter* filter) {
-  const std::lock_guard<std::mutex> lock(bus_->getMutex());
-  acceptedFrames_ = filter != nullptr ? std::optional<KQReceptionFilter>(*filter) : std::nullopt;
+  const std::lock_guard<std::mutex> lock(bus->getMutex());
+  acceptedFrames = filter != nullptr ? std::optional<KQReceptionFilter>(*filter) : std::nullopt;
 }
 
 void KQVirtualEndPoint::takeFrame(const KQBusFrame& frame) {
@@ -86,37 +86,37 @@ void KQVirtualEndPoint::takeFrame(const KQBusFrame& frame) {
     count(counters_.dropped);
     return;
   }
-  if (acceptedFrames_ && !acceptedFrames_->contains(frame.identifier)) {
+  if (acceptedFrames && !acceptedFrames->contains(frame.identifier)) {
     return;
   }
-  if (!queue_.push(frame)) {
+  if (!queue.push(frame)) {
     count(counters_.overruns);
     return;
   }
-  if (queue_.getCount() == 1) {
-    makeReadable(descriptor_);
-    hasFrames_.store(true, std::memory_order_release);
+  if (queue.getCount() == 1) {
+    makeReadable(descriptor);
+    hasFrames.store(true, std::memory_order_release);
   }
 }
 
 KQBusParticipant::Room KQVirtualEndPoint::getRoom() const {
-  if (!holdsUp_ || queue_.getRoom() > 2 * reserve_) {
+  if (!holdsUp || queue.getRoom() > 2 * reserve) {
     return Room::PLENTY;
   }
-  return queue_.getRoom() > reserve_ ? Room::SCARCE : Room::NONE;
+  return queue.getRoom() > reserve ? Room::SCARCE : Room::NONE;
 }
 
 void KQVirtualEndPoint::stopHoldingUpUnlessTaking() {
-  holdsUp_ = isTaking_;
-  isTaking_ = false;
+  holdsUp = isTaking;
+  isTaking = false;
 }
 
 void KQVirtualEndPoint::noteRoom() {
   // Not before half of the queue is free, so that senders are not woken for a frame each.
-  const bool hasRoom = queue_.getRoom() == std::max<std::size_t>(queue_.getCapacity() / 2, 1) || queue_.isEmpty();
+  const bool hasRoom = queue.getRoom() == std::max<std::size_t>(queue.getCapacity() / 2, 1) || queue.isEmpty();
   if (hasRoom) {
-    holdsUp_ = true;
-    bus_->announceRoom();
+    holdsUp = true;
+    bus->announceRoom();
   }
 }
 

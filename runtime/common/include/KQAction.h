@@ -17,7 +17,7 @@ public:
   void setEventType(int eventType) { eventType_ = eventType; }
 
   /// The event to which the action was bound last; 0 when never bound.
-  int getEventType() const { return eventType_; }
+  [[nodiscard]] int getEventType() const { return eventType_; }
 
 protected:
   /// A copy is bound to the same event.
@@ -26,7 +26,10 @@ protected:
   KQAction& operator=(const KQAction&) = default;
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   int eventType_{0};
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

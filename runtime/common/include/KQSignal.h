@@ -17,34 +17,34 @@ public:
   /// An empty signal: everything 0 and false.
   KQSignal() = default;
 
-  /// @param type         the kind of source that speaks.
-  /// @param code         what happened.
-  /// @param firstValue   first value of the code.
-  /// @param secondValue  second value of the code; a signed value travels in two's complement.
-  /// @param flag         flag of the code.
-  KQSignal(int type, int code, unsigned int firstValue = 0, unsigned int secondValue = 0, bool flag = false)
-      : type_(type), code_(code), firstValue_(firstValue), secondValue_(secondValue), flag_(flag) {}
+  /// @param signalType  the kind of source that speaks.
+  /// @param signalCode  what happened.
+  /// @param first       first value of the code.
+  /// @param second      second value of the code; a signed value travels in two's complement.
+  /// @param isSet       flag of the code.
+  KQSignal(int signalType, int signalCode, unsigned int first = 0, unsigned int second = 0, bool isSet = false)
+      : type(signalType), code(signalCode), firstValue(first), secondValue(second), flag(isSet) {}
 
   /// The parts, as the constructor or a setter was given them.
-  int getType() const { return type_; }
-  int getCode() const { return code_; }
-  unsigned int getFirstValue() const { return firstValue_; }
-  unsigned int getSecondValue() const { return secondValue_; }
-  bool getFlag() const { return flag_; }
+  [[nodiscard]] int getType() const { return type; }
+  [[nodiscard]] int getCode() const { return code; }
+  [[nodiscard]] unsigned int getFirstValue() const { return firstValue; }
+  [[nodiscard]] unsigned int getSecondValue() const { return secondValue; }
+  [[nodiscard]] bool getFlag() const { return flag; }
 
   /// Change one part each.
-  void setType(int type) { type_ = type; }
-  void setCode(int code) { code_ = code; }
-  void setFirstValue(unsigned int value) { firstValue_ = value; }
-  void setSecondValue(unsigned int value) { secondValue_ = value; }
-  void setFlag(bool flag) { flag_ = flag; }
+  void setType(int signalType) { type = signalType; }
+  void setCode(int signalCode) { code = signalCode; }
+  void setFirstValue(unsigned int value) { firstValue = value; }
+  void setSecondValue(unsigned int value) { secondValue = value; }
+  void setFlag(bool isSet) { flag = isSet; }
 
 private:
-  int type_{0};
-  int code_{0};
-  unsigned int firstValue_{0};
-  unsigned int secondValue_{0};
-  bool flag_{false};
+  int type{0};
+  int code{0};
+  unsigned int firstValue{0};
+  unsigned int secondValue{0};
+  bool flag{false};
 };
 
 }  // namespace KQ

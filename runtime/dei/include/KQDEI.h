@@ -84,7 +84,7 @@ public:
   /// @return 0; 23 when there is no such variable.
   int markValueAsInvalid(unsigned short index, unsigned short subIndex, bool invalid);
   /// @return true when the variable exists and its value is not marked invalid.
-  bool isValid(unsigned short index, unsigned short subIndex) const;
+  [[nodiscard]] bool isValid(unsigned short index, unsigned short subIndex) const;
 
   /// @param variableID  key of the variable.
   /// @return its length in bits; 0 when there is no such variable.
@@ -95,16 +95,11 @@ public:
 
   /// @return a copy of the descriptions of all variables by key, as they were added (owners as they are
   /// now), which the caller releases; null when there is no variable.
-  std::unique_ptr<KQVariableMap> getCopyOfVariableMap() const;
-
-  /// Takes an owner out of the store: its variables stay with their values and have no owner any more.
-  /// Called by the destructor of KQVariableOwner.
-  /// @param owner  an owner of nothing, or null, changes nothing.
-  void removeOwner(const KQVariableOwner* owner);
+  [[nodiscard]] std::unique_ptr<KQVariableMap> getCopyOfVariableMap() const;
 
   /// The variable itself, for who uses it often: with it, values are read and written without a look-up.
   /// @return null when there is no such variable; else it exists as long as the process.
-  KQStoredVariable* findVariable(unsigned short index, unsigned short subIndex) const;
+  [[nodiscard]] KQStoredVariable* findVariable(unsigned short index, unsigned short subIndex) const;
 
   /// Forgets all variables, for tests and for the end of the application. No other thread may be inside
   /// the store. What the store gave out may not be used afterwards, except for the results of findVariable(): each
@@ -113,13 +108,17 @@ public:
 
 private:
   friend class KQStoredVariable;
+  friend class KQVariableOwner;
   struct Store;
   struct Record;
 
   KQDEI();
   ~KQDEI();
 
-  const std::unique_ptr<Store> store_;
+  /// Takes an owner out of the store: its variables stay with their values and have no owner any more.
+  void removeOwner(const KQVariableOwner* owner);
+
+  const std::unique_ptr<Store> store;
 };
 
 }  // namespace KQ

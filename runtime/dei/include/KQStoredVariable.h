@@ -28,7 +28,7 @@ public:
       return codeOfOther();
     }
     const bool isInvalid = isMarkedInvalid();
-    *value = value_.load(std::memory_order_relaxed);
+    *value = integer.load(std::memory_order_relaxed);
     return isInvalid ? KQ_VALUE_INVALID : KQ_OK;
   }
 
@@ -48,8 +48,8 @@ public:
 
   /// The owner, or null. To be compared, not called: it may go at any time.
   KQVariableOwner* getVariableOwnerPointer() const {
-    const Ownership* const ownership = getOwnership();
-    return ownership != nullptr ? ownership->owner : nullptr;
+    const Ownership* const current = getOwnership();
+    return current != nullptr ? current->owner : nullptr;
   }
 
 private:
@@ -71,17 +71,17 @@ private:
   /// The storage type of a variable that the store has forgotten.
   static constexpr auto FORGOTTEN = static_cast<KQVariableStorageType>(-1);
 
-  explicit KQStoredVariable(const Listeners& listeners) : listeners_(listeners) {}
+  explicit KQStoredVariable(const Listeners& ownListeners) : listeners(ownListeners) {}
   ~KQStoredVariable() = default;
 
-  bool holds(KQVariableStorageType type) const { return storageType_.load(std::memory_order_relaxed) == type; }
+  bool holds(KQVariableStorageType type) const { return storageType.load(std::memory_order_relaxed) == type; }
   /// Why a variable that is not of the wanted type is refused.
   int codeOfOther() const;
 
-  const Ownership* getOwnership() const { return ownership_.load(std::memory_order_acquire); }
+  const Ownership* getOwnership() const { return ownership.load(std::memory_order_acquire); }
   bool isOwnedBy(const std::string& ownerName) const {
-    const Ownership* const ownership = getOwnership();
-    return ownership != nullptr && (&ownerName == ownership->nameAddress || isNamed(*ownership, ownerName));
+    const Ownership* const current = getOwnership();
+    return current != nullptr && (&ownerName == current->nameAddress || isNamed(*current, ownerName));
   }
   /// Apart, so that the comparison of texts does not weigh on an owner that passes its own string.
   static bool isNamed(const Ownership& ownership, const std::string& ownerName);
@@ -90,11 +90,11 @@ private:
 
   /// A writer stores the value first and the validity after it, a reader goes the other way round: who sees that a
   /// value became valid sees that value or a later one.
-  bool isMarkedInvalid() const { return invalid_.load(std::memory_order_acquire); }
-  void markInvalid(bool isInvalid) { invalid_.store(isInvalid, std::memory_order_release); }
+  bool isMarkedInvalid() const { return invalid.load(std::memory_order_acquire); }
+  void markInvalid(bool isInvalid) { invalid.store(isInvalid, std::memory_order_release); }
 
   void assign(int value, bool notify) {
-    const int previous = value_.exchange(value, std::memory_order_acq_rel);
+    const int previous = integer.exchange(value, std::memory_order_acq_rel);
     markInvalid(false);
     if (notify && previous != value) {
       report(KQ_SIGNAL_VARIABLE_CHANGED, static_cast<unsigned int>(value));
@@ -103,18 +103,18 @@ private:
 
   /// Tells the listeners, if there are any.
   void report(int code, unsigned int number) const {
-    if (listeners_.load(std::memory_order_relaxed) != nullptr) {
+    if (listeners.load(std::memory_order_relaxed) != nullptr) {
       tellListeners(code, number);
     }
   }
   /// Apart, so that a write that nobody listens to has no signal on its stack.
   void tellListeners(int code, unsigned int number) const;
 
-  std::atomic<int> value_{0};
-  std::atomic<bool> invalid_{false};
-  std::atomic<KQVariableStorageType> storageType_{STORAGE_TYPE_UNDEFINED};
-  std::atomic<const Ownership*> ownership_{nullptr};
-  const Listeners& listeners_;
+  std::atomic<int> integer{0};
+  std::atomic<bool> invalid{false};
+  std::atomic<KQVariableStorageType> storageType{STORAGE_TYPE_UNDEFINED};
+  std::atomic<const Ownership*> ownership{nullptr};
+  const Listeners& listeners;
 };
 
 }  // namespace KQ

@@ -34,34 +34,34 @@ public:
   virtual std::string getName() const;
 
   /// The number by which the application knows the variable, unique in the process.
-  unsigned int getVariableID() const { return variableID_; }
-  unsigned short getFirstAddress() const { return firstAddress_; }
-  unsigned short getSecondAddress() const { return secondAddress_; }
+  [[nodiscard]] unsigned int getVariableID() const { return variableID_; }
+  [[nodiscard]] unsigned short getFirstAddress() const { return firstAddress_; }
+  [[nodiscard]] unsigned short getSecondAddress() const { return secondAddress_; }
   /// 0 read and write, 1 write only, 2 read only, any other value constant.
-  int getAccessMode() const { return accessMode_; }
-  int getInitialValue() const { return initialValue_; }
-  const std::string& getInitialText() const { return initialText_; }
+  [[nodiscard]] int getAccessMode() const { return accessMode_; }
+  [[nodiscard]] int getInitialValue() const { return initialValue_; }
+  [[nodiscard]] const std::string& getInitialText() const { return initialText_; }
   bool isSigned() const { return isSigned_; }
-  int getBitLength() const { return bitLength_; }
-  KQVariableStorageType getStorageType() const { return storageType_; }
+  [[nodiscard]] int getBitLength() const { return bitLength_; }
+  [[nodiscard]] KQVariableStorageType getStorageType() const { return storageType_; }
   /// The owner, or null. Not owned.
-  KQVariableOwner* getOwner() const { return owner_; }
+  [[nodiscard]] KQVariableOwner* getOwner() const { return owner_; }
   /// Name of the channel (the remote node) to which the variable belongs; empty when none.
-  const std::string& getChannelName() const { return channelName_; }
+  [[nodiscard]] const std::string& getChannelName() const { return channelName_; }
   /// The address of the value in the remote node, index << 16 | sub-index; 0 when none.
-  unsigned int getExternalIdentifier() const { return externalIdentifier_; }
-  bool isValid() const { return valid_; }
+  [[nodiscard]] unsigned int getExternalIdentifier() const { return externalIdentifier_; }
+  [[nodiscard]] bool isValid() const { return valid_; }
   /// Actions by event type. Not owned.
-  const std::map<int, KQAction*>& getEventActions() const { return eventActions_; }
-  const std::string& getGroupName() const { return groupName_; }
-  bool isForceWriting() const { return forceWriting_; }
+  [[nodiscard]] const std::map<int, KQAction*>& getEventActions() const { return eventActions_; }
+  [[nodiscard]] const std::string& getGroupName() const { return groupName_; }
+  [[nodiscard]] bool isForceWriting() const { return forceWriting_; }
   /// How a protocol has bound the variable; 0 when none has.
-  int getBindingMode() const { return bindingMode_; }
+  [[nodiscard]] int getBindingMode() const { return bindingMode_; }
   /// Lower limit; as long as none is set the smallest number of the variable's bits and sign.
-  int getMinimum() const;
+  [[nodiscard]] int getMinimum() const;
   /// Upper limit; as long as none is set the largest number of the variable's bits and sign. That of an
   /// unsigned variable of 32 bits is 0xFFFFFFFF, which reads -1 here.
-  int getMaximum() const;
+  [[nodiscard]] int getMaximum() const;
 
   /// Change one attribute each; what they mean stands with those who read them.
   void setName(const std::string& name) { name_ = name; }
@@ -87,6 +87,8 @@ public:
   void setMaximum(int maximum) { maximum_ = maximum; }
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   unsigned int variableID_;
   unsigned short firstAddress_;
   unsigned short secondAddress_;
@@ -107,6 +109,7 @@ private:
   int bindingMode_{0};
   std::optional<int> minimum_;
   std::optional<int> maximum_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

@@ -57,7 +57,7 @@ private:
   Mapping* findOrAddMapping(unsigned int variableID);
   void dispatch(const Mapping& mapping, KQSignal& signal);
 
-  const std::unique_ptr<Registry> registry_;
+  const std::unique_ptr<Registry> registry;
 };
 
 }  // namespace KQ

@@ -30,14 +30,17 @@ public:
 
   /// The name that identifies this owner; it never changes, and the reference is good for as long as
   /// the owner lives. Passing this very reference to KQDEI::forceSetVariableValue saves a comparison.
-  const std::string& getOwnerName() const { return ownerName_; }
+  [[nodiscard]] const std::string& getOwnerName() const { return ownerName_; }
 
 protected:
   /// @param name see getOwnerName(); no two owners of a process have the same
   explicit KQVariableOwner(const std::string& name);
 
 private:
+  // The underscore leaves the plain names to the classes that are made of this.
+  // NOLINTBEGIN(readability-identifier-naming)
   const std::string ownerName_;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace KQ

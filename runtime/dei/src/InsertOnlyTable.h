@@ -25,11 +25,11 @@ public:
   /// Shown by the operations that change or walk the table: all of them are called with the same mutex held.
   using WriterLock = std::lock_guard<std::mutex>;
 
-  InsertOnlyTable() { addSlots(initialSizeBits); }
+  InsertOnlyTable() { addSlots(INITIAL_SIZE_BITS); }
 
   /// The node of a key, or null. From any thread; no lock, no allocation.
   Node* find(unsigned int key) const {
-    const Slots& slots = *current_.load(std::memory_order_acquire);
+    const Slots& slots = *current.load(std::memory_order_acquire);
     unsigned int position = slots.home(key);
     Node* node = slots.nodes[position].load(std::memory_order_acquire);
     while (node != nullptr && node->key != key) {
@@ -42,30 +42,30 @@ public:
   /// Enters a node, whose key must not be there yet.
   Node& insert(std::unique_ptr<Node> node, const WriterLock& /*writer*/) {
     assert(find(node->key) == nullptr);
-    if ((nodes_.size() + 1) * 2 > current_.load(std::memory_order_relaxed)->size()) {
+    if ((kept.size() + 1) * 2 > current.load(std::memory_order_relaxed)->size()) {
       grow();
     }
-    nodes_.push_back(std::move(node));
-    Node& inserted = *nodes_.back();
-    current_.load(std::memory_order_relaxed)->enter(inserted);
+    kept.push_back(std::move(node));
+    Node& inserted = *kept.back();
+    current.load(std::memory_order_relaxed)->enter(inserted);
     return inserted;
   }
 
   /// All nodes, in the order of their insertion.
-  const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return nodes_; }
+  const std::vector<std::unique_ptr<Node>>& nodes(const WriterLock& /*writer*/) const { return kept; }
 
 private:
-  static constexpr unsigned int keyBits = 32;
-  static constexpr unsigned int initialSizeBits = 6;
+  static constexpr unsigned int KEY_BITS = 32;
+  static constexpr unsigned int INITIAL_SIZE_BITS = 6;
 
   struct Slots {
     explicit Slots(unsigned int sizeBits)
-        : shift(keyBits - sizeBits),
+        : shift(KEY_BITS - sizeBits),
           mask((1U << sizeBits) - 1U),
           nodes(std::make_unique<std::atomic<Node*>[]>(std::size_t{1} << sizeBits)) {}
 
     std::size_t size() const { return std::size_t{mask} + 1; }
-    unsigned int sizeBits() const { return keyBits - shift; }
+    unsigned int sizeBits() const { return KEY_BITS - shift; }
     // Keys are runs of neighbours (the sub-indexes of an object); the golden ratio spreads them evenly.
     unsigned int home(unsigned int key) const { return (key * 0x9E3779B1U) >> shift; }
     unsigned int next(unsigned int position) const { return (position + 1U) & mask; }
@@ -84,19 +84,19 @@ private:
   };
 
   void addSlots(unsigned int sizeBits) {
-    slots_.push_back(std::make_unique<Slots>(sizeBits));
-    Slots& added = *slots_.back();
-    for (const auto& node : nodes_) {
+    tables.push_back(std::make_unique<Slots>(sizeBits));
+    Slots& added = *tables.back();
+    for (const auto& node : kept) {
       added.enter(*node);
     }
-    current_.store(&added, std::memory_order_release);
+    current.store(&added, std::memory_order_release);
   }
 
-  void grow() { addSlots(current_.load(std::memory_order_relaxed)->sizeBits() + 1); }
+  void grow() { addSlots(current.load(std::memory_order_relaxed)->sizeBits() + 1); }
 
-  std::atomic<Slots*> current_{nullptr};
-  std::vector<std::unique_ptr<Slots>> slots_;
-  std::vector<std::unique_ptr<Node>> nodes_;
+  std::atomic<Slots*> current{nullptr};
+  std::vector<std::unique_ptr<Slots>> tables;
+  std::vector<std::unique_ptr<Node>> kept;
 };
 
 }  // namespace KQ

@@ -19,7 +19,7 @@
 
 namespace KQ {
 
-/// One variable: what it is beside its value.
+// One variable: what it is beside its value.
 struct KQDEI::Record : KQStoredVariable {
   Record(const KQVariable& variable, const KQVariableEventDispatcher::Mapping& eventMapping)
       : KQStoredVariable(eventMapping.listeners),
@@ -29,8 +29,8 @@ struct KQDEI::Record : KQStoredVariable {
 
   const unsigned int key;
   const KQVariableEventDispatcher::Mapping& mapping;
-  std::string text;        ///< guarded by Store::textMutex
-  KQVariable description;  ///< guarded by Store::mutex
+  std::string text;        // guarded by Store::textMutex
+  KQVariable description;  // guarded by Store::mutex
 };
 
 KQStoredVariable::Ownership::Ownership(KQVariableOwner* theOwner)
@@ -57,7 +57,7 @@ void KQStoredVariable::tellListeners(int code, unsigned int number) const {
 struct KQDEI::Store {
   using Table = InsertOnlyTable<Record>;
 
-  /// @return null when there is none, or it was forgotten
+  // @return null when there is none, or it was forgotten
   Record* find(unsigned int key) const {
     Record* const record = table.find(key);
     return record != nullptr && !record->holds(KQStoredVariable::FORGOTTEN) ? record : nullptr;
@@ -75,8 +75,8 @@ struct KQDEI::Store {
   template <typename Value>
   int forceWrite(Record* record, const Value& value, const std::string& ownerName, bool notify, bool forwardToOwner);
 
-  mutable std::mutex mutex;      ///< guards changes of the table, the descriptions and the ownerships
-  mutable std::mutex textMutex;  ///< guards the texts; may be taken while `mutex` is held
+  mutable std::mutex mutex;      // guards changes of the table, the descriptions and the ownerships
+  mutable std::mutex textMutex;  // guards the texts; may be taken while `mutex` is held
   Table table;
   std::map<std::pair<const KQVariableOwner*, std::string>, KQStoredVariable::Ownership> ownerships;
   KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
@@ -92,7 +92,7 @@ const KQStoredVariable::Ownership* KQDEI::Store::ownershipOf(KQVariableOwner* ow
 void KQDEI::Store::describe(Record& record, const KQVariable& variable) {
   record.description = variable;
   record.description.setName(variable.getName());
-  record.ownership_.store(ownershipOf(variable.getOwner()), std::memory_order_release);
+  record.ownership.store(ownershipOf(variable.getOwner()), std::memory_order_release);
 }
 
 void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
@@ -100,9 +100,9 @@ void KQDEI::Store::startAfresh(Record& record, const KQVariable& variable) {
     const std::lock_guard<std::mutex> textLock(textMutex);
     record.text = variable.getInitialText();
   }
-  record.value_.store(variable.getInitialValue(), std::memory_order_relaxed);
+  record.integer.store(variable.getInitialValue(), std::memory_order_relaxed);
   record.markInvalid(!variable.isValid());
-  record.storageType_.store(variable.getStorageType(), std::memory_order_release);
+  record.storageType.store(variable.getStorageType(), std::memory_order_release);
 }
 
 int KQDEI::Store::add(const KQVariable& variable) {
@@ -146,11 +146,11 @@ void KQDEI::Store::assign(Record& record, const std::string& value, bool notify)
 
 template <typename Value>
 inline int KQDEI::Store::write(Record* record, const Value& value, bool notify, bool forwardToOwner) {
-  constexpr bool isNumber = std::is_same_v<Value, int>;
+  constexpr bool IS_NUMBER = std::is_same_v<Value, int>;
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  if (!record->holds(isNumber ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING)) {
+  if (!record->holds(IS_NUMBER ? STORAGE_TYPE_INTEGER : STORAGE_TYPE_STRING)) {
     return KQ_INVALID_ARGUMENT;
   }
   KQVariableOwner* const owner = forwardToOwner ? record->getVariableOwnerPointer() : nullptr;
@@ -158,7 +158,7 @@ inline int KQDEI::Store::write(Record* record, const Value& value, bool notify, 
     return owner->updateRequest(static_cast<unsigned short>(record->key >> 16),
                                 static_cast<unsigned short>(record->key & 0xFFFFU), value);
   }
-  if constexpr (isNumber) {
+  if constexpr (IS_NUMBER) {
     record->assign(value, notify);
   } else {
     assign(*record, value, notify);
@@ -172,8 +172,7 @@ inline int KQDEI::Store::forceWrite(Record* record, const Value& value, const st
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
-  return record->isOwnedBy(ownerName) ? write(record, value, notify, forwardToOwner)
-                                      : static_cast<int>(KQ_NOT_PERMITTED);
+  return record->isOwnedBy(ownerName) ? write(record, value, notify, forwardToOwner) : KQ_NOT_PERMITTED;
 }
 
 KQDEI* KQDEI::instance() {
@@ -181,7 +180,7 @@ KQDEI* KQDEI::instance() {
   return theInstance;
 }
 
-KQDEI::KQDEI() : store_(std::make_unique<Store>()) {}
+KQDEI::KQDEI() : store(std::make_unique<Store>()) {}
 
 KQDEI::~KQDEI() = default;
 
@@ -189,76 +188,76 @@ int KQDEI::addVariable(const KQVariable* variable) {
   if (variable == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const int result = store_->add(*variable);
+  const int result = store->add(*variable);
   if (result == KQ_OK) {
     // No registration for an owner that is no listener.
-    store_->dispatcher->addMapping(variable->getFirstAddress(), variable->getSecondAddress(),
-                                   dynamic_cast<KQSignalListener*>(variable->getOwner()));
+    store->dispatcher->addMapping(variable->getFirstAddress(), variable->getSecondAddress(),
+                                  dynamic_cast<KQSignalListener*>(variable->getOwner()));
   }
   return result;
 }
 
 KQStoredVariable* KQDEI::findVariable(unsigned short index, unsigned short subIndex) const {
-  return store_->find(index, subIndex);
+  return store->find(index, subIndex);
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, int* value) const {
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const Record* record = store_->find(index, subIndex);
-  return record != nullptr ? record->getVariableValue(value) : static_cast<int>(KQ_NOT_FOUND);
+  const Record* record = store->find(index, subIndex);
+  return record != nullptr ? record->getVariableValue(value) : KQ_NOT_FOUND;
 }
 
 int KQDEI::getVariableValue(unsigned short index, unsigned short subIndex, std::string* value) const {
   if (value == nullptr) {
     return KQ_INVALID_ARGUMENT;
   }
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
   if (!record->holds(STORAGE_TYPE_STRING)) {
     return KQ_INVALID_ARGUMENT;
   }
-  const std::lock_guard<std::mutex> textLock(store_->textMutex);
+  const std::lock_guard<std::mutex> textLock(store->textMutex);
   *value = record->text;
   return record->isMarkedInvalid() ? KQ_VALUE_INVALID : KQ_OK;
 }
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, int value, bool notify,
                             bool forwardToOwner) {
-  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store->write(store->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::setVariableValue(unsigned short index, unsigned short subIndex, const std::string& value, bool notify,
                             bool forwardToOwner) {
-  return store_->write(store_->find(index, subIndex), value, notify, forwardToOwner);
+  return store->write(store->find(index, subIndex), value, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, int value, const std::string& ownerName,
                                  bool notify, bool forwardToOwner) {
-  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
+  return store->forceWrite(store->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 int KQDEI::forceSetVariableValue(unsigned short index, unsigned short subIndex, const std::string& value,
                                  const std::string& ownerName, bool notify, bool forwardToOwner) {
-  return store_->forceWrite(store_->find(index, subIndex), value, ownerName, notify, forwardToOwner);
+  return store->forceWrite(store->find(index, subIndex), value, ownerName, notify, forwardToOwner);
 }
 
 KQVariableOwner* KQDEI::getVariableOwnerPointer(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   return record != nullptr ? record->getVariableOwnerPointer() : nullptr;
 }
 
 const std::string* KQDEI::getVariableOwner(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   const KQStoredVariable::Ownership* ownership = record != nullptr ? record->getOwnership() : nullptr;
   return ownership != nullptr ? &ownership->name : nullptr;
 }
 
 int KQDEI::markValueAsInvalid(unsigned short index, unsigned short subIndex, bool invalid) {
-  Record* record = store_->find(index, subIndex);
+  Record* record = store->find(index, subIndex);
   if (record == nullptr) {
     return KQ_NOT_FOUND;
   }
@@ -267,26 +266,26 @@ int KQDEI::markValueAsInvalid(unsigned short index, unsigned short subIndex, boo
 }
 
 bool KQDEI::isValid(unsigned short index, unsigned short subIndex) const {
-  const Record* record = store_->find(index, subIndex);
+  const Record* record = store->find(index, subIndex);
   return record != nullptr && !record->isMarkedInvalid();
 }
 
 int KQDEI::getVariableLength(unsigned int variableID) const {
-  const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->find(variableID);
+  const Store::Table::WriterLock lock(store->mutex);
+  const Record* record = store->find(variableID);
   return record != nullptr ? record->description.getBitLength() : 0;
 }
 
 bool KQDEI::isVariableSigned(unsigned int variableID) const {
-  const Store::Table::WriterLock lock(store_->mutex);
-  const Record* record = store_->find(variableID);
+  const Store::Table::WriterLock lock(store->mutex);
+  const Record* record = store->find(variableID);
   return record != nullptr && record->description.isSigned();
 }
 
 std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
-  const Store::Table::WriterLock lock(store_->mutex);
+  const Store::Table::WriterLock lock(store->mutex);
   auto copy = std::make_unique<KQVariableMap>();
-  for (const auto& record : store_->table.nodes(lock)) {
+  for (const auto& record : store->table.nodes(lock)) {
     if (!record->holds(KQStoredVariable::FORGOTTEN)) {
       copy->emplace(record->key, record->description);
     }
@@ -295,26 +294,23 @@ std::unique_ptr<KQDEI::KQVariableMap> KQDEI::getCopyOfVariableMap() const {
 }
 
 void KQDEI::removeOwner(const KQVariableOwner* owner) {
-  if (owner == nullptr) {
-    return;
-  }
-  const Store::Table::WriterLock lock(store_->mutex);
-  for (const auto& record : store_->table.nodes(lock)) {
+  const Store::Table::WriterLock lock(store->mutex);
+  for (const auto& record : store->table.nodes(lock)) {
     if (record->description.getOwner() == owner) {
-      record->ownership_.store(nullptr, std::memory_order_release);
+      record->ownership.store(nullptr, std::memory_order_release);
       record->description.setOwner(nullptr);
     }
   }
 }
 
 void KQDEI::clear() {
-  const Store::Table::WriterLock lock(store_->mutex);
-  for (const auto& record : store_->table.nodes(lock)) {
-    record->storageType_.store(KQStoredVariable::FORGOTTEN, std::memory_order_release);
-    record->ownership_.store(nullptr, std::memory_order_release);
+  const Store::Table::WriterLock lock(store->mutex);
+  for (const auto& record : store->table.nodes(lock)) {
+    record->storageType.store(KQStoredVariable::FORGOTTEN, std::memory_order_release);
+    record->ownership.store(nullptr, std::memory_order_release);
     record->description.setOwner(nullptr);
   }
-  store_->ownerships.clear();
+  store->ownerships.clear();
 }
 
 }  // namespace KQ

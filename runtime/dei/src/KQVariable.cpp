@@ -7,20 +7,20 @@ namespace KQ {
 
 namespace {
 
-/// A value has 32 bits in the store, however many it has elsewhere.
-constexpr int storedBits = 32;
+// A value has 32 bits in the store, however many it has elsewhere.
+constexpr int STORED_BITS = 32;
 
-/// The largest number of `bits` bits without a sign.
+// The largest number of `bits` bits without a sign.
 unsigned int largestUnsigned(int bits) {
   if (bits <= 0) {
     return 0;
   }
-  return bits >= storedBits ? std::numeric_limits<unsigned int>::max() : (1U << bits) - 1U;
+  return bits >= STORED_BITS ? std::numeric_limits<unsigned int>::max() : (1U << bits) - 1U;
 }
 
-/// The largest positive number of a two's complement of `bits` bits.
+// The largest positive number of a two's complement of `bits` bits.
 int largestSigned(int bits) {
-  return static_cast<int>(largestUnsigned(std::min(bits, storedBits) - 1));
+  return static_cast<int>(largestUnsigned(std::min(bits, STORED_BITS) - 1));
 }
 
 }  // namespace

@@ -23,11 +23,11 @@ bool contains(const ListenerList* list, const KQSignalListener* listener) {
 
 }  // namespace
 
-/// A list that was replaced may still be read by a dispatch in progress. It is put aside and deleted
-/// at a moment after its replacement at which no dispatch is in progress: whoever starts later can
-/// only find the new list. Both sides use sequentially consistent operations, so that "the list was
-/// replaced, then the count was zero" and "the count was raised, then the list was read" cannot both
-/// miss each other.
+// A list that was replaced may still be read by a dispatch in progress. It is put aside and deleted
+// at a moment after its replacement at which no dispatch is in progress: whoever starts later can
+// only find the new list. Both sides use sequentially consistent operations, so that "the list was
+// replaced, then the count was zero" and "the count was raised, then the list was read" cannot both
+// miss each other.
 struct KQVariableEventDispatcher::Registry {
   using Lock = InsertOnlyTable<Mapping>::WriterLock;
 
@@ -66,8 +66,8 @@ struct KQVariableEventDispatcher::Registry {
     }
   }
 
-  /// Listeners that change registrations while they are told leave lists behind that nobody may ever
-  /// replace again; the last dispatch to leave clears them away.
+  // Listeners that change registrations while they are told leave lists behind that nobody may ever
+  // replace again; the last dispatch to leave clears them away.
   void leave() {
     if (dispatchesInProgress.fetch_sub(1) == 1 && hasRetired.load()) {
       const Lock lock(mutex);
@@ -87,19 +87,19 @@ KQVariableEventDispatcher* KQVariableEventDispatcher::instance() {
   return theInstance;
 }
 
-KQVariableEventDispatcher::KQVariableEventDispatcher() : registry_(std::make_unique<Registry>()) {}
+KQVariableEventDispatcher::KQVariableEventDispatcher() : registry(std::make_unique<Registry>()) {}
 
 KQVariableEventDispatcher::~KQVariableEventDispatcher() = default;
 
 KQVariableEventDispatcher::Mapping* KQVariableEventDispatcher::findOrAddMapping(unsigned int variableID) {
-  if (Mapping* mapping = registry_->table.find(variableID)) {
+  if (Mapping* mapping = registry->table.find(variableID)) {
     return mapping;
   }
-  const Registry::Lock lock(registry_->mutex);
-  if (Mapping* mapping = registry_->table.find(variableID)) {
+  const Registry::Lock lock(registry->mutex);
+  if (Mapping* mapping = registry->table.find(variableID)) {
     return mapping;
   }
-  return &registry_->table.insert(std::make_unique<Mapping>(variableID), lock);
+  return &registry->table.insert(std::make_unique<Mapping>(variableID), lock);
 }
 
 int KQVariableEventDispatcher::addMapping(unsigned short index, unsigned short subIndex, KQSignalListener* listener) {
@@ -107,43 +107,43 @@ int KQVariableEventDispatcher::addMapping(unsigned short index, unsigned short s
     return KQ_INVALID_ARGUMENT;
   }
   Mapping& mapping = *findOrAddMapping(keyOf(index, subIndex));
-  const Registry::Lock lock(registry_->mutex);
+  const Registry::Lock lock(registry->mutex);
   const ListenerList* list = mapping.listeners.load();
   if (contains(list, listener)) {
     return KQ_OK;
   }
   auto extended = list != nullptr ? std::make_unique<ListenerList>(*list) : std::make_unique<ListenerList>();
   extended->push_back(listener);
-  registry_->replace(mapping, std::move(extended), lock);
+  registry->replace(mapping, std::move(extended), lock);
   return KQ_OK;
 }
 
 int KQVariableEventDispatcher::removeMapping(unsigned short index, unsigned short subIndex,
                                              KQSignalListener* listener) {
-  Mapping* mapping = registry_->table.find(keyOf(index, subIndex));
+  Mapping* mapping = registry->table.find(keyOf(index, subIndex));
   if (mapping == nullptr) {
     return KQ_NOT_FOUND;
   }
-  const Registry::Lock lock(registry_->mutex);
-  return registry_->remove(*mapping, listener, lock) ? KQ_OK : KQ_NOT_FOUND;
+  const Registry::Lock lock(registry->mutex);
+  return registry->remove(*mapping, listener, lock) ? KQ_OK : KQ_NOT_FOUND;
 }
 
 void KQVariableEventDispatcher::removeListener(const KQSignalListener* listener) {
-  const Registry::Lock lock(registry_->mutex);
-  for (const auto& mapping : registry_->table.nodes(lock)) {
-    registry_->remove(*mapping, listener, lock);
+  const Registry::Lock lock(registry->mutex);
+  for (const auto& mapping : registry->table.nodes(lock)) {
+    registry->remove(*mapping, listener, lock);
   }
 }
 
 void KQVariableEventDispatcher::dispatch(unsigned int variableID, KQSignal& signal) {
-  const Mapping* mapping = registry_->table.find(variableID);
+  const Mapping* mapping = registry->table.find(variableID);
   if (mapping != nullptr && mapping->hasListeners()) {
     dispatch(*mapping, signal);
   }
 }
 
 void KQVariableEventDispatcher::dispatch(const Mapping& mapping, KQSignal& signal) {
-  registry_->dispatchesInProgress.fetch_add(1);
+  registry->dispatchesInProgress.fetch_add(1);
   if (const ListenerList* list = mapping.listeners.load()) {
     for (KQSignalListener* listener : *list) {
       // A listener before this one may have removed, and even deleted, it.
@@ -153,13 +153,13 @@ void KQVariableEventDispatcher::dispatch(const Mapping& mapping, KQSignal& signa
       }
     }
   }
-  registry_->leave();
+  registry->leave();
 }
 
 void KQVariableEventDispatcher::clear() {
-  const Registry::Lock lock(registry_->mutex);
-  for (const auto& mapping : registry_->table.nodes(lock)) {
-    registry_->replace(*mapping, nullptr, lock);
+  const Registry::Lock lock(registry->mutex);
+  for (const auto& mapping : registry->table.nodes(lock)) {
+    registry->replace(*mapping, nullptr, lock);
   }
 }
 

@@ -9,7 +9,7 @@ namespace KQ {
 class KQMutex {
 public:
   /// @return a new mutex, not locked, which the caller owns and deletes; never null.
-  static KQMutex* create();
+  [[nodiscard]] static KQMutex* create();
 
   /// The mutex must not be held by anybody.
   virtual ~KQMutex();
@@ -18,22 +18,22 @@ public:
   KQMutex& operator=(const KQMutex&) = delete;
 
   /// Waits until the calling thread holds the mutex.
-  void lock() { mutex_.lock(); }
+  void lock() { mutex.lock(); }
 
   /// Gives the mutex back; only the holder may call it, once for each lock or successful tryLock.
-  void unlock() { mutex_.unlock(); }
+  void unlock() { mutex.unlock(); }
 
   /// Takes the mutex if that needs no waiting.
   /// @return true when the calling thread now holds the mutex (once more).
-  bool tryLock() { return mutex_.try_lock(); }
+  [[nodiscard]] bool tryLock() { return mutex.try_lock(); }
 
   /// The same as tryLock, under the name that std::unique_lock and std::scoped_lock call.
-  bool try_lock() { return tryLock(); }
+  [[nodiscard]] bool try_lock() { return tryLock(); }
 
 private:
   KQMutex();
 
-  std::recursive_mutex mutex_;
+  std::recursive_mutex mutex;
 };
 
 }  // namespace KQ

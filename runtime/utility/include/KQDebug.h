@@ -10,7 +10,7 @@ namespace KQ {
 class KQDebug {
 public:
   /// Level of a new section: errors (level 1 and below) are shown.
-  static constexpr int defaultLevel = 1;
+  static constexpr int DEFAULT_LEVEL = 1;
 
   /// Registers a section.
   /// @param name  shown before each line of the section.

@@ -15,9 +15,9 @@ namespace KQ {
 /// May be called from any thread while nobody changes the environment; each call reads anew.
 class KQEeprom {
 public:
-  static constexpr unsigned int defaultProductType = 0x54;  ///< when neither variable nor file has one
+  static constexpr unsigned int DEFAULT_PRODUCT_TYPE = 0x54;  ///< when neither variable nor file has one
   /// Seven characters of serial number, then two of revision.
-  static constexpr const char* defaultSerialNumber = "100000101";
+  static constexpr const char* DEFAULT_SERIAL_NUMBER = "100000101";
 
   /// The number of the device type (object 1018h, product code).
   static unsigned int getProductType();

@@ -13,17 +13,17 @@ public:
   explicit KQTime(long secondsSinceEpoch);
 
   /// 0 to 23.
-  int getHours() const { return hours_; }
+  int getHours() const { return hours; }
   /// 0 to 59.
-  int getMinutes() const { return minutes_; }
+  int getMinutes() const { return minutes; }
   /// 0 to 59, 60 in a leap second.
-  int getSeconds() const { return seconds_; }
+  int getSeconds() const { return seconds; }
   /// Day of the month, 1 to 31.
-  int getDays() const { return days_; }
+  int getDays() const { return days; }
   /// 1 to 12.
-  int getMonth() const { return month_; }
+  int getMonth() const { return month; }
   /// All digits, for example 2024.
-  int getYear() const { return year_; }
+  int getYear() const { return year; }
 
   /// Puts another clock in place for the whole process, which then says what "now" is.
   /// @param source  null: back to the system's clock. Must stay callable until it is replaced.
@@ -31,12 +31,12 @@ public:
   static void setSource(Source source);
 
 private:
-  int hours_;
-  int minutes_;
-  int seconds_;
-  int days_;
-  int month_;
-  int year_;
+  int hours;
+  int minutes;
+  int seconds;
+  int days;
+  int month;
+  int year;
 };
 
 }  // namespace KQ

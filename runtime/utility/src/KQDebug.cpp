@@ -28,8 +28,8 @@ struct Sections {
   std::vector<Section> list;
 };
 
-/// Sections are registered while libraries are loaded and used until the process ends, so that they
-/// exist from the first call on and are never destroyed.
+// Sections are registered while libraries are loaded and used until the process ends, so that they
+// exist from the first call on and are never destroyed.
 Sections& sections() {
   static Sections* const theSections = new Sections;
   return *theSections;
@@ -45,7 +45,7 @@ int KQDebug::insertNewDebugSection(const std::string& name) {
       return static_cast<int>(number);
     }
   }
-  all.list.push_back({name, defaultLevel});
+  all.list.push_back({name, DEFAULT_LEVEL});
   return static_cast<int>(all.list.size()) - 1;
 }
 

@@ -23,7 +23,7 @@ std::string withoutBlanks(const std::string& text) {
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// The value of the first line "key=value" of the file; empty when there is none.
+// The value of the first line "key=value" of the file; empty when there is none.
 std::string fileValue(const std::string& key) {
   const std::string fileName = environment("KQ_EEPROM_FILE");
   std::ifstream file;
@@ -59,7 +59,7 @@ unsigned int KQEeprom::getProductType() {
   if (const auto value = number(environment("KQ_PRODUCT_TYPE"))) {
     return *value;
   }
-  return number(fileValue("product_type")).value_or(defaultProductType);
+  return number(fileValue("product_type")).value_or(DEFAULT_PRODUCT_TYPE);
 }
 
 std::string KQEeprom::getSerialNumber() {
@@ -68,7 +68,7 @@ std::string KQEeprom::getSerialNumber() {
       return value;
     }
   }
-  return defaultSerialNumber;
+  return DEFAULT_SERIAL_NUMBER;
 }
 
 }  // namespace KQ

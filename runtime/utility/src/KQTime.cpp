@@ -14,7 +14,7 @@ long readSystemClock() {
 
 std::atomic<KQTime::Source> activeSource{&readSystemClock};
 
-constexpr int firstYear = 1900;  // of the C library's calendar
+constexpr int FIRST_YEAR = 1900;  // of the C library's calendar
 
 }  // namespace
 
@@ -22,12 +22,12 @@ KQTime::KQTime(long secondsSinceEpoch) {
   const time_t moment = secondsSinceEpoch != 0 ? secondsSinceEpoch : activeSource.load(std::memory_order_acquire)();
   tm parts{};
   localtime_r(&moment, &parts);
-  hours_ = parts.tm_hour;
-  minutes_ = parts.tm_min;
-  seconds_ = parts.tm_sec;
-  days_ = parts.tm_mday;
-  month_ = parts.tm_mon + 1;
-  year_ = parts.tm_year + firstYear;
+  hours = parts.tm_hour;
+  minutes = parts.tm_min;
+  seconds = parts.tm_sec;
+  days = parts.tm_mday;
+  month = parts.tm_mon + 1;
+  year = parts.tm_year + FIRST_YEAR;
 }
 
 void KQTime::setSource(Source source) {

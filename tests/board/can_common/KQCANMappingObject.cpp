@@ -18,7 +18,7 @@ void setBit(unsigned char* data, unsigned int position, bool bit) {
   data[position / 8] = static_cast<unsigned char>(bit ? data[position / 8] | mask : data[position / 8] & ~mask);
 }
 
-/// A number of fewer than 32 bits is extended by its sign, or by zeros; of more than 32 the lower ones count.
+// A number of fewer than 32 bits is extended by its sign, or by zeros; of more than 32 the lower ones count.
 int numberAt(const unsigned char* data, unsigned int startBit, unsigned int bitLength, bool isSigned) {
   unsigned int value = 0;
   for (unsigned int bit = 0; bit < VALUE_BITS; ++bit) {

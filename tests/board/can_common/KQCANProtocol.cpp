@@ -82,7 +82,7 @@ int KQCANProtocol::process(unsigned int) {
 
 int KQCANProtocol::createCANPort() {
   endPoint = board::openPort(context->portNumber);
-  return endPoint ? static_cast<int>(KQ_OK) : static_cast<int>(KQ_NOT_AVAILABLE);
+  return endPoint ? KQ_OK : KQ_NOT_AVAILABLE;
 }
 
 int KQCANProtocol::addVariable(KQVariable*) {

@@ -4,7 +4,7 @@ namespace KQ {
 
 namespace {
 
-/// The largest number of so many bits, of which the store keeps 32.
+// The largest number of so many bits, of which the store keeps 32.
 int largest(int bits) {
   return bits >= 32 ? -1 : static_cast<int>((1U << bits) - 1U);
 }

@@ -12,8 +12,8 @@ class KQVariableOwner;
 
 class KQVariable {
 public:
-  KQVariable(unsigned short firstAddress, unsigned short secondAddress, const std::string& name,
-             KQVariableStorageType storageType = STORAGE_TYPE_INTEGER, int bitLength = 32, bool isSigned = false);
+  KQVariable(unsigned short firstAddress, unsigned short secondAddress, const std::string& variableName,
+             KQVariableStorageType storageType = STORAGE_TYPE_INTEGER, int bitLength = 32, bool hasSign = false);
   KQVariable(const KQVariable& other);
   KQVariable& operator=(const KQVariable& other);
   virtual ~KQVariable();

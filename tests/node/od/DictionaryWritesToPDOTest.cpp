@@ -1,10 +1,12 @@
-// What a write to the dictionary sets off in the PDOs of the node.
+// Covers: what a write to the dictionary sets off in the PDOs of the node.
 //
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | PDO parameters: a written PDO is built, an invalidated one is gone     | functional |
-// | a written object leaves in the PDO that maps it, before the SDO answer | functional |
-// | refused writes, objects that no PDO maps                               | functional |
+// | subject                                          | functional                                    | robustness |
+// |--------------------------------------------------|-----------------------------------------------|------------|
+// | PDO parameters                                   | a written PDO is built, an invalidated one is |            |
+// |                                                  | gone                                          |            |
+// | a written object leaves in the PDO that maps it, | x                                             |            |
+// | before the SDO answer                            |                                               |            |
+// | refused writes, objects that no PDO maps         | x                                             |            |
 
 #include <gtest/gtest.h>
 
@@ -19,7 +21,7 @@ using test::Frames;
 
 namespace {
 
-/// A node in OPERATIONAL with one PDO of each direction, not valid yet, that maps the EMCY inhibit time (0x1015).
+// A node in OPERATIONAL with one PDO of each direction, not valid yet, that maps the EMCY inhibit time (0x1015).
 class DictionaryWritesToPDO : public testing::Test {
 protected:
   void SetUp() override {
@@ -43,15 +45,15 @@ protected:
     }
   }
 
-  /// Makes the transmit PDO valid and lets its first frame go.
+  // Makes the transmit PDO valid and lets its first frame go.
   void startTransmitPDO() {
-    ASSERT_EQ(node.dictionary().setValue(0x1800, 1, 0x185, false), KQ_OK);
-    ASSERT_EQ(node.cycle(), Frames{"185#00 00"});
+    ASSERT_EQ(KQ_OK, node.dictionary().setValue(0x1800, 1, 0x185, false));
+    ASSERT_EQ(Frames{"185#00 00"}, node.cycle());
   }
 
   int inhibitTime() {
     int value = 0;
-    EXPECT_EQ(node.dictionary().getValue(0x1015, 0, value), KQ_OK);
+    EXPECT_EQ(KQ_OK, node.dictionary().getValue(0x1015, 0, value));
     return value;
   }
 
@@ -59,7 +61,7 @@ protected:
 };
 
 TEST_F(DictionaryWritesToPDO, AddedTransmitPDOIsSilentUntilItIsWritten) {
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(Frames{}, node.cycle());
 }
 
 TEST_F(DictionaryWritesToPDO, WrittenTransmitPDOIsBuilt) {
@@ -68,48 +70,48 @@ TEST_F(DictionaryWritesToPDO, WrittenTransmitPDOIsBuilt) {
 
 TEST_F(DictionaryWritesToPDO, InvalidatedTransmitPDOIsGone) {
   startTransmitPDO();
-  EXPECT_EQ(node.dictionary().setValue(0x1800, 1, static_cast<int>(0x80000185), false), KQ_OK);
+  EXPECT_EQ(KQ_OK, node.dictionary().setValue(0x1800, 1, static_cast<int>(0x80000185), false));
   node.dictionary().setValue(0x1015, 0, 0x1234, false);
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(Frames{}, node.cycle());
 }
 
 TEST_F(DictionaryWritesToPDO, WrittenReceivePDOIsBuilt) {
   node.receive("205#78 56");
-  EXPECT_EQ(inhibitTime(), 0);
-  EXPECT_EQ(node.dictionary().setValue(0x1400, 1, 0x205, false), KQ_OK);
+  EXPECT_EQ(0, inhibitTime());
+  EXPECT_EQ(KQ_OK, node.dictionary().setValue(0x1400, 1, 0x205, false));
   node.receive("205#78 56");
-  EXPECT_EQ(inhibitTime(), 0x5678);
+  EXPECT_EQ(0x5678, inhibitTime());
 }
 
 TEST_F(DictionaryWritesToPDO, WrittenObjectLeavesAtOnce) {
   startTransmitPDO();
-  EXPECT_EQ(node.dictionary().setValue(0x1015, 0, 0x1234, false), KQ_OK);
-  EXPECT_EQ(node.port().takeSent(), Frames{"185#34 12"});
+  EXPECT_EQ(KQ_OK, node.dictionary().setValue(0x1015, 0, 0x1234, false));
+  EXPECT_EQ(Frames{"185#34 12"}, node.port().takeSent());
 }
 
 TEST_F(DictionaryWritesToPDO, WrittenObjectLeavesBeforeTheMasterIsAnswered) {
   startTransmitPDO();
-  EXPECT_EQ(node.receive("605#2B 15 10 00 34 12 00 00"), (Frames{"185#34 12", "585#60 15 10 00 00 00 00 00"}));
+  EXPECT_EQ((Frames{"185#34 12", "585#60 15 10 00 00 00 00 00"}), node.receive("605#2B 15 10 00 34 12 00 00"));
 }
 
 TEST_F(DictionaryWritesToPDO, RefusedObjectDoesNotLeave) {
   startTransmitPDO();
-  EXPECT_EQ(node.dictionary().setValue(0x1015, 0, 0x10000, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, node.dictionary().setValue(0x1015, 0, 0x10000, false));
+  EXPECT_EQ(Frames{}, node.port().takeSent());
 }
 
 TEST_F(DictionaryWritesToPDO, ObjectThatNoPDOMapsDoesNotLeave) {
   startTransmitPDO();
-  EXPECT_EQ(node.dictionary().setValue(0x1014, 0, 0x86, false), KQ_OK);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(KQ_OK, node.dictionary().setValue(0x1014, 0, 0x86, false));
+  EXPECT_EQ(Frames{}, node.port().takeSent());
 }
 
 TEST_F(DictionaryWritesToPDO, ResetObjectLeaves) {
   startTransmitPDO();
   node.dictionary().setValue(0x1015, 0, 0x1234, false);
   node.port().takeSent();
-  EXPECT_EQ(node.canopen().resetValue(0x10150000), KQ_OK);
-  EXPECT_EQ(node.port().takeSent(), Frames{"185#00 00"});
+  EXPECT_EQ(KQ_OK, node.canopen().resetValue(0x10150000));
+  EXPECT_EQ(Frames{"185#00 00"}, node.port().takeSent());
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ void edition::clearStore() {
 }
 
 void edition::printDebugLines(bool print) {
-  KQ::KQDebug::setLevel(KQ::KQCANopen::debugSection, print ? KQ::KQDebug::defaultLevel : 0);
+  KQ::KQDebug::setLevel(KQ::KQCANopen::debugSection, print ? KQ::KQDebug::DEFAULT_LEVEL : 0);
 }
 
 void edition::bindPort(unsigned int number, std::function<std::unique_ptr<KQ::KQEndPoint>()> open) {

@@ -1,6 +1,6 @@
 // Covers: the objects that the node makes of the runtime's other variables.
 //
-// | parameter           | functional                                 | robustness                         |
+// | subject             | functional                                 | robustness                         |
 // |---------------------|--------------------------------------------|------------------------------------|
 // | completion          | 1                                          | no variables, before init          |
 // | owner               | none, another one                          | this node: left out                |
@@ -13,8 +13,8 @@
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
 #include "KQVariable.h"
-#include "KQVariableOwner.h"
 #include "NamedCase.h"
+#include "OwnerRecorder.h"
 #include "ReadableName.h"
 #include "TestNode.h"
 
@@ -22,41 +22,30 @@ namespace {
 
 using KQ::KQVariable;
 
-/// Some other protocol of the panel.
-class OtherOwner : public KQ::KQVariableOwner {
-public:
-  OtherOwner() : KQVariableOwner("other protocol") {}
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, int /*value*/) override { return 0; }
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, const std::string& /*value*/) override {
-    return 0;
-  }
-  int getValueRequest(unsigned short /*group*/, unsigned short /*id*/) override { return 0; }
-};
-
 class RuntimeVariables : public testing::Test {
 protected:
   RuntimeVariables() { node.init(); }
 
   static void addToStore(const KQVariable& variable) {
-    ASSERT_EQ(KQ::KQDEI::instance()->addVariable(&variable), KQ::KQ_OK);
+    ASSERT_EQ(KQ::KQ_OK, KQ::KQDEI::instance()->addVariable(&variable));
   }
   static void addToStore(unsigned short index, unsigned short subIndex, const std::string& name) {
     addToStore(KQVariable(index, subIndex, name));
   }
-  void bindAll() { EXPECT_EQ(node.canopen().getApplicationVariables(), 1); }
+  void bindAll() { EXPECT_EQ(1, node.canopen().getApplicationVariables()); }
 
   const KQ::ObjectDictionarySubEntry& subEntry(unsigned short index, unsigned char subIndex) {
     static const KQ::ObjectDictionarySubEntry missing;
     const KQ::ObjectDictionarySubEntry* const found = node.dictionary().getSubentry(index, subIndex);
-    EXPECT_NE(found, nullptr) << std::hex << index << "/" << int{subIndex};
+    EXPECT_NE(nullptr, found) << std::hex << index << "/" << int{subIndex};
     return found != nullptr ? *found : missing;
   }
 
   void expectEntry(unsigned short index, KQ::KQCANopenObjectType type, const std::string& name) {
     const KQ::ObjectDictionaryEntry* const entry = node.dictionary().getEntry(index);
-    ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(entry->objectType, type);
-    EXPECT_EQ(entry->name, name);
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ(type, entry->objectType);
+    EXPECT_EQ(name, entry->name);
   }
 
   test::TestNode node;
@@ -66,16 +55,16 @@ protected:
 
 TEST(RuntimeVariablesAlone, BeforeInitGives10) {
   test::TestNode node;
-  EXPECT_EQ(node.canopen().getApplicationVariables(), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().getApplicationVariables());
 }
 
 TEST_F(RuntimeVariables, NoneGives1) {
-  EXPECT_EQ(node.canopen().getApplicationVariables(), 1);
+  EXPECT_EQ(1, node.canopen().getApplicationVariables());
 }
 
 TEST_F(RuntimeVariables, BoundGives1) {
   addToStore(0x2001, 1, "number");
-  EXPECT_EQ(node.canopen().getApplicationVariables(), 1);
+  EXPECT_EQ(1, node.canopen().getApplicationVariables());
   EXPECT_TRUE(node.dictionary().subObjectExists(0x2001, 1));
 }
 
@@ -84,34 +73,34 @@ TEST_F(RuntimeVariables, BoundTwiceStayTheSame) {
   bindAll();
   bindAll();
   expectEntry(0x2001, KQ::OBJECT_TYPE_RECORD, "number");
-  EXPECT_EQ(node.dictionary().getEntry(0x2001)->subEntries.size(), 2U);
+  EXPECT_EQ(2U, node.dictionary().getEntry(0x2001)->subEntries.size());
 }
 
 // ---- owner
 
 TEST_F(RuntimeVariables, OfAnotherOwnerIsBound) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   KQVariable variable(0x2001, 1, "number");
   variable.setOwner(&owner);
   addToStore(variable);
   bindAll();
   EXPECT_TRUE(node.dictionary().subObjectExists(0x2001, 1));
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(0x2001, 1), &owner);
+  EXPECT_EQ(&owner, KQ::KQDEI::instance()->getVariableOwnerPointer(0x2001, 1));
 }
 
 TEST_F(RuntimeVariables, OfThisNodeAreLeftOut) {
   KQVariable variable(0x2001, 1, "number", KQ::STORAGE_TYPE_INTEGER, 8, false);
-  ASSERT_EQ(node.canopen().addVariable(&variable), KQ::KQ_OK);
+  ASSERT_EQ(KQ::KQ_OK, node.canopen().addVariable(&variable));
   bindAll();
-  EXPECT_EQ(subEntry(0x2001, 1).lowLimit, 0);
-  EXPECT_EQ(subEntry(0x2001, 1).highLimit, 255);
+  EXPECT_EQ(0, subEntry(0x2001, 1).lowLimit);
+  EXPECT_EQ(255, subEntry(0x2001, 1).highLimit);
   EXPECT_FALSE(node.dictionary().subObjectExists(0x2001, 0));
 }
 
 TEST_F(RuntimeVariables, AreNotCopiedByTheNode) {
   addToStore(0x2001, 1, "number");
   bindAll();
-  EXPECT_EQ(node.canopen().getVariable(0x20010001), nullptr);
+  EXPECT_EQ(nullptr, node.canopen().getVariable(0x20010001));
 }
 
 // ---- entries
@@ -126,12 +115,12 @@ TEST_F(RuntimeVariables, RecordStartsWithTheNumberOfEntries) {
   addToStore(0x2001, 3, "number");
   bindAll();
   const KQ::ObjectDictionarySubEntry& count = subEntry(0x2001, 0);
-  EXPECT_EQ(count.name, "Number of Entries");
-  EXPECT_EQ(count.accessType, KQ::ACCESS_RO);
-  EXPECT_EQ(count.dataType, KQ::DATA_TYPE_UNSIGNED8);
-  EXPECT_EQ(count.lowLimit, 1);
-  EXPECT_EQ(count.highLimit, 255);
-  EXPECT_EQ(count.value, 3);  // the record follows its highest sub-index
+  EXPECT_EQ("Number of Entries", count.name);
+  EXPECT_EQ(KQ::ACCESS_RO, count.accessType);
+  EXPECT_EQ(KQ::DATA_TYPE_UNSIGNED8, count.dataType);
+  EXPECT_EQ(1, count.lowLimit);
+  EXPECT_EQ(255, count.highLimit);
+  EXPECT_EQ(3, count.value);  // the record follows its highest sub-index
 }
 
 TEST_F(RuntimeVariables, OfOneIndexShareTheRecordOfTheFirst) {
@@ -139,17 +128,17 @@ TEST_F(RuntimeVariables, OfOneIndexShareTheRecordOfTheFirst) {
   addToStore(0x2001, 2, "second");
   bindAll();
   expectEntry(0x2001, KQ::OBJECT_TYPE_RECORD, "first");
-  EXPECT_EQ(subEntry(0x2001, 1).name, "first");
-  EXPECT_EQ(subEntry(0x2001, 2).name, "second");
-  EXPECT_EQ(subEntry(0x2001, 0).value, 2);
+  EXPECT_EQ("first", subEntry(0x2001, 1).name);
+  EXPECT_EQ("second", subEntry(0x2001, 2).name);
+  EXPECT_EQ(2, subEntry(0x2001, 0).value);
 }
 
 TEST_F(RuntimeVariables, AtSubIndex0MakesAVAROfItsName) {
   addToStore(0x2001, 0, "number");
   bindAll();
   expectEntry(0x2001, KQ::OBJECT_TYPE_VAR, "number");
-  EXPECT_EQ(subEntry(0x2001, 0).name, "number");
-  EXPECT_EQ(node.dictionary().getEntry(0x2001)->subEntries.size(), 1U);
+  EXPECT_EQ("number", subEntry(0x2001, 0).name);
+  EXPECT_EQ(1U, node.dictionary().getEntry(0x2001)->subEntries.size());
 }
 
 TEST_F(RuntimeVariables, LeaveAnEntryAsItIs) {
@@ -176,10 +165,10 @@ TEST_P(RuntimeVariableName, AtSubIndex0DecidesOnTheEntry) {
   addToStore(variable);
   bindAll();
   expectEntry(0x2001, GetParam().entry, GetParam().variable);
-  EXPECT_EQ(subEntry(0x2001, 0).name, GetParam().variable);
-  EXPECT_EQ(subEntry(0x2001, 0).dataType, KQ::DATA_TYPE_UNSIGNED16);
-  EXPECT_EQ(subEntry(0x2001, 0).value, 9);
-  EXPECT_EQ(subEntry(0x2001, 0).lowLimit, -32768);
+  EXPECT_EQ(GetParam().variable, subEntry(0x2001, 0).name);
+  EXPECT_EQ(KQ::DATA_TYPE_UNSIGNED16, subEntry(0x2001, 0).dataType);
+  EXPECT_EQ(9, subEntry(0x2001, 0).value);
+  EXPECT_EQ(-32768, subEntry(0x2001, 0).lowLimit);
 }
 
 const NameRow NAME_ROWS[] = {
@@ -200,7 +189,7 @@ TEST_F(RuntimeVariables, RecordByNameTakesFurtherSubIndexes) {
   addToStore(0x2001, 4, "fourth");
   bindAll();
   expectEntry(0x2001, KQ::OBJECT_TYPE_RECORD, "MY_INDEX_3");
-  EXPECT_EQ(subEntry(0x2001, 0).value, 4);
+  EXPECT_EQ(4, subEntry(0x2001, 0).value);
 }
 
 struct SubIndexRow : test::NamedCase {
@@ -215,7 +204,7 @@ TEST_P(RuntimeVariableSubIndex, IsTheLowByteOfTheSecondAddress) {
   addToStore(0x2001, GetParam().secondAddress, "number");
   bindAll();
   expectEntry(0x2001, GetParam().entry, "number");
-  EXPECT_EQ(subEntry(0x2001, GetParam().subIndex).name, "number");
+  EXPECT_EQ("number", subEntry(0x2001, GetParam().subIndex).name);
 }
 
 const SubIndexRow SUB_INDEX_ROWS[] = {
@@ -237,11 +226,11 @@ TEST_F(RuntimeVariables, BecomeSubEntriesWithTheirAttributes) {
   addToStore(variable);
   bindAll();
   const KQ::ObjectDictionarySubEntry& entry = subEntry(0x2001, 1);
-  EXPECT_EQ(entry.name, "number");
+  EXPECT_EQ("number", entry.name);
   EXPECT_TRUE(entry.pdoMappable);
-  EXPECT_EQ(entry.defaultValue, 17);
-  EXPECT_EQ(entry.defaultValueString, "seventeen");
-  EXPECT_EQ(entry.sdoServerID, 0U);
+  EXPECT_EQ(17, entry.defaultValue);
+  EXPECT_EQ("seventeen", entry.defaultValueString);
+  EXPECT_EQ(0U, entry.sdoServerID);
   EXPECT_TRUE(entry.isVariable);
 }
 
@@ -257,7 +246,7 @@ TEST_P(RuntimeVariableAccessMode, IsTheAccessRight) {
   variable.setAccessMode(GetParam().mode);
   addToStore(variable);
   bindAll();
-  EXPECT_EQ(subEntry(0x2001, 1).accessType, GetParam().access);
+  EXPECT_EQ(GetParam().access, subEntry(0x2001, 1).accessType);
 }
 
 const AccessRow ACCESS_ROWS[] = {
@@ -285,9 +274,9 @@ protected:
     variable.setMaximum(3);
     addToStore(variable);
     bindAll();
-    EXPECT_EQ(subEntry(0x2001, 1).dataType, node.canopen().calculateDataType(GetParam().bits, isSigned));
-    EXPECT_EQ(subEntry(0x2001, 1).lowLimit, GetParam().low);
-    EXPECT_EQ(subEntry(0x2001, 1).highLimit, GetParam().high);
+    EXPECT_EQ(node.canopen().calculateDataType(GetParam().bits, isSigned), subEntry(0x2001, 1).dataType);
+    EXPECT_EQ(GetParam().low, subEntry(0x2001, 1).lowLimit);
+    EXPECT_EQ(GetParam().high, subEntry(0x2001, 1).highLimit);
   }
 };
 
@@ -321,10 +310,10 @@ TEST_F(RuntimeVariables, TextsAreVisibleStrings) {
   variable.setInitialText("initial");
   addToStore(variable);
   bindAll();
-  EXPECT_EQ(subEntry(0x2001, 1).dataType, KQ::DATA_TYPE_VISIBLE_STRING);
-  EXPECT_EQ(subEntry(0x2001, 1).defaultValueString, "initial");
-  EXPECT_EQ(subEntry(0x2001, 1).lowLimit, -2147483647);
-  EXPECT_EQ(subEntry(0x2001, 1).highLimit, 2147483647);
+  EXPECT_EQ(KQ::DATA_TYPE_VISIBLE_STRING, subEntry(0x2001, 1).dataType);
+  EXPECT_EQ("initial", subEntry(0x2001, 1).defaultValueString);
+  EXPECT_EQ(-2147483647, subEntry(0x2001, 1).lowLimit);
+  EXPECT_EQ(2147483647, subEntry(0x2001, 1).highLimit);
 }
 
 TEST_F(RuntimeVariables, OfOneOddLengthShareADataType) {
@@ -332,9 +321,9 @@ TEST_F(RuntimeVariables, OfOneOddLengthShareADataType) {
   addToStore(KQVariable(0x2001, 2, "second", KQ::STORAGE_TYPE_INTEGER, 12, true));
   addToStore(KQVariable(0x2001, 3, "third", KQ::STORAGE_TYPE_INTEGER, 12, false));
   bindAll();
-  EXPECT_EQ(subEntry(0x2001, 1).dataType, 0x40);
-  EXPECT_EQ(subEntry(0x2001, 2).dataType, 0x41);
-  EXPECT_EQ(subEntry(0x2001, 3).dataType, 0x40);
+  EXPECT_EQ(0x40, subEntry(0x2001, 1).dataType);
+  EXPECT_EQ(0x41, subEntry(0x2001, 2).dataType);
+  EXPECT_EQ(0x40, subEntry(0x2001, 3).dataType);
 }
 
 TEST_F(RuntimeVariables, NinthOddLengthHasNoDataType) {
@@ -342,8 +331,8 @@ TEST_F(RuntimeVariables, NinthOddLengthHasNoDataType) {
     addToStore(KQVariable(0x2001, static_cast<unsigned short>(i + 1), "odd", KQ::STORAGE_TYPE_INTEGER, 33 + i, false));
   }
   bindAll();
-  EXPECT_EQ(subEntry(0x2001, 8).dataType, 0x47);
-  EXPECT_EQ(subEntry(0x2001, 9).dataType, KQ::DATA_TYPE_NONE);
+  EXPECT_EQ(0x47, subEntry(0x2001, 8).dataType);
+  EXPECT_EQ(KQ::DATA_TYPE_NONE, subEntry(0x2001, 9).dataType);
 }
 
 }  // namespace

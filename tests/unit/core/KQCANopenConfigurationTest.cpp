@@ -1,7 +1,7 @@
 // Covers: what the runtime configures of the node's communication. (The objects of PDOs and what becomes of a refused
 // mapping: PDODescriptionTest.cpp)
 //
-// | parameter               | functional                                  | robustness                           |
+// | subject                 | functional                                  | robustness                           |
 // |-------------------------|---------------------------------------------|--------------------------------------|
 // | addSDOChannel           | both kinds, every sub-entry                 | 129th, gap, other types, before init |
 // | setSDOServerID          | stored, sub-index & 0xFF                    | missing object, before init          |
@@ -45,14 +45,14 @@ protected:
   }
   int valueOf(unsigned short index, unsigned char subIndex) {
     int value = -1;
-    EXPECT_EQ(node.dictionary().getValue(index, subIndex, value), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, node.dictionary().getValue(index, subIndex, value));
     return value;
   }
 
   test::TestNode node;
 };
 
-/// A node before init().
+// A node before init().
 class EarlyConfiguration : public testing::Test {
 protected:
   KQ::KQCANopen& canopen() { return node.canopen(); }
@@ -63,29 +63,29 @@ protected:
 // ---- addSDOChannel
 
 TEST_F(EarlyConfiguration, SDOChannelGives10) {
-  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, ""), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_CLIENT, "remote"), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, ""));
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_CLIENT, "remote"));
 }
 
 TEST_F(Configuration, FirstServerChannelFollowsTheDefaultOne) {
-  EXPECT_EQ(addServer(), KQ::KQ_OK);
-  EXPECT_EQ(nameOf(0x1201), "Server SDO parameter");
-  EXPECT_EQ(node.dictionary().getEntry(0x1201)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(nameOf(0x1200), "Server SDO Parameter");
+  EXPECT_EQ(KQ::KQ_OK, addServer());
+  EXPECT_EQ("Server SDO parameter", nameOf(0x1201));
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(0x1201)->objectType);
+  EXPECT_EQ("Server SDO Parameter", nameOf(0x1200));
 }
 
 TEST_F(Configuration, FirstClientChannelIs1280) {
-  EXPECT_EQ(addClient(), KQ::KQ_OK);
-  EXPECT_EQ(nameOf(0x1280), "Client SDO parameter");
-  EXPECT_EQ(node.dictionary().getEntry(0x1280)->objectType, KQ::OBJECT_TYPE_RECORD);
+  EXPECT_EQ(KQ::KQ_OK, addClient());
+  EXPECT_EQ("Client SDO parameter", nameOf(0x1280));
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(0x1280)->objectType);
 }
 
 class OtherChannelType : public Configuration, public testing::WithParamInterface<int> {};
 
 TEST_P(OtherChannelType, CountsAsClient) {
-  EXPECT_EQ(canopen().addSDOChannel(0x612, 0x592, 9, static_cast<KQ::KQCANopenSDOChannelType>(GetParam()), "remote"),
-            KQ::KQ_OK);
-  EXPECT_EQ(nameOf(0x1280), "Client SDO parameter");
+  EXPECT_EQ(KQ::KQ_OK,
+            canopen().addSDOChannel(0x612, 0x592, 9, static_cast<KQ::KQCANopenSDOChannelType>(GetParam()), "remote"));
+  EXPECT_EQ("Client SDO parameter", nameOf(0x1280));
   EXPECT_FALSE(node.dictionary().objectExists(0x1201));
 }
 
@@ -103,16 +103,16 @@ class SDOChannelSubEntry : public Configuration, public testing::WithParamInterf
 protected:
   void expectSubEntry(unsigned short index) {
     const KQ::ObjectDictionarySubEntry* const entry = node.dictionary().getSubentry(index, GetParam().subIndex);
-    ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(entry->name, GetParam().title);
-    EXPECT_EQ(entry->accessType, GetParam().access);
-    EXPECT_EQ(entry->dataType, GetParam().dataType);
-    EXPECT_EQ(entry->value, GetParam().value);
-    EXPECT_EQ(entry->defaultValue, GetParam().value);
-    EXPECT_EQ(entry->defaultValueString, "");
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ(GetParam().title, entry->name);
+    EXPECT_EQ(GetParam().access, entry->accessType);
+    EXPECT_EQ(GetParam().dataType, entry->dataType);
+    EXPECT_EQ(GetParam().value, entry->value);
+    EXPECT_EQ(GetParam().value, entry->defaultValue);
+    EXPECT_EQ("", entry->defaultValueString);
     EXPECT_FALSE(entry->pdoMappable);
-    EXPECT_EQ(entry->sdoServerID, 0U);
-    EXPECT_EQ(node.dictionary().getEntry(index)->subEntries.size(), 4U);
+    EXPECT_EQ(0U, entry->sdoServerID);
+    EXPECT_EQ(4U, node.dictionary().getEntry(index)->subEntries.size());
   }
 };
 
@@ -139,25 +139,25 @@ INSTANTIATE_TEST_SUITE_P(Table, SDOChannelSubEntry, testing::ValuesIn(CHANNEL_SU
 
 TEST_F(Configuration, DisabledSDOChannelKeepsBit31) {
   canopen().addSDOChannel(0x80000612, 0x80000592, 9, KQ::SDO_CHANNEL_CLIENT, "remote");
-  EXPECT_EQ(valueOf(0x1280, 1), static_cast<int>(0x80000612));
-  EXPECT_EQ(valueOf(0x1280, 2), static_cast<int>(0x80000592));
+  EXPECT_EQ(static_cast<int>(0x80000612), valueOf(0x1280, 1));
+  EXPECT_EQ(static_cast<int>(0x80000592), valueOf(0x1280, 2));
 }
 
 TEST_F(Configuration, ServerChannelsEndAt127F) {
   for (int i = 0; i < 127; ++i) {
-    ASSERT_EQ(addServer(), KQ::KQ_OK);  // with the default channel they are 128
+    ASSERT_EQ(KQ::KQ_OK, addServer());  // with the default channel they are 128
   }
   EXPECT_TRUE(node.dictionary().objectExists(0x127F));
-  EXPECT_EQ(addServer(), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_EQ(KQ::KQ_NO_FREE_INDEX, addServer());
   EXPECT_FALSE(node.dictionary().objectExists(0x1280));
 }
 
 TEST_F(Configuration, ClientChannelsEndAt12FF) {
   for (int i = 0; i < 128; ++i) {
-    ASSERT_EQ(addClient(), KQ::KQ_OK);
+    ASSERT_EQ(KQ::KQ_OK, addClient());
   }
   EXPECT_TRUE(node.dictionary().objectExists(0x12FF));
-  EXPECT_EQ(addClient(), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_EQ(KQ::KQ_NO_FREE_INDEX, addClient());
   EXPECT_FALSE(node.dictionary().objectExists(0x1300));
 }
 
@@ -167,20 +167,20 @@ TEST_F(Configuration, RefusedClientChannelLeavesNoName) {
   }
   KQ::KQVariable variable(0x2001, 1, "number");
   variable.setChannelName("refused");
-  ASSERT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
-  EXPECT_EQ(canopen().addSDOChannel(0x613, 0x593, 9, KQ::SDO_CHANNEL_CLIENT, "refused"), KQ::KQ_NO_FREE_INDEX);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x2001, 1, 0x593), nullptr);
+  ASSERT_EQ(KQ::KQ_OK, canopen().addVariable(&variable));
+  EXPECT_EQ(KQ::KQ_NO_FREE_INDEX, canopen().addSDOChannel(0x613, 0x593, 9, KQ::SDO_CHANNEL_CLIENT, "refused"));
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x2001, 1, 0x593));
 }
 
 TEST_F(Configuration, ServerAndClientChannelsAreCountedApart) {
   for (int i = 0; i < 128; ++i) {
     addClient();
   }
-  EXPECT_EQ(addServer(), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, addServer());
   for (int i = 0; i < 126; ++i) {
-    EXPECT_EQ(addServer(), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, addServer());
   }
-  EXPECT_EQ(addServer(), KQ::KQ_NO_FREE_INDEX);
+  EXPECT_EQ(KQ::KQ_NO_FREE_INDEX, addServer());
 }
 
 TEST_F(Configuration, SDOChannelFillsTheFirstGap) {
@@ -188,26 +188,26 @@ TEST_F(Configuration, SDOChannelFillsTheFirstGap) {
   node.dictionary().addEntry(0x1282, KQ::OBJECT_TYPE_RECORD, "taken");
   addClient();
   addClient();
-  EXPECT_EQ(nameOf(0x1281), "Client SDO parameter");
-  EXPECT_EQ(nameOf(0x1282), "taken");
-  EXPECT_EQ(nameOf(0x1283), "Client SDO parameter");
+  EXPECT_EQ("Client SDO parameter", nameOf(0x1281));
+  EXPECT_EQ("taken", nameOf(0x1282));
+  EXPECT_EQ("Client SDO parameter", nameOf(0x1283));
 }
 
 TEST_F(Configuration, AddedServerChannelIsServedFromTheFirstCycleOn) {
   addServer();
-  EXPECT_EQ(node.receive("612#40 18 10 01 00 00 00 00"), Frames{});
+  EXPECT_EQ(Frames{}, node.receive("612#40 18 10 01 00 00 00 00"));
   node.cycle();
-  EXPECT_EQ(node.receive("612#40 18 10 01 00 00 00 00"), Frames{"592#43 18 10 01 C7 03 00 00"});
+  EXPECT_EQ(Frames{"592#43 18 10 01 C7 03 00 00"}, node.receive("612#40 18 10 01 00 00 00 00"));
 }
 
 // ---- SDO server IDs, time-out and listener
 
 TEST_F(EarlyConfiguration, SDOServerIDGives10) {
-  EXPECT_EQ(canopen().setSDOServerID(0x2001, 1, 0x606), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().setSDOServerID(0x2001, 1, 0x606));
 }
 
 TEST_F(Configuration, SDOServerIDOfAMissingObjectGives10) {
-  EXPECT_EQ(canopen().setSDOServerID(0x2001, 1, 0x606), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().setSDOServerID(0x2001, 1, 0x606));
 }
 
 class SDOServerID : public Configuration, public testing::WithParamInterface<unsigned short> {};
@@ -215,24 +215,24 @@ class SDOServerID : public Configuration, public testing::WithParamInterface<uns
 TEST_P(SDOServerID, IsThatOfTheLowByteOfTheSubIndex) {
   node.dictionary().addEntry(0x2001, KQ::OBJECT_TYPE_RECORD, "record");
   node.dictionary().addSubentry(0x2001, 3, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
-  EXPECT_EQ(canopen().setSDOServerID(0x2001, GetParam(), 0x606), KQ::KQ_OK);
-  EXPECT_EQ(node.dictionary().getSubentry(0x2001, 3)->sdoServerID, 0x606U);
+  EXPECT_EQ(KQ::KQ_OK, canopen().setSDOServerID(0x2001, GetParam(), 0x606));
+  EXPECT_EQ(0x606U, node.dictionary().getSubentry(0x2001, 3)->sdoServerID);
 }
 
 INSTANTIATE_TEST_SUITE_P(SubIndexes, SDOServerID, testing::Values(3, 0x103, 0xFF03), test::ReadableName());
 
 TEST_F(EarlyConfiguration, SDOEventListenerGives10) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().setSDOEventListener(&listener), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().setSDOEventListener(&listener));
 }
 
 TEST_F(Configuration, SDOEventListenerIsTold) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().setSDOEventListener(&listener), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, canopen().setSDOEventListener(&listener));
   node.cycle();
   node.receive("605#80 18 10 01 00 00 00 08");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getCode(), 1103);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(1103, listener.signals[0].getCode());
 }
 
 TEST_F(Configuration, LaterSDOEventListenerReplacesTheEarlier) {
@@ -242,15 +242,15 @@ TEST_F(Configuration, LaterSDOEventListenerReplacesTheEarlier) {
   canopen().setSDOEventListener(&later);
   node.cycle();
   node.receive("605#80 18 10 01 00 00 00 08");
-  EXPECT_EQ(earlier.signals.size(), 0U);
-  EXPECT_EQ(later.signals.size(), 1U);
+  EXPECT_EQ(0U, earlier.signals.size());
+  EXPECT_EQ(1U, later.signals.size());
 }
 
 TEST_F(EarlyConfiguration, SDOTimeoutIs100AndCanBeSet) {
-  EXPECT_EQ(canopen().getSDOTimeout(), 100U);
+  EXPECT_EQ(100U, canopen().getSDOTimeout());
   canopen().setSDOTimeout(2500);
   node.init();
-  EXPECT_EQ(canopen().getSDOTimeout(), 2500U);
+  EXPECT_EQ(2500U, canopen().getSDOTimeout());
 }
 
 // ---- PDOs
@@ -258,18 +258,18 @@ TEST_F(EarlyConfiguration, SDOTimeoutIs100AndCanBeSet) {
 TEST_F(Configuration, DefaultOfTheEventTimerIsTheTimeGiven) {
   canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 500, 0, 1, true, nullptr);
   canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 600, 0, 1, true, nullptr);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1800, 5)->defaultValue, 500);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1400, 5)->defaultValue, 600);
+  EXPECT_EQ(500, node.dictionary().getSubentry(0x1800, 5)->defaultValue);
+  EXPECT_EQ(600, node.dictionary().getSubentry(0x1400, 5)->defaultValue);
 }
 
 TEST_F(Configuration, DefaultOfTheInhibitTimeIsTheTimeGivenAlsoWhereItDoesNotCount) {
   canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 100, 1, true, nullptr);
   canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 1, 0x285, 0, 200, 254, true, nullptr);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1800, 3)->defaultValue, 100);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1801, 3)->defaultValue, 200);
+  EXPECT_EQ(100, node.dictionary().getSubentry(0x1800, 3)->defaultValue);
+  EXPECT_EQ(200, node.dictionary().getSubentry(0x1801, 3)->defaultValue);
 }
 
-/// The directions in which an object is mapped, one after the other, and its access right then.
+// The directions in which an object is mapped, one after the other, and its access right then.
 struct DirectionsRow : test::NamedCase {
   std::vector<KQ::KQCANopenPDOType> directions;
   KQ::KQCANopenAccessType access;
@@ -277,23 +277,23 @@ struct DirectionsRow : test::NamedCase {
 
 class MappedDirections : public Configuration, public testing::WithParamInterface<DirectionsRow> {
 protected:
-  /// @return the access right of an object that had @p access before it was mapped in all directions of the row
+  // @return the access right of an object that had access before it was mapped in all directions of the row
   KQ::KQCANopenAccessType accessAfterMapping(KQ::KQCANopenAccessType access) {
     node.dictionary().addEntry(0x2001, KQ::OBJECT_TYPE_VAR, "object");
     node.dictionary().addSubentry(0x2001, 0, access, KQ::DATA_TYPE_UNSIGNED8, "", true, 0, "", 0);
     for (const KQ::KQCANopenPDOType direction : GetParam().directions) {
-      EXPECT_EQ(canopen().addPDOMapping(0, direction, 0x2001, 0, 8), KQ::KQ_OK);
+      EXPECT_EQ(KQ::KQ_OK, canopen().addPDOMapping(0, direction, 0x2001, 0, 8));
     }
     return node.dictionary().getSubentry(0x2001, 0)->accessType;
   }
 };
 
 TEST_P(MappedDirections, ShowInTheAccessRight) {
-  EXPECT_EQ(accessAfterMapping(KQ::ACCESS_RW), GetParam().access);
+  EXPECT_EQ(GetParam().access, accessAfterMapping(KQ::ACCESS_RW));
 }
 
 TEST_P(MappedDirections, LeaveAReadOnlyObjectReadOnly) {
-  EXPECT_EQ(accessAfterMapping(KQ::ACCESS_RO), KQ::ACCESS_RO);
+  EXPECT_EQ(KQ::ACCESS_RO, accessAfterMapping(KQ::ACCESS_RO));
 }
 
 constexpr KQ::KQCANopenPDOType T = KQ::PDO_TYPE_TRANSMIT;
@@ -320,32 +320,32 @@ INSTANTIATE_TEST_SUITE_P(Orders, MappedDirections, testing::ValuesIn(DIRECTIONS_
 // A data type is named by 16 bits of sub-index, as the ID of a variable; the mapped object has 8.
 TEST_F(Configuration, VariableOfADummyMappingHasSixteenBitsOfSubIndex) {
   const KQ::KQVariable variable(0x0005, 0x100, "type", KQ::STORAGE_TYPE_INTEGER, 16, false);
-  ASSERT_EQ(KQ::KQDEI::instance()->addVariable(&variable), KQ::KQ_OK);
-  EXPECT_EQ(canopen().addPDOMapping(0, T, 0x0005, 0x100, 16), KQ::KQ_OK);
-  EXPECT_EQ(valueOf(0x1A00, 1), 0x00060010);
-  EXPECT_EQ(canopen().addPDOMapping(0, T, 0x0005, 0, 8), KQ::KQ_OK);
-  EXPECT_EQ(valueOf(0x1A00, 2), 0x00050008);
+  ASSERT_EQ(KQ::KQ_OK, KQ::KQDEI::instance()->addVariable(&variable));
+  EXPECT_EQ(KQ::KQ_OK, canopen().addPDOMapping(0, T, 0x0005, 0x100, 16));
+  EXPECT_EQ(0x00060010, valueOf(0x1A00, 1));
+  EXPECT_EQ(KQ::KQ_OK, canopen().addPDOMapping(0, T, 0x0005, 0, 8));
+  EXPECT_EQ(0x00050008, valueOf(0x1A00, 2));
 }
 
 // ---- heartbeat producer
 
 TEST_F(EarlyConfiguration, HeartbeatTimeIs0) {
   canopen().setHeartbeatProducerTime(500);
-  EXPECT_EQ(canopen().getHeartbeatTime(), 0);
+  EXPECT_EQ(0, canopen().getHeartbeatTime());
 }
 
 TEST_F(EarlyConfiguration, HeartbeatProducerTimeReachesTheObjectInInit) {
   canopen().setHeartbeatProducerTime(500);
   node.init();
-  EXPECT_EQ(canopen().getHeartbeatTime(), 500);
+  EXPECT_EQ(500, canopen().getHeartbeatTime());
 }
 
 class HeartbeatProducerTime : public Configuration, public testing::WithParamInterface<int> {};
 
 TEST_P(HeartbeatProducerTime, IsWrittenIntoItsObject) {
   canopen().setHeartbeatProducerTime(GetParam());
-  EXPECT_EQ(valueOf(0x1017, 0), GetParam());
-  EXPECT_EQ(canopen().getHeartbeatTime(), GetParam());
+  EXPECT_EQ(GetParam(), valueOf(0x1017, 0));
+  EXPECT_EQ(GetParam(), canopen().getHeartbeatTime());
 }
 
 INSTANTIATE_TEST_SUITE_P(Times, HeartbeatProducerTime, testing::Values(0, 1, 1000, 65535), test::ReadableName());
@@ -353,74 +353,74 @@ INSTANTIATE_TEST_SUITE_P(Times, HeartbeatProducerTime, testing::Values(0, 1, 100
 TEST_F(Configuration, TooLongHeartbeatProducerTimeLeavesTheObject) {
   canopen().setHeartbeatProducerTime(500);
   canopen().setHeartbeatProducerTime(65536);
-  EXPECT_EQ(canopen().getHeartbeatTime(), 500);
+  EXPECT_EQ(500, canopen().getHeartbeatTime());
 }
 
 TEST_F(Configuration, HeartbeatTimeIsThatOfTheObject) {
   node.dictionary().setValue(0x1017, 0, 321, true);
-  EXPECT_EQ(canopen().getHeartbeatTime(), 321);
+  EXPECT_EQ(321, canopen().getHeartbeatTime());
 }
 
 TEST_F(Configuration, UnreadableHeartbeatTimeIs0) {
   canopen().setHeartbeatProducerTime(500);
   node.dictionary().getSubentry(0x1017, 0)->accessType = KQ::ACCESS_WO;
-  EXPECT_EQ(canopen().getHeartbeatTime(), 0);
+  EXPECT_EQ(0, canopen().getHeartbeatTime());
 }
 
 // ---- heartbeat consumers
 
 TEST_F(EarlyConfiguration, HeartbeatConsumerGives10AndIsLogged) {
-  EXPECT_EQ(canopen().addHeartbeatConsumer(5, 1000), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.output.takeOutput(), "Can't add heartbeat consumer! Object dictionary not available!\n");
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().addHeartbeatConsumer(5, 1000));
+  EXPECT_EQ("Can't add heartbeat consumer! Object dictionary not available!\n", node.output.takeOutput());
 }
 
 TEST_F(Configuration, FirstHeartbeatConsumerTakesTheFreeSubIndex1) {
-  EXPECT_EQ(canopen().addHeartbeatConsumer(5, 1000), KQ::KQ_OK);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x000503E8);
+  EXPECT_EQ(KQ::KQ_OK, canopen().addHeartbeatConsumer(5, 1000));
+  EXPECT_EQ(0x000503E8, valueOf(0x1016, 1));
   EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 2));
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(Configuration, NextHeartbeatConsumerIsAppended) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(6, 2000);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x000503E8);
-  EXPECT_EQ(valueOf(0x1016, 2), 0x000607D0);
-  EXPECT_EQ(valueOf(0x1016, 0), 2);
+  EXPECT_EQ(0x000503E8, valueOf(0x1016, 1));
+  EXPECT_EQ(0x000607D0, valueOf(0x1016, 2));
+  EXPECT_EQ(2, valueOf(0x1016, 0));
 }
 
 TEST_F(Configuration, AppendedHeartbeatConsumerHasItsAttributes) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(6, 2000);
   const KQ::ObjectDictionarySubEntry* const entry = node.dictionary().getSubentry(0x1016, 2);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->name, "Consumer Heartbeat Time");
-  EXPECT_EQ(entry->accessType, KQ::ACCESS_RW);
-  EXPECT_EQ(entry->dataType, KQ::DATA_TYPE_UNSIGNED32);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ("Consumer Heartbeat Time", entry->name);
+  EXPECT_EQ(KQ::ACCESS_RW, entry->accessType);
+  EXPECT_EQ(KQ::DATA_TYPE_UNSIGNED32, entry->dataType);
   EXPECT_FALSE(entry->pdoMappable);
-  EXPECT_EQ(entry->defaultValue, 0x000607D0);
+  EXPECT_EQ(0x000607D0, entry->defaultValue);
 }
 
 TEST_F(Configuration, HeartbeatConsumerOfAListedNodeIsUpdatedInPlace) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(6, 2000);
   canopen().addHeartbeatConsumer(5, 500);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x000501F4);
-  EXPECT_EQ(valueOf(0x1016, 2), 0x000607D0);
+  EXPECT_EQ(0x000501F4, valueOf(0x1016, 1));
+  EXPECT_EQ(0x000607D0, valueOf(0x1016, 2));
   EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 3));
 }
 
 TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsDefault) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(5, 500);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1016, 1)->defaultValue, 0x000503E8);
+  EXPECT_EQ(0x000503E8, node.dictionary().getSubentry(0x1016, 1)->defaultValue);
 }
 
 TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsUpper16Bits) {
   node.dictionary().setLimits(0x1016, 1, 0, -1);
   node.dictionary().getSubentry(0x1016, 1)->value = 0x12050001;
   canopen().addHeartbeatConsumer(5, 0xFFFF);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x1205FFFF);
+  EXPECT_EQ(0x1205FFFF, valueOf(0x1016, 1));
 }
 
 TEST_F(Configuration, HeartbeatConsumerTakesTheFirstSubIndexWithoutNode) {
@@ -429,7 +429,7 @@ TEST_F(Configuration, HeartbeatConsumerTakesTheFirstSubIndexWithoutNode) {
   canopen().addHeartbeatConsumer(7, 1000);
   node.dictionary().setValue(0x1016, 2, 0, true);
   canopen().addHeartbeatConsumer(8, 100);
-  EXPECT_EQ(valueOf(0x1016, 2), 0x00080064);
+  EXPECT_EQ(0x00080064, valueOf(0x1016, 2));
 }
 
 TEST_F(Configuration, FreeSubIndexInFrontHidesALaterOneOfTheNode) {
@@ -437,20 +437,20 @@ TEST_F(Configuration, FreeSubIndexInFrontHidesALaterOneOfTheNode) {
   canopen().addHeartbeatConsumer(6, 1000);
   node.dictionary().setValue(0x1016, 1, 0, true);
   canopen().addHeartbeatConsumer(6, 100);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x00060064);
-  EXPECT_EQ(valueOf(0x1016, 2), 0x000603E8);
+  EXPECT_EQ(0x00060064, valueOf(0x1016, 1));
+  EXPECT_EQ(0x000603E8, valueOf(0x1016, 2));
 }
 
 TEST_F(Configuration, HeartbeatConsumerOfNode0FillsTheTimeOfAFreeSubIndex) {
   canopen().addHeartbeatConsumer(0, 100);
-  EXPECT_EQ(valueOf(0x1016, 1), 100);
+  EXPECT_EQ(100, valueOf(0x1016, 1));
   canopen().addHeartbeatConsumer(5, 200);
-  EXPECT_EQ(valueOf(0x1016, 1), 0x000500C8);
+  EXPECT_EQ(0x000500C8, valueOf(0x1016, 1));
 }
 
 TEST_F(Configuration, HeartbeatConsumerOfNode0IsAnUpdateOfAFreeSubIndex) {
   canopen().addHeartbeatConsumer(0, 100);
-  EXPECT_EQ(node.dictionary().getSubentry(0x1016, 1)->defaultValue, 0);
+  EXPECT_EQ(0, node.dictionary().getSubentry(0x1016, 1)->defaultValue);
 }
 
 TEST_F(Configuration, AddedHeartbeatConsumerCountsAtOnce) {
@@ -459,75 +459,75 @@ TEST_F(Configuration, AddedHeartbeatConsumerCountsAtOnce) {
   node.cycle();
   canopen().addHeartbeatConsumer(6, 100);
   node.receive("706#05");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(6U, listener.signals[0].getFirstValue());
 }
 
 TEST_F(Configuration, ThereIsRoomFor127HeartbeatConsumers) {
   for (unsigned char id = 1; id <= 127; ++id) {
-    ASSERT_EQ(canopen().addHeartbeatConsumer(id, 1000), KQ::KQ_OK);
+    ASSERT_EQ(KQ::KQ_OK, canopen().addHeartbeatConsumer(id, 1000));
   }
-  EXPECT_EQ(valueOf(0x1016, 127), 0x007F03E8);
-  EXPECT_EQ(valueOf(0x1016, 0), 127);
-  EXPECT_EQ(canopen().addHeartbeatConsumer(200, 1000), KQ::KQ_OK);
+  EXPECT_EQ(0x007F03E8, valueOf(0x1016, 127));
+  EXPECT_EQ(127, valueOf(0x1016, 0));
+  EXPECT_EQ(KQ::KQ_OK, canopen().addHeartbeatConsumer(200, 1000));
   EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 128));
-  EXPECT_EQ(canopen().addHeartbeatConsumer(127, 500), KQ::KQ_OK);
-  EXPECT_EQ(valueOf(0x1016, 127), 0x007F01F4);
+  EXPECT_EQ(KQ::KQ_OK, canopen().addHeartbeatConsumer(127, 500));
+  EXPECT_EQ(0x007F01F4, valueOf(0x1016, 127));
 }
 
 // ---- listeners
 
 TEST_F(EarlyConfiguration, HeartbeatListenerGives10AndIsLogged) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().addHeartbeatListener(&listener), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.output.takeOutput(), "Could not add heartbeat listener! NMT handler not available\n");
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().addHeartbeatListener(&listener));
+  EXPECT_EQ("Could not add heartbeat listener! NMT handler not available\n", node.output.takeOutput());
 }
 
 TEST_F(EarlyConfiguration, HeartbeatListenerOfANodeIsIgnoredSilently) {
   test::SignalRecorder listener;
   canopen().addHeartbeatListener(&listener, 6);
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(EarlyConfiguration, StateListenerGives10AndIsLogged) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().addStateListener(&listener), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.output.takeOutput(), "Could not add state listener! State machine not available\n");
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, canopen().addStateListener(&listener));
+  EXPECT_EQ("Could not add state listener! State machine not available\n", node.output.takeOutput());
 }
 
 TEST_F(Configuration, HeartbeatListenerIsLoggedAndTold) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().addHeartbeatListener(&listener), KQ::KQ_OK);
-  EXPECT_EQ(node.output.takeOutput(), "Adding heartbeat listener\n");
+  EXPECT_EQ(KQ::KQ_OK, canopen().addHeartbeatListener(&listener));
+  EXPECT_EQ("Adding heartbeat listener\n", node.output.takeOutput());
   canopen().addHeartbeatConsumer(6, 100);
   node.cycle();
   node.receive("706#05");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(6U, listener.signals[0].getFirstValue());
 }
 
 TEST_F(Configuration, HeartbeatListenerOfANodeIsToldOfThatOneAndNotLogged) {
   test::SignalRecorder listener;
   canopen().addHeartbeatListener(&listener, 6);
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ("", node.output.takeOutput());
   canopen().addHeartbeatConsumer(6, 100);
   canopen().addHeartbeatConsumer(7, 100);
   node.cycle();
   node.receive("707#05");
-  EXPECT_EQ(listener.signals.size(), 0U);
+  EXPECT_EQ(0U, listener.signals.size());
   node.receive("706#05");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 6U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(6U, listener.signals[0].getFirstValue());
 }
 
 TEST_F(Configuration, StateListenerIsLoggedAndTold) {
   test::SignalRecorder listener;
-  EXPECT_EQ(canopen().addStateListener(&listener), KQ::KQ_OK);
-  EXPECT_EQ(node.output.takeOutput(), "Adding state listener\n");
+  EXPECT_EQ(KQ::KQ_OK, canopen().addStateListener(&listener));
+  EXPECT_EQ("Adding state listener\n", node.output.takeOutput());
   node.cycle();
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getCode(), 1700);
-  EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(1700, listener.signals[0].getCode());
+  EXPECT_EQ(3U, listener.signals[0].getSecondValue());
 }
 
 TEST_F(Configuration, LaterStateListenerReplacesTheEarlier) {
@@ -536,8 +536,8 @@ TEST_F(Configuration, LaterStateListenerReplacesTheEarlier) {
   canopen().addStateListener(&earlier);
   canopen().addStateListener(&later);
   node.cycle();
-  EXPECT_EQ(earlier.signals.size(), 0U);
-  EXPECT_EQ(later.signals.size(), 1U);
+  EXPECT_EQ(0U, earlier.signals.size());
+  EXPECT_EQ(1U, later.signals.size());
 }
 
 // ---- format of the lines
@@ -548,10 +548,11 @@ TEST_F(Configuration, LinesDoNotDependOnTheFormatOfTheStream) {
   canopen().addPDOMapping(0x1B, T, 0x2100, 1, 8);
   canopen().addHeartbeatListener(&listener);
   canopen().addStateListener(&listener);
-  EXPECT_EQ(node.output.takeOutput(),
-            "WARNING: Marking PDO 27 OD index 0x1a1b as forever invalid due to invalid mapping!\n"
-            "Adding heartbeat listener\n"
-            "Adding state listener\n");
+  EXPECT_EQ(
+      "WARNING: Marking PDO 27 OD index 0x1a1b as forever invalid due to invalid mapping!\n"
+      "Adding heartbeat listener\n"
+      "Adding state listener\n",
+      node.output.takeOutput());
   EXPECT_TRUE(format.isKept());
 }
 

@@ -1,15 +1,15 @@
-// The end of a stack instance, and of its parts in a second init(). The sanitizer run shows what is leaked, deleted
-// twice, or told of a change after its end.
+// Covers: the end of a stack instance, and of its parts in a second init(). The sanitizer run shows what is leaked,
+// deleted twice, or told of a change after its end.
 //
-//  stage of the instance                 | functional              | robustness
-//  --------------------------------------+-------------------------+---------------------------
-//  constructed, created                  |                         | x
-//  with a state machine only             |                         | x
-//  running                               | silent                  |
-//  with variables                        | variables stay          | a variable that changes later
-//  initialised again                     | configuration forgotten | a variable of before that changes later
-//  initialised again by a listener       | goes on as a fresh node | state, heartbeat, SDO; in a cycle and a reception
-//  with an open port                     | port is closed once     |
+// | subject                         | functional              | robustness                                        |
+// |---------------------------------|-------------------------|---------------------------------------------------|
+// | constructed, created            |                         | x                                                 |
+// | with a state machine only       |                         | x                                                 |
+// | running                         | silent                  |                                                   |
+// | with variables                  | variables stay          | a variable that changes later                     |
+// | initialised again               | configuration forgotten | a variable of before that changes later           |
+// | initialised again by a listener | goes on as a fresh node | state, heartbeat, SDO; in a cycle and a reception |
+// | with an open port               | port is closed once     |                                                   |
 
 #include <memory>
 
@@ -17,9 +17,8 @@
 #include "KQCANPortRegistry.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQSignal.h"
-#include "KQSignalListener.h"
 #include "KQVariable.h"
+#include "NodeInternals.h"
 #include "SignalRecorder.h"
 #include "TestNode.h"
 
@@ -35,14 +34,14 @@ TEST(StackInstanceEnd, UnusedInstance) {
 TEST(StackInstanceEnd, CreatedInstance) {
   TestNode node;
   node.destroy();
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, InstanceWithAStateMachineOnly) {
   TestNode node;
   node.canopen().createStateMachine();
   node.destroy();
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, RunningInstanceEndsSilently) {
@@ -53,46 +52,46 @@ TEST(StackInstanceEnd, RunningInstanceEndsSilently) {
   node.output.takeOutput();
   node.destroy();
   EXPECT_TRUE(states.signals.empty());
-  EXPECT_EQ(node.output.takeOutput(), "");
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ("", node.output.takeOutput());
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, VariablesOfTheApplicationStayWithoutOwner) {
   TestNode node;
   node.boot();
   KQ::KQVariable variable(0x2001, 3, "speed");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
   KQ::KQDEI* const store = KQ::KQDEI::instance();
-  ASSERT_EQ(store->getVariableOwnerPointer(0x2001, 3), &node.canopen());
+  ASSERT_EQ(&node.canopen(), store->getVariableOwnerPointer(0x2001, 3));
   store->forceSetVariableValue(0x2001, 3, 77, "node", false, false);
   node.destroy();
   int value = 0;
-  EXPECT_EQ(store->getVariableValue(0x2001, 3, &value), 0);
-  EXPECT_EQ(value, 77);
-  EXPECT_EQ(store->getVariableOwnerPointer(0x2001, 3), nullptr);
-  EXPECT_EQ(variable.getName(), "speed");
+  EXPECT_EQ(0, store->getVariableValue(0x2001, 3, &value));
+  EXPECT_EQ(77, value);
+  EXPECT_EQ(nullptr, store->getVariableOwnerPointer(0x2001, 3));
+  EXPECT_EQ("speed", variable.getName());
 }
 
-/// A node in operation that sends its own variable 0x2001 sub-index 3 at each change.
+// A node in operation that sends its own variable 0x2001 sub-index 3 at each change.
 void startSender(TestNode& node) {
   node.init();
   KQ::KQVariable variable(0x2001, 3, "speed");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr), 0);
-  ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2001, 3, 32), 0);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, 0, 255, true, nullptr));
+  ASSERT_EQ(0, node.canopen().addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2001, 3, 32));
   node.cycle();
   node.receive("000#01 00");
   node.cycle();
   KQ::KQDEI::instance()->forceSetVariableValue(0x2001, 3, 1, "node", true, false);
-  ASSERT_EQ(node.port().takeSent(), test::Frames{"185#01 00 00 00"});
+  ASSERT_EQ(test::Frames{"185#01 00 00 00"}, node.port().takeSent());
 }
 
 TEST(StackInstanceEnd, ChangeAfterTheEndReachesNobody) {
   TestNode node;
   startSender(node);
   node.destroy();
-  EXPECT_EQ(KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false), 0);
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ(0, KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false));
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST(StackInstanceEnd, ChangeAfterASecondInitIsOfNoInterest) {
@@ -100,8 +99,8 @@ TEST(StackInstanceEnd, ChangeAfterASecondInitIsOfNoInterest) {
   startSender(node);
   node.boot();
   node.receive("000#01 00");
-  EXPECT_EQ(KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false), 0);
-  EXPECT_EQ(node.cycle(), test::Frames{});
+  EXPECT_EQ(0, KQ::KQDEI::instance()->setVariableValue(0x2001, 3, 2, true, false));
+  EXPECT_EQ(test::Frames{}, node.cycle());
 }
 
 // ---- what the first init() had
@@ -113,7 +112,7 @@ TEST(SecondInit, ForgetsPDOActions) {
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.init();
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
-  EXPECT_EQ(action.runs, 0U);
+  EXPECT_EQ(0U, action.runs);
 }
 
 TEST(SecondInit, ForgetsChannelNames) {
@@ -124,8 +123,8 @@ TEST(SecondInit, ForgetsChannelNames) {
   KQ::KQVariable variable(0x2001, 3, "speed");
   variable.setExternalIdentifier(0x60000001);
   variable.setChannelName("remote");
-  ASSERT_EQ(node.canopen().addVariable(&variable), 0);
-  EXPECT_EQ(node.canopen().getVariableByExternalIdentifier(0x6000, 1, 0x586), nullptr);
+  ASSERT_EQ(0, node.canopen().addVariable(&variable));
+  EXPECT_EQ(nullptr, node.canopen().getVariableByExternalIdentifier(0x6000, 1, 0x586));
 }
 
 TEST(SecondInit, KeepsAnActionThatWasSetBeforeTheFirst) {
@@ -134,7 +133,7 @@ TEST(SecondInit, KeepsAnActionThatWasSetBeforeTheFirst) {
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.init();
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, 0x1400);
-  EXPECT_EQ(action.runs, 1U);
+  EXPECT_EQ(1U, action.runs);
 }
 
 TEST(SecondInit, KeepsTheWorkListener) {
@@ -143,93 +142,84 @@ TEST(SecondInit, KeepsTheWorkListener) {
   node.canopen().setWorkListener(&work);
   node.init();
   node.init();
-  node.canopen().reportQueuedWork();
-  EXPECT_EQ(work.signals.size(), 1U);
+  KQ::NodeInternals::reportQueuedWork(node.canopen());
+  EXPECT_EQ(1U, work.signals.size());
 }
-
-/// Builds the node anew at the first signal with its code.
-class Rebuilder : public KQ::KQSignalListener {
-public:
-  Rebuilder(TestNode& testNode, int signalCode, unsigned int signalValue)
-      : node(testNode), code(signalCode), value(signalValue) {}
-
-  int signalOccurred(KQ::KQSignal& signal) override {
-    if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
-      ++rebuilds;
-      EXPECT_EQ(node.canopen().init(), 0);
-      node.canopen().addStateListener(&states);
-    }
-    return 0;
-  }
-
-  int rebuilds = 0;
-  test::SignalRecorder states;
-
-private:
-  TestNode& node;
-  int code;
-  unsigned int value;
-};
 
 class InitInAListener : public testing::Test {
 protected:
-  /// The node boots as a fresh one does, with a frame that waits still unread.
-  void expectFreshNode(const Rebuilder& rebuilder) {
-    EXPECT_EQ(rebuilder.rebuilds, 1);
-    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
-    EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
-    EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-    EXPECT_EQ(rebuilder.states.signals.size(), 1U);
-    EXPECT_EQ(node.output.takeErrors(), "");
+  // Lets the listener build the node anew at the first signal with that code and second value.
+  void rebuildAt(int code, unsigned int value) {
+    rebuilder.reaction = [this, code, value] {
+      const KQ::KQSignal& signal = rebuilder.signals.back();
+      if (signal.getCode() == code && signal.getSecondValue() == value && rebuilds == 0) {
+        ++rebuilds;
+        EXPECT_EQ(0, node.canopen().init());
+        node.canopen().addStateListener(&states);
+      }
+    };
   }
 
+  // The node boots as a fresh one does, with a frame that waits still unread.
+  void expectFreshNode() {
+    EXPECT_EQ(1, rebuilds);
+    EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
+    EXPECT_EQ(test::Frames{"705#00"}, node.cycle());
+    EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
+    EXPECT_EQ(1U, states.signals.size());
+    EXPECT_EQ("", node.output.takeErrors());
+  }
+
+  int rebuilds = 0;
+  test::SignalRecorder rebuilder;
+  test::SignalRecorder states;
   TestNode node;
 };
 
 TEST_F(InitInAListener, OfANodeResetIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.start();
   node.canopen().addStateListener(&rebuilder);
   node.receive("000#81 05");
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, LeavesTheFramesBehindTheResetToTheFreshNode) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.start();
   node.canopen().addStateListener(&rebuilder);
   node.port().inject("000#81 05");
   node.port().inject("605#40 18 10 01 00 00 00 00");
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().waitingFrames(), 1U);
-  expectFreshNode(rebuilder);
+  EXPECT_EQ(1U, node.port().waitingFrames());
+  expectFreshNode();
   node.canopen().onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.port().takeSent().size(), 1U);
+  EXPECT_EQ(1U, node.port().takeSent().size());
 }
 
 TEST_F(InitInAListener, OfACycleIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_INIT);
+  rebuildAt(1700, KQ::CANOPEN_STATE_INIT);
   node.start();
   node.receive("000#81 05");
   node.canopen().addStateListener(&rebuilder);
   node.cycle();
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfTheApplicationsOwnStateChangeIsSafe) {
-  Rebuilder rebuilder(node, 1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
+  rebuildAt(1700, KQ::CANOPEN_STATE_RESET_APPLICATION);
   node.canopen().setOption(KQCANopen::OPTION_ALLOW_STATE_CHANGE, true);
   node.start();
   node.canopen().addStateListener(&rebuilder);
-  EXPECT_EQ(node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION), 0);
-  expectFreshNode(rebuilder);
+  EXPECT_EQ(0, node.canopen().setCANopenState(KQ::CANOPEN_STATE_RESET_APPLICATION));
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   constexpr unsigned int TIMED_OUT = 17;
-  Rebuilder rebuilder(node, 0x517, TIMED_OUT);
+  rebuildAt(0x517, TIMED_OUT);
   node.init();
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr), 0);
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 200, 0, 255, true, nullptr));
   node.canopen().addHeartbeatConsumer(9, 100);
   node.canopen().addHeartbeatListener(&rebuilder);
   node.cycle();
@@ -237,16 +227,16 @@ TEST_F(InitInAListener, OfAMissingHeartbeatEndsTheCycleOfBefore) {
   node.receive("709#05");
   node.run(100);
   node.clock.advance(1000);
-  EXPECT_EQ(node.cycle(), test::Frames{});  // the event timer of before is over, too
-  expectFreshNode(rebuilder);
+  EXPECT_EQ(test::Frames{}, node.cycle());  // the event timer of before is over, too
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAnSDOEventIsSafe) {
-  Rebuilder rebuilder(node, 1103, 0);
+  rebuildAt(1103, 0);
   node.start();
   node.canopen().setSDOEventListener(&rebuilder);
   node.receive("605#80 18 10 01 00 00 00 00");
-  expectFreshNode(rebuilder);
+  expectFreshNode();
 }
 
 TEST_F(InitInAListener, OfAPDOIsSafe) {
@@ -259,18 +249,18 @@ TEST_F(InitInAListener, OfAPDOIsSafe) {
     TestNode& node;
   } action(node);
   node.init();
-  ASSERT_EQ(node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 0, 0, 255, true, nullptr), 0);
-  ASSERT_EQ(node.canopen().addPDOMapping(0, KQ::PDO_TYPE_RECEIVE, 5, 0, 8), 0);
+  ASSERT_EQ(0, node.canopen().addPDO(KQ::PDO_TYPE_RECEIVE, 0, 0x205, 0, 0, 255, true, nullptr));
+  ASSERT_EQ(0, node.canopen().addPDOMapping(0, KQ::PDO_TYPE_RECEIVE, 5, 0, 8));
   node.canopen().setPDOEventAction(0x1400, KQ::PDO_EVENT_RX_RECEIVED, &action);
   node.cycle();
   node.receive("000#01 00");
   node.port().takeSent();
   node.receive("205#01");
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_INIT);
-  EXPECT_EQ(node.cycle(), test::Frames{"705#00"});
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, node.canopen().getCANopenState());
+  EXPECT_EQ(test::Frames{"705#00"}, node.cycle());
 }
 
-/// Tells when it is deleted.
+// Tells when it is deleted.
 class MortalEndPoint : public test::MemoryEndPoint {
 public:
   explicit MortalEndPoint(int& counter) : deletions(counter) {}
@@ -286,11 +276,11 @@ TEST(StackInstanceEnd, ClosesItsPortOnce) {
   auto* const ports = KQ::KQCANPortRegistry::instance();
   ports->bindPort(78, [&deletions](std::string& /*error*/) { return std::make_unique<MortalEndPoint>(deletions); });
   auto node = std::make_unique<KQCANopen>("node");
-  ASSERT_EQ(node->create(KQ::KQDEI::instance(), nullptr, 78, nullptr), 0);
-  ASSERT_EQ(node->init(), 0);
-  EXPECT_EQ(deletions, 0);
+  ASSERT_EQ(0, node->create(KQ::KQDEI::instance(), nullptr, 78, nullptr));
+  ASSERT_EQ(0, node->init());
+  EXPECT_EQ(0, deletions);
   node.reset();
-  EXPECT_EQ(deletions, 1);
+  EXPECT_EQ(1, deletions);
   ports->unbindPort(78);
 }
 

@@ -1,11 +1,11 @@
-// The binary interface of the stack's classes to the runtime.
+// Covers: the binary interface of the stack's classes to the runtime.
 //
-//  subject                              | functional | robustness
-//  -------------------------------------+------------+-----------
-//  slot of every virtual operation      | x          |
-//  the two destructors in front         | x          |
-//  handlers and state machine           | x          |
-//  sub-interfaces reach the same code   | x          | before init
+// | subject                            | functional | robustness  |
+// |------------------------------------|------------|-------------|
+// | slot of every virtual operation    | x          |             |
+// | the two destructors in front       | x          |             |
+// | handlers and state machine         | x          |             |
+// | sub-interfaces reach the same code | x          | before init |
 //
 // Slots are counted in the virtual table of the primary interface as the Itanium C++ ABI lays it out; the runtime on
 // the board calls by these numbers.
@@ -37,7 +37,7 @@ using test::TestNode;
 
 constexpr std::ptrdiff_t NOT_VIRTUAL = -1;
 
-/// The number of the virtual table slot that a pointer to a member stands for.
+// The number of the virtual table slot that a pointer to a member stands for.
 template <typename Member>
 std::ptrdiff_t slotOf(Member member) {
   struct {
@@ -56,7 +56,7 @@ std::ptrdiff_t slotOf(Member member) {
   return isVirtual ? offset / static_cast<std::ptrdiff_t>(sizeof(void*)) : NOT_VIRTUAL;
 }
 
-/// What a pointer to member adds to `this`: 0 for an operation of the primary interface.
+// What a pointer to member adds to `this`: 0 for an operation of the primary interface.
 template <typename Member>
 std::ptrdiff_t thisAdjustmentOf(Member member) {
   std::ptrdiff_t parts[2];
@@ -84,8 +84,8 @@ Slot row(const char* name, std::ptrdiff_t expected, Member member) {
 class PrimaryInterface : public testing::TestWithParam<Slot> {};
 
 TEST_P(PrimaryInterface, OperationHasItsSlot) {
-  EXPECT_EQ(GetParam().slot, GetParam().expected);
-  EXPECT_EQ(GetParam().adjustment, 0);
+  EXPECT_EQ(GetParam().expected, GetParam().slot);
+  EXPECT_EQ(0, GetParam().adjustment);
 }
 
 using Text = const std::string&;
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         row("signalOccurred", 25, &KQCANopen::signalOccurred)),
     [](const testing::TestParamInfo<Slot>& testInfo) { return testInfo.param.name; });
 
-/// Tells which of the two destructors ran.
+// Tells which of the two destructors ran.
 class Mortal : public KQCANopen {
 public:
   explicit Mortal(int& destructionCount) : KQCANopen("mortal"), destructions(destructionCount) {}
@@ -144,28 +144,28 @@ TEST(PrimaryInterfaceDestructors, FirstDestroysAndSecondDeletesToo) {
   Mortal::deletions = 0;
   alignas(Mortal) unsigned char place[sizeof(Mortal)];
   callDestructorInSlot(new (place) Mortal(destructions), 0);
-  EXPECT_EQ(destructions, 1);
-  EXPECT_EQ(Mortal::deletions, 0);
+  EXPECT_EQ(1, destructions);
+  EXPECT_EQ(0, Mortal::deletions);
   callDestructorInSlot(new (place) Mortal(destructions), 1);
-  EXPECT_EQ(destructions, 2);
-  EXPECT_EQ(Mortal::deletions, 1);
+  EXPECT_EQ(2, destructions);
+  EXPECT_EQ(1, Mortal::deletions);
 }
 
 TEST(PrimaryInterfaceDestructors, PrimaryInterfaceStartsTheObject) {
   KQCANopen node("node");
-  EXPECT_EQ(static_cast<void*>(static_cast<KQCANProtocol*>(&node)), static_cast<void*>(&node));
-  EXPECT_EQ(static_cast<void*>(static_cast<KQ::KQVariableOwner*>(&node)), static_cast<void*>(&node));
+  EXPECT_EQ(static_cast<void*>(&node), static_cast<void*>(static_cast<KQCANProtocol*>(&node)));
+  EXPECT_EQ(static_cast<void*>(&node), static_cast<void*>(static_cast<KQ::KQVariableOwner*>(&node)));
 }
 
 // ---- the other classes
 
 TEST(HandlerInterface, HandleMessageFollowsTheDestructors) {
-  EXPECT_EQ(slotOf(&KQ::KQCANopenMessageHandler::handleMessage), 2);
-  EXPECT_EQ(slotOf(&KQ::KQNMTHandler::handleMessage), 2);
-  EXPECT_EQ(slotOf(&KQ::KQSyncHandler::handleMessage), 2);
-  EXPECT_EQ(slotOf(&KQ::KQPDOHandler::handleMessage), 2);
-  EXPECT_EQ(slotOf(&KQ::KQSDOHandler::handleMessage), 2);
-  EXPECT_EQ(slotOf(&KQ::KQEmergencyHandler::handleMessage), 2);
+  EXPECT_EQ(2, slotOf(&KQ::KQCANopenMessageHandler::handleMessage));
+  EXPECT_EQ(2, slotOf(&KQ::KQNMTHandler::handleMessage));
+  EXPECT_EQ(2, slotOf(&KQ::KQSyncHandler::handleMessage));
+  EXPECT_EQ(2, slotOf(&KQ::KQPDOHandler::handleMessage));
+  EXPECT_EQ(2, slotOf(&KQ::KQSDOHandler::handleMessage));
+  EXPECT_EQ(2, slotOf(&KQ::KQEmergencyHandler::handleMessage));
 }
 
 TEST(HandlerInterface, HandlerBaseIsAbstract) {
@@ -175,20 +175,20 @@ TEST(HandlerInterface, HandlerBaseIsAbstract) {
 
 TEST(StateMachineInterface, OnlyTheDestructorIsVirtual) {
   EXPECT_TRUE(std::has_virtual_destructor<KQ::KQCANopenStateMachine>::value);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::initHandlers), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::handleInitState), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::setState), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::run), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::receiveCANMessages), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenStateMachine::sendCANMessages), NOT_VIRTUAL);
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::initHandlers));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::handleInitState));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::setState));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::run));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::receiveCANMessages));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenStateMachine::sendCANMessages));
 }
 
 TEST(InstanceManagerInterface, OnlyTheDestructorIsVirtual) {
   EXPECT_TRUE(std::has_virtual_destructor<KQ::KQCANopenInstanceManager>::value);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenInstanceManager::addCANopenInstance), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenInstanceManager::getCANopenInstance), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenInstanceManager::updateAllData), NOT_VIRTUAL);
-  EXPECT_EQ(slotOf(&KQ::KQCANopenInstanceManager::deleteAllInstances), NOT_VIRTUAL);
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenInstanceManager::addCANopenInstance));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenInstanceManager::getCANopenInstance));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenInstanceManager::updateAllData));
+  EXPECT_EQ(NOT_VIRTUAL, slotOf(&KQ::KQCANopenInstanceManager::deleteAllInstances));
 }
 
 TEST(DictionaryInterface, DestructorIsVirtual) {
@@ -201,7 +201,7 @@ TEST(SubInterface, SignalListenerReachesTheInstance) {
   TestNode node;
   KQ::KQSignalListener& listener = node.canopen();
   KQ::KQSignal change(KQ::KQ_SIGNAL_TYPE_VARIABLE, KQ::KQ_SIGNAL_VARIABLE_CHANGED, 0x20000001, 1);
-  EXPECT_EQ(listener.signalOccurred(change), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, listener.signalOccurred(change));
 }
 
 TEST(SubInterface, EndPointListenerDrainsThePort) {
@@ -211,38 +211,38 @@ TEST(SubInterface, EndPointListenerDrainsThePort) {
   node.port().inject("000#01 00");
   listener.onEndPointReconnected(&node.port());
   listener.onEndPointDisconnected(&node.port());
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
   listener.onEndPointReadable(&node.port(), nullptr);
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.canopen().getCANopenState());
 }
 
 TEST(SubInterface, ProtocolControlDrivesTheNode) {
   TestNode node;
   KQ::KQProtocolControl& control = node.canopen();
-  EXPECT_EQ(control.runProtocol(0), 0);
+  EXPECT_EQ(0, control.runProtocol(0));
   node.init();
-  EXPECT_EQ(control.runProtocol(0), 0);
-  EXPECT_EQ(node.port().takeSent(), test::Frames{"705#00"});
+  EXPECT_EQ(0, control.runProtocol(0));
+  EXPECT_EQ(test::Frames{"705#00"}, node.port().takeSent());
 }
 
 TEST(SubInterface, StartStopAndResetDoNothing) {
   TestNode node;
   node.start();
   KQ::KQProtocolControl& control = node.canopen();
-  EXPECT_EQ(control.startProtocol(), 1);
-  EXPECT_EQ(control.stopProtocol(), 1);
-  EXPECT_EQ(control.resetProtocol(), 1);
-  EXPECT_EQ(node.canopen().startProtocol(), 1);
-  EXPECT_EQ(node.canopen().stopProtocol(), 1);
-  EXPECT_EQ(node.canopen().resetProtocol(), 1);
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_OPERATIONAL);
-  EXPECT_EQ(node.port().takeSent(), test::Frames{});
+  EXPECT_EQ(1, control.startProtocol());
+  EXPECT_EQ(1, control.stopProtocol());
+  EXPECT_EQ(1, control.resetProtocol());
+  EXPECT_EQ(1, node.canopen().startProtocol());
+  EXPECT_EQ(1, node.canopen().stopProtocol());
+  EXPECT_EQ(1, node.canopen().resetProtocol());
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, node.canopen().getCANopenState());
+  EXPECT_EQ(test::Frames{}, node.port().takeSent());
 }
 
 TEST(SubInterface, ProtocolControlSubscribesThePort) {
   TestNode node;
   KQ::KQProtocolControl& control = node.canopen();
-  EXPECT_EQ(control.subscribeToEndpointManager(nullptr), node.canopen().subscribeToEndpointManager(nullptr));
+  EXPECT_EQ(node.canopen().subscribeToEndpointManager(nullptr), control.subscribeToEndpointManager(nullptr));
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
-// The base of the protocol handlers: the outgoing frame and sending it.
+// Covers: the base of the protocol handlers: the outgoing frame and sending it.
 //
-//  subject            | functional                       | robustness
-//  -------------------+----------------------------------+------------------------------------------
-//  sendCANMessage     | accepted at once, n-th attempt   | 26 refusals, changing codes, no port, bad frame
-//  outgoing frame     | initial values, kept after send  | kept after every failure
-//  copy, assignment   | what is taken                    | onto itself
+// | subject          | functional                      | robustness                                      |
+// |------------------|---------------------------------|-------------------------------------------------|
+// | sendCANMessage   | accepted at once, n-th attempt  | 26 refusals, changing codes, no port, bad frame |
+// | outgoing frame   | initial values, kept after send | kept after every failure                        |
+// | copy, assignment | what is taken                   | onto itself                                     |
 
 #include <vector>
 
@@ -22,7 +22,7 @@ using test::Frames;
 constexpr unsigned int ATTEMPTS = 26;
 const char* const ERROR_TEXT = "CANopen: Error sending CAN message\n";
 
-/// The smallest handler; its members are open to the test.
+// The smallest handler; its members are open to the test.
 class PlainHandler : public KQ::KQCANopenMessageHandler {
 public:
   int handleMessage(KQ::KQCANMessage* /*message*/) override { return KQ::KQ_NOT_HANDLED; }
@@ -45,88 +45,88 @@ protected:
 };
 
 void expectFreshFrame(const KQ::KQCANMessage& message) {
-  EXPECT_EQ(message.identifier, 0U);
-  EXPECT_EQ(message.length, 8U);
-  EXPECT_EQ(message.flags, 0U);
+  EXPECT_EQ(0U, message.identifier);
+  EXPECT_EQ(8U, message.length);
+  EXPECT_EQ(0U, message.flags);
   for (const unsigned char byte : message.data) {
-    EXPECT_EQ(byte, 0);
+    EXPECT_EQ(0, byte);
   }
 }
 
 TEST(MessageHandlerStart, FrameIsFreshAndNothingIsKnown) {
   const PlainHandler handler;
   expectFreshFrame(handler.outgoingMessage);
-  EXPECT_EQ(handler.objectDictionary, nullptr);
-  EXPECT_EQ(handler.emergencyHandler, nullptr);
-  EXPECT_EQ(handler.instance, nullptr);
+  EXPECT_EQ(nullptr, handler.objectDictionary);
+  EXPECT_EQ(nullptr, handler.emergencyHandler);
+  EXPECT_EQ(nullptr, handler.instance);
 }
 
 TEST_F(MessageHandler, AcceptedFrameIsSentOnce) {
-  EXPECT_EQ(handler.sendCANMessage(), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"185#01 02 03"});
-  EXPECT_EQ(node.port().writeAttempts(), 1U);
-  EXPECT_EQ(node.output.takeErrors(), "");
+  EXPECT_EQ(0, handler.sendCANMessage());
+  EXPECT_EQ(Frames{"185#01 02 03"}, node.port().takeSent());
+  EXPECT_EQ(1U, node.port().writeAttempts());
+  EXPECT_EQ("", node.output.takeErrors());
 }
 
 TEST_F(MessageHandler, SentFrameMayBeSentAgain) {
   handler.sendCANMessage();
-  EXPECT_EQ(test::toText(handler.outgoingMessage), "185#01 02 03");
+  EXPECT_EQ("185#01 02 03", test::toText(handler.outgoingMessage));
   handler.sendCANMessage();
-  EXPECT_EQ(node.port().takeSent(), (Frames{"185#01 02 03", "185#01 02 03"}));
+  EXPECT_EQ((Frames{"185#01 02 03", "185#01 02 03"}), node.port().takeSent());
 }
 
 class RefusedFrame : public MessageHandler, public testing::WithParamInterface<unsigned int> {};
 
 TEST_P(RefusedFrame, IsTriedAgainUntilItIsAccepted) {
   node.port().refuse(GetParam(), KQ::KQ_DEFERRED);
-  EXPECT_EQ(handler.sendCANMessage(), 0);
-  EXPECT_EQ(node.port().writeAttempts(), GetParam() + 1);
-  EXPECT_EQ(node.port().takeSent(), Frames{"185#01 02 03"});
-  EXPECT_EQ(node.output.takeErrors(), "");
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(0, handler.sendCANMessage());
+  EXPECT_EQ(GetParam() + 1, node.port().writeAttempts());
+  EXPECT_EQ(Frames{"185#01 02 03"}, node.port().takeSent());
+  EXPECT_EQ("", node.output.takeErrors());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 INSTANTIATE_TEST_SUITE_P(Refusals, RefusedFrame, testing::Values(1U, 2U, 24U, 25U), test::ReadableName());
 
 TEST_F(MessageHandler, GivesUpAfter26Attempts) {
   node.port().refuse(ATTEMPTS, KQ::KQ_DEFERRED);
-  EXPECT_EQ(handler.sendCANMessage(), KQ::KQ_DEFERRED);
-  EXPECT_EQ(node.port().writeAttempts(), ATTEMPTS);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(KQ::KQ_DEFERRED, handler.sendCANMessage());
+  EXPECT_EQ(ATTEMPTS, node.port().writeAttempts());
+  EXPECT_EQ(Frames{}, node.port().takeSent());
 }
 
 TEST_F(MessageHandler, GivingUpIsReportedOnceOnStandardError) {
   node.port().refuse(ATTEMPTS, KQ::KQ_DEFERRED);
   handler.sendCANMessage();
-  EXPECT_EQ(node.output.takeErrors(), ERROR_TEXT);
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(ERROR_TEXT, node.output.takeErrors());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(MessageHandler, EverySendHas26AttemptsOfItsOwn) {
   node.port().refuse(2 * ATTEMPTS, KQ::KQ_DEFERRED);
   handler.sendCANMessage();
-  EXPECT_EQ(handler.sendCANMessage(), KQ::KQ_DEFERRED);
-  EXPECT_EQ(node.port().writeAttempts(), 2 * ATTEMPTS);
-  EXPECT_EQ(handler.sendCANMessage(), 0);
+  EXPECT_EQ(KQ::KQ_DEFERRED, handler.sendCANMessage());
+  EXPECT_EQ(2 * ATTEMPTS, node.port().writeAttempts());
+  EXPECT_EQ(0, handler.sendCANMessage());
 }
 
 TEST_F(MessageHandler, FrameIsLeftAsItWasAfterAFailure) {
   node.port().refuse(ATTEMPTS, KQ::KQ_DEFERRED);
   handler.sendCANMessage();
-  EXPECT_EQ(test::toText(handler.outgoingMessage), "185#01 02 03");
+  EXPECT_EQ("185#01 02 03", test::toText(handler.outgoingMessage));
 }
 
 TEST_F(MessageHandler, SendingDoesNotWait) {
   node.port().refuse(ATTEMPTS, KQ::KQ_DEFERRED);
   const unsigned int readings = node.clock.readings();
   handler.sendCANMessage();
-  EXPECT_EQ(node.clock.readings(), readings);
+  EXPECT_EQ(readings, node.clock.readings());
 }
 
 TEST_F(MessageHandler, FrameThatIsNoCANFrameGivesTheCodeOfThePort) {
   handler.outgoingMessage.identifier = 0x800;
-  EXPECT_EQ(handler.sendCANMessage(), KQ::KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(node.output.takeErrors(), ERROR_TEXT);
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, handler.sendCANMessage());
+  EXPECT_EQ(ERROR_TEXT, node.output.takeErrors());
 }
 
 TEST(MessageHandlerWithoutPort, Gives10AndReportsItOnce) {
@@ -135,13 +135,13 @@ TEST(MessageHandlerWithoutPort, Gives10AndReportsItOnce) {
   PlainHandler handler;
   handler.setCANopenInstance(&portless);
   handler.outgoingMessage = test::frame("185#01");
-  EXPECT_EQ(handler.sendCANMessage(), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(output.takeErrors(), ERROR_TEXT);
-  EXPECT_EQ(output.takeOutput(), "");
-  EXPECT_EQ(test::toText(handler.outgoingMessage), "185#01");
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, handler.sendCANMessage());
+  EXPECT_EQ(ERROR_TEXT, output.takeErrors());
+  EXPECT_EQ("", output.takeOutput());
+  EXPECT_EQ("185#01", test::toText(handler.outgoingMessage));
 }
 
-/// Refuses every write with another code: 101, 102, ...
+// Refuses every write with another code: 101, 102, ...
 class CountingEndPoint : public test::MemoryEndPoint {
 protected:
   int doWrite(const KQ::KQCANMessage& /*message*/) override { return 100 + static_cast<int>(++writes); }
@@ -155,10 +155,10 @@ TEST(MessageHandlerResult, IsTheCodeOfTheLastAttempt) {
   auto* const ports = KQ::KQCANPortRegistry::instance();
   ports->bindPort(79, [](std::string& /*error*/) { return std::make_unique<CountingEndPoint>(); });
   KQ::KQCANopen node("node");
-  ASSERT_EQ(node.create(KQ::KQDEI::instance(), nullptr, 79, nullptr), 0);
+  ASSERT_EQ(0, node.create(KQ::KQDEI::instance(), nullptr, 79, nullptr));
   PlainHandler handler;
   handler.setCANopenInstance(&node);
-  EXPECT_EQ(handler.sendCANMessage(), 126);
+  EXPECT_EQ(126, handler.sendCANMessage());
   ports->unbindPort(79);
 }
 
@@ -174,9 +174,9 @@ protected:
   }
 
   void expectPointersIn(const PlainHandler& copy) {
-    EXPECT_EQ(copy.objectDictionary, dictionary);
-    EXPECT_EQ(copy.emergencyHandler, emergency);
-    EXPECT_EQ(copy.instance, &instance);
+    EXPECT_EQ(dictionary, copy.objectDictionary);
+    EXPECT_EQ(emergency, copy.emergencyHandler);
+    EXPECT_EQ(&instance, copy.instance);
   }
 
   KQ::KQCANopen instance{"node"};
@@ -197,14 +197,14 @@ TEST_F(CopiedHandler, AssignmentTakesTheFrameToo) {
   target.outgoingMessage = test::frame("7FF#AA BB CC DD EE FF 00 11");
   target = source;
   expectPointersIn(target);
-  EXPECT_EQ(test::toText(target.outgoingMessage), "185#01 02 03");
+  EXPECT_EQ("185#01 02 03", test::toText(target.outgoingMessage));
 }
 
 TEST_F(CopiedHandler, AssignmentToItselfChangesNothing) {
   const PlainHandler& alias = source;
   source = alias;
   expectPointersIn(source);
-  EXPECT_EQ(test::toText(source.outgoingMessage), "185#01 02 03");
+  EXPECT_EQ("185#01 02 03", test::toText(source.outgoingMessage));
 }
 
 }  // namespace

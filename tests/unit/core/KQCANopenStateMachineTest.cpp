@@ -1,13 +1,14 @@
-// The communication state machine: states, cycle and send pass. (Reception: KQCANopenStateMachineReceptionTest.cpp)
+// Covers: the communication state machine: states, cycle and send pass. (Reception:
+// KQCANopenStateMachineReceptionTest.cpp)
 //
-//  subject                      | functional                          | robustness
-//  -----------------------------+-------------------------------------+-------------------------------------
-//  initHandlers                 | every handler wired                 | each part missing, objects missing
-//  setState                     | signal, log line, order             | any value, every flag of the stream set
-//  run, a row for each state    | result, next state, frames, log     | unknown states, paused, failing INIT
-//  run, time of the send pass   | 50 ms from now                      | deadlines before, at and after that
-//  sendCANMessages              | status word, heartbeat              | paused, without handlers, in INIT
-//  copy and assignment          | what is taken, what is reset        | onto itself
+// | subject                    | functional                      | robustness                              |
+// |----------------------------|---------------------------------|-----------------------------------------|
+// | initHandlers               | every handler wired             | each part missing, objects missing      |
+// | setState                   | signal, log line, order         | any value, every flag of the stream set |
+// | run, a row for each state  | result, next state, frames, log | unknown states, paused, failing INIT    |
+// | run, time of the send pass | 50 ms from now                  | deadlines before, at and after that     |
+// | sendCANMessages            | status word, heartbeat          | paused, without handlers, in INIT       |
+// | copy and assignment        | what is taken, what is reset    | onto itself                             |
 
 #include <iostream>
 #include <limits>
@@ -33,19 +34,19 @@ class SetState : public StateMachine, public testing::WithParamInterface<std::pa
 
 TEST_P(SetState, StoresAnyValueAndLogsItInHexadecimal) {
   machine.setState(GetParam().first);
-  EXPECT_EQ(machine.getState(), GetParam().first);
-  EXPECT_EQ(node.output.takeOutput(), std::string("CANOPEN: State set to 0x") + GetParam().second + "\n");
+  EXPECT_EQ(GetParam().first, machine.getState());
+  EXPECT_EQ(std::string("CANOPEN: State set to 0x") + GetParam().second + "\n", node.output.takeOutput());
 }
 
 TEST_P(SetState, SignalsNodeIDAndState) {
   test::SignalRecorder listener;
   machine.addStateListener(&listener);
   machine.setState(GetParam().first);
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getType(), 6);
-  EXPECT_EQ(listener.signals[0].getCode(), 1700);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 5U);
-  EXPECT_EQ(listener.signals[0].getSecondValue(), static_cast<unsigned int>(GetParam().first));
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(6, listener.signals[0].getType());
+  EXPECT_EQ(1700, listener.signals[0].getCode());
+  EXPECT_EQ(5U, listener.signals[0].getFirstValue());
+  EXPECT_EQ(static_cast<unsigned int>(GetParam().first), listener.signals[0].getSecondValue());
   EXPECT_FALSE(listener.signals[0].getFlag());
 }
 
@@ -58,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Values, SetState,
                            return std::string("State0x") + testInfo.param.second;
                          });
 
-/// An application that has set up the standard output for its own lines.
+// An application that has set up the standard output for its own lines.
 class FormattedStream : public StateMachine, public testing::WithParamInterface<std::ios_base::fmtflags> {
 protected:
   FormattedStream() : before(nullptr) {
@@ -75,14 +76,14 @@ private:
 
 TEST_P(FormattedStream, ShowsNothingOfItInTheLine) {
   machine.setState(0x1A);
-  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x1a\n");
+  EXPECT_EQ("CANOPEN: State set to 0x1a\n", node.output.takeOutput());
 }
 
 TEST_P(FormattedStream, IsLeftInDecimalModeAndElseAsItWas) {
   machine.setState(0x1A);
-  EXPECT_EQ(std::cout.flags(), (GetParam() & ~std::ios_base::basefield) | std::ios_base::dec);
-  EXPECT_EQ(std::cout.width(), 60);
-  EXPECT_EQ(std::cout.fill(), '*');
+  EXPECT_EQ((GetParam() & ~std::ios_base::basefield) | std::ios_base::dec, std::cout.flags());
+  EXPECT_EQ(60, std::cout.width());
+  EXPECT_EQ('*', std::cout.fill());
 }
 
 const std::ios_base::fmtflags WITH_ALL = std::ios_base::uppercase | std::ios_base::showbase | std::ios_base::showpos |
@@ -92,32 +93,18 @@ INSTANTIATE_TEST_SUITE_P(Flags, FormattedStream,
                          testing::Values(std::ios_base::dec, std::ios_base::hex, std::ios_base::oct,
                                          std::ios_base::hex | WITH_ALL, std::ios_base::oct | WITH_ALL));
 
-/// Notes what it sees of the machine while it is called.
-class CuriousListener : public KQ::KQSignalListener {
-public:
-  CuriousListener(const KQ::KQCANopenStateMachine& observed, test::CapturedOutput& capturedOutput)
-      : machine(observed), output(capturedOutput) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    stateDuringCall = machine.getState();
-    outputBeforeCall = output.takeOutput();
-    return 0;
-  }
-
+TEST_F(StateMachine, StoresThenSignalsThenLogs) {
   int stateDuringCall = -1;
   std::string outputBeforeCall = "not called";
-
-private:
-  const KQ::KQCANopenStateMachine& machine;
-  test::CapturedOutput& output;
-};
-
-TEST_F(StateMachine, StoresThenSignalsThenLogs) {
-  CuriousListener listener(machine, node.output);
+  test::SignalRecorder listener([&] {
+    stateDuringCall = machine.getState();
+    outputBeforeCall = node.output.takeOutput();
+  });
   machine.addStateListener(&listener);
   machine.setState(4);
-  EXPECT_EQ(listener.stateDuringCall, 4);
-  EXPECT_EQ(listener.outputBeforeCall, "");
-  EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x4\n");
+  EXPECT_EQ(4, stateDuringCall);
+  EXPECT_EQ("", outputBeforeCall);
+  EXPECT_EQ("CANOPEN: State set to 0x4\n", node.output.takeOutput());
 }
 
 TEST_F(StateMachine, SignalsTheNodeIDOfTheInstanceAsItIsNow) {
@@ -125,7 +112,7 @@ TEST_F(StateMachine, SignalsTheNodeIDOfTheInstanceAsItIsNow) {
   machine.addStateListener(&listener);
   node.canopen().setNodeID(127);
   machine.setState(4);
-  EXPECT_EQ(listener.signals.at(0).getFirstValue(), 127U);
+  EXPECT_EQ(127U, listener.signals.at(0).getFirstValue());
 }
 
 TEST_F(StateMachine, SecondStateListenerReplacesTheFirst) {
@@ -135,7 +122,7 @@ TEST_F(StateMachine, SecondStateListenerReplacesTheFirst) {
   machine.addStateListener(&second);
   machine.setState(4);
   EXPECT_TRUE(first.signals.empty());
-  EXPECT_EQ(second.signals.size(), 1U);
+  EXPECT_EQ(1U, second.signals.size());
 }
 
 TEST_F(StateMachine, NullStateListenerRemovesTheListener) {
@@ -151,7 +138,7 @@ TEST_F(StateMachine, SignalsTheSameStateAgain) {
   machine.addStateListener(&listener);
   machine.setState(4);
   machine.setState(4);
-  EXPECT_EQ(listener.signals.size(), 2U);
+  EXPECT_EQ(2U, listener.signals.size());
 }
 
 // ---- run: a row for each state
@@ -176,20 +163,20 @@ protected:
 };
 
 TEST_P(Cycle, RunsTheActionOfTheState) {
-  EXPECT_EQ(machine.run(0), 0);
-  EXPECT_EQ(machine.getState(), GetParam().nextState);
-  EXPECT_EQ(node.port().takeSent(), GetParam().frames);
-  EXPECT_EQ(node.output.takeOutput(), GetParam().log);
-  EXPECT_EQ(node.canopen().getProtocolStatus(), GetParam().status);
+  EXPECT_EQ(0, machine.run(0));
+  EXPECT_EQ(GetParam().nextState, machine.getState());
+  EXPECT_EQ(GetParam().frames, node.port().takeSent());
+  EXPECT_EQ(GetParam().log, node.output.takeOutput());
+  EXPECT_EQ(GetParam().status, node.canopen().getProtocolStatus());
 }
 
 TEST_P(Cycle, DoesNothingWhilePaused) {
   machine.pauseMachine(true);
-  EXPECT_EQ(machine.run(0), 0);
-  EXPECT_EQ(machine.getState(), GetParam().state);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
-  EXPECT_EQ(node.output.takeOutput(), "");
-  EXPECT_EQ(node.canopen().getProtocolStatus(), UNTOUCHED_STATUS);
+  EXPECT_EQ(0, machine.run(0));
+  EXPECT_EQ(GetParam().state, machine.getState());
+  EXPECT_EQ(Frames{}, node.port().takeSent());
+  EXPECT_EQ("", node.output.takeOutput());
+  EXPECT_EQ(UNTOUCHED_STATUS, node.canopen().getProtocolStatus());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -215,8 +202,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- run: the time of the send pass
 
-/// A node in OPERATIONAL with three TPDOs that wait for the next pass, each of which takes 30 ms: the clock moves when
-/// it is sent.
+// A node in OPERATIONAL with three TPDOs that wait for the next pass, each of which takes 30 ms: the clock moves when
+// it is sent.
 class PassTime : public test::PDOFixture, public testing::WithParamInterface<unsigned int> {
 protected:
   PassTime() {
@@ -230,15 +217,15 @@ protected:
 };
 
 TEST_P(PassTime, Is50MillisecondsWhateverTheDeadline) {
-  EXPECT_EQ(node.canopen().process(node.clock.now() + GetParam()), 0);
-  EXPECT_EQ(sent(), (Frames{"185#00", "285#00"}));
+  EXPECT_EQ(0, node.canopen().process(node.clock.now() + GetParam()));
+  EXPECT_EQ((Frames{"185#00", "285#00"}), sent());
 }
 
 INSTANTIATE_TEST_SUITE_P(Deadlines, PassTime, testing::Values(0U, 10U, 30U, 50U, 60U, 1000U, 0x80000000U, 0xFFFFFFFFU),
                          test::ReadableName());
 
 TEST_F(StateMachine, StartsInINITUnpaused) {
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, machine.getState());
   EXPECT_FALSE(machine.isPaused());
 }
 
@@ -246,44 +233,30 @@ TEST_F(StateMachine, INITSignalsOnlyPreOperational) {
   test::SignalRecorder listener;
   machine.addStateListener(&listener);
   machine.run(0);
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getSecondValue(), 3U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(3U, listener.signals[0].getSecondValue());
 }
 
-/// Notes what the port has sent when it is told of a state.
-class PortWatcher : public KQ::KQSignalListener {
-public:
-  explicit PortWatcher(test::MemoryEndPoint& watchedPort) : port(watchedPort) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    sentBefore = port.takeSent();
-    return 0;
-  }
-
-  Frames sentBefore;
-
-private:
-  test::MemoryEndPoint& port;
-};
-
 TEST_F(StateMachine, INITSendsTheBootUpBeforeItEntersPreOperational) {
-  PortWatcher listener(node.port());
+  Frames sentBefore;
+  test::SignalRecorder listener([&] { sentBefore = node.port().takeSent(); });
   machine.addStateListener(&listener);
   machine.run(0);
-  EXPECT_EQ(listener.sentBefore, Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, sentBefore);
 }
 
 TEST_F(StateMachine, INITSucceedsAlsoWhenTheBootUpIsRefused) {
   node.port().refuse(26, KQ::KQ_DEFERRED);
-  EXPECT_EQ(machine.run(0), 0);
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
+  EXPECT_EQ(0, machine.run(0));
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, machine.getState());
 }
 
 TEST_F(StateMachine, UnknownStateIsReportedEveryCycle) {
   enter(9);
   machine.run(0);
   machine.run(0);
-  EXPECT_EQ(node.output.takeOutput(),
-            "KQCANopenStateMachine: UNKNOWN STATE!!!!!\nKQCANopenStateMachine: UNKNOWN STATE!!!!!\n");
+  EXPECT_EQ("KQCANopenStateMachine: UNKNOWN STATE!!!!!\nKQCANopenStateMachine: UNKNOWN STATE!!!!!\n",
+            node.output.takeOutput());
 }
 
 TEST_F(StateMachine, PausedMachineDoesNotReadTheClock) {
@@ -292,7 +265,7 @@ TEST_F(StateMachine, PausedMachineDoesNotReadTheClock) {
   machine.run(0);
   machine.sendCANMessages(0);
   machine.receiveCANMessages(10);
-  EXPECT_EQ(node.clock.readings(), readings);
+  EXPECT_EQ(readings, node.clock.readings());
 }
 
 TEST_F(StateMachine, ResumedMachineGoesOnWhereItStopped) {
@@ -302,22 +275,23 @@ TEST_F(StateMachine, ResumedMachineGoesOnWhereItStopped) {
   EXPECT_TRUE(machine.isPaused());
   machine.pauseMachine(false);
   EXPECT_FALSE(machine.isPaused());
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, machine.getState());
 }
 
 TEST_F(StateMachine, FailingINITRetriesEveryThirdCycle) {
   machine.setMessageHandlers(nullptr, &pdo, &sync, &nmt, &emergency);
   for (int attempt = 0; attempt < 3; ++attempt) {
-    EXPECT_EQ(machine.run(0), KQ::KQ_NOT_AVAILABLE);
-    EXPECT_EQ(node.output.takeOutput(), "KQCANopenStateMachine: INIT FAILED!\nCANOPEN: State set to 0x6\n");
-    EXPECT_EQ(machine.run(0), 0);
-    EXPECT_EQ(node.output.takeOutput(),
-              "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!\nTrying to do a reset...!\n"
-              "CANOPEN: State set to 0x2\n");
-    EXPECT_EQ(machine.run(0), 0);
-    EXPECT_EQ(node.output.takeOutput(), "CANOPEN: State set to 0x0\n");
+    EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, machine.run(0));
+    EXPECT_EQ("KQCANopenStateMachine: INIT FAILED!\nCANOPEN: State set to 0x6\n", node.output.takeOutput());
+    EXPECT_EQ(0, machine.run(0));
+    EXPECT_EQ(
+        "KQCANopenStateMachine: CANOPEN_STATE_FATAL_ERROR!\nTrying to do a reset...!\n"
+        "CANOPEN: State set to 0x2\n",
+        node.output.takeOutput());
+    EXPECT_EQ(0, machine.run(0));
+    EXPECT_EQ("CANOPEN: State set to 0x0\n", node.output.takeOutput());
   }
-  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(Frames{}, node.port().takeSent());
 }
 
 TEST_F(StateMachine, RecoversWhenTheMissingHandlerIsThere) {
@@ -326,9 +300,9 @@ TEST_F(StateMachine, RecoversWhenTheMissingHandlerIsThere) {
   machine.setMessageHandlers(&sdo, &pdo, &sync, &nmt, &emergency);
   machine.run(0);
   machine.run(0);
-  EXPECT_EQ(machine.run(0), 0);
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
+  EXPECT_EQ(0, machine.run(0));
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, machine.getState());
+  EXPECT_EQ(Frames{"705#00"}, node.port().takeSent());
 }
 
 // ---- initHandlers
@@ -348,18 +322,18 @@ protected:
 };
 
 TEST_P(MissingPart, InitGives10AndWiresNothing) {
-  EXPECT_EQ(machine.initHandlers(), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(machine.handleInitState(0), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, machine.initHandlers());
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, machine.handleInitState(0));
   KQ::KQCANMessage command = test::frame("000#80 05");
-  EXPECT_EQ(nmt.handleMessage(&command), KQ::KQ_NOT_HANDLED);  // as long as it knows no state machine
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, nmt.handleMessage(&command));  // as long as it knows no state machine
   KQ::KQCANMessage request = test::frame("605#40 00 10 00 00 00 00 00");
-  EXPECT_EQ(sdo.handleMessage(&request), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, sdo.handleMessage(&request));
 }
 
 TEST_P(MissingPart, CycleInINITFails) {
-  EXPECT_EQ(machine.run(0), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_FATAL_ERROR);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, machine.run(0));
+  EXPECT_EQ(KQ::CANOPEN_STATE_FATAL_ERROR, machine.getState());
+  EXPECT_EQ(Frames{}, node.port().takeSent());
 }
 
 INSTANTIATE_TEST_SUITE_P(Parts, MissingPart,
@@ -374,7 +348,7 @@ class Wiring : public StateMachine {
 protected:
   Wiring() {
     answerAsReal();
-    EXPECT_EQ(machine.handleInitState(0), 0);
+    EXPECT_EQ(0, machine.handleInitState(0));
   }
 
   Frames receive(const std::string& text) {
@@ -385,32 +359,32 @@ protected:
 };
 
 TEST_F(Wiring, StaysInTheStateAndSendsNothing) {
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, machine.getState());
+  EXPECT_EQ(Frames{}, node.port().takeSent());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(Wiring, NMTHandlerCommandsThisMachine) {
   receive("000#02 05");
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_STOPPED);
+  EXPECT_EQ(KQ::CANOPEN_STATE_STOPPED, machine.getState());
 }
 
 TEST_F(Wiring, NMTHandlerReadsTheLiveProducerTime) {
   enter(3);
   dictionary.setValue(0x1017, 0, 100, true);
   machine.run(0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"705#7F"});
+  EXPECT_EQ(Frames{"705#7F"}, node.port().takeSent());
 }
 
 TEST_F(Wiring, SDOHandlerServesTheDictionary) {
   enter(3);
-  EXPECT_EQ(receive("605#40 00 12 01 00 00 00 00"), Frames{"585#43 00 12 01 05 06 00 00"});
+  EXPECT_EQ(Frames{"585#43 00 12 01 05 06 00 00"}, receive("605#40 00 12 01 00 00 00 00"));
 }
 
 TEST_F(Wiring, SyncHandlerKnowsItsCOBIDAndThisMachine) {
   enter(4);
   node.port().inject("080#");
-  EXPECT_EQ(machine.receiveCANMessages(0), 0);
+  EXPECT_EQ(0, machine.receiveCANMessages(0));
 }
 
 TEST_F(Wiring, PDOHandlerBuildsFromTheDictionaryAndKnowsThisMachine) {
@@ -425,7 +399,7 @@ TEST_F(Wiring, PDOHandlerBuildsFromTheDictionaryAndKnowsThisMachine) {
   machine.initHandlers();
   enter(4);
   node.port().inject("205#11");
-  EXPECT_EQ(machine.receiveCANMessages(0), 0);
+  EXPECT_EQ(0, machine.receiveCANMessages(0));
 }
 
 TEST_F(Wiring, DictionaryTellsTheNMTHandlerOfNewConsumers) {
@@ -434,8 +408,8 @@ TEST_F(Wiring, DictionaryTellsTheNMTHandlerOfNewConsumers) {
   enter(3);
   dictionary.setValue(0x1016, 1, 0x00070064, true);
   receive("707#05");
-  ASSERT_EQ(listener.signals.size(), 1U);
-  EXPECT_EQ(listener.signals[0].getFirstValue(), 7U);
+  ASSERT_EQ(1U, listener.signals.size());
+  EXPECT_EQ(7U, listener.signals[0].getFirstValue());
 }
 
 TEST_F(Wiring, DictionaryTellsTheSDOHandlerOfNewChannels) {
@@ -443,22 +417,22 @@ TEST_F(Wiring, DictionaryTellsTheSDOHandlerOfNewChannels) {
   dictionary.addEntry(0x1201, KQ::OBJECT_TYPE_RECORD, "second server channel");
   dictionary.addSubentry(0x1201, 1, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false, 0x641, "", 0);
   dictionary.addSubentry(0x1201, 2, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false, 0x5C1, "", 0);
-  EXPECT_EQ(receive("641#40 00 12 01 00 00 00 00"), Frames{});
+  EXPECT_EQ(Frames{}, receive("641#40 00 12 01 00 00 00 00"));
   dictionary.setValue(0x1201, 2, 0x5C1, true);
-  EXPECT_EQ(receive("641#40 00 12 01 00 00 00 00"), Frames{"5C1#43 00 12 01 05 06 00 00"});
+  EXPECT_EQ(Frames{"5C1#43 00 12 01 05 06 00 00"}, receive("641#40 00 12 01 00 00 00 00"));
 }
 
 TEST_F(Wiring, EmergencyHandlerKnowsTheErrorRegisterAndItsCOBID) {
   emergency.enabled = true;
-  EXPECT_EQ(emergency.sendEmergencyMessage(0x8130), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"085#30 81 10 00 00 00 00 00"});
-  EXPECT_EQ(dictionary.read(0x1001, 0), 0x10);
+  EXPECT_EQ(0, emergency.sendEmergencyMessage(0x8130));
+  EXPECT_EQ(Frames{"085#30 81 10 00 00 00 00 00"}, node.port().takeSent());
+  EXPECT_EQ(0x10, dictionary.read(0x1001, 0));
 }
 
 TEST_F(StateMachine, InitSucceedsWithoutAnyStandardObject) {
   KQ::KQCANopenObjectDictionary empty;
   machine.setObjectDictionary(&empty);
-  EXPECT_EQ(machine.initHandlers(), 0);
+  EXPECT_EQ(0, machine.initHandlers());
 }
 
 // ---- sendCANMessages
@@ -466,25 +440,25 @@ TEST_F(StateMachine, InitSucceedsWithoutAnyStandardObject) {
 TEST_F(StateMachine, SendPassWithoutHandlersSetsTheStatusWord) {
   KQ::KQCANopenStateMachine bare(&node.canopen());
   node.canopen().setProtocolStatus(UNTOUCHED_STATUS);
-  EXPECT_EQ(bare.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.canopen().getProtocolStatus(), SEND_STATUS_AFTER_A_QUIET_PASS);
+  EXPECT_EQ(0, bare.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(SEND_STATUS_AFTER_A_QUIET_PASS, node.canopen().getProtocolStatus());
 }
 
 TEST_F(StateMachine, SendPassHeartbeatsForTheCurrentState) {
   machine.initHandlers();
   dictionary.setValue(0x1017, 0, 100, true);
   enter(5);
-  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"705#04"});
+  EXPECT_EQ(0, machine.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(Frames{"705#04"}, node.port().takeSent());
 }
 
 TEST_F(StateMachine, SendPassInINITSendsTheBootUpEachTime) {
   machine.initHandlers();
-  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
-  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{"705#00"});
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(0, machine.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(Frames{"705#00"}, node.port().takeSent());
+  EXPECT_EQ(0, machine.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(Frames{"705#00"}, node.port().takeSent());
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, machine.getState());
 }
 
 class SilentState : public StateMachine, public testing::WithParamInterface<int> {};
@@ -493,9 +467,9 @@ TEST_P(SilentState, SendPassSendsNoHeartbeat) {
   machine.initHandlers();
   dictionary.setValue(0x1017, 0, 100, true);
   enter(GetParam());
-  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
-  EXPECT_EQ(machine.getState(), GetParam());
+  EXPECT_EQ(0, machine.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(Frames{}, node.port().takeSent());
+  EXPECT_EQ(GetParam(), machine.getState());
 }
 
 INSTANTIATE_TEST_SUITE_P(States, SilentState, testing::Values(1, 2, 6, 9, -1), test::ReadableName());
@@ -508,11 +482,12 @@ TEST_F(StateMachine, SendPassSendsTheHeartbeatBeforeItChecksTheConsumers) {
   KQ::KQCANMessage heartbeat = test::frame("707#05");
   nmt.answer = nmt.REAL;
   nmt.handleMessage(&heartbeat);
-  PortWatcher listener(node.port());
+  Frames sentBefore;
+  test::SignalRecorder listener([&] { sentBefore = node.port().takeSent(); });
   nmt.addHeartbeatListener(&listener);
   node.clock.advance(101);
   machine.sendCANMessages(node.clock.now() + 50);
-  EXPECT_EQ(listener.sentBefore, Frames{"705#05"});
+  EXPECT_EQ(Frames{"705#05"}, sentBefore);
 }
 
 TEST_F(StateMachine, SendPassDoesNothingWhilePaused) {
@@ -521,9 +496,9 @@ TEST_F(StateMachine, SendPassDoesNothingWhilePaused) {
   enter(4);
   node.canopen().setProtocolStatus(UNTOUCHED_STATUS);
   machine.pauseMachine(true);
-  EXPECT_EQ(machine.sendCANMessages(node.clock.now() + 50), 0);
-  EXPECT_EQ(node.port().takeSent(), Frames{});
-  EXPECT_EQ(node.canopen().getProtocolStatus(), UNTOUCHED_STATUS);
+  EXPECT_EQ(0, machine.sendCANMessages(node.clock.now() + 50));
+  EXPECT_EQ(Frames{}, node.port().takeSent());
+  EXPECT_EQ(UNTOUCHED_STATUS, node.canopen().getProtocolStatus());
 }
 
 // ---- copy and assignment
@@ -539,20 +514,20 @@ protected:
   }
 
   void expectOnlyTheInstance(KQ::KQCANopenStateMachine& copy) {
-    EXPECT_EQ(copy.getState(), KQ::CANOPEN_STATE_INIT);
+    EXPECT_EQ(KQ::CANOPEN_STATE_INIT, copy.getState());
     EXPECT_FALSE(copy.isPaused());
-    EXPECT_EQ(copy.receiveCANMessages(10), KQ::KQ_NOT_AVAILABLE);
-    EXPECT_EQ(copy.initHandlers(), KQ::KQ_NOT_AVAILABLE);
+    EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, copy.receiveCANMessages(10));
+    EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, copy.initHandlers());
     copy.setMessageHandlers(&sdo, &pdo, &sync, &nmt, &emergency);
-    EXPECT_EQ(copy.initHandlers(), KQ::KQ_NOT_AVAILABLE);  // the dictionary is not taken either
+    EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, copy.initHandlers());  // the dictionary is not taken either
     copy.setState(4);
     EXPECT_TRUE(listener.signals.empty());
     copy.addStateListener(&listener);
     copy.setState(4);
-    ASSERT_EQ(listener.signals.size(), 1U);
-    EXPECT_EQ(listener.signals[0].getFirstValue(), 5U);
-    EXPECT_EQ(copy.sendCANMessages(0), 0);
-    EXPECT_EQ(node.canopen().getProtocolStatus(), SEND_STATUS_AFTER_A_QUIET_PASS);
+    ASSERT_EQ(1U, listener.signals.size());
+    EXPECT_EQ(5U, listener.signals[0].getFirstValue());
+    EXPECT_EQ(0, copy.sendCANMessages(0));
+    EXPECT_EQ(SEND_STATUS_AFTER_A_QUIET_PASS, node.canopen().getProtocolStatus());
   }
 
   test::SignalRecorder listener;
@@ -586,10 +561,10 @@ TEST_F(CopiedMachine, AssignmentToItselfResetsIt) {
 
 TEST_F(CopiedMachine, TheSourceIsLeftAsItWas) {
   const KQ::KQCANopenStateMachine copy(machine);
-  EXPECT_EQ(machine.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, machine.getState());
   EXPECT_TRUE(machine.isPaused());
-  EXPECT_EQ(machine.initHandlers(), 0);
-  EXPECT_EQ(copy.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(0, machine.initHandlers());
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, copy.getState());
 }
 
 }  // namespace

@@ -1,15 +1,15 @@
 // Covers: the binding of the application's variables to objects of the node.
 //
-// | parameter                   | functional                            | robustness                          |
-// |-----------------------------|---------------------------------------|-------------------------------------|
-// | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init |
-// | second address part         | above 255: cut in the dictionary only |                                     |
-// | data type                   | every row of both signs               | odd lengths                         |
-// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel, |
-// |                             |                                       | sub-index above 255                 |
-// | requests of the application | write and read, number and text       | before init                         |
-// | change signals              | 1100, 1101                            | other codes, before init            |
-// | resetValue                  | number                                | text, missing object, before init   |
+// | subject                     | functional                            | robustness                               |
+// |-----------------------------|---------------------------------------|------------------------------------------|
+// | addVariable                 | copy, entry, sub-entry, limits, store | null, no type, same ID, before init      |
+// | second address part         | above 255: cut in the dictionary only |                                          |
+// | data type                   | every row of both signs               | odd lengths                              |
+// | external identifier         | identifier, variable ID, channel name | 0, unknown channel, server channel, sub- |
+// |                             |                                       | index above 255                          |
+// | requests of the application | write and read, number and text       | before init                              |
+// | change signals              | 1100, 1101                            | other codes, before init                 |
+// | resetValue                  | number                                | text, missing object, before init        |
 
 #include <map>
 
@@ -43,11 +43,11 @@ protected:
   const KQ::ObjectDictionarySubEntry& subEntry(unsigned short index, unsigned char subIndex) {
     static const KQ::ObjectDictionarySubEntry missing;
     const KQ::ObjectDictionarySubEntry* const found = node.dictionary().getSubentry(index, subIndex);
-    EXPECT_NE(found, nullptr) << std::hex << index << "/" << int{subIndex};
+    EXPECT_NE(nullptr, found) << std::hex << index << "/" << int{subIndex};
     return found != nullptr ? *found : missing;
   }
 
-  /// The variable as the store describes it.
+  // The variable as the store describes it.
   static KQVariable described(unsigned int key) { return KQ::KQDEI::instance()->getCopyOfVariableMap()->at(key); }
 
   test::TestNode node;
@@ -57,14 +57,14 @@ protected:
 
 TEST(ApplicationVariableAlone, NullGives20) {
   test::TestNode node;
-  EXPECT_EQ(node.canopen().addVariable(nullptr), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, node.canopen().addVariable(nullptr));
 }
 
 TEST(ApplicationVariableAlone, BeforeInitGives10) {
   test::TestNode node;
   KQVariable variable(INDEX, 1, "number");
-  EXPECT_EQ(node.canopen().addVariable(&variable), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.canopen().getVariable(0x20010001), nullptr);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().addVariable(&variable));
+  EXPECT_EQ(nullptr, node.canopen().getVariable(0x20010001));
 }
 
 TEST_F(ApplicationVariable, IsBoundAsACopyOfItsOwn) {
@@ -73,80 +73,80 @@ TEST_F(ApplicationVariable, IsBoundAsACopyOfItsOwn) {
   variable.setGroupName("group");
   variable.setChannelName("channel");
   variable.setExternalIdentifier(0x60000001);
-  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, canopen().addVariable(&variable));
   const KQVariable* const copy = canopen().getVariable(4711);
-  ASSERT_NE(copy, nullptr);
-  EXPECT_NE(copy, &variable);
-  EXPECT_EQ(copy->getOwner(), &canopen());
-  EXPECT_EQ(copy->getBindingMode(), 2);
-  EXPECT_EQ(copy->getGroupName(), "group");
-  EXPECT_EQ(copy->getChannelName(), "channel");
-  EXPECT_EQ(copy->getExternalIdentifier(), 0x60000001U);
-  EXPECT_EQ(copy->getName(), "number");
+  ASSERT_NE(nullptr, copy);
+  EXPECT_NE(&variable, copy);
+  EXPECT_EQ(&canopen(), copy->getOwner());
+  EXPECT_EQ(2, copy->getBindingMode());
+  EXPECT_EQ("group", copy->getGroupName());
+  EXPECT_EQ("channel", copy->getChannelName());
+  EXPECT_EQ(0x60000001U, copy->getExternalIdentifier());
+  EXPECT_EQ("number", copy->getName());
 }
 
 TEST_F(ApplicationVariable, HandedInStaysAsItWas) {
   KQVariable variable(INDEX, 1, "number");
   canopen().addVariable(&variable);
-  EXPECT_EQ(variable.getOwner(), nullptr);
-  EXPECT_EQ(variable.getBindingMode(), 0);
+  EXPECT_EQ(nullptr, variable.getOwner());
+  EXPECT_EQ(0, variable.getBindingMode());
 }
 
 TEST_F(ApplicationVariable, IsFoundByItsVariableIDOnly) {
   KQVariable variable(INDEX, 1, "number");
   variable.setVariableID(4711);
   canopen().addVariable(&variable);
-  EXPECT_EQ(canopen().getVariable(0x20010001), nullptr);
-  EXPECT_EQ(canopen().getVariable(4712), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariable(0x20010001));
+  EXPECT_EQ(nullptr, canopen().getVariable(4712));
 }
 
 TEST_F(ApplicationVariable, SecondOfTheSameIDGives25AndAddsNothing) {
   KQVariable first(INDEX, 1, "first");
   KQVariable second(0x2002, 1, "second");
   second.setVariableID(first.getVariableID());
-  EXPECT_EQ(canopen().addVariable(&first), KQ::KQ_OK);
-  EXPECT_EQ(canopen().addVariable(&second), KQ::KQ_ALREADY_EXISTS);
+  EXPECT_EQ(KQ::KQ_OK, canopen().addVariable(&first));
+  EXPECT_EQ(KQ::KQ_ALREADY_EXISTS, canopen().addVariable(&second));
   EXPECT_FALSE(node.dictionary().objectExists(0x2002));
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20020001), 0);
-  EXPECT_EQ(canopen().getVariable(first.getVariableID())->getName(), "first");
+  EXPECT_EQ(0, KQ::KQDEI::instance()->getVariableLength(0x20020001));
+  EXPECT_EQ("first", canopen().getVariable(first.getVariableID())->getName());
 }
 
 TEST_F(ApplicationVariable, AtASubIndexMakesARecord) {
   KQVariable variable(INDEX, 1, "number");
   canopen().addVariable(&variable);
   ASSERT_TRUE(node.dictionary().objectExists(INDEX));
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "Auto-Generated Record Object");
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(INDEX)->objectType);
+  EXPECT_EQ("Auto-Generated Record Object", node.dictionary().getEntry(INDEX)->name);
   EXPECT_FALSE(node.dictionary().subObjectExists(INDEX, 0));
 }
 
 TEST_F(ApplicationVariable, AtSubIndex0MakesAVAROfItsName) {
   KQVariable variable(INDEX, 0, "number");
   canopen().addVariable(&variable);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_VAR);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "number");
-  EXPECT_EQ(subEntry(INDEX, 0).name, "number");
+  EXPECT_EQ(KQ::OBJECT_TYPE_VAR, node.dictionary().getEntry(INDEX)->objectType);
+  EXPECT_EQ("number", node.dictionary().getEntry(INDEX)->name);
+  EXPECT_EQ("number", subEntry(INDEX, 0).name);
 }
 
 TEST_F(ApplicationVariable, SecondAddressAbove255IsCutInTheDictionary) {
   KQVariable variable(INDEX, 0x103, "number");
-  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
-  EXPECT_EQ(subEntry(INDEX, 3).name, "number");
+  EXPECT_EQ(KQ::KQ_OK, canopen().addVariable(&variable));
+  EXPECT_EQ("number", subEntry(INDEX, 3).name);
 }
 
 TEST_F(ApplicationVariable, SecondAddressAbove255StaysInTheStore) {
   KQVariable variable(INDEX, 0x103, "number");
   canopen().addVariable(&variable);
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 0x103), &canopen());
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 3), nullptr);
+  EXPECT_EQ(&canopen(), KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 0x103));
+  EXPECT_EQ(nullptr, KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 3));
 }
 
 TEST_F(ApplicationVariable, SecondAddress256IsNotSubIndex0OfAVAR) {
   KQVariable variable(INDEX, 0x100, "number");
   canopen().addVariable(&variable);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "Auto-Generated Record Object");
-  EXPECT_EQ(subEntry(INDEX, 0).name, "number");
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(INDEX)->objectType);
+  EXPECT_EQ("Auto-Generated Record Object", node.dictionary().getEntry(INDEX)->name);
+  EXPECT_EQ("number", subEntry(INDEX, 0).name);
 }
 
 class VariableInAnEntry : public ApplicationVariable, public testing::WithParamInterface<unsigned short> {};
@@ -154,9 +154,9 @@ class VariableInAnEntry : public ApplicationVariable, public testing::WithParamI
 TEST_P(VariableInAnEntry, LeavesTheEntryAsItIs) {
   node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_ARRAY, "array");
   KQVariable variable(INDEX, GetParam(), "number");
-  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_OK);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->objectType, KQ::OBJECT_TYPE_ARRAY);
-  EXPECT_EQ(node.dictionary().getEntry(INDEX)->name, "array");
+  EXPECT_EQ(KQ::KQ_OK, canopen().addVariable(&variable));
+  EXPECT_EQ(KQ::OBJECT_TYPE_ARRAY, node.dictionary().getEntry(INDEX)->objectType);
+  EXPECT_EQ("array", node.dictionary().getEntry(INDEX)->name);
   EXPECT_TRUE(node.dictionary().subObjectExists(INDEX, static_cast<unsigned char>(GetParam())));
 }
 
@@ -168,11 +168,11 @@ TEST_F(ApplicationVariable, BecomesASubEntryWithItsAttributes) {
   variable.setInitialText("seventeen");
   canopen().addVariable(&variable);
   const KQ::ObjectDictionarySubEntry& entry = subEntry(INDEX, 3);
-  EXPECT_EQ(entry.name, "number");
+  EXPECT_EQ("number", entry.name);
   EXPECT_TRUE(entry.pdoMappable);
-  EXPECT_EQ(entry.defaultValue, 17);
-  EXPECT_EQ(entry.defaultValueString, "seventeen");
-  EXPECT_EQ(entry.sdoServerID, 0U);
+  EXPECT_EQ(17, entry.defaultValue);
+  EXPECT_EQ("seventeen", entry.defaultValueString);
+  EXPECT_EQ(0U, entry.sdoServerID);
   EXPECT_TRUE(entry.isVariable);
 }
 
@@ -187,7 +187,7 @@ TEST_P(VariableAccessMode, IsTheAccessRight) {
   KQVariable variable(INDEX, 1, "number");
   variable.setAccessMode(GetParam().mode);
   canopen().addVariable(&variable);
-  EXPECT_EQ(subEntry(INDEX, 1).accessType, GetParam().access);
+  EXPECT_EQ(GetParam().access, subEntry(INDEX, 1).accessType);
 }
 
 const AccessRow ACCESS_ROWS[] = {
@@ -200,16 +200,16 @@ INSTANTIATE_TEST_SUITE_P(Table, VariableAccessMode, testing::ValuesIn(ACCESS_ROW
 TEST_F(ApplicationVariable, OfTextIsAVisibleStringWhateverItsLength) {
   KQVariable variable(INDEX, 1, "text", KQ::STORAGE_TYPE_STRING, 16, true);
   canopen().addVariable(&variable);
-  EXPECT_EQ(subEntry(INDEX, 1).dataType, KQ::DATA_TYPE_VISIBLE_STRING);
+  EXPECT_EQ(KQ::DATA_TYPE_VISIBLE_STRING, subEntry(INDEX, 1).dataType);
 }
 
 TEST_F(ApplicationVariable, WithoutStorageTypeGives20AndKeepsEntryAndCopy) {
   KQVariable variable(INDEX, 1, "nothing", KQ::STORAGE_TYPE_UNDEFINED);
-  EXPECT_EQ(canopen().addVariable(&variable), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, canopen().addVariable(&variable));
   EXPECT_TRUE(node.dictionary().objectExists(INDEX));
   EXPECT_FALSE(node.dictionary().subObjectExists(INDEX, 1));
-  EXPECT_NE(canopen().getVariable(0x20010001), nullptr);
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20010001), 0);
+  EXPECT_NE(nullptr, canopen().getVariable(0x20010001));
+  EXPECT_EQ(0, KQ::KQDEI::instance()->getVariableLength(0x20010001));
 }
 
 TEST_F(ApplicationVariable, LimitsAreItsOwn) {
@@ -217,8 +217,8 @@ TEST_F(ApplicationVariable, LimitsAreItsOwn) {
   variable.setMinimum(-7);
   variable.setMaximum(3000);
   canopen().addVariable(&variable);
-  EXPECT_EQ(subEntry(INDEX, 1).lowLimit, -7);
-  EXPECT_EQ(subEntry(INDEX, 1).highLimit, 3000);
+  EXPECT_EQ(-7, subEntry(INDEX, 1).lowLimit);
+  EXPECT_EQ(3000, subEntry(INDEX, 1).highLimit);
 }
 
 TEST_F(ApplicationVariable, EntersTheStoreUnderTheNameOfTheNode) {
@@ -227,13 +227,13 @@ TEST_F(ApplicationVariable, EntersTheStoreUnderTheNameOfTheNode) {
   variable.setVariableID(4711);
   canopen().addVariable(&variable);
   const std::string* const owner = KQ::KQDEI::instance()->getVariableOwner(INDEX, 1);
-  ASSERT_NE(owner, nullptr);
-  EXPECT_EQ(*owner, canopen().getOwnerName());
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 1), &canopen());
+  ASSERT_NE(nullptr, owner);
+  EXPECT_EQ(canopen().getOwnerName(), *owner);
+  EXPECT_EQ(&canopen(), KQ::KQDEI::instance()->getVariableOwnerPointer(INDEX, 1));
   int value = 0;
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &value), KQ::KQ_OK);
-  EXPECT_EQ(value, 17);
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableLength(0x20010001), 12);
+  EXPECT_EQ(KQ::KQ_OK, KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &value));
+  EXPECT_EQ(17, value);
+  EXPECT_EQ(12, KQ::KQDEI::instance()->getVariableLength(0x20010001));
   EXPECT_TRUE(KQ::KQDEI::instance()->isVariableSigned(0x20010001));
 }
 
@@ -249,13 +249,13 @@ TEST_F(ApplicationVariable, EntersTheStoreWithItsAttributes) {
   variable.setEventActions(actions);
   canopen().addVariable(&variable);
   const KQVariable inStore = described(0x20010001);
-  EXPECT_EQ(inStore.getName(), "number");
-  EXPECT_EQ(inStore.getMinimum(), -7);
-  EXPECT_EQ(inStore.getMaximum(), 7);
-  EXPECT_EQ(inStore.getGroupName(), "group");
-  EXPECT_EQ(inStore.getChannelName(), "channel");
+  EXPECT_EQ("number", inStore.getName());
+  EXPECT_EQ(-7, inStore.getMinimum());
+  EXPECT_EQ(7, inStore.getMaximum());
+  EXPECT_EQ("group", inStore.getGroupName());
+  EXPECT_EQ("channel", inStore.getChannelName());
   EXPECT_TRUE(inStore.isForceWriting());
-  EXPECT_EQ(inStore.getEventActions(), actions);
+  EXPECT_EQ(actions, inStore.getEventActions());
 }
 
 class VariableValidity : public ApplicationVariable, public testing::WithParamInterface<bool> {};
@@ -264,7 +264,7 @@ TEST_P(VariableValidity, EntersTheStore) {
   KQVariable variable(INDEX, 1, "number");
   variable.setValid(GetParam());
   canopen().addVariable(&variable);
-  EXPECT_EQ(KQ::KQDEI::instance()->isValid(INDEX, 1), GetParam());
+  EXPECT_EQ(GetParam(), KQ::KQDEI::instance()->isValid(INDEX, 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, VariableValidity, testing::Bool(), test::ReadableName());
@@ -274,8 +274,8 @@ TEST_F(ApplicationVariable, TextEntersTheStore) {
   variable.setInitialText("initial");
   canopen().addVariable(&variable);
   std::string text;
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &text), KQ::KQ_OK);
-  EXPECT_EQ(text, "initial");
+  EXPECT_EQ(KQ::KQ_OK, KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &text));
+  EXPECT_EQ("initial", text);
 }
 
 // ---- data types
@@ -289,17 +289,17 @@ struct DataTypeRow : test::NamedCase {
 class VariableDataType : public ApplicationVariable, public testing::WithParamInterface<DataTypeRow> {};
 
 TEST_P(VariableDataType, FollowsFromLengthWithoutSign) {
-  EXPECT_EQ(canopen().calculateDataType(GetParam().bits, false), GetParam().ofUnsigned);
+  EXPECT_EQ(GetParam().ofUnsigned, canopen().calculateDataType(GetParam().bits, false));
 }
 
 TEST_P(VariableDataType, FollowsFromLengthWithSign) {
-  EXPECT_EQ(canopen().calculateDataType(GetParam().bits, true), GetParam().ofSigned);
+  EXPECT_EQ(GetParam().ofSigned, canopen().calculateDataType(GetParam().bits, true));
 }
 
 TEST_P(VariableDataType, IsThatOfTheSubEntry) {
   KQVariable variable(INDEX, 1, "number", KQ::STORAGE_TYPE_INTEGER, GetParam().bits, true);
   canopen().addVariable(&variable);
-  EXPECT_EQ(subEntry(INDEX, 1).dataType, GetParam().ofSigned);
+  EXPECT_EQ(GetParam().ofSigned, subEntry(INDEX, 1).dataType);
 }
 
 const DataTypeRow DATA_TYPE_ROWS[] = {
@@ -331,35 +331,35 @@ protected:
 };
 
 TEST_F(ExternalIdentifier, FindsTheVariableOnItsChannel) {
-  ASSERT_NE(bound, nullptr);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
+  ASSERT_NE(nullptr, bound);
+  EXPECT_EQ(bound, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586));
 }
 
 TEST_F(ExternalIdentifier, VariableIDFindsItToo) {
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(INDEX, 1, 0x586), bound);
+  EXPECT_EQ(bound, canopen().getVariableByExternalIdentifier(INDEX, 1, 0x586));
 }
 
 TEST_F(ExternalIdentifier, OfAnotherObjectFindsNothing) {
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x13, 0x586), nullptr);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6001, 0x12, 0x586), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x6000, 0x13, 0x586));
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x6001, 0x12, 0x586));
 }
 
 TEST_F(ExternalIdentifier, HasSixteenBitsOfSubIndex) {
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586));
   KQVariable variable(INDEX, 2, "number");
   variable.setChannelName("remote");
   variable.setExternalIdentifier(0x60000112);
   canopen().addVariable(&variable);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586), canopen().getVariable(0x20010002));
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
+  EXPECT_EQ(canopen().getVariable(0x20010002), canopen().getVariableByExternalIdentifier(0x6000, 0x112, 0x586));
+  EXPECT_EQ(bound, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586));
 }
 
 TEST_F(ExternalIdentifier, FindsNothingOnAnotherChannel) {
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587));
 }
 
 TEST_F(ExternalIdentifier, FindsNothingByTheRequestCobID) {
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x606), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x606));
 }
 
 TEST_F(ExternalIdentifier, ServerChannelHasNoName) {
@@ -367,12 +367,12 @@ TEST_F(ExternalIdentifier, ServerChannelHasNoName) {
   variable.setChannelName("server");
   canopen().addVariable(&variable);
   canopen().addSDOChannel(0x612, 0x592, 9, KQ::SDO_CHANNEL_SERVER, "server");
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(INDEX, 2, 0x592), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(INDEX, 2, 0x592));
 }
 
 TEST_F(ExternalIdentifier, LaterChannelOfTheSameCobIDGivesTheName) {
   canopen().addSDOChannel(0x608, 0x587, 7, KQ::SDO_CHANNEL_CLIENT, "remote");
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), bound);
+  EXPECT_EQ(bound, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587));
 }
 
 TEST_F(ExternalIdentifier, ZeroFindsNothing) {
@@ -380,7 +380,7 @@ TEST_F(ExternalIdentifier, ZeroFindsNothing) {
   variable.setChannelName("remote");
   variable.setVariableID(0);
   canopen().addVariable(&variable);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0, 0, 0x586), nullptr);
+  EXPECT_EQ(nullptr, canopen().getVariableByExternalIdentifier(0, 0, 0x586));
 }
 
 TEST_F(ExternalIdentifier, TellsVariablesOfDifferentChannelsApart) {
@@ -388,23 +388,23 @@ TEST_F(ExternalIdentifier, TellsVariablesOfDifferentChannelsApart) {
   variable.setChannelName("other");
   variable.setExternalIdentifier(0x60000012);
   canopen().addVariable(&variable);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586), bound);
-  EXPECT_EQ(canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587), canopen().getVariable(0x20010002));
+  EXPECT_EQ(bound, canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x586));
+  EXPECT_EQ(canopen().getVariable(0x20010002), canopen().getVariableByExternalIdentifier(0x6000, 0x12, 0x587));
 }
 
 // ---- requests of the application
 
 TEST(VariableRequestAlone, BeforeInitGives10) {
   test::TestNode node;
-  EXPECT_EQ(node.canopen().updateRequest(0x20010001U, 5), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.canopen().updateRequest(0x20010001U, std::string("text")), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.canopen().getValueRequest(0x20010001U), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().updateRequest(0x20010001U, 5));
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().updateRequest(0x20010001U, std::string("text")));
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().getValueRequest(0x20010001U));
 }
 
 TEST_F(ApplicationVariable, RequestsReturnTheCodeOfTheSDOClient) {
-  EXPECT_EQ(canopen().updateRequest(0x20010001U, 5), KQ::KQ_NOT_FOUND);
-  EXPECT_EQ(canopen().updateRequest(0x20010001U, std::string("text")), KQ::KQ_NOT_FOUND);
-  EXPECT_EQ(canopen().getValueRequest(0x20010001U), KQ::KQ_NOT_FOUND);
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, canopen().updateRequest(0x20010001U, 5));
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, canopen().updateRequest(0x20010001U, std::string("text")));
+  EXPECT_EQ(KQ::KQ_NOT_FOUND, canopen().getValueRequest(0x20010001U));
 }
 
 // ---- change signals
@@ -413,8 +413,8 @@ TEST(VariableSignalAlone, BeforeInitGives10) {
   test::TestNode node;
   KQ::KQSignal number(KQ::KQ_SIGNAL_TYPE_VARIABLE, 1100, 0x20010001, 1);
   KQ::KQSignal text(KQ::KQ_SIGNAL_TYPE_VARIABLE, 1101, 0x20010001, 1);
-  EXPECT_EQ(node.canopen().signalOccurred(number), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node.canopen().signalOccurred(text), KQ::KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().signalOccurred(number));
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, node.canopen().signalOccurred(text));
 }
 
 struct SignalRow : test::NamedCase {
@@ -427,7 +427,7 @@ class VariableSignal : public ApplicationVariable, public testing::WithParamInte
 TEST_P(VariableSignal, GoesToThePDOsByItsCode) {
   node.receive("000#01 05");
   KQ::KQSignal signal(KQ::KQ_SIGNAL_TYPE_VARIABLE, GetParam().code, 0x20010001, 1);
-  EXPECT_EQ(canopen().signalOccurred(signal), GetParam().result);
+  EXPECT_EQ(GetParam().result, canopen().signalOccurred(signal));
 }
 
 // 23 is the PDO handler's result for an object that no PDO maps.
@@ -443,7 +443,7 @@ INSTANTIATE_TEST_SUITE_P(Codes, VariableSignal, testing::ValuesIn(SIGNAL_ROWS), 
 
 TEST(VariableResetAlone, BeforeInitGives0) {
   test::TestNode node;
-  EXPECT_EQ(node.canopen().resetValue(0x20010001), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, node.canopen().resetValue(0x20010001));
 }
 
 TEST_F(ApplicationVariable, ResetGetsItsInitialValueBack) {
@@ -451,24 +451,24 @@ TEST_F(ApplicationVariable, ResetGetsItsInitialValueBack) {
   variable.setInitialValue(17);
   canopen().addVariable(&variable);
   node.dictionary().setValue(INDEX, 1, 5, true);
-  EXPECT_EQ(canopen().resetValue(0x20010001), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, canopen().resetValue(0x20010001));
   int value = 0;
   KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &value);
-  EXPECT_EQ(value, 17);
+  EXPECT_EQ(17, value);
 }
 
 TEST_F(ApplicationVariable, ResetOfATextIsRefusedAndLeavesIt) {
   KQVariable variable(INDEX, 1, "text", KQ::STORAGE_TYPE_STRING);
   canopen().addVariable(&variable);
   node.dictionary().setValue(INDEX, 1, "changed", true);
-  EXPECT_NE(canopen().resetValue(0x20010001), KQ::KQ_OK);
+  EXPECT_NE(KQ::KQ_OK, canopen().resetValue(0x20010001));
   std::string text;
   KQ::KQDEI::instance()->getVariableValue(INDEX, 1, &text);
-  EXPECT_EQ(text, "changed");
+  EXPECT_EQ("changed", text);
 }
 
 TEST_F(ApplicationVariable, ResetOfNothingGives0) {
-  EXPECT_EQ(canopen().resetValue(0x20010001), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, canopen().resetValue(0x20010001));
 }
 
 }  // namespace

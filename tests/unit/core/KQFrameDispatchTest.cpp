@@ -1,14 +1,14 @@
-// The choice of the handlers that are offered a frame.
+// Covers: the choice of the handlers that are offered a frame.
 //
-//  subject                 | functional                                | robustness
-//  ------------------------+-------------------------------------------+--------------------------------------
-//  declaration             | none, empty, some, two handlers alike     | handler of a derived class, copies
-//  change of a declaration | more, fewer                               | of another node
-//  followed identifier     | moved through the value, besides others   | more than 11 bits, two handlers
-//  identifier              | each of 11 bits                           | more than 11 bits
-//  handlers                | replaced                                  | none, missing
+// | subject                 | functional                              | robustness                         |
+// |-------------------------|-----------------------------------------|------------------------------------|
+// | declaration             | none, empty, some, two handlers alike   | handler of a derived class, copies |
+// | change of a declaration | more, fewer                             | of another node                    |
+// | followed identifier     | moved through the value, besides others | more than 11 bits, two handlers    |
+// | identifier              | each of 11 bits                         | more than 11 bits                  |
+// | handlers                | replaced                                | none, missing                      |
 
-#include "KQFrameDispatch.h"
+#include "internal/KQFrameDispatch.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ public:
   }
 };
 
-/// What an application makes of a handler of the stack.
+// What an application makes of a handler of the stack.
 class DerivedHandler : public Handler {
 public:
   void serveMore(unsigned int cobID) { declareServedCOBIDs(typeid(DerivedHandler)).add(cobID); }
@@ -58,15 +58,15 @@ protected:
 
 TEST(FrameDispatchWithoutHandlers, OffersNothing) {
   KQFrameDispatch dispatch;
-  EXPECT_EQ(dispatch.handlersOf(0), 0);
-  EXPECT_EQ(dispatch.handlersOf(0x7FF), 0);
-  EXPECT_EQ(dispatch.handlersOf(0x800), 0);
+  EXPECT_EQ(0, dispatch.handlersOf(0));
+  EXPECT_EQ(0, dispatch.handlersOf(0x7FF));
+  EXPECT_EQ(0, dispatch.handlersOf(0x800));
 }
 
 TEST_F(FrameDispatch, HandlerThatDeclaresNothingIsOfferedEveryFrame) {
   second.serve({});
   for (unsigned int identifier = 0; identifier <= 0x7FF; ++identifier) {
-    EXPECT_EQ(of(identifier), FIRST) << identifier;
+    EXPECT_EQ(FIRST, of(identifier)) << identifier;
   }
 }
 
@@ -75,23 +75,23 @@ TEST_F(FrameDispatch, HandlerIsOfferedWhatItDeclaresAndNoOther) {
   second.serve({});
   for (unsigned int identifier = 0; identifier <= 0x7FF; ++identifier) {
     const bool isServed = identifier == 0x000 || identifier == 0x705 || identifier == 0x7FF;
-    EXPECT_EQ(of(identifier), isServed ? FIRST : 0) << identifier;
+    EXPECT_EQ(isServed ? FIRST : 0, of(identifier)) << identifier;
   }
 }
 
 TEST_F(FrameDispatch, IdentifierOfTwoHandlersIsOfferedToBoth) {
   first.serve({0x205, 0x206});
   second.serve({0x206, 0x207});
-  EXPECT_EQ(of(0x205), FIRST);
-  EXPECT_EQ(of(0x206), FIRST | SECOND);
-  EXPECT_EQ(of(0x207), SECOND);
+  EXPECT_EQ(FIRST, of(0x205));
+  EXPECT_EQ(FIRST | SECOND, of(0x206));
+  EXPECT_EQ(SECOND, of(0x207));
 }
 
 TEST_F(FrameDispatch, EveryPositionHasItsBit) {
   first.serve({});
   Handler last;
   dispatch.setHandlers({&first, nullptr, nullptr, nullptr, &last});
-  EXPECT_EQ(of(0x123), LAST);
+  EXPECT_EQ(LAST, of(0x123));
 }
 
 // ---- changes
@@ -99,19 +99,19 @@ TEST_F(FrameDispatch, EveryPositionHasItsBit) {
 TEST_F(FrameDispatch, DeclarationThatChangesCountsForTheNextFrame) {
   first.serve({0x205});
   second.serve({});
-  EXPECT_EQ(of(0x206), 0);
+  EXPECT_EQ(0, of(0x206));
   first.serve({0x206});
-  EXPECT_EQ(of(0x206), FIRST);
-  EXPECT_EQ(of(0x205), 0);
+  EXPECT_EQ(FIRST, of(0x206));
+  EXPECT_EQ(0, of(0x205));
 }
 
 TEST_F(FrameDispatch, IdentifierAddedLaterCountsForTheNextFrame) {
   KQ::KQServedCOBIDs& served = first.serve({0x205});
   second.serve({});
-  EXPECT_EQ(of(0x206), 0);
+  EXPECT_EQ(0, of(0x206));
   served.add(0x206);
-  EXPECT_EQ(of(0x206), FIRST);
-  EXPECT_EQ(of(0x205), FIRST);
+  EXPECT_EQ(FIRST, of(0x206));
+  EXPECT_EQ(FIRST, of(0x205));
 }
 
 TEST_F(FrameDispatch, HandlersOfOtherNodesChangeNothing) {
@@ -121,18 +121,18 @@ TEST_F(FrameDispatch, HandlersOfOtherNodesChangeNothing) {
   KQFrameDispatch ofOtherNode;
   ofOtherNode.setHandlers({&foreign, nullptr, nullptr, nullptr, nullptr});
   foreign.serve({0x206});
-  EXPECT_EQ(of(0x205), FIRST);
-  EXPECT_EQ(of(0x206), 0);
-  EXPECT_EQ(ofOtherNode.handlersOf(0x205), 0);
-  EXPECT_EQ(ofOtherNode.handlersOf(0x206), FIRST);
+  EXPECT_EQ(FIRST, of(0x205));
+  EXPECT_EQ(0, of(0x206));
+  EXPECT_EQ(0, ofOtherNode.handlersOf(0x205));
+  EXPECT_EQ(FIRST, ofOtherNode.handlersOf(0x206));
 }
 
 TEST_F(FrameDispatch, ReplacedHandlersAreForgotten) {
   first.serve({0x205});
   second.serve({0x206});
   dispatch.setHandlers({nullptr, &second, nullptr, nullptr, nullptr});
-  EXPECT_EQ(of(0x205), 0);
-  EXPECT_EQ(of(0x206), SECOND);
+  EXPECT_EQ(0, of(0x205));
+  EXPECT_EQ(SECOND, of(0x206));
 }
 
 // ---- classes
@@ -142,10 +142,10 @@ TEST_F(FrameDispatch, DerivedClassIsOfferedEveryFrameUntilItDeclaresItself) {
   DerivedHandler derived;
   dispatch.setHandlers({&derived, &second, nullptr, nullptr, nullptr});
   derived.serve({0x205});
-  EXPECT_EQ(of(0x206), FIRST);
+  EXPECT_EQ(FIRST, of(0x206));
   derived.serveMore(0x207);
-  EXPECT_EQ(of(0x206), 0);
-  EXPECT_EQ(of(0x207), FIRST);
+  EXPECT_EQ(0, of(0x206));
+  EXPECT_EQ(FIRST, of(0x207));
 }
 
 TEST_F(FrameDispatch, DerivedClassIsOfferedEveryFrameAgainWhenItsBaseDeclares) {
@@ -154,7 +154,7 @@ TEST_F(FrameDispatch, DerivedClassIsOfferedEveryFrameAgainWhenItsBaseDeclares) {
   dispatch.setHandlers({&derived, &second, nullptr, nullptr, nullptr});
   derived.serveMore(0x207);
   derived.serve({0x205});
-  EXPECT_EQ(of(0x206), FIRST);
+  EXPECT_EQ(FIRST, of(0x206));
 }
 
 TEST_F(FrameDispatch, CopyIsOfferedEveryFrame) {
@@ -162,15 +162,15 @@ TEST_F(FrameDispatch, CopyIsOfferedEveryFrame) {
   second.serve({0x205});
   Handler copy(second);
   dispatch.setHandlers({&first, &copy, nullptr, nullptr, nullptr});
-  EXPECT_EQ(of(0x206), SECOND);
+  EXPECT_EQ(SECOND, of(0x206));
 }
 
 TEST_F(FrameDispatch, AssignedHandlerIsOfferedEveryFrame) {
   first.serve({});
   second.serve({0x205});
-  EXPECT_EQ(of(0x206), 0);
+  EXPECT_EQ(0, of(0x206));
   second = first;
-  EXPECT_EQ(of(0x206), SECOND);
+  EXPECT_EQ(SECOND, of(0x206));
 }
 
 TEST_F(FrameDispatch, AssignmentToItselfKeepsTheDeclaration) {
@@ -178,8 +178,8 @@ TEST_F(FrameDispatch, AssignmentToItselfKeepsTheDeclaration) {
   second.serve({0x205});
   const Handler& alias = second;
   second = alias;
-  EXPECT_EQ(of(0x205), SECOND);
-  EXPECT_EQ(of(0x206), 0);
+  EXPECT_EQ(SECOND, of(0x205));
+  EXPECT_EQ(0, of(0x206));
 }
 
 // ---- the followed identifier
@@ -188,21 +188,21 @@ TEST_F(FrameDispatch, FollowedIdentifierIsThatOfTheValueNow) {
   int cobID = 0x80;
   first.serve({}).follow(&cobID);
   second.serve({});
-  EXPECT_EQ(of(0x80), FIRST);
-  EXPECT_EQ(of(0x81), 0);
+  EXPECT_EQ(FIRST, of(0x80));
+  EXPECT_EQ(0, of(0x81));
   cobID = 0x81;
-  EXPECT_EQ(of(0x81), FIRST);
-  EXPECT_EQ(of(0x80), 0);
+  EXPECT_EQ(FIRST, of(0x81));
+  EXPECT_EQ(0, of(0x80));
 }
 
 TEST_F(FrameDispatch, FollowedIdentifierStandsBesideTheOthers) {
   int cobID = 0x80;
   first.serve({0x205}).follow(&cobID);
   second.serve({0x81});
-  EXPECT_EQ(of(0x205), FIRST);
+  EXPECT_EQ(FIRST, of(0x205));
   cobID = 0x81;
-  EXPECT_EQ(of(0x205), FIRST);
-  EXPECT_EQ(of(0x81), FIRST | SECOND);
+  EXPECT_EQ(FIRST, of(0x205));
+  EXPECT_EQ(FIRST | SECOND, of(0x81));
 }
 
 TEST_F(FrameDispatch, TwoHandlersMayFollow) {
@@ -211,19 +211,19 @@ TEST_F(FrameDispatch, TwoHandlersMayFollow) {
   first.serve({}).follow(&ofFirst);
   second.serve({}).follow(&ofSecond);
   ofSecond = 0x101;
-  EXPECT_EQ(of(0x80), FIRST);
-  EXPECT_EQ(of(0x101), SECOND);
+  EXPECT_EQ(FIRST, of(0x80));
+  EXPECT_EQ(SECOND, of(0x101));
   ofFirst = 0x101;
-  EXPECT_EQ(of(0x101), FIRST | SECOND);
+  EXPECT_EQ(FIRST | SECOND, of(0x101));
 }
 
 TEST_F(FrameDispatch, ClearedDeclarationIsFollowedNoMore) {
   int cobID = 0x80;
   first.serve({}).follow(&cobID);
   second.serve({});
-  EXPECT_EQ(of(0x80), FIRST);
+  EXPECT_EQ(FIRST, of(0x80));
   first.serve({0x205});
-  EXPECT_EQ(of(0x80), 0);
+  EXPECT_EQ(0, of(0x80));
 }
 
 class FollowedFlags : public FrameDispatch, public testing::WithParamInterface<unsigned int> {};
@@ -233,7 +233,7 @@ TEST_P(FollowedFlags, AreOfNoFrameOf11Bits) {
   first.serve({}).follow(&cobID);
   second.serve({});
   for (unsigned int identifier = 0; identifier <= 0x7FF; ++identifier) {
-    EXPECT_EQ(of(identifier), 0) << identifier;
+    EXPECT_EQ(0, of(identifier)) << identifier;
   }
 }
 
@@ -247,7 +247,7 @@ class WideIdentifier : public FrameDispatch, public testing::WithParamInterface<
 TEST_P(WideIdentifier, IsOfferedToEveryHandlerThereIs) {
   first.serve({0x205});
   second.serve({});
-  EXPECT_EQ(of(GetParam()), FIRST | SECOND);
+  EXPECT_EQ(FIRST | SECOND, of(GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Identifiers, WideIdentifier, testing::Values(0x800U, 0x1FFFFFFFU, 0xFFFFFFFFU),

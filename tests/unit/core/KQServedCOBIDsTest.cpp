@@ -1,13 +1,13 @@
-// The identifiers that one handler declares.
+// Covers: the identifiers that one handler declares.
 //
-//  subject      | functional                            | robustness
-//  -------------+---------------------------------------+------------------------------------
-//  add          | boundaries of the 11 bits, neighbours | more than 11 bits, twice
-//  follow       | kept                                  | null
-//  clear        | forgets both                          |
-//  getChanges   | every change of any declaration       | none without a change
+// | subject    | functional                            | robustness               |
+// |------------|---------------------------------------|--------------------------|
+// | add        | boundaries of the 11 bits, neighbours | more than 11 bits, twice |
+// | follow     | kept                                  | null                     |
+// | clear      | forgets both                          |                          |
+// | getChanges | every change of any declaration       | none without a change    |
 
-#include "KQServedCOBIDs.h"
+#include "internal/KQServedCOBIDs.h"
 
 #include <gtest/gtest.h>
 
@@ -27,8 +27,8 @@ std::size_t countOf(const KQServedCOBIDs& served) {
 
 TEST(ServedCOBIDs, AreNoneAtFirst) {
   const KQServedCOBIDs served;
-  EXPECT_EQ(countOf(served), 0U);
-  EXPECT_EQ(served.getFollowed(), nullptr);
+  EXPECT_EQ(0U, countOf(served));
+  EXPECT_EQ(nullptr, served.getFollowed());
 }
 
 class AddedCOBID : public testing::TestWithParam<unsigned int> {};
@@ -37,7 +37,7 @@ TEST_P(AddedCOBID, IsServedAndNoOther) {
   KQServedCOBIDs served;
   served.add(GetParam());
   EXPECT_TRUE(served.contains(GetParam()));
-  EXPECT_EQ(countOf(served), 1U);
+  EXPECT_EQ(1U, countOf(served));
 }
 
 INSTANTIATE_TEST_SUITE_P(Boundaries, AddedCOBID, testing::Values(0U, 1U, 0x3FFU, 0x7FEU, 0x7FFU), test::ReadableName());
@@ -47,7 +47,7 @@ class AddedWideCOBID : public testing::TestWithParam<unsigned int> {};
 TEST_P(AddedWideCOBID, IsNotServed) {
   KQServedCOBIDs served;
   served.add(GetParam());
-  EXPECT_EQ(countOf(served), 0U);
+  EXPECT_EQ(0U, countOf(served));
 }
 
 INSTANTIATE_TEST_SUITE_P(Boundaries, AddedWideCOBID,
@@ -58,8 +58,8 @@ TEST(ServedCOBIDs, KeepWhereTheFollowedOneStands) {
   const int cobID = 0x80;
   KQServedCOBIDs served;
   served.follow(&cobID);
-  EXPECT_EQ(served.getFollowed(), &cobID);
-  EXPECT_EQ(countOf(served), 0U);
+  EXPECT_EQ(&cobID, served.getFollowed());
+  EXPECT_EQ(0U, countOf(served));
 }
 
 TEST(ServedCOBIDs, ClearForgetsAllOfThem) {
@@ -68,8 +68,8 @@ TEST(ServedCOBIDs, ClearForgetsAllOfThem) {
   served.add(0x205);
   served.follow(&cobID);
   served.clear();
-  EXPECT_EQ(countOf(served), 0U);
-  EXPECT_EQ(served.getFollowed(), nullptr);
+  EXPECT_EQ(0U, countOf(served));
+  EXPECT_EQ(nullptr, served.getFollowed());
 }
 
 TEST(ServedCOBIDs, EveryChangeOfAnyDeclarationIsSeen) {
@@ -78,13 +78,13 @@ TEST(ServedCOBIDs, EveryChangeOfAnyDeclarationIsSeen) {
   KQServedCOBIDs other;
   unsigned int before = KQServedCOBIDs::getChanges();
   one.add(0x205);
-  EXPECT_NE(KQServedCOBIDs::getChanges(), before);
+  EXPECT_NE(before, KQServedCOBIDs::getChanges());
   before = KQServedCOBIDs::getChanges();
   other.follow(&cobID);
-  EXPECT_NE(KQServedCOBIDs::getChanges(), before);
+  EXPECT_NE(before, KQServedCOBIDs::getChanges());
   before = KQServedCOBIDs::getChanges();
   one.clear();
-  EXPECT_NE(KQServedCOBIDs::getChanges(), before);
+  EXPECT_NE(before, KQServedCOBIDs::getChanges());
 }
 
 TEST(ServedCOBIDs, WhatChangesNothingIsNoChange) {
@@ -93,7 +93,7 @@ TEST(ServedCOBIDs, WhatChangesNothingIsNoChange) {
   const unsigned int before = KQServedCOBIDs::getChanges();
   served.add(0x205);
   served.add(0x800);
-  EXPECT_EQ(KQServedCOBIDs::getChanges(), before);
+  EXPECT_EQ(before, KQServedCOBIDs::getChanges());
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Covers: the data types 0x40 to 0x47, which the node defines for odd bit lengths.
 //
-// | parameter  | functional                                 | robustness                    |
+// | subject    | functional                                 | robustness                    |
 // |------------|--------------------------------------------|-------------------------------|
 // | entry      | name, access, type, default of sub-index 0 |                               |
 // | slots      | filled in order, found again               | a ninth                       |
@@ -26,42 +26,42 @@ protected:
 };
 
 TEST_F(ManufacturerDataType, BecomesAnEntry) {
-  ASSERT_EQ(create(12, false), 0x40);
+  ASSERT_EQ(0x40, create(12, false));
   const KQ::ObjectDictionaryEntry* const entry = node.dictionary().getEntry(0x40);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->objectType, KQ::OBJECT_TYPE_VAR);
-  EXPECT_EQ(entry->name, "UNSIGNED64");
-  EXPECT_EQ(entry->subEntries.size(), 1U);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(KQ::OBJECT_TYPE_VAR, entry->objectType);
+  EXPECT_EQ("UNSIGNED64", entry->name);
+  EXPECT_EQ(1U, entry->subEntries.size());
   const KQ::ObjectDictionarySubEntry* const subEntry = node.dictionary().getSubentry(0x40, 0);
-  ASSERT_NE(subEntry, nullptr);
-  EXPECT_EQ(subEntry->accessType, KQ::ACCESS_RO);
-  EXPECT_EQ(subEntry->dataType, 0x40);
-  EXPECT_EQ(subEntry->name, "");
+  ASSERT_NE(nullptr, subEntry);
+  EXPECT_EQ(KQ::ACCESS_RO, subEntry->accessType);
+  EXPECT_EQ(0x40, subEntry->dataType);
+  EXPECT_EQ("", subEntry->name);
   EXPECT_TRUE(subEntry->pdoMappable);
-  EXPECT_EQ(subEntry->value, 0);
-  EXPECT_EQ(subEntry->defaultValue, 0);
+  EXPECT_EQ(0, subEntry->value);
+  EXPECT_EQ(0, subEntry->defaultValue);
 }
 
 TEST_F(ManufacturerDataType, OfASignedNumberBearsTheSameName) {
   create(12, false);
-  ASSERT_EQ(create(12, true), 0x41);
-  EXPECT_EQ(node.dictionary().getEntry(0x41)->name, "UNSIGNED64");
-  EXPECT_EQ(node.dictionary().getSubentry(0x41, 0)->dataType, 0x41);
+  ASSERT_EQ(0x41, create(12, true));
+  EXPECT_EQ("UNSIGNED64", node.dictionary().getEntry(0x41)->name);
+  EXPECT_EQ(0x41, node.dictionary().getSubentry(0x41, 0)->dataType);
 }
 
 TEST_F(ManufacturerDataType, IsReusedForTheSameLengthAndSign) {
-  EXPECT_EQ(create(12, false), 0x40);
-  EXPECT_EQ(create(12, true), 0x41);
-  EXPECT_EQ(create(12, false), 0x40);
-  EXPECT_EQ(create(12, true), 0x41);
+  EXPECT_EQ(0x40, create(12, false));
+  EXPECT_EQ(0x41, create(12, true));
+  EXPECT_EQ(0x40, create(12, false));
+  EXPECT_EQ(0x41, create(12, true));
   EXPECT_FALSE(node.dictionary().objectExists(0x42));
 }
 
 TEST_F(ManufacturerDataType, ThereAreEightOfThem) {
   for (int i = 0; i < 8; ++i) {
-    EXPECT_EQ(create(33 + i, false), 0x40 + i);
+    EXPECT_EQ(0x40 + i, create(33 + i, false));
   }
-  EXPECT_EQ(create(41, false), 0);
+  EXPECT_EQ(0, create(41, false));
   EXPECT_FALSE(node.dictionary().objectExists(0x48));
 }
 
@@ -69,52 +69,52 @@ TEST_F(ManufacturerDataType, IsFoundAfterANinthWasRefused) {
   for (int i = 0; i < 9; ++i) {
     create(33 + i, false);
   }
-  EXPECT_EQ(create(40, false), 0x47);
-  EXPECT_EQ(create(33, false), 0x40);
-  EXPECT_EQ(create(33, true), 0);
+  EXPECT_EQ(0x47, create(40, false));
+  EXPECT_EQ(0x40, create(33, false));
+  EXPECT_EQ(0, create(33, true));
 }
 
 TEST_F(ManufacturerDataType, NinthVariableOfAnOddLengthHasNoDataType) {
   for (int i = 0; i < 9; ++i) {
-    EXPECT_EQ(node.canopen().calculateDataType(33 + i, false), i < 8 ? 0x40 + i : 0);
+    EXPECT_EQ(i < 8 ? 0x40 + i : 0, node.canopen().calculateDataType(33 + i, false));
   }
 }
 
 TEST_F(ManufacturerDataType, DefinitionIsItsSlot) {
   create(12, false);
   create(33, true);
-  ASSERT_NE(definition(0x40), nullptr);
-  EXPECT_EQ(definition(0x40)->bitCount, 12);
+  ASSERT_NE(nullptr, definition(0x40));
+  EXPECT_EQ(12, definition(0x40)->bitCount);
   EXPECT_FALSE(definition(0x40)->isSigned);
-  EXPECT_EQ(definition(0x40)->index, 0x40);
-  ASSERT_NE(definition(0x41), nullptr);
-  EXPECT_EQ(definition(0x41)->bitCount, 33);
+  EXPECT_EQ(0x40, definition(0x40)->index);
+  ASSERT_NE(nullptr, definition(0x41));
+  EXPECT_EQ(33, definition(0x41)->bitCount);
   EXPECT_TRUE(definition(0x41)->isSigned);
-  EXPECT_EQ(definition(0x41)->index, 0x41);
+  EXPECT_EQ(0x41, definition(0x41)->index);
 }
 
 TEST_F(ManufacturerDataType, UnusedSlotHasNoDefinition) {
-  EXPECT_EQ(definition(0x40), nullptr);
+  EXPECT_EQ(nullptr, definition(0x40));
   create(12, false);
-  EXPECT_EQ(definition(0x41), nullptr);
-  EXPECT_EQ(definition(0x47), nullptr);
+  EXPECT_EQ(nullptr, definition(0x41));
+  EXPECT_EQ(nullptr, definition(0x47));
 }
 
 TEST_F(ManufacturerDataType, OtherTypesHaveNoDefinition) {
   for (int i = 0; i < 8; ++i) {
     create(33 + i, false);
   }
-  EXPECT_NE(definition(0x47), nullptr);
+  EXPECT_NE(nullptr, definition(0x47));
   for (const int type : {0x3F, 0x48, 0, 7, -1}) {
-    EXPECT_EQ(definition(type), nullptr) << type;
+    EXPECT_EQ(nullptr, definition(type)) << type;
   }
 }
 
 TEST_F(ManufacturerDataType, GivesTheDictionaryItsSize) {
   create(12, true);
   const auto type = static_cast<KQ::KQCANopenDataType>(0x40);
-  EXPECT_EQ(node.dictionary().getNumberOfBitsByDatatType(type), 12);
-  EXPECT_EQ(node.dictionary().getNumberOfBytesByDatatType(type), 2);
+  EXPECT_EQ(12, node.dictionary().getNumberOfBitsByDatatType(type));
+  EXPECT_EQ(2, node.dictionary().getNumberOfBytesByDatatType(type));
   EXPECT_TRUE(node.dictionary().isDataTypeSigned(type));
 }
 
@@ -130,9 +130,9 @@ struct LimitsRow : test::NamedCase {
 class ManufacturerDataTypeLimits : public ManufacturerDataType, public testing::WithParamInterface<LimitsRow> {};
 
 TEST_P(ManufacturerDataTypeLimits, AreThoseOfItsLength) {
-  ASSERT_EQ(create(GetParam().bits, GetParam().isSigned), 0x40);
-  EXPECT_EQ(node.dictionary().getSubentry(0x40, 0)->lowLimit, GetParam().low);
-  EXPECT_EQ(node.dictionary().getSubentry(0x40, 0)->highLimit, GetParam().high);
+  ASSERT_EQ(0x40, create(GetParam().bits, GetParam().isSigned));
+  EXPECT_EQ(GetParam().low, node.dictionary().getSubentry(0x40, 0)->lowLimit);
+  EXPECT_EQ(GetParam().high, node.dictionary().getSubentry(0x40, 0)->highLimit);
 }
 
 const LimitsRow UNSIGNED_ROWS[] = {

@@ -1,12 +1,15 @@
-// The frames that a node lets its CAN port hand out: those that its handlers declare, at every moment.
+// Covers: the frames that a node lets its CAN port hand out: those that its handlers declare, at every moment.
 //
-//  what changes                     | functional                             | robustness
-//  ---------------------------------+----------------------------------------+-------------------------------------------
-//  nothing                          | exactly what is served                 | not told again, by cycles, frames or a
-//  reset RPDO, SDO channel, SYNC,         | before the change is confirmed; before | through the pointer to the value
-//  of 0x1005; heartbeat consumer               | the call of the configuration returns  | identifier given up the port
-//  | a new one is told                      | none at the moment a handler that declares nothing  | everything passes |
-//  several nodes                    | each its own                           |
+// | subject                            | functional                           | robustness                           |
+// |------------------------------------|--------------------------------------|--------------------------------------|
+// | nothing changes                    | exactly what is served               | not told again, by cycles, frames or |
+// |                                    |                                      | a reset                              |
+// | RPDO, SDO channel, SYNC, heartbeat | before the change is confirmed;      | through the pointer to the value of  |
+// | consumer                           | before the call of the configuration | 0x1005; identifier given up          |
+// |                                    | returns                              |                                      |
+// | the port                           | a new one is told                    | none at the moment                   |
+// | a handler that declares nothing    | everything passes                    |                                      |
+// | several nodes                      | each its own                         |                                      |
 
 #include <memory>
 #include <set>
@@ -39,11 +42,11 @@ protected:
     addReceivePDO(0, {0x205}, {0x20010108});
   }
 
-  /// A write of a master. @return whether @p identifier passed already when it was confirmed
+  // A write of a master. @return whether identifier passed already when it was confirmed
   bool passesWhenConfirmed(const std::string& request, unsigned int identifier) {
     bool passes = false;
     node.port().onWrite = [this, identifier, &passes] { passes = node.port().lets(identifier); };
-    EXPECT_EQ(node.receive("605#" + request).size(), 1U);
+    EXPECT_EQ(1U, node.receive("605#" + request).size());
     node.port().onWrite = [] {};
     return passes;
   }
@@ -52,7 +55,7 @@ protected:
 TEST_F(ReceptionFilter, LetsThroughWhatIsServedAndNothingElse) {
   start();
   // NMT, SYNC, RPDO, SDO server and the unused consumer of a fresh 0x1016.
-  EXPECT_EQ(passing(node.port()), (Identifiers{0x000, 0x080, 0x205, 0x605, 0x700}));
+  EXPECT_EQ((Identifiers{0x000, 0x080, 0x205, 0x605, 0x700}), passing(node.port()));
 }
 
 TEST_F(ReceptionFilter, IsNotSetAgainWithoutAChange) {
@@ -61,7 +64,7 @@ TEST_F(ReceptionFilter, IsNotSetAgainWithoutAChange) {
   node.run(20);
   node.receive("605#40 18 10 01 00 00 00 00");
   node.receive("605#2B 17 10 00 E8 03 00 00");
-  EXPECT_EQ(node.port().filterChanges(), changes);
+  EXPECT_EQ(changes, node.port().filterChanges());
 }
 
 TEST_F(ReceptionFilter, IsNotSetAgainByAReset) {
@@ -70,8 +73,8 @@ TEST_F(ReceptionFilter, IsNotSetAgainByAReset) {
   node.receive("000#82 00");
   node.cycle();
   node.cycle();
-  EXPECT_EQ(node.canopen().getCANopenState(), KQ::CANOPEN_STATE_PRE_OPERATIONAL);
-  EXPECT_EQ(node.port().filterChanges(), changes);
+  EXPECT_EQ(KQ::CANOPEN_STATE_PRE_OPERATIONAL, node.canopen().getCANopenState());
+  EXPECT_EQ(changes, node.port().filterChanges());
 }
 
 TEST_F(ReceptionFilter, FollowsAReceivePDOBeforeItsChangeIsConfirmed) {
@@ -102,19 +105,19 @@ TEST_F(ReceptionFilter, FollowsTheConfigurationBeforeItReturns) {
   start();
   node.canopen().addHeartbeatConsumer(0x21, 100);
   EXPECT_TRUE(node.port().lets(0x721));
-  ASSERT_EQ(write(0x1400, 1, 0x80000205), 0);
+  ASSERT_EQ(0, write(0x1400, 1, 0x80000205));
   EXPECT_FALSE(node.port().lets(0x205));
-  ASSERT_EQ(write(0x1400, 1, 0x345), 0);
+  ASSERT_EQ(0, write(0x1400, 1, 0x345));
   EXPECT_TRUE(node.port().lets(0x345));
 }
 
 TEST_F(ReceptionFilter, FollowsAnSDOChannel) {
-  ASSERT_EQ(node.canopen().addSDOChannel(0x641, 0x5C1, 9, KQ::SDO_CHANNEL_SERVER, ""), 0);
-  ASSERT_EQ(node.canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"), 0);
+  ASSERT_EQ(0, node.canopen().addSDOChannel(0x641, 0x5C1, 9, KQ::SDO_CHANNEL_SERVER, ""));
+  ASSERT_EQ(0, node.canopen().addSDOChannel(0x606, 0x586, 6, KQ::SDO_CHANNEL_CLIENT, "six"));
   start();
   EXPECT_TRUE(node.port().lets(0x641));
   EXPECT_TRUE(node.port().lets(0x586));
-  ASSERT_EQ(write(0x1201, 1, 0x642, true), 0);
+  ASSERT_EQ(0, write(0x1201, 1, 0x642, true));
   EXPECT_TRUE(node.port().lets(0x642));
 }
 
@@ -127,7 +130,7 @@ TEST_F(ReceptionFilter, IsSetOnceForAllThatTheFirstCycleWires) {
 
 TEST_F(ReceptionFilter, IsSetForANewPort) {
   start();
-  ASSERT_EQ(node.canopen().reset(), 0);
+  ASSERT_EQ(0, node.canopen().reset());
   node.cycle();
   EXPECT_FALSE(node.port().lets(0x206));
   EXPECT_TRUE(node.port().lets(0x205));
@@ -135,9 +138,9 @@ TEST_F(ReceptionFilter, IsSetForANewPort) {
 
 TEST_F(ReceptionFilter, WaitsForAPort) {
   start();
-  ASSERT_EQ(node.canopen().release(), 0);
-  EXPECT_EQ(node.canopen().process(node.clock.now()), 0);
-  EXPECT_EQ(write(0x1400, 1, 0x80000205), 0);
+  ASSERT_EQ(0, node.canopen().release());
+  EXPECT_EQ(0, node.canopen().process(node.clock.now()));
+  EXPECT_EQ(0, write(0x1400, 1, 0x80000205));
 }
 
 using HandlersOfAnotherClass = test::StateMachineFixture;
@@ -155,13 +158,13 @@ TEST(ReceptionFilterOfTwoNodes, IsEachNodesOwn) {
   five.cycle();
   KQ::KQCANopen six("six");
   const test::MemoryEndPoint& portOfFive = five.port();
-  ASSERT_EQ(six.create(KQ::KQDEI::instance(), nullptr, test::TestNode::PORT, nullptr), 0);
+  ASSERT_EQ(0, six.create(KQ::KQDEI::instance(), nullptr, test::TestNode::PORT, nullptr));
   six.setNodeID(6);
-  ASSERT_EQ(six.init(), 0);
+  ASSERT_EQ(0, six.init());
   six.process(0);
   six.process(0);
   const test::MemoryEndPoint& portOfSix = five.port();  // the one that was opened last
-  ASSERT_NE(&portOfFive, &portOfSix);
+  ASSERT_NE(&portOfSix, &portOfFive);
   EXPECT_TRUE(portOfFive.lets(0x605));
   EXPECT_FALSE(portOfFive.lets(0x606));
   EXPECT_TRUE(portOfSix.lets(0x606));

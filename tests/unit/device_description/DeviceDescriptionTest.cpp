@@ -1,10 +1,13 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | objects, sub-indexes, compact sub-objects, values of a DCF, node-ID            | functional |
-// | PDOs with their mapping, names for people, types that the file defines         | functional |
-// | line ends, marks, character sets, blanks, letters of either case               | functional |
-// | lists that do not fit, sections that no list names, duplicates: told, and read | robustness |
-// | what is written is read again as the same                                      | functional |
+// Covers: EDS and DCF files, read and written.
+//
+// | subject                                                                        | functional | robustness |
+// |--------------------------------------------------------------------------------|------------|------------|
+// | objects, sub-indexes, compact sub-objects, values of a DCF, node-ID            | x          |            |
+// | PDOs with their mapping, names for people, types that the file defines         | x          |            |
+// | line ends, marks, character sets, blanks, letters of either case               | x          |            |
+// | lists that do not fit, sections that no list names, duplicates: told, and read |            | x          |
+// | what is written is read again as the same                                      | x          |            |
+
 #include "DeviceDescription.h"
 
 #include <gtest/gtest.h>
@@ -44,21 +47,21 @@ const std::string SPEED =
 TEST_F(DeviceDescriptionTest, VariableHasAllThatTheFileSays) {
   const DeviceDescription description = parse(SPEED);
   const auto* const value = description.find(0x2000, 0);
-  ASSERT_NE(value, nullptr);
-  EXPECT_EQ(value->name, "Value");
-  EXPECT_EQ(value->dataType, 3U);
-  EXPECT_EQ(value->access, device_description::Access::RW);
-  EXPECT_EQ(value->lowLimit->number, -100);
-  EXPECT_EQ(value->highLimit->number, 100);
-  EXPECT_EQ(value->defaultValue->number, -7);
+  ASSERT_NE(nullptr, value);
+  EXPECT_EQ("Value", value->name);
+  EXPECT_EQ(3U, value->dataType);
+  EXPECT_EQ(device_description::Access::RW, value->access);
+  EXPECT_EQ(-100, value->lowLimit->number);
+  EXPECT_EQ(100, value->highLimit->number);
+  EXPECT_EQ(-7, value->defaultValue->number);
   EXPECT_TRUE(value->isMappable);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, WhatIsMissingIsNotMadeUp) {
   const DeviceDescription description = parse(VARIABLE + "DataType=5\nAccessType=ro\n");
   const auto* const value = description.find(0x2000, 0);
-  ASSERT_NE(value, nullptr);
+  ASSERT_NE(nullptr, value);
   EXPECT_FALSE(value->lowLimit);
   EXPECT_FALSE(value->highLimit);
   EXPECT_FALSE(value->defaultValue);
@@ -66,29 +69,29 @@ TEST_F(DeviceDescriptionTest, WhatIsMissingIsNotMadeUp) {
 }
 
 TEST_F(DeviceDescriptionTest, NameKeepsSemicolonAndEqualsSign) {
-  EXPECT_EQ(parse(std::string(LIST) + "[2000]\nParameterName=Valve; open = 1\nDataType=5\nAccessType=ro\n")
-                .getName(0x2000, 0),
-            "Valve; open = 1");
+  EXPECT_EQ("Valve; open = 1",
+            parse(std::string(LIST) + "[2000]\nParameterName=Valve; open = 1\nDataType=5\nAccessType=ro\n")
+                .getName(0x2000, 0));
 }
 
 TEST_F(DeviceDescriptionTest, LineMayBeLong) {
   const std::string name(100000, 'x');
   EXPECT_EQ(
-      parse(std::string(LIST) + "[2000]\nParameterName=" + name + "\nDataType=5\nAccessType=ro\n").getName(0x2000, 0),
-      name);
+      name,
+      parse(std::string(LIST) + "[2000]\nParameterName=" + name + "\nDataType=5\nAccessType=ro\n").getName(0x2000, 0));
 }
 
 TEST_F(DeviceDescriptionTest, Latin1BecomesUTF8) {
-  EXPECT_EQ(parse(std::string(LIST) + "[2000]\nParameterName=\xD6l\nDataType=5\nAccessType=ro\n").getName(0x2000, 0),
-            "\xC3\x96l");
-  EXPECT_EQ(getTexts(), Texts({"note: app.eds: is not UTF-8 and read as Latin-1"}));
+  EXPECT_EQ("\xC3\x96l",
+            parse(std::string(LIST) + "[2000]\nParameterName=\xD6l\nDataType=5\nAccessType=ro\n").getName(0x2000, 0));
+  EXPECT_EQ(Texts({"note: app.eds: is not UTF-8 and read as Latin-1"}), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, UTF8StaysAsItIs) {
   EXPECT_EQ(
-      parse(std::string(LIST) + "[2000]\nParameterName=\xC3\x96l\nDataType=5\nAccessType=ro\n").getName(0x2000, 0),
-      "\xC3\x96l");
-  EXPECT_EQ(getTexts(), Texts());
+      "\xC3\x96l",
+      parse(std::string(LIST) + "[2000]\nParameterName=\xC3\x96l\nDataType=5\nAccessType=ro\n").getName(0x2000, 0));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, ByteOrderMarkWindowsLineEndsAndIndentationAreRead) {
@@ -98,8 +101,8 @@ TEST_F(DeviceDescriptionTest, ByteOrderMarkWindowsLineEndsAndIndentationAreRead)
   for (std::size_t i = text.find('\n'); i != std::string::npos; i = text.find('\n', i + 2)) {
     text.insert(i, "\r");
   }
-  EXPECT_EQ(parse(text).getName(0x2000, 0), "Value");
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ("Value", parse(text).getName(0x2000, 0));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, SectionsAreFoundHoweverTheirDigitsAreWritten) {
@@ -108,8 +111,8 @@ TEST_F(DeviceDescriptionTest, SectionsAreFoundHoweverTheirDigitsAreWritten) {
       "9\nSubNumber=2\n"
       "[20abSUB0]\nParameterName=N\nDataType=5\nAccessType=ro\n[20ABsub0b]\nParameterName=V\nDataType=5\nAccessType="
       "ro\n");
-  EXPECT_NE(description.find(0x20AB, 0x0B), nullptr);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_NE(nullptr, description.find(0x20AB, 0x0B));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, CompactSubObjectsAreAlikeButForTheirNamesAndValues) {
@@ -118,18 +121,18 @@ TEST_F(DeviceDescriptionTest, CompactSubObjectsAreAlikeButForTheirNamesAndValues
             "[2000]\nParameterName=Valve\nObjectType=8\nDataType=5\nAccessType=rw\nDefaultValue=9\nPDOMapping="
             "1\nCompactSubObj=3\n"
             "[2000Name]\nNrOfEntries=1\n2=Second\n[2000Value]\nNrOfEntries=1\n3=0x10\n");
-  EXPECT_EQ(description.find(0x2000)->subObjects.size(), 4U);
-  EXPECT_EQ(description.find(0x2000, 0)->getValue()->number, 3);
-  EXPECT_EQ(description.getName(0x2000, 1), "Valve, Valve1");
-  EXPECT_EQ(description.getName(0x2000, 2), "Valve, Second");
-  EXPECT_EQ(description.find(0x2000, 2)->getValue()->number, 9);
-  EXPECT_EQ(description.find(0x2000, 3)->getValue()->number, 0x10);
+  EXPECT_EQ(4U, description.find(0x2000)->subObjects.size());
+  EXPECT_EQ(3, description.find(0x2000, 0)->getValue()->number);
+  EXPECT_EQ("Valve, Valve1", description.getName(0x2000, 1));
+  EXPECT_EQ("Valve, Second", description.getName(0x2000, 2));
+  EXPECT_EQ(9, description.find(0x2000, 2)->getValue()->number);
+  EXPECT_EQ(0x10, description.find(0x2000, 3)->getValue()->number);
   EXPECT_TRUE(description.find(0x2000, 3)->isMappable);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, ParameterValueGoesBeforeDefaultValue) {
-  EXPECT_EQ(parse(SPEED + "ParameterValue=42\n").find(0x2000, 0)->getValue()->number, 42);
+  EXPECT_EQ(42, parse(SPEED + "ParameterValue=42\n").find(0x2000, 0)->getValue()->number);
 }
 
 struct NodeIDCase {
@@ -146,8 +149,8 @@ TEST_P(DescriptionNodeID, StandsForTheExpression) {
   const DeviceDescription description = DeviceDescription::parse(
       VARIABLE + "DataType=7\nAccessType=ro\nDefaultValue=$NODEID+0x100\n" + GetParam().commissioning, "app.eds",
       GetParam().wanted, findings, 9);
-  EXPECT_EQ(description.nodeID, GetParam().used);
-  EXPECT_EQ(description.find(0x2000, 0)->defaultValue->number, 0x100 + GetParam().used);
+  EXPECT_EQ(GetParam().used, description.nodeID);
+  EXPECT_EQ(0x100 + GetParam().used, description.find(0x2000, 0)->defaultValue->number);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -166,8 +169,8 @@ TEST_F(DeviceDescriptionTest, TypeThatTheFileDefinesIsAnInteger) {
       "[2000]\nParameterName=Value\nDataType=0x41\nAccessType=rw\nDefaultValue=0xFFF\n");
   EXPECT_FALSE(description.getIntegerType(0x40)->isSigned);
   EXPECT_TRUE(description.getIntegerType(0x41)->isSigned);
-  EXPECT_EQ(description.find(0x2000, 0)->defaultValue->number, -1);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(-1, description.find(0x2000, 0)->defaultValue->number);
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 const std::string PDO_LIST =
@@ -184,16 +187,16 @@ TEST_F(DeviceDescriptionTest, PDOHasCOBIDAndMapping) {
                           "[1A01sub1]\nParameterName=1\nDataType=7\nAccessType=rw\nDefaultValue=0x60000108\n"
                           "[1A01sub2]\nParameterName=2\nDataType=7\nAccessType=rw\nDefaultValue=0x60000208\n")
                         .getPDOs();
-  ASSERT_EQ(pdos.size(), 1U);
+  ASSERT_EQ(1U, pdos.size());
   EXPECT_TRUE(pdos[0].isTransmit);
-  EXPECT_EQ(pdos[0].number, 1);
-  EXPECT_EQ(pdos[0].getIdentifier(), 0x285U);
+  EXPECT_EQ(1, pdos[0].number);
+  EXPECT_EQ(0x285U, pdos[0].getIdentifier());
   EXPECT_TRUE(pdos[0].isValid());
-  EXPECT_EQ(pdos[0].eventTimer, 250);
-  ASSERT_EQ(pdos[0].mapping.size(), 1U);
-  EXPECT_EQ(pdos[0].mapping[0].index, 0x6000);
-  EXPECT_EQ(pdos[0].mapping[0].subIndex, 1);
-  EXPECT_EQ(pdos[0].mapping[0].bits, 8);
+  EXPECT_EQ(250, pdos[0].eventTimer);
+  ASSERT_EQ(1U, pdos[0].mapping.size());
+  EXPECT_EQ(0x6000, pdos[0].mapping[0].index);
+  EXPECT_EQ(1, pdos[0].mapping[0].subIndex);
+  EXPECT_EQ(8, pdos[0].mapping[0].bits);
 }
 
 TEST_F(DeviceDescriptionTest, MappingWithoutACountEndsBeforeTheFirstEmptyEntry) {
@@ -203,7 +206,7 @@ TEST_F(DeviceDescriptionTest, MappingWithoutACountEndsBeforeTheFirstEmptyEntry) 
                           "[1A01sub1]\nParameterName=1\nDataType=7\nAccessType=rw\nDefaultValue=0x60000108\n"
                           "[1A01sub2]\nParameterName=2\nDataType=7\nAccessType=rw\nDefaultValue=0\n")
                         .getPDOs();
-  EXPECT_EQ(pdos[0].mapping.size(), 1U);
+  EXPECT_EQ(1U, pdos[0].mapping.size());
 }
 
 struct OddCase {
@@ -212,16 +215,16 @@ struct OddCase {
   const char* finding;
 };
 
-/// Told as a warning, and the object is there all the same.
+// Told as a warning, and the object is there all the same.
 class OddDescription : public testing::TestWithParam<OddCase> {};
 
 TEST_P(OddDescription, IsToldAndRead) {
   Findings findings;
   const DeviceDescription description = DeviceDescription::parse(GetParam().text, "app.eds", 5, findings);
-  ASSERT_EQ(findings.getAll().size(), 1U);
-  EXPECT_EQ(findings.getAll()[0].severity, Severity::WARNING);
-  EXPECT_EQ(findings.getAll()[0].text, GetParam().finding);
-  EXPECT_NE(description.find(0x2000, 0), nullptr);
+  ASSERT_EQ(1U, findings.getAll().size());
+  EXPECT_EQ(Severity::WARNING, findings.getAll()[0].severity);
+  EXPECT_EQ(GetParam().finding, findings.getAll()[0].text);
+  EXPECT_NE(nullptr, description.find(0x2000, 0));
 }
 
 const std::string LISTED = "[2000]\nParameterName=Value\nDataType=5\nAccessType=rw\n";
@@ -282,14 +285,15 @@ TEST_F(DeviceDescriptionTest, CompactNamesThatDoNotFitAreTold) {
   parse(std::string(LIST) +
         "[2000]\nParameterName=Valve\nObjectType=8\nDataType=5\nAccessType=rw\nCompactSubObj=1\n[2000Name]"
         "\nNrOfEntries=1\n1=One\n2=Two\n");
-  EXPECT_EQ(getTexts(), Texts({"warning: app.eds: [2000Name] 2: is no sub-index of the object; it is not read",
-                               "warning: app.eds: [2000Name] NrOfEntries: '1' entries announced, found 2; all that are "
-                               "found are read"}));
+  EXPECT_EQ(Texts({"warning: app.eds: [2000Name] 2: is no sub-index of the object; it is not read",
+                   "warning: app.eds: [2000Name] NrOfEntries: '1' entries announced, found 2; all that are "
+                   "found are read"}),
+            getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, UnknownSectionIsNoted) {
   parse(SPEED + "[Extras]\na=b\n");
-  EXPECT_EQ(getTexts(), Texts({"note: app.eds: [Extras] is no section that is known here, and is not read"}));
+  EXPECT_EQ(Texts({"note: app.eds: [Extras] is no section that is known here, and is not read"}), getTexts());
 }
 
 TEST_F(DeviceDescriptionTest, WhatIsWrongInOneObjectLeavesTheOthers) {
@@ -297,9 +301,9 @@ TEST_F(DeviceDescriptionTest, WhatIsWrongInOneObjectLeavesTheOthers) {
       "[DeviceInfo]\n[ManufacturerObjects]\nSupportedObjects=2\n1=0x2000\n2=0x2001\n[2000]\nParameterName=V\nDataType="
       "5\n"
       "AccessType=rw\nDefaultValue=256\n[2001]\nParameterName=W\nDataType=5\nAccessType=rw\nDefaultValue=255\n");
-  EXPECT_EQ(description.find(0x2000), nullptr);
-  EXPECT_NE(description.find(0x2001), nullptr);
-  EXPECT_EQ(findings.count(Severity::ERROR), 1U);
+  EXPECT_EQ(nullptr, description.find(0x2000));
+  EXPECT_NE(nullptr, description.find(0x2001));
+  EXPECT_EQ(1U, findings.count(Severity::ERROR));
 }
 
 TEST_F(DeviceDescriptionTest, WrittenTextIsReadAsTheSame) {
@@ -315,16 +319,16 @@ TEST_F(DeviceDescriptionTest, WrittenTextIsReadAsTheSame) {
       "[2001subFE]\nParameterName=U\nDataType=0x1B\nAccessType=wo\nDefaultValue=0xFFFFFFFFFFFFFFFF\n"
       "[2002]\nParameterName=Text\nDataType=9\nAccessType=const\nDefaultValue=a; b = c\n"
       "[6000]\nParameterName=D\nObjectType=2\n");
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(Texts(), getTexts());
   const std::string written = description.write("out.eds");
   const DeviceDescription again = parse(written);
-  EXPECT_EQ(getTexts(), Texts());
-  EXPECT_EQ(again.write("out.eds"), written);
-  EXPECT_EQ(again.objects.size(), description.objects.size());
-  EXPECT_EQ(again.find(0x2001, 0xFE)->defaultValue->number, -1);
-  EXPECT_EQ(again.find(0x2000, 0)->lowLimit->number, -5);
-  EXPECT_EQ(again.find(0x2002, 0)->getText(), "a; b = c");
-  EXPECT_NE(written.find("DefaultValue=$NODEID+0x80\n"), std::string::npos);
+  EXPECT_EQ(Texts(), getTexts());
+  EXPECT_EQ(written, again.write("out.eds"));
+  EXPECT_EQ(description.objects.size(), again.objects.size());
+  EXPECT_EQ(-1, again.find(0x2001, 0xFE)->defaultValue->number);
+  EXPECT_EQ(-5, again.find(0x2000, 0)->lowLimit->number);
+  EXPECT_EQ("a; b = c", again.find(0x2002, 0)->getText());
+  EXPECT_NE(std::string::npos, written.find("DefaultValue=$NODEID+0x80\n"));
 }
 
 }  // namespace

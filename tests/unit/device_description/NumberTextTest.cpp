@@ -1,8 +1,11 @@
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | decimal, hexadecimal, octal, $NODEID in either order and any case         | functional |
-// | two's complement, ranges of types from both sides                         | functional |
-// | what is no number                                                         | robustness |
+// Covers: numbers as the files write them.
+//
+// | subject                                                           | functional | robustness |
+// |-------------------------------------------------------------------|------------|------------|
+// | decimal, hexadecimal, octal, $NODEID in either order and any case | x          |            |
+// | two's complement, ranges of types from both sides                 | x          |            |
+// | what is no number                                                 |            | x          |
+
 #include "NumberText.h"
 
 #include <gtest/gtest.h>
@@ -34,7 +37,7 @@ TEST_P(Number, IsReadInItsType) {
   ASSERT_TRUE(number);
   const auto value = number->as(GetParam().type);
   ASSERT_TRUE(value);
-  EXPECT_EQ(value->number, GetParam().number);
+  EXPECT_EQ(GetParam().number, value->number);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,12 +1,13 @@
-// The lines of candump logs, and whatever else a file may hold.
+// Covers: the lines of candump logs, and whatever else a file may hold.
 //
-// | parameters                                                      | kind       |
-// |-----------------------------------------------------------------|------------|
-// | forms of a line: time, identifier, data, remote, FD, error      | functional |
-// | direction in both forms; what a terminal is shown               | functional |
-// | lines that are none, at the boundary of being one               | robustness |
-// | long lines, no line end, blank lines, no bytes, binary rubbish  | robustness |
-// | a pipe that brings a line in pieces                             | functional |
+// | subject                                                | functional                                | robustness |
+// |--------------------------------------------------------|-------------------------------------------|------------|
+// | forms of a line                                        | time, identifier, data, remote, FD, error |            |
+// | direction in both forms; what a terminal is shown      | x                                         |            |
+// | lines that are none, at the boundary of being one      |                                           | x          |
+// | long lines, no line end, blank lines, no bytes, binary |                                           | x          |
+// | rubbish                                                |                                           |            |
+// | a pipe that brings a line in pieces                    | x                                         |            |
 
 #include "CandumpReader.h"
 
@@ -26,7 +27,7 @@ using monitor::CandumpReader;
 using monitor::LoggedFrame;
 using Item = CandumpReader::Item;
 
-/// "time interface kind identifier length data direction" of a line; "none" for one that is no frame.
+// "time interface kind identifier length data direction" of a line; "none" for one that is no frame.
 std::string parsed(const std::string& line) {
   static constexpr const char* KINDS[] = {"data", "remote", "extended", "fd", "error"};
   LoggedFrame logged;
@@ -52,7 +53,7 @@ struct LineCase : test::NamedCase {
 class CandumpLine : public ::testing::TestWithParam<LineCase> {};
 
 TEST_P(CandumpLine, IsTakenApart) {
-  EXPECT_EQ(parsed(GetParam().line), GetParam().frame);
+  EXPECT_EQ(GetParam().frame, parsed(GetParam().line));
 }
 
 const LineCase LINES[] = {
@@ -115,23 +116,23 @@ const LineCase LINES[] = {
 INSTANTIATE_TEST_SUITE_P(CandumpReader, CandumpLine, ::testing::ValuesIn(LINES), test::caseName<LineCase>);
 
 TEST(CandumpLineData, TakesSixtyFourBytesOfFD) {
-  EXPECT_EQ(parsed("(0.0) can0 123##0" + std::string(128, 'A')).substr(0, 18), "0 can0 fd 123 64 A");
+  EXPECT_EQ("0 can0 fd 123 64 A", parsed("(0.0) can0 123##0" + std::string(128, 'A')).substr(0, 18));
 }
 
 TEST(CandumpLineData, RefusesSixtyFiveBytesOfFD) {
-  EXPECT_EQ(parsed("(0.0) can0 123##0" + std::string(130, 'A')), "none");
+  EXPECT_EQ("none", parsed("(0.0) can0 123##0" + std::string(130, 'A')));
 }
 
-/// A pipe whose reading end is read.
+// A pipe whose reading end is read.
 class CandumpReaderTest : public ::testing::Test {
 protected:
-  CandumpReaderTest() { EXPECT_EQ(pipe(ends), 0); }
+  CandumpReaderTest() { EXPECT_EQ(0, pipe(ends)); }
   ~CandumpReaderTest() override {
     closeWriter();
     close(ends[0]);
   }
   void put(const std::string& text) {
-    EXPECT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    EXPECT_EQ(static_cast<ssize_t>(text.size()), write(ends[1], text.data(), text.size()));
   }
   void closeWriter() {
     if (ends[1] >= 0) {
@@ -139,7 +140,7 @@ protected:
     }
     ends[1] = -1;
   }
-  /// What all lines are: 'F' for a frame, 'R' for one that is refused.
+  // What all lines are: 'F' for a frame, 'R' for one that is refused.
   std::string readAll(const std::string& text) {
     // More than a pipe holds: the writer must not wait for the reader, nor the other way round.
     std::thread writer([this, &text] {
@@ -164,36 +165,36 @@ protected:
 const std::string LINE = "(1.0) can0 705#00";
 
 TEST_F(CandumpReaderTest, ReadsOneLineAfterTheOther) {
-  EXPECT_EQ(readAll(LINE + "\n" + "rubbish\n" + LINE + "\n"), "FRF");
+  EXPECT_EQ("FRF", readAll(LINE + "\n" + "rubbish\n" + LINE + "\n"));
 }
 
 TEST_F(CandumpReaderTest, TakesALastLineWithoutItsEnd) {
-  EXPECT_EQ(readAll(LINE + "\n" + LINE), "FF");
+  EXPECT_EQ("FF", readAll(LINE + "\n" + LINE));
 }
 
 TEST_F(CandumpReaderTest, LeavesOutBlankLinesButCountsThem) {
-  EXPECT_EQ(readAll("\n \r\n" + LINE + "\n"), "F");
-  EXPECT_EQ(lineNumber, 3U);
+  EXPECT_EQ("F", readAll("\n \r\n" + LINE + "\n"));
+  EXPECT_EQ(3U, lineNumber);
 }
 
 TEST_F(CandumpReaderTest, FindsNothingInNothing) {
-  EXPECT_EQ(readAll(""), "");
+  EXPECT_EQ("", readAll(""));
 }
 
 TEST_F(CandumpReaderTest, RefusesAnEndlessLineAndGoesOnBehindIt) {
-  EXPECT_EQ(readAll(LINE + std::string(1000000, ' ') + "\n" + LINE + "\n"), "RF");
+  EXPECT_EQ("RF", readAll(LINE + std::string(1000000, ' ') + "\n" + LINE + "\n"));
 }
 
 TEST_F(CandumpReaderTest, RefusesALineThatIsALittleTooLong) {
-  EXPECT_EQ(readAll(LINE + std::string(4080, ' ') + "\n" + LINE + "\n"), "RF");
+  EXPECT_EQ("RF", readAll(LINE + std::string(4080, ' ') + "\n" + LINE + "\n"));
 }
 
 TEST_F(CandumpReaderTest, RefusesAnEndlessLineAtTheEnd) {
-  EXPECT_EQ(readAll(LINE + "\n" + std::string(1000000, 'x')), "FR");
+  EXPECT_EQ("FR", readAll(LINE + "\n" + std::string(1000000, 'x')));
 }
 
 TEST_F(CandumpReaderTest, TakesAnyBytes) {
-  EXPECT_EQ(readAll(std::string("\0\xFF\x80(1.0) can0\n", 14) + LINE + "\n"), "RF");
+  EXPECT_EQ("RF", readAll(std::string("\0\xFF\x80(1.0) can0\n", 14) + LINE + "\n"));
 }
 
 TEST_F(CandumpReaderTest, FindsEveryLineWhereverThePiecesEnd) {
@@ -201,7 +202,7 @@ TEST_F(CandumpReaderTest, FindsEveryLineWhereverThePiecesEnd) {
   for (int i = 0; i < 50000; ++i) {
     text += LINE + std::string(static_cast<std::size_t>(i % 7), ' ') + "\n";
   }
-  EXPECT_EQ(readAll(text), std::string(50000, 'F'));
+  EXPECT_EQ(std::string(50000, 'F'), readAll(text));
 }
 
 TEST_F(CandumpReaderTest, SaysWhetherALineIsThere) {
@@ -219,8 +220,8 @@ TEST_F(CandumpReaderTest, SaysWhetherALineIsThere) {
 TEST_F(CandumpReaderTest, SaysWhyItCouldNotReadOn) {
   CandumpReader reader(ends[1]);
   LoggedFrame logged;
-  EXPECT_EQ(reader.next(logged), Item::END);
-  EXPECT_EQ(reader.getError(), EBADF);
+  EXPECT_EQ(Item::END, reader.next(logged));
+  EXPECT_EQ(EBADF, reader.getError());
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-// The words for codes: abort codes, EMCY error codes, states, NMT commands.
+// Covers: the words for codes: abort codes, EMCY error codes, states, NMT commands.
 //
-// | parameters                                                   | kind       |
-// |--------------------------------------------------------------|------------|
-// | each abort code of CiA 301 and its text                      | functional |
-// | error codes with a text of their own, and by their class     | functional |
-// | states and NMT commands                                      | functional |
-// | codes next to known ones, which are unknown                  | robustness |
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | each abort code of CiA 301 and its text                  | x          |            |
+// | error codes with a text of their own, and by their class | x          |            |
+// | states and NMT commands                                  | x          |            |
+// | codes next to known ones, which are unknown              |            | x          |
 
 #include "DecodedFrame.h"
 
@@ -30,7 +30,7 @@ std::string codeName(const ::testing::TestParamInfo<CodeCase>& info) {
 class AbortTextTest : public ::testing::TestWithParam<CodeCase> {};
 
 TEST_P(AbortTextTest, IsThatOfTheStandard) {
-  EXPECT_EQ(monitor::getAbortText(GetParam().code), GetParam().text);
+  EXPECT_EQ(GetParam().text, monitor::getAbortText(GetParam().code));
 }
 
 const CodeCase ABORTS[] = {
@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(DecodedFrame, AbortTextTest, ::testing::ValuesIn(ABORTS
 class EmergencyTextTest : public ::testing::TestWithParam<CodeCase> {};
 
 TEST_P(EmergencyTextTest, IsThatOfTheCodeOrOfItsClass) {
-  EXPECT_EQ(monitor::getEmergencyText(GetParam().code), GetParam().text);
+  EXPECT_EQ(GetParam().text, monitor::getEmergencyText(GetParam().code));
 }
 
 const CodeCase EMERGENCIES[] = {
@@ -104,24 +104,24 @@ const CodeCase EMERGENCIES[] = {
 INSTANTIATE_TEST_SUITE_P(DecodedFrame, EmergencyTextTest, ::testing::ValuesIn(EMERGENCIES), codeName);
 
 TEST(StateName, IsUnknownBetweenTheKnownOnes) {
-  EXPECT_EQ(monitor::getStateName(4), "STOPPED");
-  EXPECT_EQ(monitor::getStateName(6), monitor::UNKNOWN_STATE);
+  EXPECT_EQ("STOPPED", monitor::getStateName(4));
+  EXPECT_EQ(monitor::UNKNOWN_STATE, monitor::getStateName(6));
 }
 
 TEST(ServiceName, IsThatOfTheField) {
-  EXPECT_EQ(monitor::getName(monitor::Service::NODE_GUARDING), "node guarding");
-  EXPECT_EQ(monitor::getName(monitor::Service::UNKNOWN), "unknown");
+  EXPECT_EQ("node guarding", monitor::getName(monitor::Service::NODE_GUARDING));
+  EXPECT_EQ("unknown", monitor::getName(monitor::Service::UNKNOWN));
 }
 
 TEST(SDOCommandName, IsThereForTheLastOne) {
-  EXPECT_EQ(monitor::getName(monitor::SDOCommand::UNKNOWN), "unknown command");
+  EXPECT_EQ("unknown command", monitor::getName(monitor::SDOCommand::UNKNOWN));
 }
 
 TEST(Violation, IsTheFirstThatWasFound) {
   monitor::DecodedFrame frame;
   frame.complain("one");
   frame.complain("two");
-  EXPECT_EQ(frame.violation, "one");
+  EXPECT_EQ("one", frame.violation);
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
-// What a frame is called: services, nodes, commands, states, and the values of PDOs.
+// Covers: what a frame is called: services, nodes, commands, states, and the values of PDOs.
 //
-// | parameters                                                  | kind       |
-// |-------------------------------------------------------------|------------|
-// | COB-ID x service and node, boundaries of each range         | functional |
-// | NMT commands, states, boot-up, node guarding                | functional |
-// | EMCY, TIME, LSS                                             | functional |
-// | PDOs with and without a mapping, too short, with gaps       | functional |
-// | COB-IDs that the names assign                               | functional |
-// | wrong lengths and values; frames that are none of CANopen's | robustness |
+// | subject                                                     | functional | robustness |
+// |-------------------------------------------------------------|------------|------------|
+// | COB-ID x service and node, boundaries of each range         | x          |            |
+// | NMT commands, states, boot-up, node guarding                | x          |            |
+// | EMCY, TIME, LSS                                             | x          |            |
+// | PDOs with and without a mapping, too short, with gaps       | x          |            |
+// | COB-IDs that the names assign                               | x          |            |
+// | wrong lengths and values; frames that are none of CANopen's |            | x          |
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ struct WordsCase : test::NamedCase {
 class FrameDecoderWords : public ::testing::TestWithParam<WordsCase> {};
 
 TEST_P(FrameDecoderWords, SayWhatTheFrameIs) {
-  EXPECT_EQ(Decoding().words(GetParam().frame), GetParam().words);
+  EXPECT_EQ(GetParam().words, Decoding().words(GetParam().frame));
 }
 
 const WordsCase SERVICES[] = {
@@ -102,7 +102,7 @@ const WordsCase SERVICES[] = {
 };
 INSTANTIATE_TEST_SUITE_P(FrameDecoder, FrameDecoderWords, ::testing::ValuesIn(SERVICES), test::caseName<WordsCase>);
 
-/// One COB-ID that is something else than the predefined connection set says.
+// One COB-ID that is something else than the predefined connection set says.
 class OneObject : public monitor::ObjectNames {
 public:
   OneObject(unsigned int cobID, monitor::CommunicationObject communicationObject)
@@ -131,24 +131,24 @@ const monitor::CommunicationObject TPDO = {Service::TPDO,
 
 TEST(FrameDecoderNames, AssignACOBIDToAService) {
   const OneObject names(0x1A3, TPDO);
-  EXPECT_EQ(Decoding(&names).take("1A3#").number, 12);
+  EXPECT_EQ(12, Decoding(&names).take("1A3#").number);
 }
 
 TEST(FrameDecoderNames, TakeAPDOApart) {
   const OneObject names(0x1A3, TPDO);
-  EXPECT_EQ(Decoding(&names).words("1A3#FEFFFFFF"), "TPDO 12|7||Temperature=-2, 0x2000/4=4095, Run=true");
+  EXPECT_EQ("TPDO 12|7||Temperature=-2, 0x2000/4=4095, Run=true", Decoding(&names).words("1A3#FEFFFFFF"));
 }
 
 TEST(FrameDecoderNames, ShowWhatAShortPDOHas) {
   const OneObject names(0x1A3, TPDO);
-  EXPECT_EQ(Decoding(&names).words("1A3#0100FF"), "TPDO 12|7||Temperature=1|PDO shorter than its mapping");
+  EXPECT_EQ("TPDO 12|7||Temperature=1|PDO shorter than its mapping", Decoding(&names).words("1A3#0100FF"));
 }
 
 TEST(FrameDecoderNames, LeaveAPDOWithoutMappingWhole) {
   monitor::CommunicationObject object = TPDO;
   object.mappingKnown = false;
   const OneObject names(0x1A3, object);
-  EXPECT_EQ(Decoding(&names).words("1A3#0100FF"), "TPDO 12|7||01 00 FF");
+  EXPECT_EQ("TPDO 12|7||01 00 FF", Decoding(&names).words("1A3#0100FF"));
 }
 
 TEST(FrameDecoderNames, TakeAWholeFrameOfOneBitObjects) {
@@ -158,14 +158,14 @@ TEST(FrameDecoderNames, TakeAWholeFrameOfOneBitObjects) {
   }
   const OneObject names(0x1A3, object);
   Decoding decoding(&names);
-  EXPECT_EQ(decoding.take("1A3#0000000000000080").values[63].value.getPattern(), 1U);
+  EXPECT_EQ(1U, decoding.take("1A3#0000000000000080").values[63].value.getPattern());
 }
 
 TEST(FrameDecoderNames, GiveASecondServerItsOwnTransfers) {
   const OneObject names(0x6A0, {Service::SDO_REQUEST, 7, 2, false, {}});
   Decoding decoding(&names);
   decoding.take("607#4001200000000000");
-  EXPECT_EQ(decoding.words("6A0#4001200000000000"), "SDO 2 request|7|0x2001/0 Device Text|initiate upload");
+  EXPECT_EQ("SDO 2 request|7|0x2001/0 Device Text|initiate upload", decoding.words("6A0#4001200000000000"));
 }
 
 TEST(FrameDecoder, TakesAFrameOfAPort) {
@@ -174,7 +174,7 @@ TEST(FrameDecoder, TakesAFrameOfAPort) {
   message.length = 1;
   message.data[0] = 5;
   monitor::FrameDecoder decoder;
-  EXPECT_EQ(test::toWords(decoder.decode(1, message)), "heartbeat|5||OPERATIONAL");
+  EXPECT_EQ("heartbeat|5||OPERATIONAL", test::toWords(decoder.decode(1, message)));
 }
 
 TEST(FrameDecoder, TakesNoMoreOfAFrameThanItHolds) {
@@ -184,7 +184,7 @@ TEST(FrameDecoder, TakesNoMoreOfAFrameThanItHolds) {
   object.mapping = {{0x2000, 1, 64, {}, "A"}, {0x2000, 2, 8, {}, "B"}};
   const OneObject names(0x1A3, object);
   monitor::FrameDecoder decoder(&names);
-  EXPECT_EQ(test::toWords(decoder.decode(frame)), "TPDO 12|7||A=0x0807060504030201|PDO shorter than its mapping");
+  EXPECT_EQ("TPDO 12|7||A=0x0807060504030201|PDO shorter than its mapping", test::toWords(decoder.decode(frame)));
 }
 
 }  // namespace

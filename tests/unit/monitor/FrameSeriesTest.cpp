@@ -1,8 +1,11 @@
-// | covered                                            | kind       |
-// |----------------------------------------------------|------------|
-// | count, first, last, periods, jitter of successive frames | functional |
-// | an interruption makes no period and no jitter      | functional |
-// | a clock that goes back                             | robustness |
+// Covers: frames that come again and again.
+//
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | count, first, last, periods, jitter of successive frames | x          |            |
+// | an interruption makes no period and no jitter            | x          |            |
+// | a clock that goes back                                   |            | x          |
+
 #include "FrameSeries.h"
 
 #include <gtest/gtest.h>
@@ -23,24 +26,24 @@ FrameSeries seriesOf(std::initializer_list<long long> stamps) {
 
 TEST(FrameSeries, HasNoPeriodWithOneFrame) {
   const FrameSeries series = seriesOf({5000});
-  EXPECT_EQ(series.getFrames(), 1U);
-  EXPECT_EQ(series.getFirst(), 5000);
-  EXPECT_EQ(series.getLast(), 5000);
-  EXPECT_EQ(series.getPeriods().getCount(), 0U);
+  EXPECT_EQ(1U, series.getFrames());
+  EXPECT_EQ(5000, series.getFirst());
+  EXPECT_EQ(5000, series.getLast());
+  EXPECT_EQ(0U, series.getPeriods().getCount());
 }
 
 TEST(FrameSeries, MeasuresThePeriodFromFrameToFrame) {
   const FrameSeries series = seriesOf({1000, 11000, 20000, 31000});
-  EXPECT_EQ(series.getPeriods().getCount(), 3U);
-  EXPECT_EQ(series.getPeriods().getShortest(), 9000);
-  EXPECT_EQ(series.getPeriods().getLongest(), 11000);
+  EXPECT_EQ(3U, series.getPeriods().getCount());
+  EXPECT_EQ(9000, series.getPeriods().getShortest());
+  EXPECT_EQ(11000, series.getPeriods().getLongest());
 }
 
 TEST(FrameSeries, TakesTheDifferenceOfSuccessivePeriodsForJitter) {
   const FrameSeries series = seriesOf({1000, 11000, 20000, 31000});
-  EXPECT_EQ(series.getJitter().getCount(), 2U);
-  EXPECT_EQ(series.getJitter().getShortest(), 1000);
-  EXPECT_EQ(series.getJitter().getLongest(), 2000);
+  EXPECT_EQ(2U, series.getJitter().getCount());
+  EXPECT_EQ(1000, series.getJitter().getShortest());
+  EXPECT_EQ(2000, series.getJitter().getLongest());
 }
 
 TEST(FrameSeries, MakesNoPeriodOverAnInterruption) {
@@ -48,17 +51,17 @@ TEST(FrameSeries, MakesNoPeriodOverAnInterruption) {
   series.interrupt();
   series.add(900000);
   series.add(901000);
-  EXPECT_EQ(series.getPeriods().getCount(), 3U);
-  EXPECT_EQ(series.getPeriods().getLongest(), 1000);
-  EXPECT_EQ(series.getJitter().getCount(), 1U);
+  EXPECT_EQ(3U, series.getPeriods().getCount());
+  EXPECT_EQ(1000, series.getPeriods().getLongest());
+  EXPECT_EQ(1U, series.getJitter().getCount());
 }
 
 TEST(FrameSeries, BeginsAnewWhenTheClockGoesBack) {
   const FrameSeries series = seriesOf({10000, 11000, 500, 1500});
-  EXPECT_EQ(series.getFrames(), 4U);
-  EXPECT_EQ(series.getPeriods().getCount(), 2U);
-  EXPECT_EQ(series.getPeriods().getLongest(), 1000);
-  EXPECT_EQ(series.getJitter().getCount(), 0U);
+  EXPECT_EQ(4U, series.getFrames());
+  EXPECT_EQ(2U, series.getPeriods().getCount());
+  EXPECT_EQ(1000, series.getPeriods().getLongest());
+  EXPECT_EQ(0U, series.getJitter().getCount());
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
-// | covered                                                             | kind       |
-// |---------------------------------------------------------------------|------------|
-// | the expected period: from the third interval on, without stray ones | functional |
-// | gaps: both sides of the limit, how many heartbeats they lack        | functional |
-// | silence that goes on: missed so far, never more than in the end     | functional |
-// | boot-up: ends a gap, makes no period                                | functional |
-// | a clock that goes back                                              | robustness |
+// Covers: the heartbeats of one node, and the gaps in them.
+//
+// | subject                | functional                                             | robustness |
+// |------------------------|--------------------------------------------------------|------------|
+// | the expected period    | from the third interval on, without stray ones         |            |
+// | gaps                   | both sides of the limit, how many heartbeats they lack |            |
+// | silence that goes on   | missed so far, never more than in the end              |            |
+// | boot-up                | ends a gap, makes no period                            |            |
+// | a clock that goes back |                                                        | x          |
+
 #include "HeartbeatStatistics.h"
 
 #include <gtest/gtest.h>
@@ -30,17 +33,17 @@ TEST(HeartbeatStatistics, LearnsThePeriodFromThreeIntervals) {
   HeartbeatStatistics heartbeats;
   for (int i = 0; i < 3; ++i) {
     heartbeats.add(i * PERIOD);
-    EXPECT_EQ(heartbeats.getExpectedPeriod(), 0) << i;
+    EXPECT_EQ(0, heartbeats.getExpectedPeriod()) << i;
   }
   heartbeats.add(3 * PERIOD);
-  EXPECT_EQ(heartbeats.getExpectedPeriod(), PERIOD);
+  EXPECT_EQ(PERIOD, heartbeats.getExpectedPeriod());
 }
 
 TEST(HeartbeatStatistics, IsNotMisledByAStrayInterval) {
   HeartbeatStatistics heartbeats = learned();
   heartbeats.add(3 * PERIOD + 10);  // a heartbeat at a change of state
   heartbeats.add(7 * PERIOD);
-  EXPECT_EQ(heartbeats.getExpectedPeriod(), PERIOD);
+  EXPECT_EQ(PERIOD, heartbeats.getExpectedPeriod());
 }
 
 TEST(HeartbeatStatistics, FollowsANewPeriod) {
@@ -48,15 +51,15 @@ TEST(HeartbeatStatistics, FollowsANewPeriod) {
   for (int i = 1; i <= 5; ++i) {
     heartbeats.add(3 * PERIOD + i * 100);
   }
-  EXPECT_EQ(heartbeats.getExpectedPeriod(), 100);
+  EXPECT_EQ(100, heartbeats.getExpectedPeriod());
 }
 
 TEST(HeartbeatStatistics, SeesNoGapBeforeThePeriodIsKnown) {
   HeartbeatStatistics heartbeats;
   heartbeats.add(0);
   heartbeats.add(PERIOD);
-  EXPECT_EQ(heartbeats.add(100 * PERIOD), 0);
-  EXPECT_EQ(heartbeats.getGaps(), 0U);
+  EXPECT_EQ(0, heartbeats.add(100 * PERIOD));
+  EXPECT_EQ(0U, heartbeats.getGaps());
 }
 
 struct Gap {
@@ -70,10 +73,10 @@ class HeartbeatGap : public testing::TestWithParam<Gap> {};
 TEST_P(HeartbeatGap, LacksAsManyHeartbeatsAsHavePlaceInIt) {
   HeartbeatStatistics heartbeats = learned();
   const long long gap = heartbeats.add(3 * PERIOD + GetParam().interval);
-  EXPECT_EQ(gap, GetParam().missed == 0 ? 0 : GetParam().interval);
-  EXPECT_EQ(heartbeats.getMissed(3 * PERIOD + GetParam().interval), GetParam().missed);
-  EXPECT_EQ(heartbeats.getGaps(), GetParam().missed == 0 ? 0U : 1U);
-  EXPECT_EQ(heartbeats.getLongestGap(), gap);
+  EXPECT_EQ(GetParam().missed == 0 ? 0 : GetParam().interval, gap);
+  EXPECT_EQ(GetParam().missed, heartbeats.getMissed(3 * PERIOD + GetParam().interval));
+  EXPECT_EQ(GetParam().missed == 0 ? 0U : 1U, heartbeats.getGaps());
+  EXPECT_EQ(gap, heartbeats.getLongestGap());
 }
 
 INSTANTIATE_TEST_SUITE_P(Intervals, HeartbeatGap,
@@ -87,7 +90,7 @@ TEST(HeartbeatStatistics, CountsWhatIsMissingWhileTheNodeIsSilent) {
   const HeartbeatStatistics heartbeats = learned();
   EXPECT_FALSE(heartbeats.isSilent(3 * PERIOD + PERIOD * 3 / 2));
   EXPECT_TRUE(heartbeats.isSilent(3 * PERIOD + PERIOD * 3 / 2 + 1));
-  EXPECT_EQ(heartbeats.getMissed(3 * PERIOD + 10 * PERIOD), 9U);
+  EXPECT_EQ(9U, heartbeats.getMissed(3 * PERIOD + 10 * PERIOD));
 }
 
 TEST(HeartbeatStatistics, NeverCountsBackwards) {
@@ -99,15 +102,15 @@ TEST(HeartbeatStatistics, NeverCountsBackwards) {
     before = missed;
     if (now % 5 == 0) {
       heartbeats.add(now);
-      EXPECT_EQ(heartbeats.getMissed(now), before) << now;
+      EXPECT_EQ(before, heartbeats.getMissed(now)) << now;
     }
   }
 }
 
 TEST(HeartbeatStatistics, EndsAGapWithABootUp) {
   HeartbeatStatistics heartbeats = learned();
-  EXPECT_EQ(heartbeats.addBootUp(13 * PERIOD), 10 * PERIOD);
-  EXPECT_EQ(heartbeats.getMissed(13 * PERIOD), 9U);
+  EXPECT_EQ(10 * PERIOD, heartbeats.addBootUp(13 * PERIOD));
+  EXPECT_EQ(9U, heartbeats.getMissed(13 * PERIOD));
   EXPECT_FALSE(heartbeats.isSilent(13 * PERIOD));
 }
 
@@ -115,16 +118,16 @@ TEST(HeartbeatStatistics, TakesNoPeriodFromABootUpToTheFirstHeartbeat) {
   HeartbeatStatistics heartbeats = learned();
   heartbeats.addBootUp(3 * PERIOD + 100);
   heartbeats.add(3 * PERIOD + 110);
-  EXPECT_EQ(heartbeats.getSeries().getFrames(), 5U);
-  EXPECT_EQ(heartbeats.getSeries().getPeriods().getCount(), 3U);
-  EXPECT_EQ(heartbeats.getSeries().getPeriods().getShortest(), PERIOD);
+  EXPECT_EQ(5U, heartbeats.getSeries().getFrames());
+  EXPECT_EQ(3U, heartbeats.getSeries().getPeriods().getCount());
+  EXPECT_EQ(PERIOD, heartbeats.getSeries().getPeriods().getShortest());
 }
 
 TEST(HeartbeatStatistics, SurvivesAClockThatGoesBack) {
   HeartbeatStatistics heartbeats = learned();
-  EXPECT_EQ(heartbeats.add(-50 * PERIOD), 0);
-  EXPECT_EQ(heartbeats.getMissed(-50 * PERIOD), 0U);
-  EXPECT_EQ(heartbeats.getExpectedPeriod(), PERIOD);
+  EXPECT_EQ(0, heartbeats.add(-50 * PERIOD));
+  EXPECT_EQ(0U, heartbeats.getMissed(-50 * PERIOD));
+  EXPECT_EQ(PERIOD, heartbeats.getExpectedPeriod());
 }
 
 }  // namespace

@@ -1,11 +1,16 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | nodes: what makes one heard, states, boot-ups, EMCY, gaps of heartbeats      | functional |
-// | SDO transfers: each kind, bytes, durations; aborts by code                   | functional |
-// | SDO requests that nobody answers: by time, by the next one, late, abandoned  | functional |
-// | PDOs and SYNC: counts and periods                                            | functional |
-// | frames by service and direction, load of the bus                             | functional |
-// | violations, clocks that go back, tables and lists that are full              | robustness |
+// Covers: what is known of a network from its frames.
+//
+// | subject                                          | functional                                    | robustness |
+// |--------------------------------------------------|-----------------------------------------------|------------|
+// | nodes                                            | what makes one heard, states, boot-ups, EMCY, |            |
+// |                                                  | gaps of heartbeats                            |            |
+// | SDO transfers                                    | each kind, bytes, durations; aborts by code   |            |
+// | SDO requests that nobody answers                 | by time, by the next one, late, abandoned     |            |
+// | PDOs and SYNC                                    | counts and periods                            |            |
+// | frames by service and direction, load of the bus | x                                             |            |
+// | violations, clocks that go back, tables and      |                                               | x          |
+// | lists that are full                              |                                               |            |
+
 #include "NetworkStatistics.h"
 
 #include <gmock/gmock.h>
@@ -57,9 +62,9 @@ class NodeHeardBy : public NetworkStatisticsTest, public testing::WithParamInter
 
 TEST_P(NodeHeardBy, ItsOwnFrame) {
   see(7, GetParam().frame);
-  ASSERT_NE(statistics.getNode(GetParam().node), nullptr);
-  EXPECT_EQ(statistics.getNode(GetParam().node)->frames, 1U);
-  EXPECT_EQ(statistics.getNode(GetParam().node)->first, 7000);
+  ASSERT_NE(nullptr, statistics.getNode(GetParam().node));
+  EXPECT_EQ(1U, statistics.getNode(GetParam().node)->frames);
+  EXPECT_EQ(7000, statistics.getNode(GetParam().node)->first);
 }
 
 INSTANTIATE_TEST_SUITE_P(Services, NodeHeardBy,
@@ -73,7 +78,7 @@ TEST_F(NetworkStatisticsTest, DoesNotTakeARequestForASignOfTheServer) {
   see("605#40 18 10 01 00 00 00 00");
   see("205#01 02");
   see("000#01 05");
-  EXPECT_EQ(statistics.getNode(5), nullptr);
+  EXPECT_EQ(nullptr, statistics.getNode(5));
 }
 
 TEST_F(NetworkStatisticsTest, KnowsTheStatesOfANodeInTheirOrder) {
@@ -82,25 +87,25 @@ TEST_F(NetworkStatisticsTest, KnowsTheStatesOfANodeInTheirOrder) {
   see(20, "705#7F");
   see(30, "705#05");
   const monitor::NodeStatistics& node = *statistics.getNode(5);
-  EXPECT_EQ(node.state, 5);
-  EXPECT_EQ(node.bootUps, 1U);
-  ASSERT_EQ(node.states.size(), 3U);
-  EXPECT_EQ(node.states[0].state, 0);
-  EXPECT_EQ(node.states[1].state, 127);
-  EXPECT_EQ(node.states[1].microseconds, 10000);
-  EXPECT_EQ(node.states[2].state, 5);
+  EXPECT_EQ(5, node.state);
+  EXPECT_EQ(1U, node.bootUps);
+  ASSERT_EQ(3U, node.states.size());
+  EXPECT_EQ(0, node.states[0].state);
+  EXPECT_EQ(127, node.states[1].state);
+  EXPECT_EQ(10000, node.states[1].microseconds);
+  EXPECT_EQ(5, node.states[2].state);
 }
 
 TEST_F(NetworkStatisticsTest, CountsEveryBootUp) {
   see("705#00");
   see("705#00");
-  EXPECT_EQ(statistics.getNode(5)->bootUps, 2U);
-  EXPECT_EQ(statistics.getNode(5)->states.size(), 2U);
+  EXPECT_EQ(2U, statistics.getNode(5)->bootUps);
+  EXPECT_EQ(2U, statistics.getNode(5)->states.size());
 }
 
 TEST_F(NetworkStatisticsTest, DoesNotKnowTheStateOfANodeThatOnlySendsPDOs) {
   see("185#01");
-  EXPECT_EQ(statistics.getNode(5)->state, monitor::NodeStatistics::UNKNOWN_STATE);
+  EXPECT_EQ(monitor::NodeStatistics::UNKNOWN_STATE, statistics.getNode(5)->state);
 }
 
 TEST_F(NetworkStatisticsTest, ListsTheGapsInHeartbeats) {
@@ -108,11 +113,11 @@ TEST_F(NetworkStatisticsTest, ListsTheGapsInHeartbeats) {
     see(milliseconds, "705#05");
   }
   see(1300, "705#00");
-  ASSERT_EQ(statistics.getHeartbeatGaps().size(), 1U);
-  EXPECT_EQ(statistics.getHeartbeatGaps()[0].node, 5);
-  EXPECT_EQ(statistics.getHeartbeatGaps()[0].begin, 300000);
-  EXPECT_EQ(statistics.getHeartbeatGaps()[0].duration, 1000000);
-  EXPECT_EQ(statistics.getNode(5)->heartbeats.getMissed(1300000), 9U);
+  ASSERT_EQ(1U, statistics.getHeartbeatGaps().size());
+  EXPECT_EQ(5, statistics.getHeartbeatGaps()[0].node);
+  EXPECT_EQ(300000, statistics.getHeartbeatGaps()[0].begin);
+  EXPECT_EQ(1000000, statistics.getHeartbeatGaps()[0].duration);
+  EXPECT_EQ(9U, statistics.getNode(5)->heartbeats.getMissed(1300000));
 }
 
 TEST_F(NetworkStatisticsTest, KeepsEmergenciesApartFromTheirEnd) {
@@ -120,20 +125,20 @@ TEST_F(NetworkStatisticsTest, KeepsEmergenciesApartFromTheirEnd) {
   see("085#20 82 11 00 00 00 00 00");
   see("085#00 00 01 00 00 00 00 00");
   const monitor::NodeStatistics& node = *statistics.getNode(5);
-  EXPECT_EQ(node.emergencies, 2U);
-  EXPECT_EQ(node.emergenciesResolved, 1U);
-  EXPECT_EQ(node.emergencyCode, 0);
-  EXPECT_EQ(node.errorRegister, 1);
-  EXPECT_EQ(statistics.getEmergencies()[1].code, 0x8220);
+  EXPECT_EQ(2U, node.emergencies);
+  EXPECT_EQ(1U, node.emergenciesResolved);
+  EXPECT_EQ(0, node.emergencyCode);
+  EXPECT_EQ(1, node.errorRegister);
+  EXPECT_EQ(0x8220, statistics.getEmergencies()[1].code);
 }
 
 TEST_F(NetworkStatisticsTest, ListsTheNMTCommands) {
   see(3, "000#01 05");
   see(4, "000#82 00");
-  ASSERT_EQ(statistics.getCommands().size(), 2U);
-  EXPECT_EQ(statistics.getCommands()[0].command, 1);
-  EXPECT_EQ(statistics.getCommands()[0].node, 5);
-  EXPECT_EQ(statistics.getCommands()[1].microseconds, 4000);
+  ASSERT_EQ(2U, statistics.getCommands().size());
+  EXPECT_EQ(1, statistics.getCommands()[0].command);
+  EXPECT_EQ(5, statistics.getCommands()[0].node);
+  EXPECT_EQ(4000, statistics.getCommands()[1].microseconds);
 }
 
 // ---- SDO
@@ -142,10 +147,10 @@ TEST_F(NetworkStatisticsTest, CountsAnExpeditedUpload) {
   see(100, "605#40 18 10 01 00 00 00 00");
   see(103, "585#4B 18 10 01 C7 03 00 00");
   const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
-  EXPECT_EQ(channel.uploads.completed[0], 1U);
-  EXPECT_EQ(channel.uploads.bytes, 2U);
-  EXPECT_EQ(channel.uploads.durations.getSum(), 3000);
-  EXPECT_EQ(channel.downloads.getCompleted(), 0U);
+  EXPECT_EQ(1U, channel.uploads.completed[0]);
+  EXPECT_EQ(2U, channel.uploads.bytes);
+  EXPECT_EQ(3000, channel.uploads.durations.getSum());
+  EXPECT_EQ(0U, channel.downloads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, CountsASegmentedDownload) {
@@ -156,9 +161,9 @@ TEST_F(NetworkStatisticsTest, CountsASegmentedDownload) {
   see(104, "605#19 48 49 4A 00 00 00 00");
   see(110, "585#30 00 00 00 00 00 00 00");
   const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
-  EXPECT_EQ(channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::SEGMENTED)], 1U);
-  EXPECT_EQ(channel.downloads.bytes, 10U);
-  EXPECT_EQ(channel.downloads.durations.getLongest(), 10000);
+  EXPECT_EQ(1U, channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::SEGMENTED)]);
+  EXPECT_EQ(10U, channel.downloads.bytes);
+  EXPECT_EQ(10000, channel.downloads.durations.getLongest());
 }
 
 TEST_F(NetworkStatisticsTest, CountsABlockDownload) {
@@ -170,22 +175,22 @@ TEST_F(NetworkStatisticsTest, CountsABlockDownload) {
   see("605#D1 00 00 00 00 00 00 00");
   see("585#A1 00 00 00 00 00 00 00");
   const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
-  EXPECT_EQ(channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::BLOCK)], 1U);
-  EXPECT_EQ(channel.downloads.bytes, 10U);
+  EXPECT_EQ(1U, channel.downloads.completed[static_cast<std::size_t>(SDOTransferKind::BLOCK)]);
+  EXPECT_EQ(10U, channel.downloads.bytes);
 }
 
 TEST_F(NetworkStatisticsTest, ListsATransferWithItsObject) {
   see(100, "605#40 18 10 01 00 00 00 00");
   see(103, "585#43 18 10 01 C7 03 00 00");
-  ASSERT_EQ(statistics.getTransfers().size(), 1U);
+  ASSERT_EQ(1U, statistics.getTransfers().size());
   const monitor::SDOTransfer& transfer = statistics.getTransfers()[0];
-  EXPECT_EQ(transfer.begin, 100000);
-  EXPECT_EQ(transfer.duration, 3000);
-  EXPECT_EQ(transfer.node, 5);
-  EXPECT_EQ(transfer.index, 0x1018);
-  EXPECT_EQ(transfer.subIndex, 1);
+  EXPECT_EQ(100000, transfer.begin);
+  EXPECT_EQ(3000, transfer.duration);
+  EXPECT_EQ(5, transfer.node);
+  EXPECT_EQ(0x1018, transfer.index);
+  EXPECT_EQ(1, transfer.subIndex);
   EXPECT_TRUE(transfer.isUpload);
-  EXPECT_EQ(transfer.end, SDOTransferEnd::COMPLETED);
+  EXPECT_EQ(SDOTransferEnd::COMPLETED, transfer.end);
   EXPECT_TRUE(statistics.getFailedTransfers().empty());
 }
 
@@ -202,26 +207,26 @@ TEST_F(NetworkStatisticsTest, CountsAbortsByServerAndCode) {
   };
   EXPECT_THAT(statistics.getAborts(),
               testing::ElementsAre(isCount(5, 0x06090011, 2), isCount(5, 0x06020000, 1), isCount(6, 0x06090011, 1)));
-  EXPECT_EQ(statistics.getSDOChannel(5)->aborts, 3U);
+  EXPECT_EQ(3U, statistics.getSDOChannel(5)->aborts);
 }
 
 TEST_F(NetworkStatisticsTest, ListsAnAbortedTransferAmongTheFailedOnes) {
   refuseUpload("11 00 09 06");
-  ASSERT_EQ(statistics.getFailedTransfers().size(), 1U);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::ABORTED);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].abortCode, 0x06090011U);
+  ASSERT_EQ(1U, statistics.getFailedTransfers().size());
+  EXPECT_EQ(SDOTransferEnd::ABORTED, statistics.getFailedTransfers()[0].end);
+  EXPECT_EQ(0x06090011U, statistics.getFailedTransfers()[0].abortCode);
   EXPECT_TRUE(statistics.getFailedTransfers()[0].isAbortedByServer);
 }
 
 TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredOnceItsTimeIsOver) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   statistics.advance(1500000);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->unanswered);
   statistics.advance(1500001);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
   statistics.advance(9000000);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::UNANSWERED);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(SDOTransferEnd::UNANSWERED, statistics.getFailedTransfers()[0].end);
 }
 
 TEST_F(NetworkStatisticsTest, CountsARequestThatAnotherOneOvertookAsUnansweredOnceItsTimeIsOver) {
@@ -229,10 +234,10 @@ TEST_F(NetworkStatisticsTest, CountsARequestThatAnotherOneOvertookAsUnansweredOn
   see(1100, "605#40 18 10 02 00 00 00 00");
   see(1101, "585#43 18 10 02 C7 03 00 00");
   statistics.advance(1500000);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->unanswered);
   statistics.advance(1500001);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->uploads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, CountsWritesThatWereSentBeforeTheFirstAnswer) {
@@ -244,11 +249,11 @@ TEST_F(NetworkStatisticsTest, CountsWritesThatWereSentBeforeTheFirstAnswer) {
   see(1030, "585#43 00 20 03 01 02 03 04");
   statistics.advance(9000000);
   const monitor::SDOChannelStatistics& channel = *statistics.getSDOChannel(5);
-  EXPECT_EQ(channel.downloads.getCompleted(), 2U);
-  EXPECT_EQ(channel.downloads.bytes, 3U);
-  EXPECT_EQ(channel.downloads.durations.getSum(), 29000);
-  EXPECT_EQ(channel.uploads.getCompleted(), 1U);
-  EXPECT_EQ(channel.unanswered, 0U);
+  EXPECT_EQ(2U, channel.downloads.getCompleted());
+  EXPECT_EQ(3U, channel.downloads.bytes);
+  EXPECT_EQ(29000, channel.downloads.durations.getSum());
+  EXPECT_EQ(1U, channel.uploads.getCompleted());
+  EXPECT_EQ(0U, channel.unanswered);
   EXPECT_TRUE(statistics.getFailedTransfers().empty());
 }
 
@@ -257,9 +262,9 @@ TEST_F(NetworkStatisticsTest, CountsReadsThatWereSentBeforeTheFirstAnswer) {
   see(1001, "605#40 00 20 05 00 00 00 00");
   see(1010, "585#4B 00 20 02 01 00 00 00");
   see(1020, "585#4F 00 20 05 01 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 2U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.bytes, 3U);
-  EXPECT_EQ(statistics.getTransfers()[0].subIndex, 2);
+  EXPECT_EQ(2U, statistics.getSDOChannel(5)->uploads.getCompleted());
+  EXPECT_EQ(3U, statistics.getSDOChannel(5)->uploads.bytes);
+  EXPECT_EQ(2, statistics.getTransfers()[0].subIndex);
 }
 
 TEST_F(NetworkStatisticsTest, TellsARunningWriteFromARunningReadOfTheSameObject) {
@@ -267,9 +272,9 @@ TEST_F(NetworkStatisticsTest, TellsARunningWriteFromARunningReadOfTheSameObject)
   see(1001, "605#2B 00 20 02 01 00 00 00");
   see(1002, "605#2B 01 20 02 01 00 00 00");
   see(1010, "585#60 00 20 02 00 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 0U);
-  EXPECT_EQ(statistics.getTransfers()[0].index, 0x2000);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->downloads.getCompleted());
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->uploads.getCompleted());
+  EXPECT_EQ(0x2000, statistics.getTransfers()[0].index);
 }
 
 TEST_F(NetworkStatisticsTest, TellsARunningReadFromARunningWriteOfTheSameObject) {
@@ -277,15 +282,15 @@ TEST_F(NetworkStatisticsTest, TellsARunningReadFromARunningWriteOfTheSameObject)
   see(1001, "605#40 00 20 02 00 00 00 00");
   see(1002, "605#40 01 20 02 00 00 00 00");
   see(1010, "585#4B 00 20 02 01 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 0U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->downloads.getCompleted());
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->uploads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, DoesNotTakeTheBeginningOfSegmentsForTheWholeOfAnOvertakenRead) {
   see(1000, "605#40 08 10 00 00 00 00 00");
   see(1001, "605#40 00 20 05 00 00 00 00");
   see(1010, "585#41 08 10 00 0A 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 0U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->uploads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, CountsTheLateResponseToARequestThatOvertookAnother) {
@@ -293,26 +298,26 @@ TEST_F(NetworkStatisticsTest, CountsTheLateResponseToARequestThatOvertookAnother
   see(1001, "605#40 00 20 05 00 00 00 00");
   see(1010, "585#4B 00 20 02 01 00 00 00");
   see(2000, "585#4F 00 20 05 01 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->lateResponses);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
 }
 
 TEST_F(NetworkStatisticsTest, DoesNotCountALateResponseBehindTheAbort) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(2000, "605#80 18 10 01 00 00 04 05");
   see(2001, "585#43 18 10 01 C7 03 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 0U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->lateResponses);
 }
 
 TEST_F(NetworkStatisticsTest, GivesAnAbortToTheRequestWhoseObjectItNames) {
   see(1000, "605#2B 00 20 02 01 00 00 00");
   see(1001, "605#2F 00 20 05 01 00 00 00");
   see(1010, "585#80 00 20 02 30 00 09 06");
-  ASSERT_EQ(statistics.getFailedTransfers().size(), 1U);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].subIndex, 2);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].duration, 10000);
+  ASSERT_EQ(1U, statistics.getFailedTransfers().size());
+  EXPECT_EQ(2, statistics.getFailedTransfers()[0].subIndex);
+  EXPECT_EQ(10000, statistics.getFailedTransfers()[0].duration);
   see(1020, "585#60 00 20 05 00 00 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->downloads.getCompleted(), 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->downloads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredWhenTooManyOvertakeIt) {
@@ -320,7 +325,7 @@ TEST_F(NetworkStatisticsTest, CountsARequestAsUnansweredWhenTooManyOvertakeIt) {
   for (std::size_t i = 0; i < count; ++i) {
     see("605#40 18 10 01 00 00 00 00");
   }
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
 }
 
 TEST_F(NetworkStatisticsTest, CountsASegmentWithoutAnAnswerAsUnansweredWhenTheClientBeginsAnew) {
@@ -328,53 +333,53 @@ TEST_F(NetworkStatisticsTest, CountsASegmentWithoutAnAnswerAsUnansweredWhenTheCl
   see("585#41 08 10 00 0A 00 00 00");
   see("605#60 00 00 00 00 00 00 00");
   uploadExpedited();
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->abandoned, 0U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->abandoned);
 }
 
 TEST_F(NetworkStatisticsTest, CountsAnOverdueRequestOnceWhenTheNextOneComes) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(9000, "605#40 18 10 02 00 00 00 00");
   see(9001, "585#43 18 10 02 C7 03 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
 }
 
 TEST_F(NetworkStatisticsTest, CountsAClientThatLostItsPatienceAsUnanswered) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(1100, "605#80 18 10 01 00 00 04 05");
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->aborts, 1U);
-  EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->aborts);
+  EXPECT_EQ(1U, statistics.getFailedTransfers().size());
 }
 
 TEST_F(NetworkStatisticsTest, CountsAndListsAnOverdueRequestOnceWhenItsClientAborts) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(2000, "605#80 18 10 01 00 00 04 05");
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getFailedTransfers().size(), 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(1U, statistics.getFailedTransfers().size());
 }
 
 TEST_F(NetworkStatisticsTest, CountsALateResponse) {
   see(1000, "605#40 18 10 01 00 00 00 00");
   see(2000, "585#43 18 10 01 C7 03 00 00");
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->lateResponses, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->uploads.getCompleted(), 1U);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->lateResponses);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->uploads.getCompleted());
 }
 
 TEST_F(NetworkStatisticsTest, CountsATransferThatItsClientLeft) {
   see("605#40 08 10 00 00 00 00 00");
   see("585#41 08 10 00 0A 00 00 00");
   uploadExpedited();
-  EXPECT_EQ(statistics.getSDOChannel(5)->abandoned, 1U);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
-  EXPECT_EQ(statistics.getFailedTransfers()[0].end, SDOTransferEnd::ABANDONED);
+  EXPECT_EQ(1U, statistics.getSDOChannel(5)->abandoned);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->unanswered);
+  EXPECT_EQ(SDOTransferEnd::ABANDONED, statistics.getFailedTransfers()[0].end);
 }
 
 TEST_F(NetworkStatisticsTest, WaitsForNobodyBetweenTransfers) {
   uploadExpedited();
   statistics.advance(999000000);
-  EXPECT_EQ(statistics.getSDOChannel(5)->unanswered, 0U);
+  EXPECT_EQ(0U, statistics.getSDOChannel(5)->unanswered);
 }
 
 // ---- PDO, SYNC and the rest
@@ -385,54 +390,54 @@ TEST_F(NetworkStatisticsTest, MeasuresPDOsByTheirIdentifier) {
   see(15, "205#01");
   see(22, "185#01 02 03 04");
   const monitor::PDOStatistics& pdo = *statistics.getPDO(0x185);
-  EXPECT_EQ(pdo.service, Service::TPDO);
-  EXPECT_EQ(pdo.node, 5);
-  EXPECT_EQ(pdo.number, 1);
-  EXPECT_EQ(pdo.length, 4);
-  EXPECT_EQ(pdo.bytes, 10U);
-  EXPECT_EQ(pdo.series.getPeriods().getMean(), 11000);
-  EXPECT_EQ(pdo.series.getJitter().getLongest(), 2000);
-  EXPECT_EQ(statistics.getPDO(0x205)->service, Service::RPDO);
-  EXPECT_EQ(statistics.getPDO(0x186), nullptr);
+  EXPECT_EQ(Service::TPDO, pdo.service);
+  EXPECT_EQ(5, pdo.node);
+  EXPECT_EQ(1, pdo.number);
+  EXPECT_EQ(4, pdo.length);
+  EXPECT_EQ(10U, pdo.bytes);
+  EXPECT_EQ(11000, pdo.series.getPeriods().getMean());
+  EXPECT_EQ(2000, pdo.series.getJitter().getLongest());
+  EXPECT_EQ(Service::RPDO, statistics.getPDO(0x205)->service);
+  EXPECT_EQ(nullptr, statistics.getPDO(0x186));
 }
 
 TEST_F(NetworkStatisticsTest, MeasuresThePeriodOfSYNC) {
   see(0, "080#");
   see(10, "080#");
   see(30, "080#");
-  EXPECT_EQ(statistics.getSync().getFrames(), 3U);
-  EXPECT_EQ(statistics.getSync().getPeriods().getMean(), 15000);
+  EXPECT_EQ(3U, statistics.getSync().getFrames());
+  EXPECT_EQ(15000, statistics.getSync().getPeriods().getMean());
 }
 
 TEST_F(NetworkStatisticsTest, CountsFramesByServiceAndDirection) {
   see(1, "705#05", true);
   see(2, "705#05", true);
   see(3, "706#05", false);
-  EXPECT_EQ(statistics.getFrames(Service::HEARTBEAT, true), 2U);
-  EXPECT_EQ(statistics.getFrames(Service::HEARTBEAT, false), 1U);
-  EXPECT_EQ(statistics.getFrames(), 3U);
+  EXPECT_EQ(2U, statistics.getFrames(Service::HEARTBEAT, true));
+  EXPECT_EQ(1U, statistics.getFrames(Service::HEARTBEAT, false));
+  EXPECT_EQ(3U, statistics.getFrames());
 }
 
 TEST_F(NetworkStatisticsTest, AddsUpTheBitsOnTheWire) {
   see(1, "2AA#55 55 55 55 55 55 55 55");
   see(2, "2AA#55 55 55 55 55 55 55 55");
-  EXPECT_EQ(statistics.getLoad().getBits(), 222U);
-  EXPECT_DOUBLE_EQ(statistics.getLoad().getShareOfSecond(0), 222.0 / 250000);
+  EXPECT_EQ(222U, statistics.getLoad().getBits());
+  EXPECT_DOUBLE_EQ(222.0 / 250000, statistics.getLoad().getShareOfSecond(0));
 }
 
 TEST_F(NetworkStatisticsTest, CountsViolationsByNodeAndText) {
   see("605#E0 00 20 00 00 00 00 00");
   see("605#E0 00 20 00 00 00 00 00");
-  ASSERT_EQ(statistics.getViolations().size(), 1U);
-  EXPECT_EQ(statistics.getViolations()[0].node, 5);
-  EXPECT_EQ(statistics.getViolations()[0].count, 2U);
-  EXPECT_EQ(statistics.getSeenViolations()[1].identifier, 0x605U);
+  ASSERT_EQ(1U, statistics.getViolations().size());
+  EXPECT_EQ(5, statistics.getViolations()[0].node);
+  EXPECT_EQ(2U, statistics.getViolations()[0].count);
+  EXPECT_EQ(0x605U, statistics.getSeenViolations()[1].identifier);
 }
 
 TEST_F(NetworkStatisticsTest, CountsTheSameViolationOfTwoNodesApart) {
   see("605#E0 00 20 00 00 00 00 00");
   see("606#E0 00 20 00 00 00 00 00");
-  EXPECT_EQ(statistics.getViolations().size(), 2U);
+  EXPECT_EQ(2U, statistics.getViolations().size());
 }
 
 TEST_F(NetworkStatisticsTest, DoesNotTakeARemoteFrameForTheDataThatItAsksFor) {
@@ -442,10 +447,10 @@ TEST_F(NetworkStatisticsTest, DoesNotTakeARemoteFrameForTheDataThatItAsksFor) {
     frame.identifier = identifier;
     statistics.add(decoder.decode(frame), false);
   }
-  EXPECT_EQ(statistics.getFrames(), 3U);
-  EXPECT_EQ(statistics.getSync().getFrames(), 0U);
-  EXPECT_EQ(statistics.getPDO(0x185), nullptr);
-  EXPECT_EQ(statistics.getNode(5), nullptr);
+  EXPECT_EQ(3U, statistics.getFrames());
+  EXPECT_EQ(0U, statistics.getSync().getFrames());
+  EXPECT_EQ(nullptr, statistics.getPDO(0x185));
+  EXPECT_EQ(nullptr, statistics.getNode(5));
 }
 
 TEST_F(NetworkStatisticsTest, CountsStampsThatGoBack) {
@@ -453,9 +458,9 @@ TEST_F(NetworkStatisticsTest, CountsStampsThatGoBack) {
   see(10, "705#05");
   see(5, "705#05");
   see(6, "705#05");
-  EXPECT_EQ(statistics.getClockSteps(), 1U);
-  EXPECT_EQ(statistics.getFirst(), 10000);
-  EXPECT_EQ(statistics.getLast(), 6000);
+  EXPECT_EQ(1U, statistics.getClockSteps());
+  EXPECT_EQ(10000, statistics.getFirst());
+  EXPECT_EQ(6000, statistics.getLast());
 }
 
 TEST_F(NetworkStatisticsTest, CountsInOneWhatFindsNoPlaceInTheTable) {
@@ -466,8 +471,8 @@ TEST_F(NetworkStatisticsTest, CountsInOneWhatFindsNoPlaceInTheTable) {
                   static_cast<unsigned int>(i >> 8));
     refuseUpload(code);
   }
-  EXPECT_EQ(statistics.getAborts().size(), NetworkStatistics::COUNTED_PAIRS);
-  EXPECT_EQ(statistics.getOtherAborts(), 3U);
+  EXPECT_EQ(NetworkStatistics::COUNTED_PAIRS, statistics.getAborts().size());
+  EXPECT_EQ(3U, statistics.getOtherAborts());
 }
 
 TEST_F(NetworkStatisticsTest, VisitsNodesPDOsAndChannelsInTheirOrder) {
@@ -479,7 +484,7 @@ TEST_F(NetworkStatisticsTest, VisitsNodesPDOsAndChannelsInTheirOrder) {
   statistics.forEachNode([&](unsigned int node, const auto&) { visited += std::to_string(node) + " "; });
   statistics.forEachPDO([&](unsigned int identifier, const auto&) { visited += std::to_string(identifier) + " "; });
   statistics.forEachSDOChannel([&](const auto& channel) { visited += std::to_string(channel.node) + " "; });
-  EXPECT_EQ(visited, "5 6 390 645 5 6 ");
+  EXPECT_EQ("5 6 390 645 5 6 ", visited);
 }
 
 }  // namespace

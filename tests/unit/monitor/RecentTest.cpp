@@ -1,6 +1,9 @@
-// | covered                                   | kind       |
-// |-------------------------------------------|------------|
-// | order, size and total before, at and after the limit | functional |
+// Covers: a list that keeps the last of what it is given.
+//
+// | subject                                              | functional | robustness |
+// |------------------------------------------------------|------------|------------|
+// | order, size and total before, at and after the limit | x          |            |
+
 #include "Recent.h"
 
 #include <gmock/gmock.h>
@@ -37,8 +40,8 @@ TEST(Recent, CountsThoseThatItNoLongerHas) {
   recent.add(1);
   recent.add(2);
   recent.add(3);
-  EXPECT_EQ(recent.getTotal(), 3U);
-  EXPECT_EQ(recent.back(), 3);
+  EXPECT_EQ(3U, recent.getTotal());
+  EXPECT_EQ(3, recent.back());
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
-// Names and types of the objects that are the same on every node.
+// Covers: names and types of the objects that are the same on every node.
 //
-// | parameters                                       | kind       |
-// |--------------------------------------------------|------------|
-// | single objects, ranges of objects, sub-indexes   | functional |
-// | indexes and sub-indexes around them              | robustness |
+// | subject                                        | functional | robustness |
+// |------------------------------------------------|------------|------------|
+// | single objects, ranges of objects, sub-indexes | x          |            |
+// | indexes and sub-indexes around them            |            | x          |
 
 #include "StandardNames.h"
 
@@ -26,7 +26,7 @@ struct ObjectCase : test::NamedCase {
 class StandardName : public ::testing::TestWithParam<ObjectCase> {};
 
 TEST_P(StandardName, IsThatOfTheObject) {
-  EXPECT_EQ(StandardNames::instance().describe(5, GetParam().index, GetParam().subIndex).name, GetParam().objectName);
+  EXPECT_EQ(GetParam().objectName, StandardNames::instance().describe(5, GetParam().index, GetParam().subIndex).name);
 }
 
 const ObjectCase OBJECTS[] = {
@@ -52,17 +52,17 @@ const ObjectCase OBJECTS[] = {
 INSTANTIATE_TEST_SUITE_P(StandardNames, StandardName, ::testing::ValuesIn(OBJECTS), test::caseName<ObjectCase>);
 
 TEST(StandardType, OfATextIsAText) {
-  EXPECT_EQ(StandardNames::instance().describe(5, 0x1008, 0).type.form, monitor::Form::TEXT);
+  EXPECT_EQ(monitor::Form::TEXT, StandardNames::instance().describe(5, 0x1008, 0).type.form);
 }
 
 TEST(StandardType, OfACOBIDIsAPatternOfFourBytes) {
-  const monitor::DataType type = StandardNames::instance().describe(5, 0x1800, 1).type;
-  EXPECT_EQ(type.form, monitor::Form::PATTERN);
-  EXPECT_EQ(type.bits, 32);
+  const monitor::ValueType type = StandardNames::instance().describe(5, 0x1800, 1).type;
+  EXPECT_EQ(monitor::Form::PATTERN, type.form);
+  EXPECT_EQ(32, type.bits);
 }
 
 TEST(StandardNamesOfCOBIDs, AreThoseOfThePredefinedConnectionSet) {
-  EXPECT_EQ(StandardNames::instance().findCommunicationObject(0x185), nullptr);
+  EXPECT_EQ(nullptr, StandardNames::instance().findCommunicationObject(0x185));
 }
 
 }  // namespace

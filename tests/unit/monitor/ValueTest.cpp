@@ -1,11 +1,11 @@
-// Values as a person reads them.
+// Covers: values as a person reads them.
 //
-// | parameters                                             | kind       |
-// |--------------------------------------------------------|------------|
-// | each data type of CiA 301, both ends of its range      | functional |
-// | odd numbers of bits out of a PDO                       | functional |
-// | more or fewer bytes than the type has; unknown types   | robustness |
-// | texts with quotation marks, control letters, no UTF-16 | robustness |
+// | subject                                                | functional | robustness |
+// |--------------------------------------------------------|------------|------------|
+// | each data type of CiA 301, both ends of its range      | x          |            |
+// | odd numbers of bits out of a PDO                       | x          |            |
+// | more or fewer bytes than the type has; unknown types   |            | x          |
+// | texts with quotation marks, control letters, no UTF-16 |            | x          |
 
 #include "Value.h"
 
@@ -18,9 +18,9 @@
 
 namespace {
 
-using monitor::DataType;
 using monitor::Form;
 using monitor::Value;
+using monitor::ValueType;
 
 std::string shown(const Value& value) {
   std::string text;
@@ -38,8 +38,8 @@ class ValueOfBytes : public ::testing::TestWithParam<BytesCase> {};
 
 TEST_P(ValueOfBytes, IsShownByItsType) {
   Value value;
-  value.setBytes(DataType::fromCode(GetParam().type), GetParam().bytes.data(), GetParam().bytes.size());
-  EXPECT_EQ(shown(value), GetParam().text);
+  value.setBytes(ValueType::fromCode(GetParam().type), GetParam().bytes.data(), GetParam().bytes.size());
+  EXPECT_EQ(GetParam().text, shown(value));
 }
 
 const BytesCase BYTES[] = {
@@ -87,37 +87,37 @@ INSTANTIATE_TEST_SUITE_P(Value, ValueOfBytes, ::testing::ValuesIn(BYTES), test::
 TEST(ValueOfBits, LeavesOutWhatIsAbove) {
   Value value;
   value.setBits({Form::UNSIGNED, 12}, 0xFFFFF123, 12);
-  EXPECT_EQ(shown(value), "291");
+  EXPECT_EQ("291", shown(value));
 }
 
 TEST(ValueOfBits, TakesTheSignOfTheHighestBit) {
   Value value;
   value.setBits({Form::SIGNED, 12}, 0x800, 12);
-  EXPECT_EQ(value.getSigned(), -2048);
+  EXPECT_EQ(-2048, value.getSigned());
 }
 
 TEST(ValueOfBits, TakesNoMoreThanThePDOHas) {
   Value value;
   value.setBits({Form::SIGNED, 16}, 0xFF, 8);
-  EXPECT_EQ(shown(value), "-1");
+  EXPECT_EQ("-1", shown(value));
 }
 
 TEST(ValueOfBits, ShowsAnUnknownTypeByItsDigits) {
   Value value;
   value.setBits({}, 0x5, 9);
-  EXPECT_EQ(shown(value), "0x005");
+  EXPECT_EQ("0x005", shown(value));
 }
 
 TEST(ValueOfBits, ShowsARealOfAnotherSizeAsAPattern) {
   Value value;
   value.setBits({Form::REAL, 0}, 0x3C00, 16);
-  EXPECT_EQ(shown(value), "0x3C00");
+  EXPECT_EQ("0x3C00", shown(value));
 }
 
 TEST(ValueOfBits, TakesTextsToo) {
   Value value;
   value.setBits({Form::TEXT, 0}, 0x6F766154, 32);
-  EXPECT_EQ(shown(value), "\"Tavo\"");
+  EXPECT_EQ("\"Tavo\"", shown(value));
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
-// | covered                                                            | kind       |
-// |--------------------------------------------------------------------|------------|
-// | random frames of every length and kind, against bits that are written out one by one | functional |
-// | frames with no stuff bit and with the most of them                 | functional |
-// | error and FD frames, more than 8 bytes                              | robustness |
+// Covers: how many bits a frame has on the wire.
+//
+// | subject                                                                              | functional | robustness |
+// |--------------------------------------------------------------------------------------|------------|------------|
+// | random frames of every length and kind, against bits that are written out one by one | x          |            |
+// | frames with no stuff bit and with the most of them                                   | x          |            |
+// | error and FD frames, more than 8 bytes                                               |            | x          |
+
 #include "WireBits.h"
 
 #include <gtest/gtest.h>
@@ -86,7 +89,7 @@ TEST(WireBits, AreComparedWithAChecksumThatIsRight) {
   for (const char digit : std::string("123456789")) {
     append(bits, static_cast<unsigned char>(digit), 8);
   }
-  EXPECT_EQ(checksumOf(bits), 0x059EU);
+  EXPECT_EQ(0x059EU, checksumOf(bits));
 }
 
 class WireBitsOf : public testing::TestWithParam<FrameKind> {};
@@ -103,20 +106,20 @@ TEST_P(WireBitsOf, AreThoseOfTheFrameWrittenOut) {
       // Long runs are what matters, and rare in mere noise.
       frame.data[k] = static_cast<unsigned char>(random() % 3 == 0 ? random() : random() % 2 * 0xFF);
     }
-    ASSERT_EQ(getWireBits(frame), stuff(writeOut(frame)).size() + UNSTUFFED_TAIL) << writeOut(frame);
+    ASSERT_EQ(stuff(writeOut(frame)).size() + UNSTUFFED_TAIL, getWireBits(frame)) << writeOut(frame);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, WireBitsOf, testing::Values(FrameKind::DATA, FrameKind::REMOTE, FrameKind::EXTENDED));
 
 TEST(WireBits, LieBetweenAFrameWithoutStuffBitsAndTheWorstOne) {
-  EXPECT_EQ(getWireBits(makeFrame(0x2AA, 8, 0x55)), 111U);
-  EXPECT_EQ(getWireBits(makeFrame(0x078, 8, 0x3C)) <= 135U, true);
+  EXPECT_EQ(111U, getWireBits(makeFrame(0x2AA, 8, 0x55)));
+  EXPECT_EQ(true, getWireBits(makeFrame(0x078, 8, 0x3C)) <= 135U);
 }
 
 TEST(WireBits, AreNotKnownOfErrorFramesAndFD) {
-  EXPECT_EQ(getWireBits(makeFrame(0x20000004, 8, 0, FrameKind::ERROR)), 0U);
-  EXPECT_EQ(getWireBits(makeFrame(0x123, 64, 0, FrameKind::FD)), 0U);
+  EXPECT_EQ(0U, getWireBits(makeFrame(0x20000004, 8, 0, FrameKind::ERROR)));
+  EXPECT_EQ(0U, getWireBits(makeFrame(0x123, 64, 0, FrameKind::FD)));
 }
 
 }  // namespace

@@ -1,13 +1,14 @@
-// Heartbeat consumer.
+// Covers: the heartbeat consumer.
 //
-//  subject             | functional                                     | robustness
-//  --------------------+------------------------------------------------+---------------------------------------------
-//  settings (0x1016)   | encoding, re-read, in and outside OPERATIONAL  | no dictionary, no object, node 0, above 127,
-//  time 0 state of a node     | every row of the table                         | never heard, removed from 0x1016
-//  deadline            | equality, one later, re-armed, moved           | wrap of the tick
-//  listeners           | one for all, one for each node, order, log     | none, replaced, removed, node ID & 0xFF
-//  frames              | any byte on a watched COB-ID                   | other lengths, other COB-IDs
-//  several nodes       | ascending order                                |
+// | subject           | functional                                    | robustness                                   |
+// |-------------------|-----------------------------------------------|----------------------------------------------|
+// | settings (0x1016) | encoding, re-read, in and outside OPERATIONAL | no dictionary, no object, node 0, above 127, |
+// |                   |                                               | time 0                                       |
+// | state of a node   | every row of the table                        | never heard, removed from 0x1016             |
+// | deadline          | equality, one later, re-armed, moved          | wrap of the tick                             |
+// | listeners         | one for all, one for each node, order, log    | none, replaced, removed, node ID & 0xFF      |
+// | frames            | any byte on a watched COB-ID                  | other lengths, other COB-IDs                 |
+// | several nodes     | ascending order                               |                                              |
 
 #include "KQCANopenStateMachine.h"
 #include "KQErrorCodes.h"
@@ -22,25 +23,8 @@ namespace {
 constexpr int TIMEOUT = 0x517;
 constexpr int RESOLVED = 0x518;
 
-/// What listeners were told, in order: "timeout 5 17".
+// What listeners were told, in order: "timeout 5 17".
 using Events = std::vector<std::string>;
-
-class EventListener : public KQ::KQSignalListener {
-public:
-  EventListener(std::string listenerName, Events& sharedEvents) : name(std::move(listenerName)), events(sharedEvents) {}
-  int signalOccurred(KQ::KQSignal& signal) override {
-    const std::string code = signal.getCode() == TIMEOUT    ? " timeout "
-                             : signal.getCode() == RESOLVED ? " resolved "
-                                                            : " unknown ";
-    events.push_back(name + code + std::to_string(signal.getFirstValue()) + " " +
-                     std::to_string(signal.getSecondValue()));
-    return 0;
-  }
-
-private:
-  std::string name;
-  Events& events;
-};
 
 class HeartbeatConsumer : public testing::Test {
 protected:
@@ -53,18 +37,30 @@ protected:
     nmt.addHeartbeatListener(&forAll);
   }
 
+  // A listener that is told notes it under its name.
+  std::function<void()> note(const std::string& name, const test::SignalRecorder& listener) {
+    return [this, name, &listener] {
+      const KQ::KQSignal& signal = listener.signals.back();
+      const std::string code = signal.getCode() == TIMEOUT    ? " timeout "
+                               : signal.getCode() == RESOLVED ? " resolved "
+                                                              : " unknown ";
+      events.push_back(name + code + std::to_string(signal.getFirstValue()) + " " +
+                       std::to_string(signal.getSecondValue()));
+    };
+  }
+
   void enter(int state) {
     machine.setState(state);
     node.output.takeOutput();
   }
 
-  /// Writes the entry of one sub-index, without a re-read.
+  // Writes the entry of one sub-index, without a re-read.
   void write(unsigned char subIndex, unsigned int entry) {
     dictionary.addSubentry(0x1016, subIndex, KQ::ACCESS_RW, KQ::DATA_TYPE_UNSIGNED32, "", false,
                            static_cast<int>(entry), "", 0);
   }
 
-  /// Makes node 5 (100 ms) watched.
+  // Makes node 5 (100 ms) watched.
   void watchNode5() {
     write(1, 0x00050064);
     nmt.updateHeartbeatConsumerSettings();
@@ -91,29 +87,29 @@ protected:
   KQ::KQCANopenStateMachine machine{&node.canopen()};
   KQ::KQNMTHandler nmt;
   Events events;
-  EventListener forAll{"all", events};
-  EventListener forNode{"node", events};
+  test::SignalRecorder forAll{note("all", forAll)};
+  test::SignalRecorder forNode{note("node", forNode)};
 };
 
 // ---- state table
 
 TEST_F(HeartbeatConsumer, ReadingTheEntryReportsNothing) {
   watchNode5();
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, MissingNodeThatIsHeardIsReportedAsResolved) {
   watchNode5();
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, PresentNodeThatIsHeardIsNotReported) {
   watchNode5();
   receive("705#05");
   take();
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, PresentNodeThatFallsSilentIsReportedAsTimeout) {
@@ -121,7 +117,7 @@ TEST_F(HeartbeatConsumer, PresentNodeThatFallsSilentIsReportedAsTimeout) {
   receive("705#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SilentNodeIsReportedOnce) {
@@ -132,7 +128,7 @@ TEST_F(HeartbeatConsumer, SilentNodeIsReportedOnce) {
   for (int i = 0; i < 5; ++i) {
     advanceAndCheck(101);
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, SilentNodeThatReturnsIsReportedAsResolvedAgain) {
@@ -141,9 +137,9 @@ TEST_F(HeartbeatConsumer, SilentNodeThatReturnsIsReportedAsResolvedAgain) {
   advanceAndCheck(101);
   take();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NodeNeverHeardIsNeverReported) {
@@ -151,7 +147,7 @@ TEST_F(HeartbeatConsumer, NodeNeverHeardIsNeverReported) {
   for (int i = 0; i < 10; ++i) {
     advanceAndCheck(101);
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadMakesAPresentNodeMissingInSilence) {
@@ -160,9 +156,9 @@ TEST_F(HeartbeatConsumer, ReReadMakesAPresentNodeMissingInSilence) {
   take();
   nmt.updateHeartbeatConsumerSettings();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SignalIsOfType6WithAllOtherFieldsZero) {
@@ -171,12 +167,12 @@ TEST_F(HeartbeatConsumer, SignalIsOfType6WithAllOtherFieldsZero) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  ASSERT_EQ(recorder.signals.size(), 2U);
-  EXPECT_EQ(recorder.signals[0].getType(), 6);
-  EXPECT_EQ(recorder.signals[0].getCode(), 1304);
+  ASSERT_EQ(2U, recorder.signals.size());
+  EXPECT_EQ(6, recorder.signals[0].getType());
+  EXPECT_EQ(1304, recorder.signals[0].getCode());
   EXPECT_FALSE(recorder.signals[0].getFlag());
-  EXPECT_EQ(recorder.signals[1].getType(), 6);
-  EXPECT_EQ(recorder.signals[1].getCode(), 1303);
+  EXPECT_EQ(6, recorder.signals[1].getType());
+  EXPECT_EQ(1303, recorder.signals[1].getCode());
   EXPECT_FALSE(recorder.signals[1].getFlag());
 }
 
@@ -187,9 +183,9 @@ TEST_F(HeartbeatConsumer, DeadlineItselfIsNotYetATimeout) {
   receive("705#05");
   take();
   advanceAndCheck(100);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, HeartbeatMovesTheDeadline) {
@@ -200,9 +196,9 @@ TEST_F(HeartbeatConsumer, HeartbeatMovesTheDeadline) {
     advanceAndCheck(100);
     receive("705#05");
   }
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, HeartbeatAfterTheDeadlineButBeforeTheCheckComesInTime) {
@@ -212,7 +208,7 @@ TEST_F(HeartbeatConsumer, HeartbeatAfterTheDeadlineButBeforeTheCheckComesInTime)
   node.clock.advance(500);
   receive("705#05");
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadTakesTheNewTime) {
@@ -223,9 +219,9 @@ TEST_F(HeartbeatConsumer, ReReadTakesTheNewTime) {
   receive("705#05");
   take();
   advanceAndCheck(2000);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, ReReadInOperationalReportsNothingEither) {
@@ -235,9 +231,9 @@ TEST_F(HeartbeatConsumer, ReReadInOperationalReportsNothingEither) {
   take();
   nmt.updateHeartbeatConsumerSettings();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, DeadlineBeyondTheWrapOfTheTickIsPassedAtOnce) {
@@ -246,7 +242,7 @@ TEST_F(HeartbeatConsumer, DeadlineBeyondTheWrapOfTheTickIsPassedAtOnce) {
   receive("705#05");
   take();
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, DeadlineAtTheLastTickIsNotPassedBeforeIt) {
@@ -255,13 +251,13 @@ TEST_F(HeartbeatConsumer, DeadlineAtTheLastTickIsNotPassedBeforeIt) {
   receive("705#05");
   take();
   advanceAndCheck(100);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, CheckWithoutConsumersReadsNoTick) {
   const unsigned int readings = node.clock.readings();
   nmt.checkHeartbeatTimeouts();
-  EXPECT_EQ(node.clock.readings(), readings);
+  EXPECT_EQ(readings, node.clock.readings());
 }
 
 // ---- settings
@@ -270,9 +266,9 @@ TEST_F(HeartbeatConsumer, HighestByteOfTheEntryIsIgnored) {
   write(1, 0xAA050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, LongestTime) {
@@ -281,9 +277,9 @@ TEST_F(HeartbeatConsumer, LongestTime) {
   receive("705#05");
   take();
   advanceAndCheck(65535);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, Time0IsWatchedAndOverOneTickLater) {
@@ -292,29 +288,29 @@ TEST_F(HeartbeatConsumer, Time0IsWatchedAndOverOneTickLater) {
   receive("705#05");
   take();
   advanceAndCheck(0);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, Node0OfAnUnusedEntryIsWatched) {
   nmt.updateHeartbeatConsumerSettings();
   receive("700#05");
-  EXPECT_EQ(take(), Events{"all resolved 0 0"});
+  EXPECT_EQ(Events{"all resolved 0 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, LastSubIndexIsRead) {
   write(127, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SubIndex128IsNotRead) {
   write(128, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, LaterSubIndexOverwritesTheTimeOfANode) {
@@ -324,7 +320,7 @@ TEST_F(HeartbeatConsumer, LaterSubIndexOverwritesTheTimeOfANode) {
   receive("705#05");
   take();
   advanceAndCheck(51);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NodeThatIsNoLongerListedStaysWatched) {
@@ -333,9 +329,9 @@ TEST_F(HeartbeatConsumer, NodeThatIsNoLongerListedStaysWatched) {
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
   receive("706#05");
-  EXPECT_EQ(take(), (Events{"all resolved 5 0", "all resolved 6 0"}));
+  EXPECT_EQ((Events{"all resolved 5 0", "all resolved 6 0"}), take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 5 17", "all timeout 6 17"}));
+  EXPECT_EQ((Events{"all timeout 5 17", "all timeout 6 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, SettingsWithoutDictionaryWatchNobody) {
@@ -343,7 +339,7 @@ TEST_F(HeartbeatConsumer, SettingsWithoutDictionaryWatchNobody) {
   write(1, 0x00050064);
   nmt.updateHeartbeatConsumerSettings();
   receive("705#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 TEST_F(HeartbeatConsumer, SettingsWithoutTheObjectWatchNobody) {
@@ -351,7 +347,7 @@ TEST_F(HeartbeatConsumer, SettingsWithoutTheObjectWatchNobody) {
   nmt.setObjectDictionary(&empty);
   nmt.updateHeartbeatConsumerSettings();
   receive("700#05");
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
 }
 
 // ---- listeners
@@ -360,18 +356,18 @@ TEST_F(HeartbeatConsumer, ListenerOfTheNodeIsToldAfterTheOneForAllAndLogged) {
   nmt.addHeartbeatListner(&forNode, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), (Events{"all resolved 5 0", "node resolved 5 0"}));
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat resolved timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ((Events{"all resolved 5 0", "node resolved 5 0"}), take());
+  EXPECT_EQ("Sending heartbeat resolved timeout to ECU with node ID 0x5\n", node.output.takeOutput());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 5 17", "node timeout 5 17"}));
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ((Events{"all timeout 5 17", "node timeout 5 17"}), take());
+  EXPECT_EQ("Sending heartbeat timeout to ECU with node ID 0x5\n", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerForAllAloneIsNotLogged) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerOfTheNodeNeedsNoListenerForAll) {
@@ -380,7 +376,7 @@ TEST_F(HeartbeatConsumer, ListenerOfTheNodeNeedsNoListenerForAll) {
   watchNode5();
   receive("705#05");
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"node resolved 5 0", "node timeout 5 17"}));
+  EXPECT_EQ((Events{"node resolved 5 0", "node timeout 5 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, LogNamesTheNodeInLowerCaseHexadecimal) {
@@ -389,9 +385,10 @@ TEST_F(HeartbeatConsumer, LogNamesTheNodeInLowerCaseHexadecimal) {
   nmt.updateHeartbeatConsumerSettings();
   receive("71A#05");
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(),
-            "Sending heartbeat resolved timeout to ECU with node ID 0x1a\n"
-            "Sending heartbeat timeout to ECU with node ID 0x1a\n");
+  EXPECT_EQ(
+      "Sending heartbeat resolved timeout to ECU with node ID 0x1a\n"
+      "Sending heartbeat timeout to ECU with node ID 0x1a\n",
+      node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, TimeoutIsLoggedOnce) {
@@ -402,7 +399,7 @@ TEST_F(HeartbeatConsumer, TimeoutIsLoggedOnce) {
   advanceAndCheck(101);
   advanceAndCheck(101);
   advanceAndCheck(101);
-  EXPECT_EQ(node.output.takeOutput(), "Sending heartbeat timeout to ECU with node ID 0x5\n");
+  EXPECT_EQ("Sending heartbeat timeout to ECU with node ID 0x5\n", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, WithoutListenersTheStateIsKeptAllTheSame) {
@@ -411,26 +408,26 @@ TEST_F(HeartbeatConsumer, WithoutListenersTheStateIsKeptAllTheSame) {
   receive("705#05");
   nmt.addHeartbeatListener(&forAll);
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerForAllReplacesTheFirst) {
-  EventListener second("second", events);
+  test::SignalRecorder second(note("second", second));
   nmt.addHeartbeatListener(&second);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"second resolved 5 0"});
+  EXPECT_EQ(Events{"second resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, SecondListenerOfANodeReplacesTheFirst) {
-  EventListener second("second", events);
+  test::SignalRecorder second(note("second", second));
   nmt.addHeartbeatListener(nullptr);
   nmt.addHeartbeatListner(&forNode, 5);
   nmt.addHeartbeatListner(&second, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"second resolved 5 0"});
+  EXPECT_EQ(Events{"second resolved 5 0"}, take());
 }
 
 TEST_F(HeartbeatConsumer, NullListenerOfANodeIsNobody) {
@@ -438,16 +435,16 @@ TEST_F(HeartbeatConsumer, NullListenerOfANodeIsNobody) {
   nmt.addHeartbeatListner(nullptr, 5);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, ListenerOfAnotherNodeIsNotTold) {
   nmt.addHeartbeatListner(&forNode, 6);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
-  EXPECT_EQ(node.output.takeOutput(), "");
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
+  EXPECT_EQ("", node.output.takeOutput());
 }
 
 TEST_F(HeartbeatConsumer, OnlyTheLow8BitsOfTheListenersNodeCount) {
@@ -455,7 +452,7 @@ TEST_F(HeartbeatConsumer, OnlyTheLow8BitsOfTheListenersNodeCount) {
   nmt.addHeartbeatListner(&forNode, 0x105);
   watchNode5();
   receive("705#05");
-  EXPECT_EQ(take(), Events{"node resolved 5 0"});
+  EXPECT_EQ(Events{"node resolved 5 0"}, take());
 }
 
 // ---- frames
@@ -464,8 +461,8 @@ class WatchedByte : public HeartbeatConsumer, public testing::WithParamInterface
 
 TEST_P(WatchedByte, CountsAsHeartbeat) {
   watchNode5();
-  EXPECT_EQ(receive(GetParam()), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam()));
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, WatchedByte, testing::Values("705#00", "705#04", "705#05", "705#7F", "705#FF"),
@@ -475,10 +472,10 @@ class OtherFrame : public HeartbeatConsumer, public testing::WithParamInterface<
 
 TEST_P(OtherFrame, IsNoHeartbeat) {
   watchNode5();
-  EXPECT_EQ(receive(GetParam()), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam()));
+  EXPECT_EQ(Events{}, take());
   receive("705#05");
-  EXPECT_EQ(take(), Events{"all resolved 5 0"});
+  EXPECT_EQ(Events{"all resolved 5 0"}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(Frames, OtherFrame,
@@ -487,8 +484,8 @@ INSTANTIATE_TEST_SUITE_P(Frames, OtherFrame,
                          test::ReadableName());
 
 TEST_F(HeartbeatConsumer, WithoutConsumersEveryHeartbeatIsLeftToOthers) {
-  EXPECT_EQ(receive("705#05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("705#05"));
+  EXPECT_EQ(Events{}, take());
 }
 
 // ---- several nodes
@@ -504,7 +501,7 @@ TEST_F(HeartbeatConsumer, NodesTimeOutInAscendingOrder) {
   receive("703#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), (Events{"all timeout 3 17", "all timeout 17 17", "node timeout 17 17", "all timeout 32 17"}));
+  EXPECT_EQ((Events{"all timeout 3 17", "all timeout 17 17", "node timeout 17 17", "all timeout 32 17"}), take());
 }
 
 TEST_F(HeartbeatConsumer, EveryNodeHasItsOwnTime) {
@@ -515,11 +512,11 @@ TEST_F(HeartbeatConsumer, EveryNodeHasItsOwnTime) {
   receive("706#05");
   take();
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{"all timeout 5 17"});
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
   advanceAndCheck(99);
-  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
-  EXPECT_EQ(take(), Events{"all timeout 6 17"});
+  EXPECT_EQ(Events{"all timeout 6 17"}, take());
 }
 
 struct HighNode {
@@ -529,16 +526,16 @@ struct HighNode {
   const char* timeout;
 };
 
-/// The object holds eight bits of node ID, more than there are nodes.
+// The object holds eight bits of node ID, more than there are nodes.
 class HighNodeID : public HeartbeatConsumer, public testing::WithParamInterface<HighNode> {};
 
 TEST_P(HighNodeID, IsWatchedAsAnyOther) {
   write(1, GetParam().nodeID << 16 | 100);
   nmt.updateHeartbeatConsumerSettings();
-  EXPECT_EQ(receive(GetParam().heartbeat), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(take(), Events{GetParam().resolved});
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive(GetParam().heartbeat));
+  EXPECT_EQ(Events{GetParam().resolved}, take());
   advanceAndCheck(101);
-  EXPECT_EQ(take(), Events{GetParam().timeout});
+  EXPECT_EQ(Events{GetParam().timeout}, take());
 }
 
 INSTANTIATE_TEST_SUITE_P(NodeIDs, HighNodeID,
@@ -559,12 +556,12 @@ TEST_F(HeartbeatConsumer, All127NodesAreWatched) {
     message.identifier += id;
     nmt.handleMessage(&message);
   }
-  EXPECT_EQ(take().size(), 127U);
+  EXPECT_EQ(127U, take().size());
   advanceAndCheck(101);
   const Events timeouts = take();
-  ASSERT_EQ(timeouts.size(), 127U);
-  EXPECT_EQ(timeouts.front(), "all timeout 1 17");
-  EXPECT_EQ(timeouts.back(), "all timeout 127 17");
+  ASSERT_EQ(127U, timeouts.size());
+  EXPECT_EQ("all timeout 1 17", timeouts.front());
+  EXPECT_EQ("all timeout 127 17", timeouts.back());
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
-// NMT commands (module control).
+// Covers: NMT commands (module control).
 //
-//  parameter          | functional                          | robustness
-//  -------------------+-------------------------------------+-----------------------------------------
-//  command specifier  | 0x01, 0x02, 0x80, 0x81, 0x82        | every other value
-//  current state      | 0 to 6                              | 9
-//  addressed node     | all, this one                       | another one, node ID never set
-//  option 3           | on, off                             | changed between two commands
-//  frame              | COB-ID 0, two bytes                 | other lengths, other COB-IDs, null, no state machine
+// | subject           | functional                   | robustness                                           |
+// |-------------------|------------------------------|------------------------------------------------------|
+// | command specifier | 0x01, 0x02, 0x80, 0x81, 0x82 | every other value                                    |
+// | current state     | 0 to 6                       | 9                                                    |
+// | addressed node    | all, this one                | another one, node ID never set                       |
+// | option 3          | on, off                      | changed between two commands                         |
+// | frame             | COB-ID 0, two bytes          | other lengths, other COB-IDs, null, no state machine |
 
 #include <tuple>
 
@@ -83,9 +83,9 @@ protected:
 TEST_P(NMTCommand, EntersItsStateOrIsRefused) {
   const bool obeyed = isTaken() && isAllowed();
   const int expectedResult = isTaken() && !isAllowed() ? KQ::KQ_UNKNOWN_COMMAND : KQ::KQ_OK;
-  EXPECT_EQ(command(specifier.value, node), expectedResult);
-  EXPECT_EQ(machine.getState(), obeyed ? specifier.newState : state);
-  EXPECT_EQ(output.takeOutput().empty(), !obeyed);
+  EXPECT_EQ(expectedResult, command(specifier.value, node));
+  EXPECT_EQ(obeyed ? specifier.newState : state, machine.getState());
+  EXPECT_EQ(!obeyed, output.takeOutput().empty());
 }
 
 std::string nameOfCommand(const testing::TestParamInfo<CommandParameters>& testInfo) {
@@ -115,14 +115,14 @@ TEST_F(NMTHandlerFrame, EveryOtherSpecifierGives35) {
     if (specifier == 0x01 || specifier == 0x02 || (specifier >= 0x80 && specifier <= 0x82)) {
       continue;
     }
-    EXPECT_EQ(command(specifier, THIS_NODE), KQ::KQ_UNKNOWN_COMMAND) << specifier;
+    EXPECT_EQ(KQ::KQ_UNKNOWN_COMMAND, command(specifier, THIS_NODE)) << specifier;
   }
-  EXPECT_EQ(machine.getState(), 3);
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(3, machine.getState());
+  EXPECT_EQ("", output.takeOutput());
 }
 
 TEST_F(NMTHandlerFrame, NullGives20) {
-  EXPECT_EQ(nmt.handleMessage(nullptr), KQ::KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ::KQ_INVALID_ARGUMENT, nmt.handleMessage(nullptr));
 }
 
 class OtherLength : public NMTFixture, public testing::TestWithParam<unsigned int> {};
@@ -131,38 +131,38 @@ TEST_P(OtherLength, IsNoCommand) {
   enter(3);
   KQ::KQCANMessage message = test::frame("000#02 05 00 00 00 00 00 00");
   message.length = GetParam();
-  EXPECT_EQ(nmt.handleMessage(&message), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(machine.getState(), 3);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, nmt.handleMessage(&message));
+  EXPECT_EQ(3, machine.getState());
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, OtherLength, testing::Values(0U, 1U, 3U, 4U, 5U, 6U, 7U, 8U), test::ReadableName());
 
 TEST_F(NMTHandlerFrame, OtherCOBIDIsNoCommand) {
   enter(3);
-  EXPECT_EQ(receive("001#02 05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(receive("080#02 05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(receive("7FF#02 05"), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(machine.getState(), 3);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("001#02 05"));
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("080#02 05"));
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, receive("7FF#02 05"));
+  EXPECT_EQ(3, machine.getState());
 }
 
 // ---- missing parts
 
 TEST_F(NMTHandlerFrame, CommandWithoutStateMachineGives11) {
   nmt.setStateMachine(nullptr);
-  EXPECT_EQ(command(0x02, ALL_NODES), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(command(0x02, THIS_NODE), KQ::KQ_NOT_HANDLED);
-  EXPECT_EQ(command(0x03, THIS_NODE), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, command(0x02, ALL_NODES));
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, command(0x02, THIS_NODE));
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, command(0x03, THIS_NODE));
 }
 
 TEST_F(NMTHandlerFrame, CommandForAnotherNodeIsConsumedAlsoWithoutStateMachine) {
   nmt.setStateMachine(nullptr);
-  EXPECT_EQ(command(0x02, OTHER_NODE), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, command(0x02, OTHER_NODE));
 }
 
 TEST_F(NMTHandlerFrame, HandlerThatWasNeverWiredTakesNothing) {
   KQ::KQNMTHandler fresh;
   KQ::KQCANMessage message = test::frame("000#02 00");
-  EXPECT_EQ(fresh.handleMessage(&message), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, fresh.handleMessage(&message));
 }
 
 TEST_F(NMTHandlerFrame, NodeIDThatWasNeverSetIs255) {
@@ -170,29 +170,29 @@ TEST_F(NMTHandlerFrame, NodeIDThatWasNeverSetIs255) {
   fresh.setStateMachine(&machine);
   enter(3);
   KQ::KQCANMessage message = test::frame("000#02 FE");
-  EXPECT_EQ(fresh.handleMessage(&message), KQ::KQ_OK);
-  EXPECT_EQ(machine.getState(), 3);
+  EXPECT_EQ(KQ::KQ_OK, fresh.handleMessage(&message));
+  EXPECT_EQ(3, machine.getState());
   message = test::frame("000#02 FF");
-  EXPECT_EQ(fresh.handleMessage(&message), KQ::KQ_OK);
-  EXPECT_EQ(machine.getState(), 5);
+  EXPECT_EQ(KQ::KQ_OK, fresh.handleMessage(&message));
+  EXPECT_EQ(5, machine.getState());
 }
 
 TEST_F(NMTHandlerFrame, StoppedNodeStartsAgain) {
   enter(4);
-  EXPECT_EQ(receive("000#02 00"), KQ::KQ_OK);
-  EXPECT_EQ(receive("000#01 00"), KQ::KQ_OK);
-  EXPECT_EQ(machine.getState(), 4);
-  EXPECT_EQ(output.takeOutput(), "CANOPEN: State set to 0x5\nCANOPEN: State set to 0x4\n");
+  EXPECT_EQ(KQ::KQ_OK, receive("000#02 00"));
+  EXPECT_EQ(KQ::KQ_OK, receive("000#01 00"));
+  EXPECT_EQ(4, machine.getState());
+  EXPECT_EQ("CANOPEN: State set to 0x5\nCANOPEN: State set to 0x4\n", output.takeOutput());
 }
 
 TEST_F(NMTHandlerFrame, IgnoringBroadcastsMayBeSwitchedBack) {
   enter(3);
   nmt.setIgnoreBroadcastCommands(true);
   command(0x02, ALL_NODES);
-  EXPECT_EQ(machine.getState(), 3);
+  EXPECT_EQ(3, machine.getState());
   nmt.setIgnoreBroadcastCommands(false);
   command(0x02, ALL_NODES);
-  EXPECT_EQ(machine.getState(), 5);
+  EXPECT_EQ(5, machine.getState());
 }
 
 }  // namespace

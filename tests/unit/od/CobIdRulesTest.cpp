@@ -1,13 +1,17 @@
-// COB-IDs of SDO channels and PDOs: which ones may be written when, and what is said about it.
+// Covers: COB-IDs of SDO channels and PDOs: which ones may be written when, and what is said about it.
 //
-// | covered                                                               | kind       |
-// |-----------------------------------------------------------------------|------------|
-// | restricted COB-IDs: every bound from both sides, identifiers with     | functional |
-// |   higher bits, for PDOs and for SDO channels                          |            |
-// | SDO channel: invalidating, replacing a valid one, making one valid    | functional |
-// | SDO channel: expected range of each sub-index, server and client      | functional |
-// | PDO: zero, invalidating, replacing a valid one, bit 30 of each kind   | functional |
-// | every line on standard output, whatever the stream is set to          | functional |
+// | subject                                        | functional                                        | robustness |
+// |------------------------------------------------|---------------------------------------------------|------------|
+// | restricted COB-IDs                             | every bound from both sides, identifiers with     |            |
+// | higher bits, for PDOs and for SDO channels SDO | x                                                 |            |
+// | channel: invalidating, replacing a valid one,  |                                                   |            |
+// | making one valid                               |                                                   |            |
+// | SDO channel                                    | expected range of each sub-index, server and      |            |
+// |                                                | client                                            |            |
+// | PDO                                            | zero, invalidating, replacing a valid one, bit 30 |            |
+// |                                                | of each kind                                      |            |
+// | every line on standard output, whatever the    | x                                                 |            |
+// | stream is set to                               |                                                   |            |
 
 #include <gtest/gtest.h>
 
@@ -33,7 +37,7 @@ std::string hex(unsigned int value) {
 
 class CobIdRule : public test::DictionaryFixture {
 protected:
-  /// Writes over @p current. @return the result; the value then stored stands in `now`, the printed text in `said`
+  // Writes over current. @return the result; the value then stored stands in `now`, the printed text in `said`
   int write(unsigned short index, unsigned char subIndex, unsigned int current, unsigned int value, bool force) {
     addObject(index, subIndex, stored(current));
     const int result = dictionary.setValue(index, subIndex, stored(value), force);
@@ -61,19 +65,19 @@ class RestrictedCobId : public CobIdRule, public testing::WithParamInterface<Res
 
 TEST_P(RestrictedCobId, OfAReceivePDO) {
   const unsigned int cobID = GetParam().cobID;
-  EXPECT_EQ(write(0x1400, 1, INVALID, cobID, false), GetParam().allowed ? KQ_OK : test::ABORT_VALUE_RANGE);
-  EXPECT_EQ(now, GetParam().allowed ? cobID & ~0x40000000U : INVALID);
+  EXPECT_EQ(GetParam().allowed ? KQ_OK : test::ABORT_VALUE_RANGE, write(0x1400, 1, INVALID, cobID, false));
+  EXPECT_EQ(GetParam().allowed ? cobID & ~0x40000000U : INVALID, now);
 }
 
 TEST_P(RestrictedCobId, OfATransmitPDO) {
   const unsigned int cobID = GetParam().cobID;
-  EXPECT_EQ(write(0x1800, 1, INVALID, cobID, true), GetParam().allowed ? KQ_OK : test::ABORT_VALUE_RANGE);
-  EXPECT_EQ(now, GetParam().allowed ? cobID | 0x40000000U : INVALID);
+  EXPECT_EQ(GetParam().allowed ? KQ_OK : test::ABORT_VALUE_RANGE, write(0x1800, 1, INVALID, cobID, true));
+  EXPECT_EQ(GetParam().allowed ? cobID | 0x40000000U : INVALID, now);
 }
 
 TEST_P(RestrictedCobId, RefusedInSilence) {
   write(0x1400, 1, INVALID, GetParam().cobID, false);
-  EXPECT_EQ(said.empty(), !GetParam().allowed);
+  EXPECT_EQ(!GetParam().allowed, said.empty());
 }
 
 const RestrictedRow RESTRICTED[] = {
@@ -102,10 +106,10 @@ class SDOCobId : public CobIdRule, public testing::WithParamInterface<SDORow> {}
 
 TEST_P(SDOCobId, IsWrittenOrRefused) {
   const SDORow& row = GetParam();
-  EXPECT_EQ(write(row.index, row.subIndex, row.current, row.value, true), row.result);
-  EXPECT_EQ(now, row.result == KQ_OK ? row.value : row.current);
+  EXPECT_EQ(row.result, write(row.index, row.subIndex, row.current, row.value, true));
+  EXPECT_EQ(row.result == KQ_OK ? row.value : row.current, now);
   const bool invalidated = (row.value & INVALID) != 0;
-  EXPECT_EQ(said, invalidated ? "Set SDO COB-ID invalid, new value: 0x" + hex(row.value) + "\n" : "");
+  EXPECT_EQ(invalidated ? "Set SDO COB-ID invalid, new value: 0x" + hex(row.value) + "\n" : "", said);
 }
 
 const SDORow SDO_STEPS[] = {
@@ -160,19 +164,19 @@ const SDORow SDO_RANGES[] = {
 INSTANTIATE_TEST_SUITE_P(Ranges, SDOCobId, testing::ValuesIn(SDO_RANGES), test::rowName());
 
 TEST_F(CobIdRule, SDOChannelsOtherThanTheDefaultAreOpenToTheBus) {
-  EXPECT_EQ(write(0x1201, 1, 0x620, 0x80000620, false), KQ_OK);
-  EXPECT_EQ(said, "Set SDO COB-ID invalid, new value: 0x80000620\n");
+  EXPECT_EQ(KQ_OK, write(0x1201, 1, 0x620, 0x80000620, false));
+  EXPECT_EQ("Set SDO COB-ID invalid, new value: 0x80000620\n", said);
 }
 
 TEST_F(CobIdRule, DefaultSDOChannelIsClosedToTheBus) {
-  EXPECT_EQ(write(0x1200, 1, 0x605, 0x80000605, false), KQ_NOT_PERMITTED);
-  EXPECT_EQ(said, "");
+  EXPECT_EQ(KQ_NOT_PERMITTED, write(0x1200, 1, 0x605, 0x80000605, false));
+  EXPECT_EQ("", said);
 }
 
 TEST_F(CobIdRule, OtherSubIndexesOfAnSDOChannelTakeAnything) {
-  EXPECT_EQ(write(0x1201, 3, INVALID, 0x620, false), KQ_OK);
-  EXPECT_EQ(write(0x1201, 3, INVALID, 0x80000620, false), KQ_OK);
-  EXPECT_EQ(said, "");
+  EXPECT_EQ(KQ_OK, write(0x1201, 3, INVALID, 0x620, false));
+  EXPECT_EQ(KQ_OK, write(0x1201, 3, INVALID, 0x80000620, false));
+  EXPECT_EQ("", said);
 }
 
 // ---- PDOs
@@ -191,9 +195,9 @@ class PDOCobId : public CobIdRule, public testing::WithParamInterface<PDORow> {
 protected:
   void expectWrite(bool force) {
     const PDORow& row = GetParam();
-    EXPECT_EQ(write(row.index, 1, row.current, row.value, force), row.result);
-    EXPECT_EQ(now, row.after);
-    EXPECT_EQ(said, row.said);
+    EXPECT_EQ(row.result, write(row.index, 1, row.current, row.value, force));
+    EXPECT_EQ(row.after, now);
+    EXPECT_EQ(row.said, said);
   }
 };
 
@@ -238,25 +242,25 @@ INSTANTIATE_TEST_SUITE_P(Steps, PDOCobId, testing::ValuesIn(PDO_STEPS), test::ro
 TEST_F(CobIdRule, RefusedPDOCobIdIsNotChangedForTheCaller) {
   addObject(0x1800, 1, stored(0x80000185));
   int value = 0x585;
-  EXPECT_EQ(dictionary.handleValueChangeRequest(0x1800, dictionary.getSubentry(0x1800, 1), value, false),
-            test::ABORT_VALUE_RANGE);
-  EXPECT_EQ(value, 0x585);
+  EXPECT_EQ(test::ABORT_VALUE_RANGE,
+            dictionary.handleValueChangeRequest(0x1800, dictionary.getSubentry(0x1800, 1), value, false));
+  EXPECT_EQ(0x585, value);
 }
 
 TEST_F(CobIdRule, AcceptedTransmitPDOCobIdIsChangedForTheCaller) {
   addObject(0x1800, 1, stored(0x80000185));
   int value = 0x185;
-  EXPECT_EQ(dictionary.handleValueChangeRequest(0x1800, dictionary.getSubentry(0x1800, 1), value, false), KQ_OK);
-  EXPECT_EQ(value, 0x40000185);
-  EXPECT_EQ(storedValue(0x1800, 1), stored(0x80000185));
+  EXPECT_EQ(KQ_OK, dictionary.handleValueChangeRequest(0x1800, dictionary.getSubentry(0x1800, 1), value, false));
+  EXPECT_EQ(0x40000185, value);
+  EXPECT_EQ(stored(0x80000185), storedValue(0x1800, 1));
 }
 
 TEST_F(CobIdRule, ValidPDOIsReplacedByWayOfAnInvalidOne) {
   addObject(0x1400, 1, 0x201);
-  EXPECT_EQ(dictionary.setValue(0x1400, 1, stored(0x80000201), false), KQ_OK);
-  EXPECT_EQ(dictionary.setValue(0x1400, 1, 0x202, false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1400, 1), 0x202);
-  EXPECT_EQ(output.takeOutput(), "Set COB-ID invalid, new value: 0x80000201\nSet COB-ID valid, value: 0x202\n");
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1400, 1, stored(0x80000201), false));
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1400, 1, 0x202, false));
+  EXPECT_EQ(0x202, storedValue(0x1400, 1));
+  EXPECT_EQ("Set COB-ID invalid, new value: 0x80000201\nSet COB-ID valid, value: 0x202\n", output.takeOutput());
 }
 
 // ---- format of the lines
@@ -274,7 +278,7 @@ class CobIdLine : public CobIdRule, public testing::WithParamInterface<LineRow> 
 TEST_P(CobIdLine, DoesNotDependOnTheFormatOfTheStream) {
   const test::ChangedStreamFormat format;
   write(GetParam().index, 1, GetParam().current, GetParam().value, true);
-  EXPECT_EQ(said, GetParam().line);
+  EXPECT_EQ(GetParam().line, said);
   EXPECT_TRUE(format.isKept());
 }
 

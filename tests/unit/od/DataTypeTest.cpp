@@ -1,12 +1,12 @@
-// Properties of the data types and access rights.
+// Covers: properties of the data types and access rights.
 //
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | bytes, bits, sign of every type of the data type area            | functional |
-// | numbers that are no type (gaps, beyond the end, negative)        | robustness |
-// | manufacturer-specific types: defined, not defined, no instance   | functional |
-// | text of every access right, and of numbers that are none         | functional |
-// | storage type of every kind of type, of none, of a missing object | functional |
+// | subject                                                          | functional                        | robustness |
+// |------------------------------------------------------------------|-----------------------------------|------------|
+// | bytes, bits, sign of every type of the data type area            | x                                 |            |
+// | numbers that are no type (gaps, beyond the end, negative)        |                                   | x          |
+// | manufacturer-specific types                                      | defined, not defined, no instance |            |
+// | text of every access right, and of numbers that are none         | x                                 |            |
+// | storage type of every kind of type, of none, of a missing object | x                                 |            |
 
 #include <gtest/gtest.h>
 
@@ -74,21 +74,21 @@ protected:
 };
 
 TEST_P(DataTypeTable, Bytes) {
-  EXPECT_EQ(dictionary.getNumberOfBytesByDatatType(dataType), GetParam().bytes);
+  EXPECT_EQ(GetParam().bytes, dictionary.getNumberOfBytesByDatatType(dataType));
 }
 
 TEST_P(DataTypeTable, Bits) {
-  EXPECT_EQ(dictionary.getNumberOfBitsByDatatType(dataType), GetParam().bits);
+  EXPECT_EQ(GetParam().bits, dictionary.getNumberOfBitsByDatatType(dataType));
 }
 
 TEST_P(DataTypeTable, Signedness) {
-  EXPECT_EQ(dictionary.isDataTypeSigned(dataType), GetParam().isSigned);
+  EXPECT_EQ(GetParam().isSigned, dictionary.isDataTypeSigned(dataType));
 }
 
 TEST_P(DataTypeTable, SignednessOfAnObject) {
   dictionary.addEntry(0x1300, OBJECT_TYPE_VAR, "Object");
   dictionary.addSubentry(0x1300, 0, ACCESS_RW, dataType, "", false, 0, "", 0);
-  EXPECT_EQ(dictionary.isSigned(objectKey(0x1300, 0)), GetParam().isSigned);
+  EXPECT_EQ(GetParam().isSigned, dictionary.isSigned(objectKey(0x1300, 0)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, DataTypeTable, testing::ValuesIn(DATA_TYPES), test::rowName());
@@ -112,7 +112,7 @@ protected:
     node.init();
     dataType = static_cast<KQCANopenDataType>(
         node.canopen().createDataTypeIfNotExisting(GetParam().bits, GetParam().isSigned));
-    ASSERT_EQ(dataType, DATA_TYPE_MANUFACTURER_FIRST);
+    ASSERT_EQ(DATA_TYPE_MANUFACTURER_FIRST, dataType);
   }
 
   test::TestNode node;
@@ -120,15 +120,15 @@ protected:
 };
 
 TEST_P(ManufacturerDataType, BitsAreThoseDefined) {
-  EXPECT_EQ(node.dictionary().getNumberOfBitsByDatatType(dataType), GetParam().bits);
+  EXPECT_EQ(GetParam().bits, node.dictionary().getNumberOfBitsByDatatType(dataType));
 }
 
 TEST_P(ManufacturerDataType, BytesHoldTheBits) {
-  EXPECT_EQ(node.dictionary().getNumberOfBytesByDatatType(dataType), GetParam().bytes);
+  EXPECT_EQ(GetParam().bytes, node.dictionary().getNumberOfBytesByDatatType(dataType));
 }
 
 TEST_P(ManufacturerDataType, SignIsThatDefined) {
-  EXPECT_EQ(node.dictionary().isDataTypeSigned(dataType), GetParam().isSigned);
+  EXPECT_EQ(GetParam().isSigned, node.dictionary().isDataTypeSigned(dataType));
 }
 
 const ManufacturerRow MANUFACTURER_TYPES[] = {
@@ -147,8 +147,8 @@ TEST(ManufacturerDataTypes, EachSlotHasItsOwnDefinition) {
   }
   for (int i = 0; i < 8; ++i) {
     const auto dataType = static_cast<KQCANopenDataType>(0x40 + i);
-    EXPECT_EQ(node.dictionary().getNumberOfBitsByDatatType(dataType), 33 + i) << i;
-    EXPECT_EQ(node.dictionary().isDataTypeSigned(dataType), i % 2 != 0) << i;
+    EXPECT_EQ(33 + i, node.dictionary().getNumberOfBitsByDatatType(dataType)) << i;
+    EXPECT_EQ(i % 2 != 0, node.dictionary().isDataTypeSigned(dataType)) << i;
   }
 }
 
@@ -157,8 +157,8 @@ TEST(ManufacturerDataTypes, FreeSlotHasNoSize) {
   node.init();
   node.canopen().createDataTypeIfNotExisting(12, true);
   const auto next = static_cast<KQCANopenDataType>(0x41);
-  EXPECT_EQ(node.dictionary().getNumberOfBytesByDatatType(next), -1);
-  EXPECT_EQ(node.dictionary().getNumberOfBitsByDatatType(next), -1);
+  EXPECT_EQ(-1, node.dictionary().getNumberOfBytesByDatatType(next));
+  EXPECT_EQ(-1, node.dictionary().getNumberOfBitsByDatatType(next));
   EXPECT_FALSE(node.dictionary().isDataTypeSigned(next));
 }
 
@@ -172,7 +172,7 @@ class AccessText : public testing::TestWithParam<AccessRow> {};
 
 TEST_P(AccessText, IsThatOfTheDescriptionFile) {
   const auto access = static_cast<KQCANopenAccessType>(GetParam().access);
-  EXPECT_EQ(KQCANopenObjectDictionary::getAccessTypeString(access), GetParam().text);
+  EXPECT_EQ(GetParam().text, KQCANopenObjectDictionary::getAccessTypeString(access));
 }
 
 const AccessRow ACCESS_TEXTS[] = {{"ReadOnly", 0, "ro"},        {"WriteOnly", 1, "wo"},      {"ReadWrite", 2, "rw"},
@@ -196,8 +196,8 @@ TEST_P(StorageType, FollowsTheDataType) {
   dictionary.addSubentry(0x2000, 0, ACCESS_RW, static_cast<KQCANopenDataType>(GetParam().dataType), "", false, 0, "",
                          0);
   auto storageType = static_cast<KQVariableStorageType>(77);
-  EXPECT_EQ(dictionary.getVariableStorageType(objectKey(0x2000, 0), &storageType), GetParam().result);
-  EXPECT_EQ(storageType, GetParam().storageType);
+  EXPECT_EQ(GetParam().result, dictionary.getVariableStorageType(objectKey(0x2000, 0), &storageType));
+  EXPECT_EQ(GetParam().storageType, storageType);
 }
 
 const StorageRow STORAGE_TYPES[] = {
@@ -219,8 +219,8 @@ INSTANTIATE_TEST_SUITE_P(Types, StorageType, testing::ValuesIn(STORAGE_TYPES), t
 TEST(StorageTypeOfAnObject, MissingObjectIsReportedAndNothingStored) {
   KQCANopenObjectDictionary dictionary;
   auto storageType = static_cast<KQVariableStorageType>(77);
-  EXPECT_EQ(dictionary.getVariableStorageType(objectKey(0x2000, 0), &storageType), 1);
-  EXPECT_EQ(storageType, 77);
+  EXPECT_EQ(1, dictionary.getVariableStorageType(objectKey(0x2000, 0), &storageType));
+  EXPECT_EQ(77, storageType);
 }
 
 }  // namespace

@@ -1,14 +1,16 @@
-// The description file as a whole: its fixed parts, its clock, its lists of objects, and where it goes.
+// Covers: the description file as a whole: its fixed parts, its clock, its lists of objects, and where it goes.
 //
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | whole text: fresh node, empty dictionary, with application objects   | functional |
-// | creation and modification time: 12-hour clock, dates                 | functional |
-// | product and revision number, readable or not                         | functional |
-// | lists of objects: bounds, early end, numbering                       | functional |
-// | "cout", replacing a file, file names                                 | functional |
-// | locale of the application, format of its output stream               | functional |
-// | a file that cannot be opened                                         | robustness |
+// | subject                                         | functional                                     | robustness |
+// |-------------------------------------------------|------------------------------------------------|------------|
+// | whole text                                      | fresh node, empty dictionary, with application |            |
+// |                                                 | objects                                        |            |
+// | creation and modification time                  | 12-hour clock, dates                           |            |
+// | product and revision number, readable or not    | x                                              |            |
+// | lists of objects                                | bounds, early end, numbering                   |            |
+// | "cout", replacing a file, file names            | x                                              |            |
+// | locale of the application, format of its output | x                                              |            |
+// | stream                                          |                                                |            |
+// | a file that cannot be opened                    |                                                | x          |
 
 #include <gtest/gtest.h>
 
@@ -34,13 +36,14 @@ TEST_F(DcfFile, OfAFreshNode) {
   test::ExpectedFileData data = fileDataOf(text);
   data.productNumber = "0x54";
   data.revisionNumber = "0x1";
-  EXPECT_EQ(text, test::expectedFile(data, test::standardObjects({})));
+  EXPECT_EQ(test::expectedFile(data, test::standardObjects({})), text);
 }
 
 TEST_F(DcfFile, OfAnEmptyDictionary) {
   const std::string text = exported();
-  EXPECT_EQ(text, test::expectedFileHeader(fileDataOf(text)) +
-                      "[OptionalObjects]\nSupportedObjects=0\n\n[ManufacturerObjects]\nSupportedObjects=0\n\n");
+  EXPECT_EQ(test::expectedFileHeader(fileDataOf(text)) +
+                "[OptionalObjects]\nSupportedObjects=0\n\n[ManufacturerObjects]\nSupportedObjects=0\n\n",
+            text);
 }
 
 TEST_F(DcfFile, OfANodeWithManyApplicationObjects) {
@@ -56,23 +59,23 @@ TEST_F(DcfFile, OfANodeWithManyApplicationObjects) {
   test::ExpectedFileData data = fileDataOf(text);
   data.productNumber = "0x54";
   data.revisionNumber = "0x1";
-  EXPECT_EQ(text, test::expectedFile(data, objects));
+  EXPECT_EQ(test::expectedFile(data, objects), text);
 }
 
 TEST_F(DcfFile, NamesAnOrderCode) {
-  EXPECT_NE(test::orderCodeOf(exported()), "");
+  EXPECT_NE("", test::orderCodeOf(exported()));
 }
 
 TEST_F(DcfFile, HasNoCarriageReturn) {
   dictionary.createPreDefinedConnectionSet();
-  EXPECT_EQ(exported().find('\r'), std::string::npos);
+  EXPECT_EQ(std::string::npos, exported().find('\r'));
 }
 
 // ---- clock
 
 struct ClockRow {
   const char* name;
-  long seconds;  ///< since the start of 2024-03-07
+  long seconds;  // since the start of 2024-03-07
   const char* time;
 };
 
@@ -81,10 +84,10 @@ class DcfClock : public test::DcfFixture, public testing::WithParamInterface<Clo
 TEST_P(DcfClock, IsWrittenInTwelveHours) {
   test::wallClock = MORNING - 9 * 3600 - 5 * 60 + GetParam().seconds;
   const std::string text = exported();
-  EXPECT_NE(text.find(std::string("\nCreationTime=") + GetParam().time + "\nCreationDate=3-7-2024\nCreatedBy="),
-            std::string::npos);
-  EXPECT_NE(text.find(std::string("\nModificationTime=") + GetParam().time + "\nModificationDate=3-7-2024\nModifiedBy"),
-            std::string::npos);
+  EXPECT_NE(std::string::npos,
+            text.find(std::string("\nCreationTime=") + GetParam().time + "\nCreationDate=3-7-2024\nCreatedBy="));
+  EXPECT_NE(std::string::npos, text.find(std::string("\nModificationTime=") + GetParam().time +
+                                         "\nModificationDate=3-7-2024\nModifiedBy"));
 }
 
 constexpr long at(long hours, long minutes) {
@@ -118,8 +121,8 @@ class DcfDate : public test::DcfFixture, public testing::WithParamInterface<Date
 TEST_P(DcfDate, IsMonthDayYear) {
   test::wallClock = GetParam().seconds;
   const std::string text = exported();
-  EXPECT_NE(text.find(std::string("\nCreationDate=") + GetParam().date + "\n"), std::string::npos);
-  EXPECT_NE(text.find(std::string("\nModificationDate=") + GetParam().date + "\n"), std::string::npos);
+  EXPECT_NE(std::string::npos, text.find(std::string("\nCreationDate=") + GetParam().date + "\n"));
+  EXPECT_NE(std::string::npos, text.find(std::string("\nModificationDate=") + GetParam().date + "\n"));
 }
 
 const DateRow DATES[] = {
@@ -134,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(Days, DcfDate, testing::ValuesIn(DATES), test::rowName(
 
 class DcfIdentity : public test::DcfFixture {
 protected:
-  /// The two lines as they stand in the file.
+  // The two lines as they stand in the file.
   std::string numbers() {
     const std::string text = exported();
     const std::size_t begin = text.find("ProductNumber=");
@@ -145,7 +148,7 @@ protected:
 TEST_F(DcfIdentity, NumbersComeFromTheIdentityObject) {
   addObject(0x1018, 2, 0xABC);
   addObject(0x1018, 3, -1);
-  EXPECT_EQ(numbers(), "ProductNumber=0xabc\nRevisionNumber=0xffffffff\n");
+  EXPECT_EQ("ProductNumber=0xabc\nRevisionNumber=0xffffffff\n", numbers());
 }
 
 TEST_F(DcfIdentity, CurrentValuesCount) {
@@ -153,23 +156,23 @@ TEST_F(DcfIdentity, CurrentValuesCount) {
   addObject(0x1018, 3, 2);
   dictionary.setValue(0x1018, 2, 0x11, true);
   dictionary.setValue(0x1018, 3, 0x12, true);
-  EXPECT_EQ(numbers(), "ProductNumber=0x11\nRevisionNumber=0x12\n");
+  EXPECT_EQ("ProductNumber=0x11\nRevisionNumber=0x12\n", numbers());
 }
 
 TEST_F(DcfIdentity, MissingRevisionShowsTheProductNumber) {
   addObject(0x1018, 2, 0x54);
-  EXPECT_EQ(numbers(), "ProductNumber=0x54\nRevisionNumber=0x54\n");
+  EXPECT_EQ("ProductNumber=0x54\nRevisionNumber=0x54\n", numbers());
 }
 
 TEST_F(DcfIdentity, MissingProductShowsZero) {
   addObject(0x1018, 3, 0x54);
-  EXPECT_EQ(numbers(), "ProductNumber=0x0\nRevisionNumber=0x54\n");
+  EXPECT_EQ("ProductNumber=0x0\nRevisionNumber=0x54\n", numbers());
 }
 
 TEST_F(DcfIdentity, UnreadableRevisionShowsTheProductNumber) {
   addObject(0x1018, 2, 0x54);
   addObject(0x1018, 3, 0x55, DATA_TYPE_UNSIGNED32, ACCESS_WO);
-  EXPECT_EQ(numbers(), "ProductNumber=0x54\nRevisionNumber=0x54\n");
+  EXPECT_EQ("ProductNumber=0x54\nRevisionNumber=0x54\n", numbers());
 }
 
 // ---- lists of objects
@@ -185,12 +188,12 @@ protected:
 
 TEST_F(DcfList, MandatoryObjectsAreFixed) {
   addEntries({0x1000});
-  EXPECT_EQ(section(exported(), "MandatoryObjects"), "SupportedObjects=3\n1=0x1000\n2=0x1001\n3=0x1018\n");
+  EXPECT_EQ("SupportedObjects=3\n1=0x1000\n2=0x1001\n3=0x1018\n", section(exported(), "MandatoryObjects"));
 }
 
 TEST_F(DcfList, MandatoryObjectsAreNotOptional) {
   addEntries({0x0001, 0x0FFF, 0x1000, 0x1001, 0x1018});
-  EXPECT_EQ(section(exported(), "OptionalObjects"), "SupportedObjects=0\n");
+  EXPECT_EQ("SupportedObjects=0\n", section(exported(), "OptionalObjects"));
 }
 
 struct SingleRow {
@@ -205,8 +208,8 @@ class DcfListBound : public DcfList, public testing::WithParamInterface<SingleRo
 TEST_P(DcfListBound, SingleEntryStandsInItsList) {
   addEntries({GetParam().index});
   const std::string text = exported();
-  EXPECT_EQ(section(text, "OptionalObjects"), GetParam().optional);
-  EXPECT_EQ(section(text, "ManufacturerObjects"), GetParam().manufacturer);
+  EXPECT_EQ(GetParam().optional, section(text, "OptionalObjects"));
+  EXPECT_EQ(GetParam().manufacturer, section(text, "ManufacturerObjects"));
 }
 
 constexpr const char* NONE = "SupportedObjects=0\n";
@@ -228,17 +231,17 @@ INSTANTIATE_TEST_SUITE_P(Bounds, DcfListBound, testing::ValuesIn(BOUNDS), test::
 // The map hands out new indexes of a bucket of their own first: 0x1006, 0x2000, 0x1005, and so on.
 TEST_F(DcfList, OptionalObjectsEndAtTheFirstManufacturerObject) {
   addEntries({0x1005, 0x2000, 0x1006});
-  EXPECT_EQ(section(exported(), "OptionalObjects"), "SupportedObjects=1\n1=0x1006\n");
+  EXPECT_EQ("SupportedObjects=1\n1=0x1006\n", section(exported(), "OptionalObjects"));
 }
 
 TEST_F(DcfList, OptionalObjectsBeforeTheFirstManufacturerObjectStandInMapOrder) {
   addEntries({0x2000, 0x1005, 0x1006});
-  EXPECT_EQ(section(exported(), "OptionalObjects"), "SupportedObjects=2\n1=0x1006\n2=0x1005\n");
+  EXPECT_EQ("SupportedObjects=2\n1=0x1006\n2=0x1005\n", section(exported(), "OptionalObjects"));
 }
 
 TEST_F(DcfList, ManufacturerObjectsHaveNoEarlyEnd) {
   addEntries({0x2000, 0x1005, 0x2001, 0x1006});
-  EXPECT_EQ(section(exported(), "ManufacturerObjects"), "SupportedObjects=2\n1=0x2001\n2=0x2000\n");
+  EXPECT_EQ("SupportedObjects=2\n1=0x2001\n2=0x2000\n", section(exported(), "ManufacturerObjects"));
 }
 
 // ---- where it goes
@@ -246,20 +249,20 @@ TEST_F(DcfList, ManufacturerObjectsHaveNoEarlyEnd) {
 TEST_F(DcfFile, GoesToStandardOutputAsCout) {
   dictionary.createPreDefinedConnectionSet();
   const std::string text = directory.read("tavo_default.dcf");
-  EXPECT_EQ(dictionary.storeParameters("cout"), KQ_OK);
-  EXPECT_EQ(output.takeOutput(), text);
+  EXPECT_EQ(KQ_OK, dictionary.storeParameters("cout"));
+  EXPECT_EQ(text, output.takeOutput());
   EXPECT_FALSE(std::filesystem::exists("cout"));
 }
 
 TEST_F(DcfFile, DoesNotDependOnTheFormatOfStandardOutput) {
   const std::string text = exported();
   const test::ChangedStreamFormat format;
-  EXPECT_EQ(dictionary.storeParameters("cout"), KQ_OK);
-  EXPECT_EQ(output.takeOutput(), text);
+  EXPECT_EQ(KQ_OK, dictionary.storeParameters("cout"));
+  EXPECT_EQ(text, output.takeOutput());
   EXPECT_TRUE(format.isKept());
 }
 
-/// Numbers as people in some countries write them.
+// Numbers as people in some countries write them.
 class GroupedDigits : public std::numpunct<char> {
 protected:
   char do_thousands_sep() const override { return '.'; }
@@ -272,34 +275,35 @@ TEST_F(DcfFile, DoesNotDependOnTheLocale) {
   const std::locale before = std::locale::global(std::locale(std::locale(), new GroupedDigits));
   const std::string grouped = exported();
   std::locale::global(before);
-  EXPECT_EQ(grouped, text);
+  EXPECT_EQ(text, grouped);
 }
 
 TEST_F(DcfFile, OtherSpellingsOfCoutAreFiles) {
-  EXPECT_EQ(dictionary.storeParameters("Cout"), KQ_OK);
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(KQ_OK, dictionary.storeParameters("Cout"));
+  EXPECT_EQ("", output.takeOutput());
   EXPECT_TRUE(std::filesystem::exists("Cout"));
 }
 
 TEST_F(DcfFile, PrintsNothingToStandardOutput) {
   exported();
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ("", output.takeOutput());
 }
 
 TEST_F(DcfFile, ReplacesALongerFile) {
   std::ofstream("export.dcf") << std::string(100000, 'x');
   const std::string text = exported();
-  EXPECT_EQ(text, test::expectedFileHeader(fileDataOf(text)) +
-                      "[OptionalObjects]\nSupportedObjects=0\n\n[ManufacturerObjects]\nSupportedObjects=0\n\n");
+  EXPECT_EQ(test::expectedFileHeader(fileDataOf(text)) +
+                "[OptionalObjects]\nSupportedObjects=0\n\n[ManufacturerObjects]\nSupportedObjects=0\n\n",
+            text);
 }
 
 TEST_F(DcfFile, SecondExportReplacesTheFirst) {
   const std::string first = exported();
-  EXPECT_EQ(exported(), first);
+  EXPECT_EQ(first, exported());
 }
 
 TEST_F(DcfFile, NameInTheFileIsAlwaysTheSame) {
-  EXPECT_NE(exported().find("\nFileName=tavo.dcf\n"), std::string::npos);
+  EXPECT_NE(std::string::npos, exported().find("\nFileName=tavo.dcf\n"));
 }
 
 struct UnopenableRow {
@@ -311,8 +315,8 @@ class UnopenableDcfFile : public test::DcfFixture, public testing::WithParamInte
 
 TEST_P(UnopenableDcfFile, IsReported) {
   std::filesystem::create_directory("directory.dcf");
-  EXPECT_EQ(dictionary.storeParameters(GetParam().fileName), KQ_FILE_ERROR);
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(KQ_FILE_ERROR, dictionary.storeParameters(GetParam().fileName));
+  EXPECT_EQ("", output.takeOutput());
 }
 
 const UnopenableRow UNOPENABLE[] = {

@@ -29,7 +29,7 @@ protected:
 
   /// The text of an export.
   std::string exported() {
-    EXPECT_EQ(dictionary.storeParameters("export.dcf"), 0);
+    EXPECT_EQ(0, dictionary.storeParameters("export.dcf"));
     return directory.read("export.dcf");
   }
 

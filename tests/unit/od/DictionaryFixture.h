@@ -53,21 +53,21 @@ protected:
                  KQ::KQCANopenDataType dataType = KQ::DATA_TYPE_UNSIGNED32,
                  KQ::KQCANopenAccessType access = KQ::ACCESS_RW) {
     dictionary.addEntry(index, KQ::OBJECT_TYPE_VAR, "Object");
-    ASSERT_EQ(dictionary.addSubentry(index, subIndex, access, dataType, "Part", false, value, "", 0), 0);
-    ASSERT_EQ(dictionary.setLimits(index, subIndex, 0, NO_UPPER_LIMIT), 0);
+    ASSERT_EQ(0, dictionary.addSubentry(index, subIndex, access, dataType, "Part", false, value, "", 0));
+    ASSERT_EQ(0, dictionary.setLimits(index, subIndex, 0, NO_UPPER_LIMIT));
   }
 
   void addText(unsigned short index, unsigned char subIndex, const std::string& text,
                KQ::KQCANopenAccessType access = KQ::ACCESS_RW) {
     dictionary.addEntry(index, KQ::OBJECT_TYPE_VAR, "Object");
-    ASSERT_EQ(dictionary.addSubentry(index, subIndex, access, KQ::DATA_TYPE_VISIBLE_STRING, "Text", false, 0, text, 0),
-              0);
+    ASSERT_EQ(0,
+              dictionary.addSubentry(index, subIndex, access, KQ::DATA_TYPE_VISIBLE_STRING, "Text", false, 0, text, 0));
   }
 
   /// The value that the dictionary itself holds.
   int storedValue(unsigned short index, unsigned char subIndex) const {
     const int* const value = dictionary.getPointerToValue(index, subIndex);
-    EXPECT_NE(value, nullptr);
+    EXPECT_NE(nullptr, value);
     return value == nullptr ? 0 : *value;
   }
 

@@ -1,17 +1,18 @@
-// Entries and sub-entries: adding, overwriting, looking up.
+// Covers: entries and sub-entries: adding, overwriting, looking up.
 //
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | addEntry: fields, second time                               | functional |
-// | addSubentry: every field, without entry, overwriting        | functional |
-// | limits: at creation, set, kept when overwritten             | functional |
-// | boundary between dictionary values and variables            | functional |
-// | sub-index 0 follows the sub-entries of ARRAY and RECORD     | functional |
-// | look-ups of what is there and what is not                   | functional |
-// | sub-entries put into an entry or taken out by somebody else | functional |
-// | entries of a range: order, bounds, none                     | functional |
-// | setSDOServerID and the server of addSubentry                | functional |
-// | object key: bits 8 to 15                                    | functional |
+// | subject                                                 | functional                              | robustness |
+// |---------------------------------------------------------|-----------------------------------------|------------|
+// | addEntry                                                | fields, second time                     |            |
+// | addSubentry                                             | every field, without entry, overwriting |            |
+// | limits                                                  | at creation, set, kept when overwritten |            |
+// | boundary between dictionary values and variables        | x                                       |            |
+// | sub-index 0 follows the sub-entries of ARRAY and RECORD | x                                       |            |
+// | look-ups of what is there and what is not               | x                                       |            |
+// | sub-entries put into an entry or taken out by somebody  | x                                       |            |
+// | else                                                    |                                         |            |
+// | entries of a range                                      | order, bounds, none                     |            |
+// | setSDOServerID and the server of addSubentry            | x                                       |            |
+// | object key                                              | bits 8 to 15                            |            |
 
 #include <gtest/gtest.h>
 
@@ -27,29 +28,29 @@ namespace {
 class Entry : public test::DictionaryFixture {};
 
 TEST_F(Entry, StartsWithoutSubEntries) {
-  EXPECT_EQ(dictionary.addEntry(0x1400, OBJECT_TYPE_ARRAY, "Name"), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.addEntry(0x1400, OBJECT_TYPE_ARRAY, "Name"));
   const ObjectDictionaryEntry* const entry = dictionary.getEntry(0x1400);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->index, 0x1400);
-  EXPECT_EQ(entry->objectType, OBJECT_TYPE_ARRAY);
-  EXPECT_EQ(entry->name, "Name");
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(0x1400, entry->index);
+  EXPECT_EQ(OBJECT_TYPE_ARRAY, entry->objectType);
+  EXPECT_EQ("Name", entry->name);
   EXPECT_TRUE(entry->subEntries.empty());
 }
 
 TEST_F(Entry, SecondOneOfTheIndexChangesNothing) {
   dictionary.addEntry(0x1400, OBJECT_TYPE_ARRAY, "Name");
   dictionary.addSubentry(0x1400, 1, ACCESS_RW, DATA_TYPE_UNSIGNED8, "Part", false, 1, "", 0);
-  EXPECT_EQ(dictionary.addEntry(0x1400, OBJECT_TYPE_VAR, "Other"), KQ_ALREADY_EXISTS);
-  EXPECT_EQ(dictionary.getEntry(0x1400)->objectType, OBJECT_TYPE_ARRAY);
-  EXPECT_EQ(dictionary.getEntry(0x1400)->name, "Name");
+  EXPECT_EQ(KQ_ALREADY_EXISTS, dictionary.addEntry(0x1400, OBJECT_TYPE_VAR, "Other"));
+  EXPECT_EQ(OBJECT_TYPE_ARRAY, dictionary.getEntry(0x1400)->objectType);
+  EXPECT_EQ("Name", dictionary.getEntry(0x1400)->name);
   EXPECT_TRUE(dictionary.subObjectExists(0x1400, 1));
 }
 
 TEST_F(Entry, LowestAndHighestIndexAreApart) {
-  EXPECT_EQ(dictionary.addEntry(0x0000, OBJECT_TYPE_VAR, "Lowest"), KQ_OK);
-  EXPECT_EQ(dictionary.addEntry(0xFFFF, OBJECT_TYPE_VAR, "Highest"), KQ_OK);
-  EXPECT_EQ(dictionary.getEntry(0x0000)->name, "Lowest");
-  EXPECT_EQ(dictionary.getEntry(0xFFFF)->name, "Highest");
+  EXPECT_EQ(KQ_OK, dictionary.addEntry(0x0000, OBJECT_TYPE_VAR, "Lowest"));
+  EXPECT_EQ(KQ_OK, dictionary.addEntry(0xFFFF, OBJECT_TYPE_VAR, "Highest"));
+  EXPECT_EQ("Lowest", dictionary.getEntry(0x0000)->name);
+  EXPECT_EQ("Highest", dictionary.getEntry(0xFFFF)->name);
 }
 
 class LookUp : public test::DictionaryFixture {
@@ -60,22 +61,22 @@ protected:
 TEST_F(LookUp, FindsWhatIsThere) {
   EXPECT_TRUE(dictionary.objectExists(0x1400));
   EXPECT_TRUE(dictionary.subObjectExists(0x1400, 1));
-  ASSERT_NE(dictionary.getSubentry(0x1400, 1), nullptr);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 1), dictionary.getEntry(0x1400)->subEntries.at(1));
+  ASSERT_NE(nullptr, dictionary.getSubentry(0x1400, 1));
+  EXPECT_EQ(dictionary.getEntry(0x1400)->subEntries.at(1), dictionary.getSubentry(0x1400, 1));
 }
 
 TEST_F(LookUp, MissingEntry) {
   EXPECT_FALSE(dictionary.objectExists(0x1401));
   EXPECT_FALSE(dictionary.subObjectExists(0x1401, 1));
-  EXPECT_EQ(dictionary.getEntry(0x1401), nullptr);
-  EXPECT_EQ(dictionary.getSubentry(0x1401, 1), nullptr);
-  EXPECT_EQ(dictionary.getPointerToValue(0x1401, 1), nullptr);
+  EXPECT_EQ(nullptr, dictionary.getEntry(0x1401));
+  EXPECT_EQ(nullptr, dictionary.getSubentry(0x1401, 1));
+  EXPECT_EQ(nullptr, dictionary.getPointerToValue(0x1401, 1));
 }
 
 TEST_F(LookUp, MissingSubEntry) {
   EXPECT_FALSE(dictionary.subObjectExists(0x1400, 2));
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 2), nullptr);
-  EXPECT_EQ(dictionary.getPointerToValue(0x1400, 2), nullptr);
+  EXPECT_EQ(nullptr, dictionary.getSubentry(0x1400, 2));
+  EXPECT_EQ(nullptr, dictionary.getPointerToValue(0x1400, 2));
 }
 
 TEST_F(LookUp, FindsWhatWasPutIntoTheEntry) {
@@ -83,38 +84,38 @@ TEST_F(LookUp, FindsWhatWasPutIntoTheEntry) {
   sub->subIndex = 2;
   sub->value = 7;
   dictionary.getEntry(0x1400)->subEntries[2] = sub;
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 2), sub);
+  EXPECT_EQ(sub, dictionary.getSubentry(0x1400, 2));
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(0x1400, 2, value), KQ_OK);
-  EXPECT_EQ(value, 7);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1400, 2, value));
+  EXPECT_EQ(7, value);
 }
 
 TEST_F(LookUp, RulesOfTheIndexHoldForWhatWasPutIntoTheEntry) {
   auto* const sub = new ObjectDictionarySubEntry;
   sub->subIndex = 2;
   dictionary.getEntry(0x1400)->subEntries[2] = sub;
-  EXPECT_EQ(dictionary.setValue(0x1400, 2, 0xF1, false), test::ABORT_VALUE_RANGE);
-  EXPECT_EQ(dictionary.setValue(0x1400, 2, 0xFE, false), KQ_OK);
-  EXPECT_EQ(sub->value, 0xFE);
+  EXPECT_EQ(test::ABORT_VALUE_RANGE, dictionary.setValue(0x1400, 2, 0xF1, false));
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1400, 2, 0xFE, false));
+  EXPECT_EQ(0xFE, sub->value);
 }
 
 TEST_F(LookUp, MissesWhatWasTakenOutOfTheEntry) {
   ObjectDictionaryEntry* const entry = dictionary.getEntry(0x1400);
   delete entry->subEntries.at(1);
   entry->subEntries.erase(1);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 1), nullptr);
+  EXPECT_EQ(nullptr, dictionary.getSubentry(0x1400, 1));
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(0x1400, 1, value), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(0x1400, 1, value));
 }
 
 TEST_F(LookUp, PointerToValueIsTheLiveValue) {
   int* const value = dictionary.getPointerToValue(0x1400, 1);
-  ASSERT_NE(value, nullptr);
-  EXPECT_EQ(*value, 0x1234);
+  ASSERT_NE(nullptr, value);
+  EXPECT_EQ(0x1234, *value);
   *value = 0x4321;
   int read = 0;
-  EXPECT_EQ(dictionary.getValue(0x1400, 1, read), KQ_OK);
-  EXPECT_EQ(read, 0x4321);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1400, 1, read));
+  EXPECT_EQ(0x4321, read);
 }
 
 TEST_F(LookUp, PointerToValueSurvivesGrowthAndOverwriting) {
@@ -124,35 +125,35 @@ TEST_F(LookUp, PointerToValueSurvivesGrowthAndOverwriting) {
     addObject(static_cast<unsigned short>(0x1400 + i), 1, 0);
   }
   addObject(0x1400, 1, 0x77);
-  EXPECT_EQ(dictionary.getPointerToValue(0x1400, 1), value);
-  EXPECT_EQ(*value, 0x77);
+  EXPECT_EQ(value, dictionary.getPointerToValue(0x1400, 1));
+  EXPECT_EQ(0x77, *value);
 }
 
 TEST_F(LookUp, DataTypeOfAnObject) {
   KQCANopenDataType dataType = DATA_TYPE_NONE;
-  EXPECT_EQ(dictionary.getDataType(0x1400, 1, dataType), KQ_OK);
-  EXPECT_EQ(dataType, DATA_TYPE_UNSIGNED16);
+  EXPECT_EQ(KQ_OK, dictionary.getDataType(0x1400, 1, dataType));
+  EXPECT_EQ(DATA_TYPE_UNSIGNED16, dataType);
 }
 
 TEST_F(LookUp, DataTypeOfAMissingEntryIsNone) {
   KQCANopenDataType dataType = DATA_TYPE_UNSIGNED8;
-  EXPECT_EQ(dictionary.getDataType(0x1401, 1, dataType), KQ_NOT_FOUND);
-  EXPECT_EQ(dataType, DATA_TYPE_NONE);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getDataType(0x1401, 1, dataType));
+  EXPECT_EQ(DATA_TYPE_NONE, dataType);
 }
 
 TEST_F(LookUp, DataTypeOfAMissingSubEntryIsNone) {
   KQCANopenDataType dataType = DATA_TYPE_UNSIGNED8;
-  EXPECT_EQ(dictionary.getDataType(0x1400, 2, dataType), KQ_NOT_FOUND);
-  EXPECT_EQ(dataType, DATA_TYPE_NONE);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getDataType(0x1400, 2, dataType));
+  EXPECT_EQ(DATA_TYPE_NONE, dataType);
 }
 
 TEST_F(LookUp, KeyIgnoresBits8To15) {
   addObject(0x1018, 3, 0x55);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(0x10180203U, value), KQ_OK);
-  EXPECT_EQ(value, 0x55);
-  EXPECT_EQ(dictionary.setValue(0x1018FF03U, 0x66, true), KQ_OK);
-  EXPECT_EQ(storedValue(0x1018, 3), 0x66);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x10180203U, value));
+  EXPECT_EQ(0x55, value);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1018FF03U, 0x66, true));
+  EXPECT_EQ(0x66, storedValue(0x1018, 3));
 }
 
 class EntryRange : public test::DictionaryFixture {
@@ -174,15 +175,15 @@ protected:
 };
 
 TEST_F(EntryRange, IsAscending) {
-  EXPECT_EQ(indexesOf(0x1400, 0x1BFF), (std::vector<unsigned short>{0x17FF, 0x1800, 0x1801, 0x19FF, 0x1A00}));
+  EXPECT_EQ((std::vector<unsigned short>{0x17FF, 0x1800, 0x1801, 0x19FF, 0x1A00}), indexesOf(0x1400, 0x1BFF));
 }
 
 TEST_F(EntryRange, HoldsItsBoundsAndNothingBeyond) {
-  EXPECT_EQ(indexesOf(0x1800, 0x19FF), (std::vector<unsigned short>{0x1800, 0x1801, 0x19FF}));
+  EXPECT_EQ((std::vector<unsigned short>{0x1800, 0x1801, 0x19FF}), indexesOf(0x1800, 0x19FF));
 }
 
 TEST_F(EntryRange, OfAllIndexesHoldsTheLowestAndTheHighest) {
-  EXPECT_EQ(indexesOf(0, 0xFFFF).size(), 7U);
+  EXPECT_EQ(7U, indexesOf(0, 0xFFFF).size());
 }
 
 TEST_F(EntryRange, WithoutEntriesIsEmpty) {
@@ -195,56 +196,56 @@ protected:
 };
 
 TEST_F(SubEntry, NeedsItsEntry) {
-  EXPECT_EQ(dictionary.addSubentry(0x1401, 0, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.addSubentry(0x1401, 0, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0));
   EXPECT_FALSE(dictionary.objectExists(0x1401));
 }
 
 TEST_F(SubEntry, HoldsWhatItWasGiven) {
-  EXPECT_EQ(dictionary.addSubentry(0x1400, 7, ACCESS_RWW, DATA_TYPE_INTEGER16, "Part", true, -5, "$NODEID+0x80", 0x606),
-            KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.addSubentry(0x1400, 7, ACCESS_RWW, DATA_TYPE_INTEGER16, "Part", true, -5, "$NODEID+0x80",
+                                          0x606));
   const ObjectDictionarySubEntry* const sub = dictionary.getSubentry(0x1400, 7);
-  ASSERT_NE(sub, nullptr);
-  EXPECT_EQ(sub->subIndex, 7);
-  EXPECT_EQ(sub->accessType, ACCESS_RWW);
-  EXPECT_EQ(sub->dataType, DATA_TYPE_INTEGER16);
-  EXPECT_EQ(sub->value, -5);
-  EXPECT_EQ(sub->valueString, "$NODEID+0x80");
-  EXPECT_EQ(sub->sdoServerID, 0x606U);
-  EXPECT_EQ(sub->name, "Part");
+  ASSERT_NE(nullptr, sub);
+  EXPECT_EQ(7, sub->subIndex);
+  EXPECT_EQ(ACCESS_RWW, sub->accessType);
+  EXPECT_EQ(DATA_TYPE_INTEGER16, sub->dataType);
+  EXPECT_EQ(-5, sub->value);
+  EXPECT_EQ("$NODEID+0x80", sub->valueString);
+  EXPECT_EQ(0x606U, sub->sdoServerID);
+  EXPECT_EQ("Part", sub->name);
   EXPECT_TRUE(sub->pdoMappable);
-  EXPECT_EQ(sub->defaultValue, -5);
-  EXPECT_EQ(sub->defaultValueString, "$NODEID+0x80");
+  EXPECT_EQ(-5, sub->defaultValue);
+  EXPECT_EQ("$NODEID+0x80", sub->defaultValueString);
 }
 
 TEST_F(SubEntry, CreationLimitsAreThePositiveNumbers) {
   dictionary.addSubentry(0x1400, 0, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 0)->lowLimit, 0);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 0)->highLimit, 0x7FFFFFFF);
+  EXPECT_EQ(0, dictionary.getSubentry(0x1400, 0)->lowLimit);
+  EXPECT_EQ(0x7FFFFFFF, dictionary.getSubentry(0x1400, 0)->highLimit);
 }
 
 TEST_F(SubEntry, SecondOneOverwritesInPlace) {
   dictionary.addSubentry(0x1400, 3, ACCESS_RO, DATA_TYPE_UNSIGNED8, "Old", false, 1, "old", 0);
   const ObjectDictionarySubEntry* const sub = dictionary.getSubentry(0x1400, 3);
-  EXPECT_EQ(dictionary.addSubentry(0x1400, 3, ACCESS_WO, DATA_TYPE_INTEGER32, "New", true, 2, "new", 0x603), KQ_OK);
-  ASSERT_EQ(dictionary.getSubentry(0x1400, 3), sub);
-  EXPECT_EQ(sub->subIndex, 3);
-  EXPECT_EQ(sub->accessType, ACCESS_WO);
-  EXPECT_EQ(sub->dataType, DATA_TYPE_INTEGER32);
-  EXPECT_EQ(sub->name, "New");
+  EXPECT_EQ(KQ_OK, dictionary.addSubentry(0x1400, 3, ACCESS_WO, DATA_TYPE_INTEGER32, "New", true, 2, "new", 0x603));
+  ASSERT_EQ(sub, dictionary.getSubentry(0x1400, 3));
+  EXPECT_EQ(3, sub->subIndex);
+  EXPECT_EQ(ACCESS_WO, sub->accessType);
+  EXPECT_EQ(DATA_TYPE_INTEGER32, sub->dataType);
+  EXPECT_EQ("New", sub->name);
   EXPECT_TRUE(sub->pdoMappable);
-  EXPECT_EQ(sub->value, 2);
-  EXPECT_EQ(sub->defaultValue, 2);
-  EXPECT_EQ(sub->valueString, "new");
-  EXPECT_EQ(sub->defaultValueString, "new");
-  EXPECT_EQ(sub->sdoServerID, 0x603U);
+  EXPECT_EQ(2, sub->value);
+  EXPECT_EQ(2, sub->defaultValue);
+  EXPECT_EQ("new", sub->valueString);
+  EXPECT_EQ("new", sub->defaultValueString);
+  EXPECT_EQ(0x603U, sub->sdoServerID);
 }
 
 TEST_F(SubEntry, OverwritingKeepsTheLimits) {
   dictionary.addSubentry(0x1400, 3, ACCESS_RO, DATA_TYPE_UNSIGNED8, "Old", false, 1, "", 0);
   dictionary.setLimits(0x1400, 3, 1, 2);
   dictionary.addSubentry(0x1400, 3, ACCESS_RO, DATA_TYPE_UNSIGNED8, "New", false, 1, "", 0);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 3)->lowLimit, 1);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 3)->highLimit, 2);
+  EXPECT_EQ(1, dictionary.getSubentry(0x1400, 3)->lowLimit);
+  EXPECT_EQ(2, dictionary.getSubentry(0x1400, 3)->highLimit);
 }
 
 TEST_F(SubEntry, LastIndexBelowTheManufacturerAreaIsNoVariable) {
@@ -266,20 +267,20 @@ TEST_F(SubEntry, OverwritingRestoresTheVariableFlag) {
 
 TEST_F(SubEntry, LimitsAreStoredAsGiven) {
   addObject(0x1400, 1, 0);
-  EXPECT_EQ(dictionary.setLimits(0x1400, 1, 5, -1), KQ_OK);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 1)->lowLimit, 5);
-  EXPECT_EQ(dictionary.getSubentry(0x1400, 1)->highLimit, -1);
+  EXPECT_EQ(KQ_OK, dictionary.setLimits(0x1400, 1, 5, -1));
+  EXPECT_EQ(5, dictionary.getSubentry(0x1400, 1)->lowLimit);
+  EXPECT_EQ(-1, dictionary.getSubentry(0x1400, 1)->highLimit);
 }
 
 TEST_F(SubEntry, LimitsOfAMissingEntryOrSubEntry) {
-  EXPECT_EQ(dictionary.setLimits(0x1401, 0, 0, 1), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(dictionary.setLimits(0x1400, 9, 0, 1), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setLimits(0x1401, 0, 0, 1));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setLimits(0x1400, 9, 0, 1));
 }
 
 struct HighestSubIndexRow {
   const char* name;
   KQCANopenObjectType objectType;
-  int before;  ///< value of sub-index 0
+  int before;  // value of sub-index 0
   unsigned char added;
   int after;
 };
@@ -293,10 +294,10 @@ TEST_P(HighestSubIndex, FollowsTheAddedSubEntry) {
   dictionary.addSubentry(0x1003, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8, "Number", false, row.before, "text", 0);
   dictionary.addSubentry(0x1003, row.added, ACCESS_RO, DATA_TYPE_UNSIGNED8, "Part", false, 77, "", 0);
   const ObjectDictionarySubEntry* const sub = dictionary.getSubentry(0x1003, 0);
-  EXPECT_EQ(sub->value, row.after);
-  EXPECT_EQ(sub->defaultValue, row.after);
-  EXPECT_EQ(sub->valueString, "text");
-  EXPECT_EQ(sub->defaultValueString, "text");
+  EXPECT_EQ(row.after, sub->value);
+  EXPECT_EQ(row.after, sub->defaultValue);
+  EXPECT_EQ("text", sub->valueString);
+  EXPECT_EQ("text", sub->defaultValueString);
 }
 
 const HighestSubIndexRow HIGHEST_SUB_INDEX[] = {
@@ -318,21 +319,21 @@ TEST_F(SubEntry, RaisedHighestSubIndexStaysRaised) {
   for (const unsigned char subIndex : SUB_INDEXES) {
     dictionary.addSubentry(0x1003, subIndex, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
   }
-  EXPECT_EQ(storedValue(0x1003, 0), 5);
+  EXPECT_EQ(5, storedValue(0x1003, 0));
 }
 
 TEST_F(SubEntry, SubIndexZeroAddedLateStaysAsGiven) {
   dictionary.addEntry(0x1003, OBJECT_TYPE_ARRAY, "Array");
   dictionary.addSubentry(0x1003, 4, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
   dictionary.addSubentry(0x1003, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 1, "", 0);
-  EXPECT_EQ(storedValue(0x1003, 0), 1);
+  EXPECT_EQ(1, storedValue(0x1003, 0));
 }
 
 TEST_F(SubEntry, NegativeSubIndexZeroOfARecordStartsAsZero) {
   dictionary.addEntry(0x1003, OBJECT_TYPE_RECORD, "Record");
   dictionary.addSubentry(0x1003, 0, ACCESS_RO, DATA_TYPE_INTEGER8, "", false, -1, "", 0);
-  EXPECT_EQ(storedValue(0x1003, 0), 0);
-  EXPECT_EQ(dictionary.getSubentry(0x1003, 0)->defaultValue, 0);
+  EXPECT_EQ(0, storedValue(0x1003, 0));
+  EXPECT_EQ(0, dictionary.getSubentry(0x1003, 0)->defaultValue);
 }
 
 TEST_F(SubEntry, OverwrittenSubEntryRaisesToo) {
@@ -340,7 +341,7 @@ TEST_F(SubEntry, OverwrittenSubEntryRaisesToo) {
   dictionary.addSubentry(0x1003, 4, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
   dictionary.addSubentry(0x1003, 0, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 1, "", 0);
   dictionary.addSubentry(0x1003, 4, ACCESS_RO, DATA_TYPE_UNSIGNED8, "", false, 0, "", 0);
-  EXPECT_EQ(storedValue(0x1003, 0), 4);
+  EXPECT_EQ(4, storedValue(0x1003, 0));
 }
 
 // The node's SDO client finds a channel of the server of a mapped object, and none for any other object.
@@ -353,7 +354,7 @@ protected:
     addObject(0x1280, 2, 0x587);
     addObject(0x2001, 1, 0);
     handler.setObjectDictionary(&dictionary);
-    ASSERT_EQ(handler.init(), 0);
+    ASSERT_EQ(0, handler.init());
   }
 
   bool isMapped(unsigned short index, unsigned char subIndex) {
@@ -365,20 +366,20 @@ protected:
 
 TEST_F(SDOServer, MissingSubEntry) {
   dictionary.setSDOHandler(&handler);
-  EXPECT_EQ(dictionary.setSDOServerID(0x2001, 2, REQUEST_COB_ID), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(dictionary.setSDOServerID(0x2002, 1, REQUEST_COB_ID), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, dictionary.setSDOServerID(0x2001, 2, REQUEST_COB_ID));
+  EXPECT_EQ(KQ_NOT_AVAILABLE, dictionary.setSDOServerID(0x2002, 1, REQUEST_COB_ID));
 }
 
 TEST_F(SDOServer, WithoutSDOHandlerNothingIsStored) {
-  EXPECT_EQ(dictionary.setSDOServerID(0x2001, 1, REQUEST_COB_ID), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(dictionary.getSubentry(0x2001, 1)->sdoServerID, 0U);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, dictionary.setSDOServerID(0x2001, 1, REQUEST_COB_ID));
+  EXPECT_EQ(0U, dictionary.getSubentry(0x2001, 1)->sdoServerID);
 }
 
 TEST_F(SDOServer, IsStoredAndMapped) {
   dictionary.setSDOHandler(&handler);
   ASSERT_FALSE(isMapped(0x2001, 1));
-  EXPECT_EQ(dictionary.setSDOServerID(0x2001, 1, REQUEST_COB_ID), KQ_OK);
-  EXPECT_EQ(dictionary.getSubentry(0x2001, 1)->sdoServerID, REQUEST_COB_ID);
+  EXPECT_EQ(KQ_OK, dictionary.setSDOServerID(0x2001, 1, REQUEST_COB_ID));
+  EXPECT_EQ(REQUEST_COB_ID, dictionary.getSubentry(0x2001, 1)->sdoServerID);
   EXPECT_TRUE(isMapped(0x2001, 1));
 }
 
@@ -404,13 +405,13 @@ TEST_F(SDOServer, ZeroLeavesAnEarlierMappingAlone) {
   dictionary.setSDOHandler(&handler);
   dictionary.setSDOServerID(0x2001, 1, REQUEST_COB_ID);
   dictionary.addSubentry(0x2001, 1, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", true, 0, "", 0);
-  EXPECT_EQ(dictionary.getSubentry(0x2001, 1)->sdoServerID, 0U);
+  EXPECT_EQ(0U, dictionary.getSubentry(0x2001, 1)->sdoServerID);
   EXPECT_TRUE(isMapped(0x2001, 1));
 }
 
 TEST_F(SDOServer, OfAnAddedSubEntryWithoutHandlerIsOnlyStored) {
-  EXPECT_EQ(dictionary.addSubentry(0x2001, 2, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", true, 0, "", REQUEST_COB_ID), KQ_OK);
-  EXPECT_EQ(dictionary.getSubentry(0x2001, 2)->sdoServerID, REQUEST_COB_ID);
+  EXPECT_EQ(KQ_OK, dictionary.addSubentry(0x2001, 2, ACCESS_RW, DATA_TYPE_UNSIGNED8, "", true, 0, "", REQUEST_COB_ID));
+  EXPECT_EQ(REQUEST_COB_ID, dictionary.getSubentry(0x2001, 2)->sdoServerID);
   EXPECT_FALSE(isMapped(0x2001, 2));
 }
 

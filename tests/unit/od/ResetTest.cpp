@@ -1,11 +1,11 @@
-// Bringing default values back.
+// Covers: bringing default values back.
 //
-// | covered                                                                  | kind       |
-// |--------------------------------------------------------------------------|------------|
-// | resetValue: number, text, missing, refused, application variable         | functional |
-// | performReset: sub-index 0 of VAR and of others, texts, variables         | functional |
-// | performReset: early end at the first manufacturer object, in map order   | functional |
-// | performReset: forced, yet with the write rules; failures are passed over | functional |
+// | subject      | functional                                                 | robustness |
+// |--------------|------------------------------------------------------------|------------|
+// | resetValue   | number, text, missing, refused, application variable       |            |
+// | performReset | sub-index 0 of VAR and of others, texts, variables         |            |
+// | performReset | early end at the first manufacturer object, in map order   |            |
+// | performReset | forced, yet with the write rules; failures are passed over |            |
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ protected:
 
   void TearDown() override { KQDEI::instance()->clear(); }
 
-  /// A VAR with default 0 and value 0x55 at an index whose objects may be written.
+  // A VAR with default 0 and value 0x55 at an index whose objects may be written.
   void addChangedVar(unsigned short index) {
     dictionary.addEntry(index, OBJECT_TYPE_VAR, "Object");
     addObject(index, 0, 0);
@@ -44,12 +44,12 @@ protected:
     dictionary.addEntry(index, OBJECT_TYPE_VAR, "Variable");
     addObject(index, 0, 7, DATA_TYPE_UNSIGNED32, access);
     const KQExternalVariable variable(index, 0, "Variable", STORAGE_TYPE_INTEGER, 0, 100, 50, "", 32, false, owner);
-    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+    ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
   }
 
   int valueInStore(unsigned short index) const {
     int value = 0;
-    EXPECT_EQ(KQDEI::instance()->getVariableValue(index, 0, &value), KQ_OK);
+    EXPECT_EQ(KQ_OK, KQDEI::instance()->getVariableValue(index, 0, &value));
     return value;
   }
 
@@ -61,64 +61,64 @@ protected:
 
 TEST_F(Reset, ValueGetsItsDefaultBack) {
   addChangedVar(0x1015);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1015, 0)), KQ_OK);
-  EXPECT_EQ(storedValue(0x1015, 0), 0);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(objectKey(0x1015, 0)));
+  EXPECT_EQ(0, storedValue(0x1015, 0));
 }
 
 TEST_F(Reset, ValueIsForced) {
   addChangedVar(0x1000);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1000, 0)), KQ_OK);
-  EXPECT_EQ(storedValue(0x1000, 0), 0);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(objectKey(0x1000, 0)));
+  EXPECT_EQ(0, storedValue(0x1000, 0));
 }
 
 TEST_F(Reset, MissingValueIsNoFailure) {
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1015, 0)), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(objectKey(0x1015, 0)));
   addChangedVar(0x1015);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1015, 1)), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(objectKey(0x1015, 1)));
 }
 
 TEST_F(Reset, RefusedValueStaysAndSaysWhy) {
   addChangedVar(0x1011);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1011, 0)), KQ_NOT_PERMITTED);
-  EXPECT_EQ(storedValue(0x1011, 0), 0x55);
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.resetValue(objectKey(0x1011, 0)));
+  EXPECT_EQ(0x55, storedValue(0x1011, 0));
 }
 
 TEST_F(Reset, DefaultOutsideTheLimitsIsRefused) {
   addChangedVar(0x1015);
   dictionary.setLimits(0x1015, 0, 1, 0x100);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x1015, 0)), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.resetValue(objectKey(0x1015, 0)));
 }
 
 TEST_F(Reset, TextIsLeftAsItIs) {
   addText(0x1008, 0, "TAVO");
   dictionary.setValue(0x1008, 0, std::string("changed"), true);
-  EXPECT_NE(dictionary.resetValue(objectKey(0x1008, 0)), KQ_OK);
-  EXPECT_EQ(dictionary.getSubentry(0x1008, 0)->valueString, "changed");
+  EXPECT_NE(KQ_OK, dictionary.resetValue(objectKey(0x1008, 0)));
+  EXPECT_EQ("changed", dictionary.getSubentry(0x1008, 0)->valueString);
 }
 
 TEST_F(Reset, VariableGetsItsDefaultInTheStore) {
   addVariable(0x2000, ACCESS_RO, &node);
-  EXPECT_EQ(dictionary.resetValue(objectKey(0x2000, 0)), KQ_OK);
-  EXPECT_EQ(valueInStore(0x2000), 7);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(objectKey(0x2000, 0)));
+  EXPECT_EQ(7, valueInStore(0x2000));
 }
 
 TEST_F(Reset, KeyIgnoresBits8To15) {
   addChangedVar(0x1015);
-  EXPECT_EQ(dictionary.resetValue(0x1015AB00U), KQ_OK);
-  EXPECT_EQ(storedValue(0x1015, 0), 0);
+  EXPECT_EQ(KQ_OK, dictionary.resetValue(0x1015AB00U));
+  EXPECT_EQ(0, storedValue(0x1015, 0));
 }
 
 // ---- the whole dictionary
 
 TEST_F(Reset, EmptyDictionary) {
-  EXPECT_EQ(dictionary.performReset(true), KQ_OK);
-  EXPECT_EQ(dictionary.performReset(false), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.performReset(true));
+  EXPECT_EQ(KQ_OK, dictionary.performReset(false));
 }
 
 TEST_F(Reset, SubIndexZeroOfAVarIsReset) {
   addChangedVar(0x1015);
-  EXPECT_EQ(dictionary.performReset(false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1015, 0), 0);
+  EXPECT_EQ(KQ_OK, dictionary.performReset(false));
+  EXPECT_EQ(0, storedValue(0x1015, 0));
 }
 
 struct ObjectTypeRow {
@@ -139,9 +139,9 @@ TEST_P(ResetOfParts, LeavesSubIndexZeroAndTakesTheOthers) {
   }
   *dictionary.getPointerToValue(0x1016, 0) = 0x55;
   dictionary.performReset(false);
-  EXPECT_EQ(storedValue(0x1016, 0), 0x55);
+  EXPECT_EQ(0x55, storedValue(0x1016, 0));
   for (const unsigned char subIndex : PARTS) {
-    EXPECT_EQ(storedValue(0x1016, subIndex), 3);
+    EXPECT_EQ(3, storedValue(0x1016, subIndex));
   }
 }
 
@@ -154,7 +154,7 @@ TEST_F(Reset, FurtherSubIndexesOfAVarAreResetToo) {
   addObject(0x1012, 1, 3);
   *dictionary.getPointerToValue(0x1012, 1) = 0x55;
   dictionary.performReset(false);
-  EXPECT_EQ(storedValue(0x1012, 1), 3);
+  EXPECT_EQ(3, storedValue(0x1012, 1));
 }
 
 TEST_F(Reset, TextGetsItsDefaultBack) {
@@ -162,45 +162,45 @@ TEST_F(Reset, TextGetsItsDefaultBack) {
   addText(0x1008, 0, "TAVO");
   dictionary.setValue(0x1008, 0, std::string("changed"), true);
   dictionary.performReset(false);
-  EXPECT_EQ(dictionary.getSubentry(0x1008, 0)->valueString, "TAVO");
+  EXPECT_EQ("TAVO", dictionary.getSubentry(0x1008, 0)->valueString);
 }
 
 TEST_F(Reset, RefusedObjectDoesNotStopTheWalk) {
   addChangedVar(0x1015);
   addChangedVar(0x1011);
   addChangedVar(0x1012);
-  EXPECT_EQ(dictionary.performReset(false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1011, 0), 0x55);
-  EXPECT_EQ(storedValue(0x1015, 0), 0);
-  EXPECT_EQ(storedValue(0x1012, 0), 0);
+  EXPECT_EQ(KQ_OK, dictionary.performReset(false));
+  EXPECT_EQ(0x55, storedValue(0x1011, 0));
+  EXPECT_EQ(0, storedValue(0x1015, 0));
+  EXPECT_EQ(0, storedValue(0x1012, 0));
 }
 
 TEST_F(Reset, ValidPDOKeepsItsCOBIDAndSaysSo) {
   addObject(0x1800, 1, 0x185);
   *dictionary.getPointerToValue(0x1800, 1) = 0x285;
   dictionary.performReset(false);
-  EXPECT_EQ(storedValue(0x1800, 1), 0x285);
-  EXPECT_EQ(output.takeOutput(), "Trying to set 0x 185 to a valid PDO COB-ID -> Error\n");
+  EXPECT_EQ(0x285, storedValue(0x1800, 1));
+  EXPECT_EQ("Trying to set 0x 185 to a valid PDO COB-ID -> Error\n", output.takeOutput());
 }
 
 TEST_F(Reset, WholeResetTakesTheVariables) {
   addVariable(0x2000, ACCESS_RO, &node);
   addVariable(0x2001, ACCESS_RW, &other);
-  EXPECT_EQ(dictionary.performReset(true), KQ_OK);
-  EXPECT_EQ(valueInStore(0x2000), 7);
-  EXPECT_EQ(valueInStore(0x2001), 7);
+  EXPECT_EQ(KQ_OK, dictionary.performReset(true));
+  EXPECT_EQ(7, valueInStore(0x2000));
+  EXPECT_EQ(7, valueInStore(0x2001));
 }
 
 TEST_F(Reset, OthersReadOnlyVariableKeepsItsValue) {
   addVariable(0x2001, ACCESS_RO, &other);
   dictionary.performReset(true);
-  EXPECT_EQ(valueInStore(0x2001), 50);
+  EXPECT_EQ(50, valueInStore(0x2001));
 }
 
 TEST_F(Reset, CommunicationResetLeavesTheVariables) {
   addVariable(0x2000, ACCESS_RW, &node);
   dictionary.performReset(false);
-  EXPECT_EQ(valueInStore(0x2000), 50);
+  EXPECT_EQ(50, valueInStore(0x2000));
 }
 
 // The map hands out new indexes of a bucket of their own first: 0x1006, 0x2000, 0x1005 here.
@@ -209,8 +209,8 @@ TEST_F(Reset, CommunicationResetEndsAtTheFirstManufacturerObject) {
   addVariable(0x2000, ACCESS_RW, &node);
   addChangedVar(0x1006);
   dictionary.performReset(false);
-  EXPECT_EQ(storedValue(0x1006, 0), 0);
-  EXPECT_EQ(storedValue(0x1005, 0), 0x55);
+  EXPECT_EQ(0, storedValue(0x1006, 0));
+  EXPECT_EQ(0x55, storedValue(0x1005, 0));
 }
 
 TEST_F(Reset, WholeResetHasNoEarlyEnd) {
@@ -218,16 +218,16 @@ TEST_F(Reset, WholeResetHasNoEarlyEnd) {
   addVariable(0x2000, ACCESS_RW, &node);
   addChangedVar(0x1006);
   dictionary.performReset(true);
-  EXPECT_EQ(storedValue(0x1006, 0), 0);
-  EXPECT_EQ(storedValue(0x1005, 0), 0);
-  EXPECT_EQ(valueInStore(0x2000), 7);
+  EXPECT_EQ(0, storedValue(0x1006, 0));
+  EXPECT_EQ(0, storedValue(0x1005, 0));
+  EXPECT_EQ(7, valueInStore(0x2000));
 }
 
 TEST_F(Reset, LastIndexBelowTheManufacturerAreaDoesNotEndTheWalk) {
   addChangedVar(0x1015);
   dictionary.addEntry(0x1FFF, OBJECT_TYPE_VAR, "Last");
   dictionary.performReset(false);
-  EXPECT_EQ(storedValue(0x1015, 0), 0);
+  EXPECT_EQ(0, storedValue(0x1015, 0));
 }
 
 // A map that took the same indexes in the same order says which objects come before the end of the walk.
@@ -246,7 +246,7 @@ TEST_F(Reset, EarlyEndFollowsTheOrderOfALargeMap) {
   for (const auto& [index, expected] : order) {
     ended = ended || index >= 0x2000;
     if (index < 0x2000) {
-      EXPECT_EQ(storedValue(index, 3), ended ? 0x55 : expected) << std::hex << index;
+      EXPECT_EQ(ended ? 0x55 : expected, storedValue(index, 3)) << std::hex << index;
     }
   }
 }

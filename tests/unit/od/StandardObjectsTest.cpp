@@ -1,14 +1,17 @@
-// The objects that a fresh node has.
+// Covers: the objects that a fresh node has.
 //
-// | covered                                                               | kind       |
-// |-----------------------------------------------------------------------|------------|
-// | every sub-entry of data type and profile area: all of its properties  | functional |
-// | exactly these entries and sub-entries                                 | functional |
-// | values that depend on the node ID, lowest and highest                 | functional |
-// | product code, serial number text in every base and length             | functional |
-// | software version from the application                                 | functional |
-// | created twice: values back, names and highest sub-indexes as before   | functional |
-// | default description file                                              | functional |
+// | subject                                        | functional                                    | robustness |
+// |------------------------------------------------|-----------------------------------------------|------------|
+// | every sub-entry of data type and profile area  | all of its properties                         |            |
+// | exactly these entries and sub-entries          | x                                             |            |
+// | values that depend on the node ID, lowest and  | x                                             |            |
+// | highest                                        |                                               |            |
+// | product code, serial number text in every base | x                                             |            |
+// | and length                                     |                                               |            |
+// | software version from the application          | x                                             |            |
+// | created twice                                  | values back, names and highest sub-indexes as |            |
+// |                                                | before                                        |            |
+// | default description file                       | x                                             |            |
 
 #include <gtest/gtest.h>
 
@@ -39,11 +42,11 @@ std::string objectName(const testing::TestParamInfo<ExpectedObject>& info) {
 class StandardObject : public test::FreshNodeFixture, public testing::WithParamInterface<ExpectedObject> {
 protected:
   void SetUp() override {
-    ASSERT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK);
+    ASSERT_EQ(KQ_OK, dictionary.createPreDefinedConnectionSet());
     entry = dictionary.getEntry(GetParam().index);
-    ASSERT_NE(entry, nullptr);
+    ASSERT_NE(nullptr, entry);
     sub = dictionary.getSubentry(GetParam().index, GetParam().subIndex);
-    ASSERT_NE(sub, nullptr);
+    ASSERT_NE(nullptr, sub);
   }
 
   const ObjectDictionaryEntry* entry = nullptr;
@@ -51,36 +54,36 @@ protected:
 };
 
 TEST_P(StandardObject, EntryHasNameAndObjectType) {
-  EXPECT_EQ(entry->index, GetParam().index);
-  EXPECT_EQ(entry->name, GetParam().entryName);
-  EXPECT_EQ(entry->objectType, GetParam().objectType);
+  EXPECT_EQ(GetParam().index, entry->index);
+  EXPECT_EQ(GetParam().entryName, entry->name);
+  EXPECT_EQ(GetParam().objectType, entry->objectType);
 }
 
 TEST_P(StandardObject, SubEntryHasNameAccessAndType) {
-  EXPECT_EQ(sub->subIndex, GetParam().subIndex);
-  EXPECT_EQ(sub->name, GetParam().subName);
-  EXPECT_EQ(KQCANopenObjectDictionary::getAccessTypeString(sub->accessType), GetParam().access);
-  EXPECT_EQ(sub->dataType, GetParam().dataType);
+  EXPECT_EQ(GetParam().subIndex, sub->subIndex);
+  EXPECT_EQ(GetParam().subName, sub->name);
+  EXPECT_EQ(GetParam().access, KQCANopenObjectDictionary::getAccessTypeString(sub->accessType));
+  EXPECT_EQ(GetParam().dataType, sub->dataType);
 }
 
 TEST_P(StandardObject, StartsWithItsDefault) {
-  EXPECT_EQ(sub->defaultValue, stored(GetParam().defaultValue));
-  EXPECT_EQ(sub->value, stored(GetParam().defaultValue));
+  EXPECT_EQ(stored(GetParam().defaultValue), sub->defaultValue);
+  EXPECT_EQ(stored(GetParam().defaultValue), sub->value);
 }
 
 TEST_P(StandardObject, StartsWithItsDefaultText) {
-  EXPECT_EQ(sub->defaultValueString, GetParam().defaultText);
-  EXPECT_EQ(sub->valueString, GetParam().defaultText);
+  EXPECT_EQ(GetParam().defaultText, sub->defaultValueString);
+  EXPECT_EQ(GetParam().defaultText, sub->valueString);
 }
 
 TEST_P(StandardObject, HasItsLimits) {
-  EXPECT_EQ(sub->lowLimit, stored(GetParam().lowLimit));
-  EXPECT_EQ(sub->highLimit, stored(GetParam().highLimit));
+  EXPECT_EQ(stored(GetParam().lowLimit), sub->lowLimit);
+  EXPECT_EQ(stored(GetParam().highLimit), sub->highLimit);
 }
 
 TEST_P(StandardObject, HasItsMappingAndNoServer) {
-  EXPECT_EQ(sub->pdoMappable, GetParam().pdoMappable);
-  EXPECT_EQ(sub->sdoServerID, 0U);
+  EXPECT_EQ(GetParam().pdoMappable, sub->pdoMappable);
+  EXPECT_EQ(0U, sub->sdoServerID);
   EXPECT_FALSE(sub->isVariable);
 }
 
@@ -89,17 +92,17 @@ INSTANTIATE_TEST_SUITE_P(Profile, StandardObject, testing::ValuesIn(test::profil
 
 class StandardObjects : public test::FreshNodeFixture {
 protected:
-  void create() { ASSERT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK); }
+  void create() { ASSERT_EQ(KQ_OK, dictionary.createPreDefinedConnectionSet()); }
 
   int valueOf(unsigned short index, unsigned char subIndex) {
     int value = 0;
-    EXPECT_EQ(dictionary.getValue(index, subIndex, value), KQ_OK);
+    EXPECT_EQ(KQ_OK, dictionary.getValue(index, subIndex, value));
     return value;
   }
 
   std::string textOf(unsigned short index) {
     std::string text;
-    EXPECT_EQ(dictionary.getValue(index, 0, text), KQ_OK);
+    EXPECT_EQ(KQ_OK, dictionary.getValue(index, 0, text));
     return text;
   }
 };
@@ -114,12 +117,12 @@ TEST_F(StandardObjects, AreAllThereIs) {
     const auto index = static_cast<unsigned short>(i);
     const ObjectDictionaryEntry* const entry = dictionary.getEntry(index);
     const std::size_t count = entry == nullptr ? 0 : entry->subEntries.size();
-    EXPECT_EQ(count, expected.count(index) == 0 ? 0 : expected[index]) << std::hex << index;
+    EXPECT_EQ(expected.count(index) == 0 ? 0 : expected[index], count) << std::hex << index;
   }
 }
 
 TEST_F(StandardObjects, DataTypeAreaAloneHasNoProfileObjects) {
-  EXPECT_EQ(dictionary.createDataTypeEntries(), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.createDataTypeEntries());
   EXPECT_TRUE(dictionary.objectExists(0x0001));
   EXPECT_TRUE(dictionary.objectExists(0x001B));
   EXPECT_FALSE(dictionary.objectExists(0x1000));
@@ -128,8 +131,8 @@ TEST_F(StandardObjects, DataTypeAreaAloneHasNoProfileObjects) {
 
 TEST_F(StandardObjects, ArePrintedNowhere) {
   create();
-  EXPECT_EQ(output.takeOutput(), "");
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ("", output.takeOutput());
+  EXPECT_EQ("", output.takeErrors());
 }
 
 class NodeIDValues : public StandardObjects, public testing::WithParamInterface<int> {};
@@ -137,17 +140,17 @@ class NodeIDValues : public StandardObjects, public testing::WithParamInterface<
 TEST_P(NodeIDValues, FollowTheNodeID) {
   node.setNodeID(static_cast<unsigned char>(GetParam()));
   create();
-  EXPECT_EQ(valueOf(0x1014, 0), 0x80 + GetParam());
-  EXPECT_EQ(valueOf(0x1200, 1), 0x600 + GetParam());
-  EXPECT_EQ(valueOf(0x1200, 2), 0x580 + GetParam());
+  EXPECT_EQ(0x80 + GetParam(), valueOf(0x1014, 0));
+  EXPECT_EQ(0x600 + GetParam(), valueOf(0x1200, 1));
+  EXPECT_EQ(0x580 + GetParam(), valueOf(0x1200, 2));
 }
 
 TEST_P(NodeIDValues, KeepTheTextOfTheExpression) {
   node.setNodeID(static_cast<unsigned char>(GetParam()));
   create();
-  EXPECT_EQ(dictionary.getSubentry(0x1014, 0)->defaultValueString, "$NODEID+0x80");
-  EXPECT_EQ(dictionary.getSubentry(0x1200, 1)->defaultValueString, "$NODEID+0x600");
-  EXPECT_EQ(dictionary.getSubentry(0x1200, 2)->defaultValueString, "$NODEID+0x580");
+  EXPECT_EQ("$NODEID+0x80", dictionary.getSubentry(0x1014, 0)->defaultValueString);
+  EXPECT_EQ("$NODEID+0x600", dictionary.getSubentry(0x1200, 1)->defaultValueString);
+  EXPECT_EQ("$NODEID+0x580", dictionary.getSubentry(0x1200, 2)->defaultValueString);
 }
 
 INSTANTIATE_TEST_SUITE_P(NodeIDs, NodeIDValues, testing::Values(0, 1, 5, 127, 255));
@@ -157,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(NodeIDs, NodeIDValues, testing::Values(0, 1, 5, 127, 25
 TEST_F(StandardObjects, ProductCodeIsTheProductType) {
   environment.set("KQ_PRODUCT_TYPE", "4294967295");
   create();
-  EXPECT_EQ(valueOf(0x1018, 2), -1);
+  EXPECT_EQ(-1, valueOf(0x1018, 2));
 }
 
 struct SerialRow {
@@ -172,8 +175,8 @@ class SerialNumber : public StandardObjects, public testing::WithParamInterface<
 TEST_P(SerialNumber, IsTakenApart) {
   environment.set("KQ_SERIAL_NUMBER", GetParam().text);
   create();
-  EXPECT_EQ(valueOf(0x1018, 4), GetParam().serialNumber);
-  EXPECT_EQ(valueOf(0x1018, 3), GetParam().revisionNumber);
+  EXPECT_EQ(GetParam().serialNumber, valueOf(0x1018, 4));
+  EXPECT_EQ(GetParam().revisionNumber, valueOf(0x1018, 3));
 }
 
 const SerialRow SERIAL_NUMBERS[] = {
@@ -210,7 +213,7 @@ protected:
   void addVersion(unsigned char subIndex, const std::string& text) {
     const KQExternalVariable variable(0x2400, subIndex, "Version", STORAGE_TYPE_STRING, 0, 0, 0, text, 32, false,
                                       nullptr);
-    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+    ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
     addText(0x2400, subIndex, "");
     dictionary.setDEI(KQDEI::instance());
   }
@@ -219,29 +222,29 @@ protected:
 TEST_F(SoftwareVersion, IsTakenFromTheApplication) {
   addVersion(0x0F, "2.7.1");
   create();
-  EXPECT_EQ(textOf(0x100A), "2.7.1");
-  EXPECT_EQ(dictionary.getSubentry(0x100A, 0)->defaultValueString, "2.7.1");
+  EXPECT_EQ("2.7.1", textOf(0x100A));
+  EXPECT_EQ("2.7.1", dictionary.getSubentry(0x100A, 0)->defaultValueString);
 }
 
 TEST_F(SoftwareVersion, OfAnotherSubIndexDoesNotCount) {
   addVersion(0x0E, "2.7.1");
   create();
-  EXPECT_EQ(textOf(0x100A), "undefined");
+  EXPECT_EQ("undefined", textOf(0x100A));
 }
 
 TEST_F(SoftwareVersion, IsUndefinedWithoutItsVariable) {
   addText(0x2400, 0x0F, "");
   dictionary.setDEI(KQDEI::instance());
   create();
-  EXPECT_EQ(textOf(0x100A), "undefined");
+  EXPECT_EQ("undefined", textOf(0x100A));
 }
 
 TEST_F(SoftwareVersion, IsTakenWhenCreatedAgain) {
   create();
-  EXPECT_EQ(textOf(0x100A), "undefined");
+  EXPECT_EQ("undefined", textOf(0x100A));
   addVersion(0x0F, "2.7.1");
   create();
-  EXPECT_EQ(textOf(0x100A), "2.7.1");
+  EXPECT_EQ("2.7.1", textOf(0x100A));
 }
 
 // ---- created twice
@@ -251,34 +254,34 @@ TEST_F(StandardObjects, CreatedAgainHaveTheirDefaultsBack) {
   dictionary.setValue(0x1017, 0, 1000, true);
   dictionary.setValue(0x1008, 0, std::string("changed"), true);
   create();
-  EXPECT_EQ(valueOf(0x1017, 0), 0);
-  EXPECT_EQ(textOf(0x1008), "TAVO");
+  EXPECT_EQ(0, valueOf(0x1017, 0));
+  EXPECT_EQ("TAVO", textOf(0x1008));
 }
 
 TEST_F(StandardObjects, CreatedAgainHaveTheirHighestSubIndexes) {
   create();
   create();
-  EXPECT_EQ(valueOf(0x1003, 0), 1);
-  EXPECT_EQ(valueOf(0x1010, 0), 3);
-  EXPECT_EQ(valueOf(0x1011, 0), 3);
-  EXPECT_EQ(valueOf(0x1016, 0), 1);
-  EXPECT_EQ(valueOf(0x1018, 0), 4);
-  EXPECT_EQ(valueOf(0x1200, 0), 2);
+  EXPECT_EQ(1, valueOf(0x1003, 0));
+  EXPECT_EQ(3, valueOf(0x1010, 0));
+  EXPECT_EQ(3, valueOf(0x1011, 0));
+  EXPECT_EQ(1, valueOf(0x1016, 0));
+  EXPECT_EQ(4, valueOf(0x1018, 0));
+  EXPECT_EQ(2, valueOf(0x1200, 0));
 }
 
 TEST_F(StandardObjects, CreatedAgainHaveTheirLimitsBack) {
   create();
   dictionary.setLimits(0x1017, 0, 5, 6);
   create();
-  EXPECT_EQ(dictionary.getSubentry(0x1017, 0)->lowLimit, 0);
-  EXPECT_EQ(dictionary.getSubentry(0x1017, 0)->highLimit, 65535);
+  EXPECT_EQ(0, dictionary.getSubentry(0x1017, 0)->lowLimit);
+  EXPECT_EQ(65535, dictionary.getSubentry(0x1017, 0)->highLimit);
 }
 
 TEST_F(StandardObjects, ExistingEntryKeepsNameAndType) {
   dictionary.addEntry(0x1000, OBJECT_TYPE_RECORD, "Mine");
   create();
-  EXPECT_EQ(dictionary.getEntry(0x1000)->name, "Mine");
-  EXPECT_EQ(dictionary.getEntry(0x1000)->objectType, OBJECT_TYPE_RECORD);
+  EXPECT_EQ("Mine", dictionary.getEntry(0x1000)->name);
+  EXPECT_EQ(OBJECT_TYPE_RECORD, dictionary.getEntry(0x1000)->objectType);
   EXPECT_TRUE(dictionary.subObjectExists(0x1000, 0));
 }
 
@@ -286,26 +289,26 @@ TEST_F(StandardObjects, FollowANodeIDChangedInBetween) {
   create();
   node.setNodeID(9);
   create();
-  EXPECT_EQ(valueOf(0x1014, 0), 0x89);
+  EXPECT_EQ(0x89, valueOf(0x1014, 0));
 }
 
 // ---- default description file
 
 TEST_F(StandardObjects, AreWrittenToTheDefaultFile) {
   create();
-  EXPECT_EQ(directory.read("tavo_default.dcf").substr(0, 30), "[FileInfo]\nFileName=tavo.dcf\nF");
+  EXPECT_EQ("[FileInfo]\nFileName=tavo.dcf\nF", directory.read("tavo_default.dcf").substr(0, 30));
   EXPECT_FALSE(std::filesystem::exists("tavo.dcf"));
 }
 
 TEST_F(StandardObjects, DefaultFileHoldsTheLastObject) {
   create();
-  EXPECT_NE(directory.read("tavo_default.dcf").find("[1200sub2]\n"), std::string::npos);
+  EXPECT_NE(std::string::npos, directory.read("tavo_default.dcf").find("[1200sub2]\n"));
 }
 
 TEST_F(StandardObjects, AreThereAlsoWhenTheDefaultFileCannotBeWritten) {
   std::filesystem::create_directory("tavo_default.dcf");
-  EXPECT_EQ(dictionary.createPreDefinedConnectionSet(), KQ_OK);
-  EXPECT_EQ(valueOf(0x1200, 0), 2);
+  EXPECT_EQ(KQ_OK, dictionary.createPreDefinedConnectionSet());
+  EXPECT_EQ(2, valueOf(0x1200, 0));
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
-// Reading and writing values that the dictionary itself holds.
+// Covers: reading and writing values that the dictionary itself holds.
 //
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | integer read: value, missing, every access right, other types    | functional |
-// | text read: value, missing, no write-only check, numbers          | functional |
-// | integer write: stored value, missing, text object, changed value | functional |
-// | a refused write leaves everything as it was                      | functional |
-// | text write: missing, other types, who may                        | functional |
-// | the key forms do what the index forms do                         | functional |
-// | the null sub-entry of both write rules                           | robustness |
+// | subject                                     | functional                                        | robustness |
+// |---------------------------------------------|---------------------------------------------------|------------|
+// | integer read                                | value, missing, every access right, other types   |            |
+// | text read                                   | value, missing, no write-only check, numbers      |            |
+// | integer write                               | stored value, missing, text object, changed value |            |
+// | a refused write leaves everything as it was | x                                                 |            |
+// | text write                                  | missing, other types, who may                     |            |
+// | the key forms do what the index forms do    | x                                                 |            |
+// | the null sub-entry of both write rules      |                                                   | x          |
 
 #include <gtest/gtest.h>
 
@@ -29,31 +29,31 @@ protected:
 
 TEST_F(IntegerRead, GivesTheStoredValue) {
   addObject(0x1005, 0, -7);
-  EXPECT_EQ(dictionary.getValue(0x1005, 0, value), KQ_OK);
-  EXPECT_EQ(value, -7);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1005, 0, value));
+  EXPECT_EQ(-7, value);
 }
 
 TEST_F(IntegerRead, ByKey) {
   addObject(0x1018, 3, 9);
-  EXPECT_EQ(dictionary.getValue(objectKey(0x1018, 3), value), KQ_OK);
-  EXPECT_EQ(value, 9);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(objectKey(0x1018, 3), value));
+  EXPECT_EQ(9, value);
 }
 
 TEST_F(IntegerRead, MissingEntryLeavesTheResultAlone) {
-  EXPECT_EQ(dictionary.getValue(0x1005, 0, value), KQ_NOT_FOUND);
-  EXPECT_EQ(value, 0x55);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(0x1005, 0, value));
+  EXPECT_EQ(0x55, value);
 }
 
 TEST_F(IntegerRead, MissingSubEntryLeavesTheResultAlone) {
   addObject(0x1005, 0, 1);
-  EXPECT_EQ(dictionary.getValue(0x1005, 1, value), KQ_NOT_FOUND);
-  EXPECT_EQ(value, 0x55);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(0x1005, 1, value));
+  EXPECT_EQ(0x55, value);
 }
 
 TEST_F(IntegerRead, OfATextGivesItsNumber) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.getValue(0x1008, 0, value), KQ_OK);
-  EXPECT_EQ(value, 0);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1008, 0, value));
+  EXPECT_EQ(0, value);
 }
 
 struct ReadRightRow {
@@ -72,8 +72,8 @@ TEST_P(ReadRight, OfAnInteger) {
   dictionary.addEntry(0x1300, OBJECT_TYPE_VAR, "Object");
   dictionary.addSubentry(0x1300, 0, access, DATA_TYPE_UNSIGNED32, "", false, 3, "", 0);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(0x1300, 0, value), GetParam().integerResult);
-  EXPECT_EQ(dictionary.getValue(objectKey(0x1300, 0), value), GetParam().integerResult);
+  EXPECT_EQ(GetParam().integerResult, dictionary.getValue(0x1300, 0, value));
+  EXPECT_EQ(GetParam().integerResult, dictionary.getValue(objectKey(0x1300, 0), value));
 }
 
 TEST_P(ReadRight, OfATextIsNotAsked) {
@@ -81,8 +81,8 @@ TEST_P(ReadRight, OfATextIsNotAsked) {
   dictionary.addEntry(0x1300, OBJECT_TYPE_VAR, "Object");
   dictionary.addSubentry(0x1300, 0, access, DATA_TYPE_VISIBLE_STRING, "", false, 0, "text", 0);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(0x1300, 0, text), KQ_OK);
-  EXPECT_EQ(text, "text");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1300, 0, text));
+  EXPECT_EQ("text", text);
 }
 
 const ReadRightRow READ_RIGHTS[] = {
@@ -100,104 +100,104 @@ protected:
 
 TEST_F(TextRead, GivesTheStoredText) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.getValue(0x1008, 0, text), KQ_OK);
-  EXPECT_EQ(text, "TAVO");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1008, 0, text));
+  EXPECT_EQ("TAVO", text);
 }
 
 TEST_F(TextRead, ByKey) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.getValue(objectKey(0x1008, 0), text), KQ_OK);
-  EXPECT_EQ(text, "TAVO");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(objectKey(0x1008, 0), text));
+  EXPECT_EQ("TAVO", text);
 }
 
 TEST_F(TextRead, OfANumberGivesItsDefaultText) {
   dictionary.addEntry(0x1005, OBJECT_TYPE_VAR, "Object");
   dictionary.addSubentry(0x1005, 0, ACCESS_RW, DATA_TYPE_UNSIGNED32, "", false, 0x80, "0x80", 0);
-  EXPECT_EQ(dictionary.getValue(0x1005, 0, text), KQ_OK);
-  EXPECT_EQ(text, "0x80");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(0x1005, 0, text));
+  EXPECT_EQ("0x80", text);
 }
 
 TEST_F(TextRead, MissingEntryLeavesTheResultAlone) {
-  EXPECT_EQ(dictionary.getValue(0x1008, 0, text), KQ_NOT_FOUND);
-  EXPECT_EQ(text, "before");
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(0x1008, 0, text));
+  EXPECT_EQ("before", text);
 }
 
 TEST_F(TextRead, MissingSubEntryLeavesTheResultAlone) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.getValue(0x1008, 1, text), KQ_NOT_FOUND);
-  EXPECT_EQ(text, "before");
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(0x1008, 1, text));
+  EXPECT_EQ("before", text);
 }
 
 class IntegerWrite : public test::DictionaryFixture {};
 
 TEST_F(IntegerWrite, StoresTheValue) {
   addObject(0x1015, 0, 1);
-  EXPECT_EQ(dictionary.setValue(0x1015, 0, 0x1234, false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1015, 0), 0x1234);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1015, 0, 0x1234, false));
+  EXPECT_EQ(0x1234, storedValue(0x1015, 0));
 }
 
 TEST_F(IntegerWrite, LeavesTheDefaultAlone) {
   addObject(0x1015, 0, 1);
   dictionary.setValue(0x1015, 0, 0x1234, false);
-  EXPECT_EQ(dictionary.getSubentry(0x1015, 0)->defaultValue, 1);
+  EXPECT_EQ(1, dictionary.getSubentry(0x1015, 0)->defaultValue);
 }
 
 TEST_F(IntegerWrite, ByKeyWithoutForce) {
   addObject(0x1015, 0, 1);
   addObject(0x1018, 1, 1);
-  EXPECT_EQ(dictionary.setValue(objectKey(0x1015, 0), 2, false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1015, 0), 2);
-  EXPECT_EQ(dictionary.setValue(objectKey(0x1018, 1), 2, false), KQ_NOT_PERMITTED);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(objectKey(0x1015, 0), 2, false));
+  EXPECT_EQ(2, storedValue(0x1015, 0));
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(objectKey(0x1018, 1), 2, false));
 }
 
 TEST_F(IntegerWrite, ByKeyWithForce) {
   addObject(0x1018, 1, 1);
-  EXPECT_EQ(dictionary.setValue(objectKey(0x1018, 1), 2, true), KQ_OK);
-  EXPECT_EQ(storedValue(0x1018, 1), 2);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(objectKey(0x1018, 1), 2, true));
+  EXPECT_EQ(2, storedValue(0x1018, 1));
 }
 
 TEST_F(IntegerWrite, MissingEntry) {
-  EXPECT_EQ(dictionary.setValue(0x1015, 0, 1, true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1015, 0, 1, true));
 }
 
 TEST_F(IntegerWrite, MissingSubEntry) {
   addObject(0x1015, 0, 1);
-  EXPECT_EQ(dictionary.setValue(0x1015, 1, 1, true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1015, 1, 1, true));
 }
 
 TEST_F(IntegerWrite, IntoATextIsNotFound) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.setValue(0x1008, 0, 1, true), KQ_NOT_FOUND);
-  EXPECT_EQ(dictionary.setValue(0x1008, 0, 1, false), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 0, 1, true));
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 0, 1, false));
 }
 
 TEST_F(IntegerWrite, IntoAVariableTextIsNotFound) {
   addText(0x2000, 0, "text");
-  EXPECT_EQ(dictionary.setValue(0x2000, 0, 1, true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x2000, 0, 1, true));
 }
 
 TEST_F(IntegerWrite, RefusedLeavesTheValueAlone) {
   addObject(0x1018, 1, 1);
-  EXPECT_EQ(dictionary.setValue(0x1018, 1, 2, false), KQ_NOT_PERMITTED);
-  EXPECT_EQ(storedValue(0x1018, 1), 1);
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(0x1018, 1, 2, false));
+  EXPECT_EQ(1, storedValue(0x1018, 1));
 }
 
 TEST_F(IntegerWrite, AccessRightsOfDictionaryValuesAreNotAsked) {
   addObject(0x1015, 0, 1, DATA_TYPE_UNSIGNED16, ACCESS_RO);
-  EXPECT_EQ(dictionary.setValue(0x1015, 0, 2, false), KQ_OK);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1015, 0, 2, false));
 }
 
 TEST_F(IntegerWrite, StoresTheValueThatTheRuleChanged) {
   addObject(0x1800, 1, test::stored(0x80000000));
-  EXPECT_EQ(dictionary.setValue(0x1800, 1, 0x185, false), KQ_OK);
-  EXPECT_EQ(storedValue(0x1800, 1), 0x40000185);
+  EXPECT_EQ(KQ_OK, dictionary.setValue(0x1800, 1, 0x185, false));
+  EXPECT_EQ(0x40000185, storedValue(0x1800, 1));
 }
 
 TEST_F(IntegerWrite, AnswersFromTheRuleForAVariableWithoutStore) {
   addObject(0x2000, 1, 1);
-  EXPECT_EQ(dictionary.setValue(0x2000, 1, 2, true), KQ_NOT_PERMITTED);
-  EXPECT_EQ(dictionary.setValue(0x2000, 1, 2, false), KQ_NOT_PERMITTED);
-  EXPECT_EQ(storedValue(0x2000, 1), 1);
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(0x2000, 1, 2, true));
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(0x2000, 1, 2, false));
+  EXPECT_EQ(1, storedValue(0x2000, 1));
 }
 
 class TextWrite : public test::DictionaryFixture {
@@ -208,29 +208,29 @@ protected:
 };
 
 TEST_F(TextWrite, MissingEntry) {
-  EXPECT_EQ(dictionary.setValue(0x1008, 0, std::string("x"), true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 0, std::string("x"), true));
 }
 
 TEST_F(TextWrite, MissingSubEntry) {
   addText(0x1008, 0, "TAVO");
-  EXPECT_EQ(dictionary.setValue(0x1008, 1, std::string("x"), true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 1, std::string("x"), true));
 }
 
 TEST_F(TextWrite, IntoANumberIsNotFound) {
   addObject(0x1008, 0, 1);
-  EXPECT_EQ(dictionary.setValue(0x1008, 0, std::string("x"), true), KQ_NOT_FOUND);
-  EXPECT_EQ(textOf(0x1008, 0), "");
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 0, std::string("x"), true));
+  EXPECT_EQ("", textOf(0x1008, 0));
 }
 
 TEST_F(TextWrite, IntoAnotherStringTypeIsNotFound) {
   addObject(0x1008, 0, 1, DATA_TYPE_OCTET_STRING);
-  EXPECT_EQ(dictionary.setValue(0x1008, 0, std::string("x"), true), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.setValue(0x1008, 0, std::string("x"), true));
 }
 
 TEST_F(TextWrite, LeavesTheDefaultAlone) {
   addText(0x1008, 0, "TAVO");
   dictionary.setValue(0x1008, 0, std::string("x"), true);
-  EXPECT_EQ(dictionary.getSubentry(0x1008, 0)->defaultValueString, "TAVO");
+  EXPECT_EQ("TAVO", dictionary.getSubentry(0x1008, 0)->defaultValueString);
 }
 
 struct TextRuleRow {
@@ -246,15 +246,15 @@ protected:
 };
 
 TEST_P(TextWriteRule, Decides) {
-  EXPECT_EQ(dictionary.setValue(GetParam().index, 0, std::string("after"), GetParam().force), GetParam().result);
-  EXPECT_EQ(textOf(GetParam().index, 0), GetParam().result == KQ_OK ? "after" : "before");
+  EXPECT_EQ(GetParam().result, dictionary.setValue(GetParam().index, 0, std::string("after"), GetParam().force));
+  EXPECT_EQ(GetParam().result == KQ_OK ? "after" : "before", textOf(GetParam().index, 0));
 }
 
 TEST_P(TextWriteRule, DecidesWhenAskedAlone) {
-  EXPECT_EQ(dictionary.handleValueChangeRequest(GetParam().index, dictionary.getSubentry(GetParam().index, 0),
-                                                std::string("after"), GetParam().force),
-            GetParam().result);
-  EXPECT_EQ(textOf(GetParam().index, 0), "before");
+  EXPECT_EQ(GetParam().result,
+            dictionary.handleValueChangeRequest(GetParam().index, dictionary.getSubentry(GetParam().index, 0),
+                                                std::string("after"), GetParam().force));
+  EXPECT_EQ("before", textOf(GetParam().index, 0));
 }
 
 const TextRuleRow TEXT_RULES[] = {
@@ -275,15 +275,15 @@ INSTANTIATE_TEST_SUITE_P(Indexes, TextWriteRule, testing::ValuesIn(TEXT_RULES), 
 
 TEST_F(IntegerWrite, RuleRefusesANullSubEntry) {
   int value = 1;
-  EXPECT_EQ(dictionary.handleValueChangeRequest(0x1015, nullptr, value, true), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.handleValueChangeRequest(0x1015, nullptr, value, true));
 }
 
 TEST_F(TextWrite, RuleRefusesANullSubEntryInsideTheTexts) {
-  EXPECT_EQ(dictionary.handleValueChangeRequest(0x1008, nullptr, std::string("x"), true), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.handleValueChangeRequest(0x1008, nullptr, std::string("x"), true));
 }
 
 TEST_F(TextWrite, RuleRefusesANullSubEntryOutsideTheTexts) {
-  EXPECT_EQ(dictionary.handleValueChangeRequest(0x1400, nullptr, std::string("x"), true), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.handleValueChangeRequest(0x1400, nullptr, std::string("x"), true));
 }
 
 }  // namespace

@@ -1,15 +1,16 @@
-// Reading and writing objects that application variables of the store stand behind.
+// Covers: reading and writing objects that application variables of the store stand behind.
 //
-// | covered                                                             | kind       |
-// |---------------------------------------------------------------------|------------|
-// | integer and text read: value, invalid value, no variable, wrong kind | functional |
-// | integer write by owner: this node, another, none; every access right | functional |
-// | limits signed and unsigned, from both sides                          | functional |
-// | limits are not asked for another owner's variable                    | functional |
-// | text write by owner, without access check                            | functional |
-// | change reports of the store; the kept value follows the write        | functional |
-// | the store is asked each time: cleared, variable added (again), owner | functional |
-// | no instance, no store at the dictionary                              | robustness |
+// | subject                                             | functional                                    | robustness |
+// |-----------------------------------------------------|-----------------------------------------------|------------|
+// | integer and text read                               | value, invalid value, no variable, wrong kind |            |
+// | integer write by owner                              | this node, another, none; every access right  |            |
+// | limits signed and unsigned, from both sides         | x                                             |            |
+// | limits are not asked for another owner's variable   | x                                             |            |
+// | text write by owner, without access check           | x                                             |            |
+// | change reports of the store; the kept value follows | x                                             |            |
+// | the write                                           |                                               |            |
+// | the store is asked each time                        | cleared, variable added (again), owner        |            |
+// | no instance, no store at the dictionary             |                                               | x          |
 
 #include <gtest/gtest.h>
 
@@ -56,7 +57,7 @@ protected:
   void addToStore(KQVariableStorageType storageType, int value, const std::string& text, Owner owner) {
     const KQExternalVariable variable(INDEX, SUB_INDEX, "Variable", storageType, 0, 0x7FFFFFFF, value, text, 32, true,
                                       pointerTo(owner));
-    ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
+    ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
   }
 
   void addVariable(int value, Owner owner, KQCANopenAccessType access = ACCESS_RW,
@@ -71,20 +72,20 @@ protected:
     addToStore(STORAGE_TYPE_STRING, 0, text, owner);
   }
 
-  void setLimits(int low, int high) { ASSERT_EQ(dictionary.setLimits(INDEX, SUB_INDEX, low, high), KQ_OK); }
+  void setLimits(int low, int high) { ASSERT_EQ(KQ_OK, dictionary.setLimits(INDEX, SUB_INDEX, low, high)); }
 
   int write(int value, bool force) { return dictionary.setValue(INDEX, SUB_INDEX, value, force); }
   int write(const std::string& text, bool force) { return dictionary.setValue(INDEX, SUB_INDEX, text, force); }
 
   int valueInStore() const {
     int value = 0;
-    EXPECT_EQ(KQDEI::instance()->getVariableValue(INDEX, SUB_INDEX, &value), KQ_OK);
+    EXPECT_EQ(KQ_OK, KQDEI::instance()->getVariableValue(INDEX, SUB_INDEX, &value));
     return value;
   }
 
   std::string textInStore() const {
     std::string text;
-    EXPECT_EQ(KQDEI::instance()->getVariableValue(INDEX, SUB_INDEX, &text), KQ_OK);
+    EXPECT_EQ(KQ_OK, KQDEI::instance()->getVariableValue(INDEX, SUB_INDEX, &text));
     return text;
   }
 
@@ -102,62 +103,62 @@ using VariableRead = VariableAccess;
 TEST_F(VariableRead, GivesTheValueOfTheStoreAndKeepsIt) {
   addVariable(42, ANOTHER);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
-  EXPECT_EQ(value, 42);
-  EXPECT_EQ(cachedValue(), 42);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(42, value);
+  EXPECT_EQ(42, cachedValue());
 }
 
 TEST_F(VariableRead, ByKey) {
   addVariable(42, ANOTHER);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(test::objectKey(INDEX, SUB_INDEX), value), KQ_OK);
-  EXPECT_EQ(value, 42);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(test::objectKey(INDEX, SUB_INDEX), value));
+  EXPECT_EQ(42, value);
 }
 
 TEST_F(VariableRead, InvalidValueComesWithItsCodeAndIsKept) {
   addVariable(42, ANOTHER);
   KQDEI::instance()->markValueAsInvalid(INDEX, SUB_INDEX, true);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_VALUE_INVALID);
-  EXPECT_EQ(value, 42);
-  EXPECT_EQ(cachedValue(), 42);
+  EXPECT_EQ(KQ_VALUE_INVALID, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(42, value);
+  EXPECT_EQ(42, cachedValue());
 }
 
 TEST_F(VariableRead, WithoutVariableTheCacheStays) {
   addObject(INDEX, SUB_INDEX, 7);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_FOUND);
-  EXPECT_EQ(cachedValue(), 7);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(7, cachedValue());
 }
 
 TEST_F(VariableRead, OfATextVariableTheCacheStays) {
   addObject(INDEX, SUB_INDEX, 7);
   addToStore(STORAGE_TYPE_STRING, 0, "text", ANOTHER);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(cachedValue(), 7);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(7, cachedValue());
 }
 
 TEST_F(VariableRead, WriteOnlyIsRefusedBeforeTheStoreIsAsked) {
   addVariable(42, ANOTHER, ACCESS_WO);
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), test::ABORT_WRITE_ONLY);
-  EXPECT_EQ(cachedValue(), 0);
+  EXPECT_EQ(test::ABORT_WRITE_ONLY, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(0, cachedValue());
 }
 
 TEST_F(VariableRead, TextIsGivenAndKept) {
   addTextVariable("text", ANOTHER);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_OK);
-  EXPECT_EQ(text, "text");
-  EXPECT_EQ(cachedText(), "text");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, text));
+  EXPECT_EQ("text", text);
+  EXPECT_EQ("text", cachedText());
 }
 
 TEST_F(VariableRead, TextByKey) {
   addTextVariable("text", ANOTHER);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(test::objectKey(INDEX, SUB_INDEX), text), KQ_OK);
-  EXPECT_EQ(text, "text");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(test::objectKey(INDEX, SUB_INDEX), text));
+  EXPECT_EQ("text", text);
 }
 
 TEST_F(VariableRead, WithoutStoreIsNotAvailable) {
@@ -165,39 +166,39 @@ TEST_F(VariableRead, WithoutStoreIsNotAvailable) {
   dictionary.setDEI(nullptr);
   int value = 5;
   std::string text = "before";
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(value, 5);
-  EXPECT_EQ(text, "before");
+  EXPECT_EQ(KQ_NOT_AVAILABLE, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(KQ_NOT_AVAILABLE, dictionary.getValue(INDEX, SUB_INDEX, text));
+  EXPECT_EQ(5, value);
+  EXPECT_EQ("before", text);
 }
 
 TEST_F(VariableRead, InvalidTextIsNotKept) {
   addTextVariable("text", ANOTHER);
   KQDEI::instance()->markValueAsInvalid(INDEX, SUB_INDEX, true);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_VALUE_INVALID);
-  EXPECT_EQ(text, "text");
-  EXPECT_EQ(cachedText(), "");
+  EXPECT_EQ(KQ_VALUE_INVALID, dictionary.getValue(INDEX, SUB_INDEX, text));
+  EXPECT_EQ("text", text);
+  EXPECT_EQ("", cachedText());
 }
 
 TEST_F(VariableRead, WriteOnlyTextIsReadable) {
   addTextVariable("text", ANOTHER, ACCESS_WO);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_OK);
-  EXPECT_EQ(text, "text");
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, text));
+  EXPECT_EQ("text", text);
 }
 
 TEST_F(VariableRead, TextWithoutVariable) {
   addText(INDEX, SUB_INDEX, "before");
   std::string text;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_NOT_FOUND);
-  EXPECT_EQ(cachedText(), "before");
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(INDEX, SUB_INDEX, text));
+  EXPECT_EQ("before", cachedText());
 }
 
 TEST_F(VariableRead, TextOfAnIntegerVariable) {
   addVariable(42, ANOTHER);
   std::string text;
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, text), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.getValue(INDEX, SUB_INDEX, text));
 }
 
 // ---- writing integers: who may
@@ -214,10 +215,10 @@ class VariableWriteRight : public VariableAccess, public testing::WithParamInter
 
 TEST_P(VariableWriteRight, Decides) {
   addVariable(1, GetParam().owner, GetParam().access);
-  EXPECT_EQ(write(5, GetParam().force), GetParam().result);
+  EXPECT_EQ(GetParam().result, write(5, GetParam().force));
   const bool written = GetParam().result == KQ_OK;
-  EXPECT_EQ(valueInStore(), written ? 5 : 1);
-  EXPECT_EQ(cachedValue(), written ? 5 : 0);
+  EXPECT_EQ(written ? 5 : 1, valueInStore());
+  EXPECT_EQ(written ? 5 : 0, cachedValue());
 }
 
 const WriteRightRow WRITE_RIGHTS[] = {
@@ -274,15 +275,15 @@ TEST_P(VariableLimit, OfAnOwnVariable) {
   for (const bool force : {false, true}) {
     KQDEI::instance()->clear();
     addWithLimits(THIS_NODE);
-    EXPECT_EQ(write(GetParam().value, force), GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE) << force;
-    EXPECT_EQ(valueInStore(), GetParam().accepted ? GetParam().value : 0x55555555) << force;
+    EXPECT_EQ(GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE, write(GetParam().value, force)) << force;
+    EXPECT_EQ(GetParam().accepted ? GetParam().value : 0x55555555, valueInStore()) << force;
   }
 }
 
 TEST_P(VariableLimit, OfAnotherOwnersVariableIsNotAsked) {
   addWithLimits(ANOTHER);
-  EXPECT_EQ(write(GetParam().value, false), KQ_OK);
-  EXPECT_EQ(valueInStore(), GetParam().value);
+  EXPECT_EQ(KQ_OK, write(GetParam().value, false));
+  EXPECT_EQ(GetParam().value, valueInStore());
 }
 
 constexpr int LOWEST = test::stored(0x80000000);
@@ -320,37 +321,37 @@ INSTANTIATE_TEST_SUITE_P(Limits, VariableLimit, testing::ValuesIn(LIMITS), test:
 TEST_F(VariableAccess, AccessIsAskedBeforeTheLimits) {
   addVariable(1, THIS_NODE, ACCESS_RO);
   setLimits(0, 10);
-  EXPECT_EQ(write(11, false), test::ABORT_READ_ONLY);
+  EXPECT_EQ(test::ABORT_READ_ONLY, write(11, false));
 }
 
 // ---- writing integers: the store's own answers
 
 TEST_F(VariableAccess, WriteWithoutVariable) {
   addObject(INDEX, SUB_INDEX, 7);
-  EXPECT_EQ(write(5, false), KQ_NOT_FOUND);
-  EXPECT_EQ(write(5, true), KQ_NOT_FOUND);
-  EXPECT_EQ(cachedValue(), 7);
+  EXPECT_EQ(KQ_NOT_FOUND, write(5, false));
+  EXPECT_EQ(KQ_NOT_FOUND, write(5, true));
+  EXPECT_EQ(7, cachedValue());
 }
 
 TEST_F(VariableAccess, ReadOnlyWriteWithoutVariable) {
   addObject(INDEX, SUB_INDEX, 7, DATA_TYPE_UNSIGNED32, ACCESS_RO);
-  EXPECT_EQ(write(5, true), test::ABORT_READ_ONLY);
+  EXPECT_EQ(test::ABORT_READ_ONLY, write(5, true));
 }
 
 TEST_F(VariableAccess, IntegerWriteIntoATextVariableIsTheStoresAnswer) {
   addObject(INDEX, SUB_INDEX, 7);
   addToStore(STORAGE_TYPE_STRING, 0, "text", ANOTHER);
-  EXPECT_EQ(write(5, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(cachedValue(), 7);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, write(5, false));
+  EXPECT_EQ(7, cachedValue());
 }
 
 TEST_F(VariableAccess, IntegerWriteIntoAnOwnTextVariableIsTheStoresAnswer) {
   addObject(INDEX, SUB_INDEX, 7);
   addToStore(STORAGE_TYPE_STRING, 0, "text", THIS_NODE);
-  EXPECT_EQ(write(5, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(write(5, true), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(cachedValue(), 7);
-  EXPECT_EQ(textInStore(), "text");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, write(5, false));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, write(5, true));
+  EXPECT_EQ(7, cachedValue());
+  EXPECT_EQ("text", textInStore());
 }
 
 // ---- the store is asked each time
@@ -358,33 +359,33 @@ TEST_F(VariableAccess, IntegerWriteIntoAnOwnTextVariableIsTheStoresAnswer) {
 TEST_F(VariableAccess, ClearedStoreHasNoVariable) {
   addVariable(42, THIS_NODE);
   int value = 0;
-  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
-  ASSERT_EQ(write(43, false), KQ_OK);
+  ASSERT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, value));
+  ASSERT_EQ(KQ_OK, write(43, false));
   KQDEI::instance()->clear();
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_FOUND);
-  EXPECT_EQ(write(5, true), KQ_NOT_FOUND);
-  EXPECT_EQ(cachedValue(), 43);
+  EXPECT_EQ(KQ_NOT_FOUND, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(KQ_NOT_FOUND, write(5, true));
+  EXPECT_EQ(43, cachedValue());
 }
 
 TEST_F(VariableAccess, VariableThatIsAddedAgainIsSeen) {
   addVariable(42, ANOTHER);
   int value = 0;
-  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
+  ASSERT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, value));
   KQDEI::instance()->clear();
   addToStore(STORAGE_TYPE_INTEGER, 9, "", ANOTHER);
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
-  EXPECT_EQ(value, 9);
-  EXPECT_EQ(write(5, false), KQ_OK);
-  EXPECT_EQ(valueInStore(), 5);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(9, value);
+  EXPECT_EQ(KQ_OK, write(5, false));
+  EXPECT_EQ(5, valueInStore());
 }
 
 TEST_F(VariableAccess, VariableThatIsAddedAfterItsObjectIsSeen) {
   addObject(INDEX, SUB_INDEX, 7);
   int value = 0;
-  ASSERT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_NOT_FOUND);
+  ASSERT_EQ(KQ_NOT_FOUND, dictionary.getValue(INDEX, SUB_INDEX, value));
   addToStore(STORAGE_TYPE_INTEGER, 9, "", ANOTHER);
-  EXPECT_EQ(dictionary.getValue(INDEX, SUB_INDEX, value), KQ_OK);
-  EXPECT_EQ(value, 9);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, SUB_INDEX, value));
+  EXPECT_EQ(9, value);
 }
 
 TEST_F(VariableAccess, VariableOfASubEntryThatWasPutIntoItsEntryIsFound) {
@@ -395,53 +396,40 @@ TEST_F(VariableAccess, VariableOfASubEntryThatWasPutIntoItsEntryIsFound) {
   sub->isVariable = true;
   dictionary.getEntry(INDEX)->subEntries[4] = sub;
   const KQVariable variable(INDEX, 4, "Variable");
-  ASSERT_EQ(KQDEI::instance()->addVariable(&variable), KQ_OK);
-  EXPECT_EQ(dictionary.setValue(INDEX, 4, 5, false), KQ_OK);
+  ASSERT_EQ(KQ_OK, KQDEI::instance()->addVariable(&variable));
+  EXPECT_EQ(KQ_OK, dictionary.setValue(INDEX, 4, 5, false));
   int value = 0;
-  EXPECT_EQ(dictionary.getValue(INDEX, 4, value), KQ_OK);
-  EXPECT_EQ(value, 5);
+  EXPECT_EQ(KQ_OK, dictionary.getValue(INDEX, 4, value));
+  EXPECT_EQ(5, value);
 }
 
 TEST_F(VariableAccess, VariableThatTheNodeTookOverObeysItsLimits) {
   addVariable(1, NOBODY);
   setLimits(0, 10);
-  ASSERT_EQ(write(11, false), KQ_OK);
+  ASSERT_EQ(KQ_OK, write(11, false));
   addToStore(STORAGE_TYPE_INTEGER, 1, "", THIS_NODE);
-  EXPECT_EQ(write(12, false), test::ABORT_VALUE_RANGE);
+  EXPECT_EQ(test::ABORT_VALUE_RANGE, write(12, false));
 }
-
-/// Looks at the value that the dictionary keeps when a variable changes.
-class CacheWatcher : public KQSignalListener {
-public:
-  explicit CacheWatcher(const int* watched) : cache(watched) {}
-  int signalOccurred(KQSignal& /*signal*/) override {
-    seen = *cache;
-    return 0;
-  }
-
-  int seen = -1;
-
-private:
-  const int* cache;
-};
 
 TEST_F(VariableAccess, ValueIsKeptOnceTheWriteSucceeded) {
   for (const Owner owner : {THIS_NODE, ANOTHER}) {
     KQDEI::instance()->clear();
     addVariable(1, owner);
-    CacheWatcher watcher(dictionary.getPointerToValue(INDEX, SUB_INDEX));
+    const int* const kept = dictionary.getPointerToValue(INDEX, SUB_INDEX);
+    int seen = -1;
+    test::SignalRecorder watcher([&] { seen = *kept; });
     KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &watcher);
     write(5, false);
     KQVariableEventDispatcher::instance()->clear();
-    EXPECT_EQ(watcher.seen, 0);
-    EXPECT_EQ(cachedValue(), 5);
+    EXPECT_EQ(0, seen);
+    EXPECT_EQ(5, cachedValue());
   }
 }
 
 TEST_F(VariableAccess, WriteMakesAnInvalidValueValid) {
   addVariable(1, THIS_NODE);
   KQDEI::instance()->markValueAsInvalid(INDEX, SUB_INDEX, true);
-  EXPECT_EQ(write(5, false), KQ_OK);
+  EXPECT_EQ(KQ_OK, write(5, false));
   EXPECT_TRUE(KQDEI::instance()->isValid(INDEX, SUB_INDEX));
 }
 
@@ -450,8 +438,8 @@ TEST_F(VariableAccess, ChangeOfAnOwnVariableIsReported) {
   test::SignalRecorder recorder;
   KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &recorder);
   write(5, false);
-  ASSERT_EQ(recorder.signals.size(), 1U);
-  EXPECT_EQ(recorder.signals[0].getSecondValue(), 5U);
+  ASSERT_EQ(1U, recorder.signals.size());
+  EXPECT_EQ(5U, recorder.signals[0].getSecondValue());
 }
 
 TEST_F(VariableAccess, ChangeOfAnotherOwnersVariableIsReported) {
@@ -459,7 +447,7 @@ TEST_F(VariableAccess, ChangeOfAnotherOwnersVariableIsReported) {
   test::SignalRecorder recorder;
   KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &recorder);
   write(5, false);
-  EXPECT_EQ(recorder.signals.size(), 1U);
+  EXPECT_EQ(1U, recorder.signals.size());
 }
 
 TEST_F(VariableAccess, ChangedTextIsReported) {
@@ -467,21 +455,21 @@ TEST_F(VariableAccess, ChangedTextIsReported) {
   test::SignalRecorder recorder;
   KQVariableEventDispatcher::instance()->addMapping(INDEX, SUB_INDEX, &recorder);
   write("b", false);
-  EXPECT_EQ(recorder.signals.size(), 1U);
+  EXPECT_EQ(1U, recorder.signals.size());
 }
 
 TEST_F(VariableAccess, DictionaryWithoutInstanceOwnsNoVariable) {
   dictionary.setCANopenInstance(nullptr);
   addVariable(1, NOBODY, ACCESS_RO);
-  EXPECT_EQ(write(5, true), test::ABORT_READ_ONLY);
-  EXPECT_EQ(valueInStore(), 1);
+  EXPECT_EQ(test::ABORT_READ_ONLY, write(5, true));
+  EXPECT_EQ(1, valueInStore());
 }
 
 TEST_F(VariableAccess, DictionaryWithoutInstanceWritesOthersVariables) {
   dictionary.setCANopenInstance(nullptr);
   addVariable(1, ANOTHER);
-  EXPECT_EQ(write(5, false), KQ_OK);
-  EXPECT_EQ(valueInStore(), 5);
+  EXPECT_EQ(KQ_OK, write(5, false));
+  EXPECT_EQ(5, valueInStore());
 }
 
 // ---- writing texts
@@ -490,30 +478,30 @@ class VariableTextWrite : public VariableAccess, public testing::WithParamInterf
 
 TEST_P(VariableTextWrite, AsksNoAccessRight) {
   addTextVariable("before", GetParam().owner, GetParam().access);
-  EXPECT_EQ(write("after", GetParam().force), KQ_OK);
-  EXPECT_EQ(textInStore(), "after");
-  EXPECT_EQ(cachedText(), "after");
+  EXPECT_EQ(KQ_OK, write("after", GetParam().force));
+  EXPECT_EQ("after", textInStore());
+  EXPECT_EQ("after", cachedText());
 }
 
 INSTANTIATE_TEST_SUITE_P(Owners, VariableTextWrite, testing::ValuesIn(WRITE_RIGHTS), test::rowName());
 
 TEST_F(VariableAccess, TextWriteWithoutVariable) {
   addText(INDEX, SUB_INDEX, "before");
-  EXPECT_EQ(write("after", true), KQ_NOT_FOUND);
-  EXPECT_EQ(cachedText(), "before");
+  EXPECT_EQ(KQ_NOT_FOUND, write("after", true));
+  EXPECT_EQ("before", cachedText());
 }
 
 TEST_F(VariableAccess, TextWriteIntoAnIntegerVariableIsTheStoresAnswer) {
   addText(INDEX, SUB_INDEX, "before");
   addToStore(STORAGE_TYPE_INTEGER, 1, "", THIS_NODE);
-  EXPECT_EQ(write("after", true), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(cachedText(), "before");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, write("after", true));
+  EXPECT_EQ("before", cachedText());
 }
 
 TEST_F(VariableAccess, TextWriteIntoANumberIsNotFound) {
   addVariable(1, THIS_NODE);
-  EXPECT_EQ(write("after", true), KQ_NOT_FOUND);
-  EXPECT_EQ(valueInStore(), 1);
+  EXPECT_EQ(KQ_NOT_FOUND, write("after", true));
+  EXPECT_EQ(1, valueInStore());
 }
 
 }  // namespace

@@ -1,15 +1,16 @@
-// The rules that guard writes to objects below 0x2000, COB-IDs of SDO and PDO aside.
+// Covers: the rules that guard writes to objects below 0x2000, COB-IDs of SDO and PDO aside.
 //
-// | covered                                                         | kind       |
-// |-----------------------------------------------------------------|------------|
-// | 0x1000 to 0x1018: every index, sub-indexes from both sides,     | functional |
-// |   forced and from the bus                                       |            |
-// | value rules: SYNC and time stamp COB-ID, heartbeat time         | functional |
-// | the SYNC rule asks the object, whatever sub-entry is handed in  | functional |
-// | SDO parameters: who may write which sub-index                   | functional |
-// | PDO communication and mapping parameters, bounds of each area   | functional |
-// | every other area is closed                                      | functional |
-// | limits come first and compare unsigned                          | functional |
+// | subject                                              | functional                                 | robustness |
+// |------------------------------------------------------|--------------------------------------------|------------|
+// | 0x1000 to 0x1018                                     | every index, sub-indexes from both sides,  |            |
+// | forced and from the bus value rules                  | SYNC and time stamp COB-ID, heartbeat time |            |
+// | the SYNC rule asks the object, whatever sub-entry is | x                                          |            |
+// | handed in                                            |                                            |            |
+// | SDO parameters                                       | who may write which sub-index              |            |
+// | PDO communication and mapping parameters, bounds of  | x                                          |            |
+// | each area                                            |                                            |            |
+// | every other area is closed                           | x                                          |            |
+// | limits come first and compare unsigned               | x                                          |            |
 
 #include <gtest/gtest.h>
 
@@ -30,8 +31,8 @@ namespace {
 struct PermissionRow {
   unsigned short index;
   unsigned char subIndex;
-  int forced;   ///< result of a forced write
-  int fromBus;  ///< result of a write from the bus
+  int forced;   // result of a forced write
+  int fromBus;  // result of a write from the bus
 };
 
 std::string permissionName(const testing::TestParamInfo<PermissionRow>& info) {
@@ -49,8 +50,8 @@ protected:
   void SetUp() override { addObject(GetParam().index, GetParam().subIndex, BEFORE); }
 
   void expectWrite(bool force, int result) {
-    EXPECT_EQ(dictionary.setValue(GetParam().index, GetParam().subIndex, WRITTEN, force), result);
-    EXPECT_EQ(storedValue(GetParam().index, GetParam().subIndex), result == KQ_OK ? WRITTEN : BEFORE);
+    EXPECT_EQ(result, dictionary.setValue(GetParam().index, GetParam().subIndex, WRITTEN, force));
+    EXPECT_EQ(result == KQ_OK ? WRITTEN : BEFORE, storedValue(GetParam().index, GetParam().subIndex));
   }
 };
 
@@ -65,8 +66,8 @@ TEST_P(WritePermission, FromTheBus) {
 TEST_P(WritePermission, AskedAlone) {
   int value = WRITTEN;
   ObjectDictionarySubEntry* const sub = dictionary.getSubentry(GetParam().index, GetParam().subIndex);
-  EXPECT_EQ(dictionary.handleValueChangeRequest(GetParam().index, sub, value, false), GetParam().fromBus);
-  EXPECT_EQ(sub->value, BEFORE);
+  EXPECT_EQ(GetParam().fromBus, dictionary.handleValueChangeRequest(GetParam().index, sub, value, false));
+  EXPECT_EQ(BEFORE, sub->value);
 }
 
 constexpr int NO = KQ_NOT_PERMITTED;
@@ -179,9 +180,9 @@ protected:
   void expectWrite(bool force) {
     const ValueRow& row = GetParam();
     addObject(row.index, row.subIndex, stored(row.current));
-    EXPECT_EQ(dictionary.setValue(row.index, row.subIndex, stored(row.value), force), row.result);
-    EXPECT_EQ(storedValue(row.index, row.subIndex), stored(row.result == KQ_OK ? row.value : row.current));
-    EXPECT_EQ(output.takeOutput(), "");
+    EXPECT_EQ(row.result, dictionary.setValue(row.index, row.subIndex, stored(row.value), force));
+    EXPECT_EQ(stored(row.result == KQ_OK ? row.value : row.current), storedValue(row.index, row.subIndex));
+    EXPECT_EQ("", output.takeOutput());
   }
 };
 
@@ -216,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(Sync, WrittenValue, testing::ValuesIn(SYNC_COB_IDS), te
 
 class SyncRule : public test::DictionaryFixture {
 protected:
-  /// Asks with a sub-entry that is not the dictionary's.
+  // Asks with a sub-entry that is not the dictionary's.
   int ask(unsigned int inTheDictionary, unsigned int inTheSubEntry, unsigned int written) {
     addObject(0x1005, 0, stored(inTheDictionary));
     ObjectDictionarySubEntry other;
@@ -228,11 +229,11 @@ protected:
 };
 
 TEST_F(SyncRule, ExtendedObjectRefuses) {
-  EXPECT_EQ(ask(0x20000080, 0x80, 0x123), NO);
+  EXPECT_EQ(NO, ask(0x20000080, 0x80, 0x123));
 }
 
 TEST_F(SyncRule, PlainObjectAccepts) {
-  EXPECT_EQ(ask(0x80, 0x20000080, 0x123), KQ_OK);
+  EXPECT_EQ(KQ_OK, ask(0x80, 0x20000080, 0x123));
 }
 
 const ValueRow TIME_STAMP_COB_IDS[] = {
@@ -280,10 +281,10 @@ protected:
   void expectWrite(unsigned short index) {
     addObject(index, 2, 0xFE);
     for (const bool force : {false, true}) {
-      EXPECT_EQ(dictionary.setValue(index, 2, stored(GetParam().value), force),
-                GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE);
+      EXPECT_EQ(GetParam().accepted ? KQ_OK : test::ABORT_VALUE_RANGE,
+                dictionary.setValue(index, 2, stored(GetParam().value), force));
     }
-    EXPECT_EQ(storedValue(index, 2), GetParam().accepted ? stored(GetParam().value) : 0xFE);
+    EXPECT_EQ(GetParam().accepted ? stored(GetParam().value) : 0xFE, storedValue(index, 2));
   }
 };
 
@@ -344,9 +345,9 @@ TEST_P(WriteLimit, ComparesUnsigned) {
   addObject(0x1015, 0, 0x55, DATA_TYPE_INTEGER32);
   dictionary.setLimits(0x1015, 0, GetParam().low, GetParam().high);
   for (const bool force : {false, true}) {
-    EXPECT_EQ(dictionary.setValue(0x1015, 0, GetParam().value, force), GetParam().result);
+    EXPECT_EQ(GetParam().result, dictionary.setValue(0x1015, 0, GetParam().value, force));
   }
-  EXPECT_EQ(storedValue(0x1015, 0), GetParam().result == KQ_OK ? GetParam().value : 0x55);
+  EXPECT_EQ(GetParam().result == KQ_OK ? GetParam().value : 0x55, storedValue(0x1015, 0));
 }
 
 const LimitRow LIMITS[] = {
@@ -368,22 +369,22 @@ class LimitOrder : public test::DictionaryFixture {};
 TEST_F(LimitOrder, LimitComesBeforeTheHeartbeatRule) {
   addObject(0x1017, 0, 0);
   dictionary.setLimits(0x1017, 0, 0, 0xFFFF);
-  EXPECT_EQ(dictionary.setValue(0x1017, 0, 0x10000, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(dictionary.setValue(0x1017, 0, -1, false), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1017, 0, 0x10000, false));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1017, 0, -1, false));
 }
 
 TEST_F(LimitOrder, LimitComesBeforePermission) {
   addObject(0x1018, 1, 0);
   dictionary.setLimits(0x1018, 1, 0, 5);
-  EXPECT_EQ(dictionary.setValue(0x1018, 1, 6, false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(dictionary.setValue(0x1018, 1, 5, false), KQ_NOT_PERMITTED);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1018, 1, 6, false));
+  EXPECT_EQ(KQ_NOT_PERMITTED, dictionary.setValue(0x1018, 1, 5, false));
 }
 
 TEST_F(LimitOrder, LimitComesBeforeTheCOBIDRuleAndItsLine) {
   addObject(0x1400, 1, 0x201);
   dictionary.setLimits(0x1400, 1, 0, 0x7FF);
-  EXPECT_EQ(dictionary.setValue(0x1400, 1, stored(0x80000201), false), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(output.takeOutput(), "");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, dictionary.setValue(0x1400, 1, stored(0x80000201), false));
+  EXPECT_EQ("", output.takeOutput());
 }
 
 }  // namespace

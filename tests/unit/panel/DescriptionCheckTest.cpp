@@ -1,8 +1,11 @@
-// | covered                                                                            | kind       |
-// |------------------------------------------------------------------------------------|------------|
-// | exit status and lines of --check for a file that is in order, odd or wrong            | functional |
-// | each line of a file missing, each key twice, each number in a base that is none       | robustness |
-// | each section twice, wrong types, endless lines, rubbish, files that end early         | robustness |
+// Covers: what the panel says of a description that it is only to check.
+//
+// | subject                                                                         | functional | robustness |
+// |---------------------------------------------------------------------------------|------------|------------|
+// | exit status and lines of --check for a file that is in order, odd or wrong      | x          |            |
+// | each line of a file missing, each key twice, each number in a base that is none |            | x          |
+// | each section twice, wrong types, endless lines, rubbish, files that end early   |            | x          |
+
 #include "DescriptionCheck.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +24,7 @@ constexpr int CLEAN = 0;
 constexpr int WARNINGS = 1;
 constexpr int ERRORS = 2;
 
-/// A line of a file that is in order, and what it leads to when it is missing.
+// A line of a file that is in order, and what it leads to when it is missing.
 struct Line {
   const char* text;
   int statusWithout;
@@ -112,7 +115,7 @@ bool isSection(const Line& line) {
   return line.text[0] == '[';
 }
 
-/// The whole file, one line of it replaced.
+// The whole file, one line of it replaced.
 std::string withLine(std::size_t number, const std::string& replacement) {
   std::string text;
   for (std::size_t i = 0; i < LINE_COUNT; ++i) {
@@ -131,7 +134,7 @@ protected:
     return panel::checkDescription(options, console);
   }
 
-  /// Each line says how bad it is, and names the file; nothing in it troubles a terminal.
+  // Each line says how bad it is, and names the file; nothing in it troubles a terminal.
   void expectClearLines(int status) {
     std::istringstream lines(console.str());
     std::string line;
@@ -141,10 +144,10 @@ protected:
       for (const char letter : line) {
         ASSERT_TRUE(static_cast<unsigned char>(letter) >= 0x20 && static_cast<unsigned char>(letter) < 0x7F) << line;
       }
-      EXPECT_NE(line.find("app.eds: "), std::string::npos) << line;
+      EXPECT_NE(std::string::npos, line.find("app.eds: ")) << line;
     }
-    EXPECT_EQ(status == ERRORS, console.str().find("error: app.eds: ") != std::string::npos) << console.str();
-    EXPECT_EQ(status == CLEAN, last.find("; 0 errors, 0 warnings") != std::string::npos) << console.str();
+    EXPECT_EQ(console.str().find("error: app.eds: ") != std::string::npos, status == ERRORS) << console.str();
+    EXPECT_EQ(last.find("; 0 errors, 0 warnings") != std::string::npos, status == CLEAN) << console.str();
   }
 
   std::ostringstream console;
@@ -152,21 +155,22 @@ protected:
 };
 
 TEST_F(DescriptionCheck, FileInOrderIsClean) {
-  EXPECT_EQ(check(withLine(LINE_COUNT, "")), CLEAN);
-  EXPECT_EQ(console.str(), "app.eds: 2 application objects, 1 PDOs for node 5; 0 errors, 0 warnings\n");
+  EXPECT_EQ(CLEAN, check(withLine(LINE_COUNT, "")));
+  EXPECT_EQ("app.eds: 2 application objects, 1 PDOs for node 5; 0 errors, 0 warnings\n", console.str());
 }
 
 TEST_F(DescriptionCheck, MissingFileIsAnError) {
   panel::PanelOptions options;
   options.check = "missing.eds";
-  EXPECT_EQ(panel::checkDescription(options, console), ERRORS);
-  EXPECT_EQ(console.str(),
-            "error: missing.eds: cannot be read: No such file or directory\n"
-            "missing.eds: 0 application objects, 0 PDOs for node 5; 1 errors, 0 warnings\n");
+  EXPECT_EQ(ERRORS, panel::checkDescription(options, console));
+  EXPECT_EQ(
+      "error: missing.eds: cannot be read: No such file or directory\n"
+      "missing.eds: 0 application objects, 0 PDOs for node 5; 1 errors, 0 warnings\n",
+      console.str());
 }
 
 TEST_F(DescriptionCheck, EmptyFileIsAnError) {
-  EXPECT_EQ(check(""), ERRORS);
+  EXPECT_EQ(ERRORS, check(""));
 }
 
 TEST_F(DescriptionCheck, NodeIDIsThatOfTheFileUnlessItIsGiven) {
@@ -174,27 +178,27 @@ TEST_F(DescriptionCheck, NodeIDIsThatOfTheFileUnlessItIsGiven) {
   panel::PanelOptions options;
   options.check = "app.eds";
   panel::checkDescription(options, console);
-  EXPECT_NE(console.str().find("for node 32;"), std::string::npos);
+  EXPECT_NE(std::string::npos, console.str().find("for node 32;"));
   options.isNodeIDGiven = true;
   console.str("");
   panel::checkDescription(options, console);
-  EXPECT_NE(console.str().find("for node 5;"), std::string::npos);
+  EXPECT_NE(std::string::npos, console.str().find("for node 5;"));
 }
 
 class BrokenDescriptionLine : public DescriptionCheck, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(BrokenDescriptionLine, Missing) {
   const int status = check(withLine(GetParam(), ""));
-  EXPECT_EQ(status, LINES[GetParam()].statusWithout) << LINES[GetParam()].text << '\n' << console.str();
+  EXPECT_EQ(LINES[GetParam()].statusWithout, status) << LINES[GetParam()].text << '\n' << console.str();
   expectClearLines(status);
 }
 
 TEST_P(BrokenDescriptionLine, GivenTwice) {
   const std::string line = std::string(LINES[GetParam()].text) + "\n";
   const int status = check(withLine(GetParam(), line + line));
-  EXPECT_EQ(status, isSection(LINES[GetParam()]) ? WARNINGS : ERRORS) << line << console.str();
-  EXPECT_NE(console.str().find(isSection(LINES[GetParam()]) ? "is given more than once" : "is given 2 times"),
-            std::string::npos);
+  EXPECT_EQ(isSection(LINES[GetParam()]) ? WARNINGS : ERRORS, status) << line << console.str();
+  EXPECT_NE(std::string::npos,
+            console.str().find(isSection(LINES[GetParam()]) ? "is given more than once" : "is given 2 times"));
   expectClearLines(status);
 }
 
@@ -226,9 +230,9 @@ TEST_P(BrokenDescriptionNumber, IsAnErrorThatNamesKeyAndText) {
   const auto [number, found] = GetParam();
   const std::string key = getKey(LINES[number]);
   const int status = check(withLine(number, key + "=" + found + "\n"));
-  EXPECT_EQ(status, ERRORS) << LINES[number].text << '\n' << console.str();
-  EXPECT_NE(console.str().find("] " + key + ": '" + found + "'"), std::string::npos) << console.str();
-  EXPECT_NE(console.str().find("expected"), std::string::npos);
+  EXPECT_EQ(ERRORS, status) << LINES[number].text << '\n' << console.str();
+  EXPECT_NE(std::string::npos, console.str().find("] " + key + ": '" + found + "'")) << console.str();
+  EXPECT_NE(std::string::npos, console.str().find("expected"));
   expectClearLines(status);
 }
 
@@ -248,8 +252,8 @@ class BrokenDescription : public DescriptionCheck, public testing::WithParamInte
 
 TEST_P(BrokenDescription, IsToldClearly) {
   const int status = check(GetParam().text);
-  EXPECT_EQ(status, GetParam().status) << console.str();
-  EXPECT_NE(console.str().find(GetParam().message), std::string::npos) << console.str();
+  EXPECT_EQ(GetParam().status, status) << console.str();
+  EXPECT_NE(std::string::npos, console.str().find(GetParam().message)) << console.str();
   expectClearLines(status);
 }
 

@@ -1,9 +1,12 @@
-// | covered                                                                     | kind       |
-// |-----------------------------------------------------------------------------|------------|
-// | VAR, ARRAY, RECORD as objects of a node, with limits and default values       | functional |
-// | every data type, access type and form of a number                             | functional |
-// | what a variable cannot hold is left out, in one line with section and key      | robustness |
-// | PDO mapping right, node-ID, communication of the node: the whole device        | functional |
+// Covers: an application that is made of a description.
+//
+// | subject                                                                   | functional | robustness |
+// |---------------------------------------------------------------------------|------------|------------|
+// | VAR, ARRAY, RECORD as objects of a node, with limits and default values   | x          |            |
+// | every data type, access type and form of a number                         | x          |            |
+// | what a variable cannot hold is left out, in one line with section and key |            | x          |
+// | PDO mapping right, node-ID, communication of the node: the whole device   | x          |            |
+
 #include "EdsApplication.h"
 
 #include <gtest/gtest.h>
@@ -50,11 +53,11 @@ class EdsDataType : public EdsApplicationTest, public testing::WithParamInterfac
 
 TEST_P(EdsDataType, GivesBitsSignAndWholeRange) {
   const KQ::KQVariable variable = loadVariable(std::string("AccessType=rw\nDataType=") + GetParam().code + "\n");
-  EXPECT_EQ(variable.getStorageType(), KQ::STORAGE_TYPE_INTEGER);
-  EXPECT_EQ(variable.getBitLength(), GetParam().bitLength);
-  EXPECT_EQ(variable.isSigned(), GetParam().isSigned);
-  EXPECT_EQ(variable.getMinimum(), GetParam().minimum);
-  EXPECT_EQ(variable.getMaximum(), GetParam().maximum);
+  EXPECT_EQ(KQ::STORAGE_TYPE_INTEGER, variable.getStorageType());
+  EXPECT_EQ(GetParam().bitLength, variable.getBitLength());
+  EXPECT_EQ(GetParam().isSigned, variable.isSigned());
+  EXPECT_EQ(GetParam().minimum, variable.getMinimum());
+  EXPECT_EQ(GetParam().maximum, variable.getMaximum());
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, EdsDataType,
@@ -77,8 +80,8 @@ struct AccessCase {
 class EdsAccessType : public EdsApplicationTest, public testing::WithParamInterface<AccessCase> {};
 
 TEST_P(EdsAccessType, GivesAccessMode) {
-  EXPECT_EQ(loadVariable(std::string("DataType=5\nAccessType=") + GetParam().text + "\n").getAccessMode(),
-            GetParam().mode);
+  EXPECT_EQ(GetParam().mode,
+            loadVariable(std::string("DataType=5\nAccessType=") + GetParam().text + "\n").getAccessMode());
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, EdsAccessType,
@@ -99,7 +102,7 @@ class EdsNumber : public EdsApplicationTest, public testing::WithParamInterface<
 TEST_P(EdsNumber, IsReadAsDefaultValue) {
   const KQ::KQVariable variable = loadVariable(std::string("AccessType=rw\nDataType=") + GetParam().dataType +
                                                "\nDefaultValue=" + GetParam().text + "\n");
-  EXPECT_EQ(variable.getInitialValue(), GetParam().value);
+  EXPECT_EQ(GetParam().value, variable.getInitialValue());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -117,19 +120,19 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(EdsApplicationTest, TextIsKeptAsItStands) {
   const KQ::KQVariable variable = loadVariable("AccessType=rw\nDataType=0x9\nDefaultValue=Press line = 3\n");
-  EXPECT_EQ(variable.getStorageType(), KQ::STORAGE_TYPE_STRING);
-  EXPECT_EQ(variable.getInitialText(), "Press line = 3");
+  EXPECT_EQ(KQ::STORAGE_TYPE_STRING, variable.getStorageType());
+  EXPECT_EQ("Press line = 3", variable.getInitialText());
 }
 
 TEST_F(EdsApplicationTest, WithoutDefaultTheValueNearestToZeroIsTaken) {
-  EXPECT_EQ(loadVariable("AccessType=rw\nDataType=5\nLowLimit=10\nHighLimit=20\n").getInitialValue(), 10);
+  EXPECT_EQ(10, loadVariable("AccessType=rw\nDataType=5\nLowLimit=10\nHighLimit=20\n").getInitialValue());
 }
 
 TEST_F(EdsApplicationTest, WindowsLineEndsAreRead) {
   const std::string text =
       "[ManufacturerObjects]\r\nSupportedObjects=1\r\n1=0x2000\r\n"
       "[2000]\r\nParameterName=Value\r\nAccessType=rw\r\nDataType=0x0005\r\n";
-  EXPECT_EQ(load(text).getObjects()[0].name, "Value");
+  EXPECT_EQ("Value", load(text).getObjects()[0].name);
 }
 
 TEST_F(EdsApplicationTest, ObjectsOfAllListsFrom2000OnAreTaken) {
@@ -137,9 +140,9 @@ TEST_F(EdsApplicationTest, ObjectsOfAllListsFrom2000OnAreTaken) {
       "[MandatoryObjects]\nSupportedObjects=1\n1=0x1000\n[OptionalObjects]\nSupportedObjects=1\n1=0x6000\n" +
       withVariable("AccessType=ro\nDataType=5\n") + "[6000]\nParameterName=Input\nAccessType=ro\nDataType=5\n";
   const EdsApplication application = load(text);
-  ASSERT_EQ(application.getObjects().size(), 2U);
-  EXPECT_EQ(application.getObjects()[0].index, 0x2000);
-  EXPECT_EQ(application.getObjects()[1].index, 0x6000);
+  ASSERT_EQ(2U, application.getObjects().size());
+  EXPECT_EQ(0x2000, application.getObjects()[0].index);
+  EXPECT_EQ(0x6000, application.getObjects()[1].index);
 }
 
 TEST_F(EdsApplicationTest, DataSheetWithoutObjectsIsAnEmptyApplication) {
@@ -207,40 +210,40 @@ protected:
 };
 
 TEST_F(EdsApplicationNode, ObjectsHaveTheirKindAndName) {
-  EXPECT_EQ(node.dictionary().getEntry(0x2000)->objectType, KQ::OBJECT_TYPE_VAR);
-  EXPECT_EQ(node.dictionary().getEntry(0x2100)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(node.dictionary().getEntry(0x21AB)->objectType, KQ::OBJECT_TYPE_ARRAY);
-  EXPECT_EQ(node.dictionary().getEntry(0x2100)->name, "Drive");
-  EXPECT_EQ(node.dictionary().getSubentry(0x2100, 1)->name, "Speed");
+  EXPECT_EQ(KQ::OBJECT_TYPE_VAR, node.dictionary().getEntry(0x2000)->objectType);
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(0x2100)->objectType);
+  EXPECT_EQ(KQ::OBJECT_TYPE_ARRAY, node.dictionary().getEntry(0x21AB)->objectType);
+  EXPECT_EQ("Drive", node.dictionary().getEntry(0x2100)->name);
+  EXPECT_EQ("Speed", node.dictionary().getSubentry(0x2100, 1)->name);
 }
 
 TEST_F(EdsApplicationNode, DefaultsAreReadOverSDO) {
-  EXPECT_EQ(node.receive("605#40 00 21 00 00 00 00 00"), test::Frames({"585#4F 00 21 00 0B 00 00 00"}));
-  EXPECT_EQ(node.receive("605#40 00 21 01 00 00 00 00"), test::Frames({"585#4B 00 21 01 F9 FF 00 00"}));
+  EXPECT_EQ(test::Frames({"585#4F 00 21 00 0B 00 00 00"}), node.receive("605#40 00 21 00 00 00 00 00"));
+  EXPECT_EQ(test::Frames({"585#4B 00 21 01 F9 FF 00 00"}), node.receive("605#40 00 21 01 00 00 00 00"));
 }
 
 TEST_F(EdsApplicationNode, WrittenValueIsInTheStore) {
-  EXPECT_EQ(node.receive("605#2B 00 21 01 64 00 00 00"), test::Frames({"585#60 00 21 01 00 00 00 00"}));
+  EXPECT_EQ(test::Frames({"585#60 00 21 01 00 00 00 00"}), node.receive("605#2B 00 21 01 64 00 00 00"));
   int value = 0;
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(0x2100, 1, &value), 0);
-  EXPECT_EQ(value, 100);
+  EXPECT_EQ(0, KQ::KQDEI::instance()->getVariableValue(0x2100, 1, &value));
+  EXPECT_EQ(100, value);
 }
 
 TEST_F(EdsApplicationNode, ValueOutsideTheLimitsIsRefused) {
-  EXPECT_EQ(node.dictionary().setValue(0x2100, 1, 101, false), 0x06090030);
-  EXPECT_EQ(node.dictionary().setValue(0x2100, 1, -101, false), 0x06090030);
-  EXPECT_EQ(node.dictionary().setValue(0x2100, 1, -100, false), 0);
+  EXPECT_EQ(0x06090030, node.dictionary().setValue(0x2100, 1, 101, false));
+  EXPECT_EQ(0x06090030, node.dictionary().setValue(0x2100, 1, -101, false));
+  EXPECT_EQ(0, node.dictionary().setValue(0x2100, 1, -100, false));
 }
 
 TEST_F(EdsApplicationNode, ReadOnlyAndConstantObjectsAreNotWritten) {
-  EXPECT_EQ(node.dictionary().setValue(0x2100, 0x0B, 1, false), 0x06010002);
-  EXPECT_EQ(node.dictionary().setValue(0x21AB, 0, 1, false), 0x06010002);
+  EXPECT_EQ(0x06010002, node.dictionary().setValue(0x2100, 0x0B, 1, false));
+  EXPECT_EQ(0x06010002, node.dictionary().setValue(0x21AB, 0, 1, false));
 }
 
 TEST_F(EdsApplicationNode, TextIsInTheStore) {
   std::string text;
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(0x2000, 0, &text), 0);
-  EXPECT_EQ(text, "Press");
+  EXPECT_EQ(0, KQ::KQDEI::instance()->getVariableValue(0x2000, 0, &text));
+  EXPECT_EQ("Press", text);
 }
 
 struct LeftOutCase {
@@ -257,11 +260,11 @@ TEST_P(EdsLeftOut, IsToldAndTheRestServes) {
       load("[DeviceInfo]\n[ManufacturerObjects]\nSupportedObjects=2\n1=0x2000\n2=0x2001\n[2000]\nParameterName=V\n" +
                GetParam().keys + "[2001]\nParameterName=W\nDataType=5\nAccessType=rw\n",
            findings);
-  ASSERT_EQ(findings.getAll().size(), 1U);
-  EXPECT_EQ(findings.getAll()[0].text, std::string("app.eds: [2000] ") + GetParam().reason + "; it is left out");
-  EXPECT_EQ(findings.getAll()[0].severity, device_description::Severity::WARNING);
-  ASSERT_EQ(application.getObjects().size(), 1U);
-  EXPECT_EQ(application.getObjects()[0].index, 0x2001);
+  ASSERT_EQ(1U, findings.getAll().size());
+  EXPECT_EQ(std::string("app.eds: [2000] ") + GetParam().reason + "; it is left out", findings.getAll()[0].text);
+  EXPECT_EQ(device_description::Severity::WARNING, findings.getAll()[0].severity);
+  ASSERT_EQ(1U, application.getObjects().size());
+  EXPECT_EQ(0x2001, application.getObjects()[0].index);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -290,7 +293,7 @@ TEST_F(EdsApplicationTest, HighestSubIndexIsKnownWithoutADefault) {
       "[ManufacturerObjects]\nSupportedObjects=1\n1=0x2000\n[2000]\nParameterName=R\nObjectType=9\nSubNumber=2\n"
       "[2000sub0]\nParameterName=N\nDataType=5\nAccessType=ro\n[2000sub7]\nParameterName=V\nDataType=5\nAccessType="
       "ro\n");
-  EXPECT_EQ(application.getObjects()[0].variables[0].getInitialValue(), 7);
+  EXPECT_EQ(7, application.getObjects()[0].variables[0].getInitialValue());
 }
 
 TEST_F(EdsApplicationTest, NinthTypeOfAnOddLengthIsLeftOut) {
@@ -305,9 +308,9 @@ TEST_F(EdsApplicationTest, NinthTypeOfAnOddLengthIsLeftOut) {
                 "]\nParameterName=V\nDataType=0x4" + std::to_string(i) + "\nAccessType=rw\n";
   }
   device_description::Findings findings;
-  EXPECT_EQ(load(lists + sections, findings).getObjects().size(), 8U);
-  EXPECT_EQ(findings.getFirst(device_description::Severity::WARNING),
-            "app.eds: [2008] DataType: 0x48 is the ninth type of its own, expected at most 8; it is left out");
+  EXPECT_EQ(8U, load(lists + sections, findings).getObjects().size());
+  EXPECT_EQ("app.eds: [2008] DataType: 0x48 is the ninth type of its own, expected at most 8; it is left out",
+            findings.getFirst(device_description::Severity::WARNING));
 }
 
 TEST_F(EdsApplicationTest, MappingRightIsThatOfTheFile) {
@@ -325,14 +328,14 @@ TEST_F(EdsApplicationTest, MappingRightIsThatOfTheFile) {
 TEST_F(EdsApplicationTest, MissingFileIsNamed) {
   device_description::Findings findings;
   const EdsApplication application("missing.eds", 5, findings, 5);
-  EXPECT_EQ(findings.getFirst(device_description::Severity::ERROR),
-            "missing.eds: cannot be read: No such file or directory");
+  EXPECT_EQ("missing.eds: cannot be read: No such file or directory",
+            findings.getFirst(device_description::Severity::ERROR));
 }
 
 TEST_F(EdsApplicationTest, DirectoryIsNoFile) {
   device_description::Findings findings;
   const EdsApplication application(".", 5, findings, 5);
-  EXPECT_EQ(findings.getFirst(device_description::Severity::ERROR), ".: cannot be read: Is a directory");
+  EXPECT_EQ(".: cannot be read: Is a directory", findings.getFirst(device_description::Severity::ERROR));
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | each observer sees each frame once                    | functional |
-// | nobody is left: the end point may filter again         | functional |
-// | the same one twice, too many                           | robustness |
+// Covers: several observers of one end point.
+//
+// | subject                            | functional                     | robustness |
+// |------------------------------------|--------------------------------|------------|
+// | each observer sees each frame once | x                              |            |
+// | nobody is left                     | the end point may filter again |            |
+// | the same one twice, too many       |                                | x          |
+
 #include "FrameFanOut.h"
 
 #include <memory>
@@ -37,8 +40,8 @@ TEST_F(FrameFanOutTest, EachSeesEachFrame) {
   fanOut.add(one);
   fanOut.add(other);
   send();
-  EXPECT_EQ(one.frames, 1);
-  EXPECT_EQ(other.frames, 1);
+  EXPECT_EQ(1, one.frames);
+  EXPECT_EQ(1, other.frames);
 }
 
 TEST_F(FrameFanOutTest, OneThatWasRemovedSeesNothingMore) {
@@ -46,15 +49,15 @@ TEST_F(FrameFanOutTest, OneThatWasRemovedSeesNothingMore) {
   fanOut.add(other);
   fanOut.remove(one);
   send();
-  EXPECT_EQ(one.frames, 0);
-  EXPECT_EQ(other.frames, 1);
+  EXPECT_EQ(0, one.frames);
+  EXPECT_EQ(1, other.frames);
 }
 
 TEST_F(FrameFanOutTest, OneThatIsAddedTwiceSeesAFrameOnce) {
   fanOut.add(one);
   EXPECT_TRUE(fanOut.add(one));
   send();
-  EXPECT_EQ(one.frames, 1);
+  EXPECT_EQ(1, one.frames);
 }
 
 TEST_F(FrameFanOutTest, TheEndPointHasNoObserverWhenNobodyIsLeft) {
@@ -63,8 +66,8 @@ TEST_F(FrameFanOutTest, TheEndPointHasNoObserverWhenNobodyIsLeft) {
   Observer unseen;
   port.setFrameObserver(&unseen);  // in place of nobody
   send();
-  EXPECT_EQ(one.frames, 0);
-  EXPECT_EQ(unseen.frames, 1);
+  EXPECT_EQ(0, one.frames);
+  EXPECT_EQ(1, unseen.frames);
 }
 
 TEST_F(FrameFanOutTest, MoreThanThereIsRoomForAreRefused) {

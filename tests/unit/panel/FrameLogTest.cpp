@@ -1,7 +1,10 @@
-// | covered                                       | kind       |
-// |-----------------------------------------------|------------|
-// | frames come out as they went in, in batches    | functional |
-// | more than are kept: the oldest go, and are counted | robustness |
+// Covers: the frames that wait to be written.
+//
+// | subject                                     | functional | robustness                     |
+// |---------------------------------------------|------------|--------------------------------|
+// | frames come out as they went in, in batches | x          |                                |
+// | more than are kept                          |            | the oldest go, and are counted |
+
 #include "FrameLog.h"
 
 #include <gtest/gtest.h>
@@ -38,10 +41,10 @@ protected:
 TEST_F(FrameLogTest, FrameComesOutAsItWentIn) {
   log.frameTransferred(test::frame("185#D7 00"), true);
   log.take(batch);
-  ASSERT_EQ(batch.size(), 1U);
-  EXPECT_EQ(batch[0].message.identifier, 0x185U);
-  EXPECT_EQ(batch[0].message.length, 2);
-  EXPECT_EQ(batch[0].message.data[0], 0xD7);
+  ASSERT_EQ(1U, batch.size());
+  EXPECT_EQ(0x185U, batch[0].message.identifier);
+  EXPECT_EQ(2, batch[0].message.length);
+  EXPECT_EQ(0xD7, batch[0].message.data[0]);
   EXPECT_TRUE(batch[0].sent);
 }
 
@@ -56,36 +59,36 @@ TEST_F(FrameLogTest, TimeDoesNotGoBack) {
 TEST_F(FrameLogTest, TheyAreTakenInBatches) {
   add(FrameLog::BATCH + 1);
   log.take(batch);
-  EXPECT_EQ(batch.size(), FrameLog::BATCH);
+  EXPECT_EQ(FrameLog::BATCH, batch.size());
   log.take(batch);
-  EXPECT_EQ(batch.size(), 1U);
+  EXPECT_EQ(1U, batch.size());
 }
 
 TEST_F(FrameLogTest, FullLogHasLostNothing) {
   add(FrameLog::CAPACITY);
-  EXPECT_EQ(takeAll(), FrameLog::CAPACITY);
-  EXPECT_EQ(lost, 0U);
+  EXPECT_EQ(FrameLog::CAPACITY, takeAll());
+  EXPECT_EQ(0U, lost);
 }
 
 TEST_F(FrameLogTest, TheOldestGoAndAreCountedOnce) {
   log.frameTransferred(test::frame("000#01 05"), false);
   add(FrameLog::CAPACITY);
   log.take(batch);
-  EXPECT_EQ(batch[0].message.identifier, 0x705U);
-  EXPECT_EQ(takeAll(), FrameLog::CAPACITY - FrameLog::BATCH);
-  EXPECT_EQ(lost, 0U);
+  EXPECT_EQ(0x705U, batch[0].message.identifier);
+  EXPECT_EQ(FrameLog::CAPACITY - FrameLog::BATCH, takeAll());
+  EXPECT_EQ(0U, lost);
 }
 
 TEST_F(FrameLogTest, WhoTakesIsToldOfTheLost) {
   add(FrameLog::CAPACITY + 3);
-  EXPECT_EQ(log.take(batch), 3U);
-  EXPECT_EQ(log.take(batch), 0U);
+  EXPECT_EQ(3U, log.take(batch));
+  EXPECT_EQ(0U, log.take(batch));
 }
 
 TEST_F(FrameLogTest, ClearedLogIsEmpty) {
   add(3);
   log.clear();
-  EXPECT_EQ(takeAll(), 0U);
+  EXPECT_EQ(0U, takeAll());
 }
 
 }  // namespace

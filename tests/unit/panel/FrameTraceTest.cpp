@@ -1,12 +1,22 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | lines of frames: identifier, data of 0 to 8 bytes, time           | functional |
-// | interface name of each kind of port                               | functional |
-// | frames are in the file after a flush, when they are many, in the end; an old trace is emptied | functional |
-// | a full file is renamed, the oldest goes; one that was moved away is replaced, one that was not goes on | functional
-// | | neither can be done: said, and nothing is lost                     | robustness | | a file that cannot be opened,
-// one that cannot be written any more  | robustness | | a pipe that nobody reads: not waited for, what is missing is
-// told  | robustness |
+// Covers: the trace file of the frames.
+//
+// | subject                             | functional                        | robustness                         |
+// |-------------------------------------|-----------------------------------|------------------------------------|
+// | lines of frames                     | identifier, data of 0 to 8 bytes, |                                    |
+// |                                     | time                              |                                    |
+// | interface name of each kind of port | x                                 |                                    |
+// | frames are in the file after a      | x                                 |                                    |
+// | flush, when they are many, in the   |                                   |                                    |
+// | end; an old trace is emptied        |                                   |                                    |
+// | a full file is renamed, the oldest  | x                                 |                                    |
+// | goes; one that was moved away is    |                                   |                                    |
+// | replaced, one that was not goes on  |                                   |                                    |
+// | neither can be done                 |                                   | said, and nothing is lost          |
+// | a file that cannot be opened, one   |                                   | x                                  |
+// | that cannot be written any more     |                                   |                                    |
+// | a pipe that nobody reads            |                                   | not waited for, what is missing is |
+// |                                     |                                   | told                               |
+
 #include "FrameTrace.h"
 
 #include <fcntl.h>
@@ -45,7 +55,7 @@ class FrameTraceLine : public testing::TestWithParam<LineCase> {};
 TEST_P(FrameTraceLine, IsThatOfACandumpLog) {
   std::string text = "before\n";
   FrameTrace::appendLine(text, GetParam().microseconds, "bus0", test::frame(GetParam().frame));
-  EXPECT_EQ(text, std::string("before\n") + GetParam().line);
+  EXPECT_EQ(std::string("before\n") + GetParam().line, text);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -67,7 +77,7 @@ struct NameCase {
 class FrameTraceInterface : public testing::TestWithParam<NameCase> {};
 
 TEST_P(FrameTraceInterface, IsTakenFromTheURI) {
-  EXPECT_EQ(FrameTrace::getInterfaceName(GetParam().uri), GetParam().interfaceName);
+  EXPECT_EQ(GetParam().interfaceName, FrameTrace::getInterfaceName(GetParam().uri));
 }
 
 INSTANTIATE_TEST_SUITE_P(URIs, FrameTraceInterface,
@@ -115,15 +125,15 @@ TEST(FrameTrace, ManyFramesAreWrittenWithoutAFlush) {
   EXPECT_THAT(early, testing::EndsWith(" bus0 705#00\n"));
   trace.flush();
   const std::string all = directory.read("trace.log");
-  EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1000);
-  EXPECT_EQ(all.substr(0, early.size()), early);
+  EXPECT_EQ(1000, std::count(all.begin(), all.end(), '\n'));
+  EXPECT_EQ(early, all.substr(0, early.size()));
 }
 
 TEST(FrameTrace, OldTraceIsEmptied) {
   const test::TemporaryDirectory directory;
   std::ofstream("trace.log") << "(1.000000) old 001#\n";
   const FrameTrace trace("trace.log", "bus0");
-  EXPECT_EQ(directory.read("trace.log"), "");
+  EXPECT_EQ("", directory.read("trace.log"));
 }
 
 TEST(FrameTrace, FileThatCannotBeOpenedIsNamed) {
@@ -132,7 +142,7 @@ TEST(FrameTrace, FileThatCannotBeOpenedIsNamed) {
     const FrameTrace trace("nowhere/trace.log", "bus0");
     FAIL() << "opened";
   } catch (const panel::PanelError& error) {
-    EXPECT_STREQ(error.what(), "--trace: cannot write 'nowhere/trace.log': No such file or directory");
+    EXPECT_STREQ("--trace: cannot write 'nowhere/trace.log': No such file or directory", error.what());
   }
 }
 
@@ -143,15 +153,15 @@ TEST(FrameTrace, FullDiskIsReportedOnce) {
     trace.frameTransferred(test::frame(frame), true);
     trace.flush();
   }
-  EXPECT_EQ(output.takeErrors(), "tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n");
+  EXPECT_EQ("tavo-panel: frames are missing in the trace '/dev/full': No space left on device\n", output.takeErrors());
 }
 
-/// A named pipe as trace.
+// A named pipe as trace.
 class PipedTrace : public testing::Test {
 protected:
-  PipedTrace() { EXPECT_EQ(mkfifo("trace.pipe", 0600), 0); }
+  PipedTrace() { EXPECT_EQ(0, mkfifo("trace.pipe", 0600)); }
 
-  /// What is in the pipe at the moment.
+  // What is in the pipe at the moment.
   static std::string readAll(int reader) {
     std::string text;
     std::array<char, 4096> part{};
@@ -184,7 +194,7 @@ TEST_F(PipedTrace, ThatNobodyReadsLeavesFramesOutAndSaysHowMany) {
   constexpr unsigned int FRAMES = 10000;
   FrameTrace trace("trace.pipe", "bus0");
   transfer(trace, FRAMES);
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ("", output.takeErrors());
   const int reader = open("trace.pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   std::string text = readAll(reader);
   trace.flush();
@@ -192,12 +202,13 @@ TEST_F(PipedTrace, ThatNobodyReadsLeavesFramesOutAndSaysHowMany) {
   const auto lines = static_cast<unsigned int>(std::count(text.begin(), text.end(), '\n'));
   EXPECT_GT(lines, 0U);
   EXPECT_LT(lines, FRAMES);
-  EXPECT_EQ(output.takeErrors(), "tavo-panel: " + std::to_string(FRAMES - lines) +
-                                     " frames are missing in the trace 'trace.pipe': it was not read\n");
+  EXPECT_EQ("tavo-panel: " + std::to_string(FRAMES - lines) +
+                " frames are missing in the trace 'trace.pipe': it was not read\n",
+            output.takeErrors());
   transfer(trace, 1);
   text += readAll(reader);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), lines + 1);
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ(lines + 1, std::count(text.begin(), text.end(), '\n'));
+  EXPECT_EQ("", output.takeErrors());
   close(reader);
 }
 
@@ -215,12 +226,12 @@ TEST_F(PipedTrace, KeepsEveryLineWhole) {
   close(reader);
 }
 
-/// Trace files that are full after two lines of (1700000000.123456) bus0 NNN#
+// Trace files that are full after two lines of (1700000000.123456) bus0 NNN#
 class RotatedTrace : public testing::Test {
 protected:
   static constexpr panel::TraceRotation TWO_LINES{60, 2};
 
-  /// A line each.
+  // A line each.
   static void transfer(FrameTrace& trace, const std::vector<std::string>& frames) {
     for (const std::string& frame : frames) {
       trace.frameTransferred(test::frame(frame.c_str()), true);
@@ -228,7 +239,7 @@ protected:
     }
   }
 
-  /// The frames in a file, without what stands before them.
+  // The frames in a file, without what stands before them.
   std::string read(const std::string& file) const {
     std::istringstream lines(directory.read(file));
     std::string frames;
@@ -245,35 +256,35 @@ protected:
 TEST_F(RotatedTrace, BeginsANewFileWhenTheNextLineWouldNotFit) {
   FrameTrace trace("trace.log", "bus0", TWO_LINES);
   transfer(trace, {"001#", "002#"});
-  EXPECT_EQ(access("trace.log.1", F_OK), -1);
+  EXPECT_EQ(-1, access("trace.log.1", F_OK));
   transfer(trace, {"003#"});
-  EXPECT_EQ(read("trace.log.1"), "001#002#");
-  EXPECT_EQ(read("trace.log"), "003#");
+  EXPECT_EQ("001#002#", read("trace.log.1"));
+  EXPECT_EQ("003#", read("trace.log"));
 }
 
 TEST_F(RotatedTrace, LetsTheOldestGo) {
   FrameTrace trace("trace.log", "bus0", TWO_LINES);
   transfer(trace, {"001#", "002#", "003#", "004#", "005#", "006#", "007#"});
-  EXPECT_EQ(read("trace.log.2"), "003#004#");
-  EXPECT_EQ(read("trace.log.1"), "005#006#");
-  EXPECT_EQ(read("trace.log"), "007#");
-  EXPECT_EQ(access("trace.log.3", F_OK), -1);
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ("003#004#", read("trace.log.2"));
+  EXPECT_EQ("005#006#", read("trace.log.1"));
+  EXPECT_EQ("007#", read("trace.log"));
+  EXPECT_EQ(-1, access("trace.log.3", F_OK));
+  EXPECT_EQ("", output.takeErrors());
 }
 
 TEST_F(RotatedTrace, LineLongerThanAFileHasOneForItself) {
   FrameTrace trace("trace.log", "bus0", {1, 1});
   transfer(trace, {"001#", "002#"});
-  EXPECT_EQ(read("trace.log.1"), "001#");
-  EXPECT_EQ(read("trace.log"), "002#");
+  EXPECT_EQ("001#", read("trace.log.1"));
+  EXPECT_EQ("002#", read("trace.log"));
 }
 
 TEST_F(RotatedTrace, ThatCannotBeRenamedGoesOnAndSaysSo) {
   FrameTrace trace("trace.log", "bus0", {60, 1});
   std::filesystem::create_directories("trace.log.1/inside");
   transfer(trace, {"001#", "002#", "003#", "004#"});
-  EXPECT_EQ(read("trace.log"), "001#002#003#004#");
-  EXPECT_EQ(output.takeErrors(), "tavo-panel: cannot rename the trace 'trace.log': Is a directory\n");
+  EXPECT_EQ("001#002#003#004#", read("trace.log"));
+  EXPECT_EQ("tavo-panel: cannot rename the trace 'trace.log': Is a directory\n", output.takeErrors());
 }
 
 TEST_F(RotatedTrace, IsForPlainFiles) {
@@ -281,7 +292,7 @@ TEST_F(RotatedTrace, IsForPlainFiles) {
     const FrameTrace trace("/dev/null", "bus0", TWO_LINES);
     FAIL() << "opened";
   } catch (const panel::PanelError& error) {
-    EXPECT_STREQ(error.what(), "--trace-size: '/dev/null' is no plain file");
+    EXPECT_STREQ("--trace-size: '/dev/null' is no plain file", error.what());
   }
 }
 
@@ -292,8 +303,8 @@ TEST_F(RotatedTrace, FileThatWasMovedAwayIsReplaced) {
   transfer(trace, {"002#"});
   trace.reopen();
   transfer(trace, {"003#"});
-  EXPECT_EQ(read("moved.log"), "001#002#");
-  EXPECT_EQ(read("trace.log"), "003#");
+  EXPECT_EQ("001#002#", read("moved.log"));
+  EXPECT_EQ("003#", read("trace.log"));
 }
 
 TEST_F(RotatedTrace, FileThatWasNotMovedAwayGoesOn) {
@@ -301,8 +312,8 @@ TEST_F(RotatedTrace, FileThatWasNotMovedAwayGoesOn) {
   transfer(trace, {"001#"});
   trace.reopen();
   transfer(trace, {"002#", "003#"});
-  EXPECT_EQ(read("trace.log.1"), "001#002#");
-  EXPECT_EQ(read("trace.log"), "003#");
+  EXPECT_EQ("001#002#", read("trace.log.1"));
+  EXPECT_EQ("003#", read("trace.log"));
 }
 
 TEST_F(RotatedTrace, FileThatCannotBeOpenedAgainGoesOnAndSaysSo) {
@@ -312,8 +323,8 @@ TEST_F(RotatedTrace, FileThatCannotBeOpenedAgainGoesOnAndSaysSo) {
   std::filesystem::create_directory("trace.log");
   trace.reopen();
   transfer(trace, {"002#"});
-  EXPECT_EQ(read("moved.log"), "001#002#");
-  EXPECT_EQ(output.takeErrors(), "tavo-panel: cannot open the trace 'trace.log' again: Is a directory\n");
+  EXPECT_EQ("001#002#", read("moved.log"));
+  EXPECT_EQ("tavo-panel: cannot open the trace 'trace.log' again: Is a directory\n", output.takeErrors());
 }
 
 }  // namespace

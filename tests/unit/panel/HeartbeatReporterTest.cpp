@@ -1,7 +1,10 @@
-// | covered                                        | kind       |
-// |------------------------------------------------|------------|
-// | the line of a node that is lost, that is back   | functional |
-// | other signals                                   | robustness |
+// Covers: the lines about nodes that are lost and back.
+//
+// | subject                                       | functional | robustness |
+// |-----------------------------------------------|------------|------------|
+// | the line of a node that is lost, that is back | x          |            |
+// | other signals                                 |            | x          |
+
 #include "HeartbeatReporter.h"
 
 #include <gtest/gtest.h>
@@ -24,8 +27,8 @@ TEST_P(HeartbeatReporterLine, NamesTheNodeAndWhatHappened) {
   std::ostringstream output;
   panel::HeartbeatReporter reporter(output);
   KQ::KQSignal signal(6, GetParam().code, GetParam().node, 17);
-  EXPECT_EQ(reporter.signalOccurred(signal), 0);
-  EXPECT_EQ(output.str(), GetParam().line);
+  EXPECT_EQ(0, reporter.signalOccurred(signal));
+  EXPECT_EQ(GetParam().line, output.str());
 }
 
 INSTANTIATE_TEST_SUITE_P(Events, HeartbeatReporterLine,
@@ -38,9 +41,9 @@ TEST(HeartbeatReporter, OtherSignalsAreNotItsOwn) {
   panel::HeartbeatReporter reporter(output);
   KQ::KQSignal state(6, 1700, 5, 3);
   KQ::KQSignal variable(1, 1303, 5, 3);
-  EXPECT_EQ(reporter.signalOccurred(state), 11);
-  EXPECT_EQ(reporter.signalOccurred(variable), 11);
-  EXPECT_EQ(output.str(), "");
+  EXPECT_EQ(11, reporter.signalOccurred(state));
+  EXPECT_EQ(11, reporter.signalOccurred(variable));
+  EXPECT_EQ("", output.str());
 }
 
 }  // namespace

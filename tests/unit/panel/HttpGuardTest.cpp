@@ -1,9 +1,16 @@
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | names by which the server may be asked, with and without a port       | functional |
-// | reads of the own page, of a person, of programs without a browser     | functional |
-// | another site's name (DNS rebinding), another site's page              | robustness |
-// | writes: the token is wrong, missing, or another site's page has it     | robustness |
+// Covers: who may ask the HTTP server for what.
+//
+// | subject                                          | functional | robustness                                     |
+// |--------------------------------------------------|------------|------------------------------------------------|
+// | names by which the server may be asked, with and | x          |                                                |
+// | without a port                                   |            |                                                |
+// | reads of the own page, of a person, of programs  | x          |                                                |
+// | without a browser                                |            |                                                |
+// | another site's name (DNS rebinding), another     |            | x                                              |
+// | site's page                                      |            |                                                |
+// | writes                                           |            | the token is wrong, missing, or another site's |
+// |                                                  |            | page has it                                    |
+
 #include "HttpGuard.h"
 
 #include <unistd.h>
@@ -53,7 +60,7 @@ struct HostCase {
 class HttpGuardHost : public testing::TestWithParam<HostCase> {};
 
 TEST_P(HttpGuardHost, IsOwnOnlyWhenNoOtherSiteCanHaveIt) {
-  EXPECT_EQ(HttpGuard("panel.example").isOwnHost(GetParam().host), GetParam().isOwn);
+  EXPECT_EQ(GetParam().isOwn, HttpGuard("panel.example").isOwnHost(GetParam().host));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -73,61 +80,61 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(HttpGuard, NameOfTheMachineIsOwn) {
   std::array<char, 256> name{};
-  ASSERT_EQ(gethostname(name.data(), name.size() - 1), 0);
+  ASSERT_EQ(0, gethostname(name.data(), name.size() - 1));
   EXPECT_TRUE(HttpGuard("127.0.0.1").isOwnHost(std::string(name.data()) + ":8080"));
 }
 
 TEST(HttpGuard, TokensAreLongAndNeverTheSame) {
   const HttpGuard one("");
   const HttpGuard other("");
-  EXPECT_EQ(one.getToken().size(), 32U);
-  EXPECT_NE(one.getToken(), other.getToken());
+  EXPECT_EQ(32U, one.getToken().size());
+  EXPECT_NE(other.getToken(), one.getToken());
 }
 
 TEST(HttpGuard, ProgramsThatAreNoBrowserMayRead) {
-  EXPECT_EQ(getStatus(HttpGuard(""), makeRead()), ALLOWED);
+  EXPECT_EQ(ALLOWED, getStatus(HttpGuard(""), makeRead()));
 }
 
 TEST(HttpGuard, OwnPageMayReadAndWrite) {
   const HttpGuard guard("");
-  EXPECT_EQ(getStatus(guard, makeWrite(guard)), ALLOWED);
+  EXPECT_EQ(ALLOWED, getStatus(guard, makeWrite(guard)));
 }
 
 TEST(HttpGuard, AnotherNameForThisAddressIsRefused) {
   HttpGuard::Request request = makeRead();
   request.host = "attacker.example:8080";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 421);
+  EXPECT_EQ(421, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, OriginOfAnotherSiteIsRefused) {
   HttpGuard::Request request = makeRead();
   request.origin = "http://attacker.example";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, OriginOnAnotherPortIsAnotherSite) {
   HttpGuard::Request request = makeRead();
   request.origin = "http://127.0.0.1:8081";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, OriginNullIsAnotherSite) {
   HttpGuard::Request request = makeRead();
   request.origin = "null";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, PageOfAnotherSiteMayNotFetch) {
   HttpGuard::Request request = makeRead();
   request.fetchSite = "cross-site";
   request.fetchMode = "no-cors";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, PageOnAnotherPortMayNotFetch) {
   HttpGuard::Request request = makeRead();
   request.fetchSite = "same-site";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, LinkOfAnotherSiteMayLeadToThePage) {
@@ -135,21 +142,21 @@ TEST(HttpGuard, LinkOfAnotherSiteMayLeadToThePage) {
   request.path = "/";
   request.fetchSite = "cross-site";
   request.fetchMode = "navigate";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), ALLOWED);
+  EXPECT_EQ(ALLOWED, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, LinkOfAnotherSiteLeadsNowhereElse) {
   HttpGuard::Request request = makeRead();
   request.fetchSite = "cross-site";
   request.fetchMode = "navigate";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 403);
+  EXPECT_EQ(403, getStatus(HttpGuard(""), request));
 }
 
 TEST(HttpGuard, WriteWithoutTokenIsRefused) {
   const HttpGuard guard("");
   HttpGuard::Request request = makeWrite(guard);
   request.token = "";
-  EXPECT_EQ(getStatus(guard, request), 403);
+  EXPECT_EQ(403, getStatus(guard, request));
 }
 
 TEST(HttpGuard, TokenOfAnotherStartIsRefused) {
@@ -157,14 +164,14 @@ TEST(HttpGuard, TokenOfAnotherStartIsRefused) {
   const HttpGuard earlier("");
   HttpGuard::Request request = makeWrite(guard);
   request.token = earlier.getToken();
-  EXPECT_EQ(getStatus(guard, request), 403);
+  EXPECT_EQ(403, getStatus(guard, request));
 }
 
 TEST(HttpGuard, TokenDoesNotHelpAnotherSite) {
   const HttpGuard guard("");
   HttpGuard::Request request = makeWrite(guard);
   request.origin = "http://attacker.example";
-  EXPECT_EQ(getStatus(guard, request), 403);
+  EXPECT_EQ(403, getStatus(guard, request));
 }
 
 class HttpGuardMethod : public testing::TestWithParam<const char*> {};
@@ -173,7 +180,7 @@ TEST_P(HttpGuardMethod, IsNotServed) {
   const HttpGuard guard("");
   HttpGuard::Request request = makeWrite(guard);
   request.method = GetParam();
-  EXPECT_EQ(getStatus(guard, request), 405);
+  EXPECT_EQ(405, getStatus(guard, request));
 }
 
 INSTANTIATE_TEST_SUITE_P(Others, HttpGuardMethod, testing::Values("POST", "DELETE", "OPTIONS", "CONNECT", "TRACE"),
@@ -182,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(Others, HttpGuardMethod, testing::Values("POST", "DELET
 TEST(HttpGuard, AnotherServersURLIsNoPath) {
   HttpGuard::Request request = makeRead();
   request.path = "http://127.0.0.1:8080/";
-  EXPECT_EQ(getStatus(HttpGuard(""), request), 400);
+  EXPECT_EQ(400, getStatus(HttpGuard(""), request));
 }
 
 }  // namespace

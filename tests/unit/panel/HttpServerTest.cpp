@@ -1,9 +1,15 @@
-// | covered                                                                | kind       |
-// |------------------------------------------------------------------------|------------|
-// | an answer at once, from another thread, never; paths, HEAD, keep-alive  | functional |
-// | a stream of events: begins, goes on when it was read, ends              | functional |
-// | requests that are no requests, too long, cut off, for other hosts       | robustness |
-// | more clients and more streams than are served; one who never reads      | robustness |
+// Covers: the HTTP server, over loopback connections.
+//
+// | subject                                                     | functional                             | robustness |
+// |-------------------------------------------------------------|----------------------------------------|------------|
+// | an answer at once, from another thread, never; paths, HEAD, | x                                      |            |
+// | keep-alive                                                  |                                        |            |
+// | a stream of events                                          | begins, goes on when it was read, ends |            |
+// | requests that are no requests, too long, cut off, for other |                                        | x          |
+// | hosts                                                       |                                        |            |
+// | more clients and more streams than are served; one who      |                                        | x          |
+// | never reads                                                 |                                        |            |
+
 #include "HttpServer.h"
 
 #include <netinet/in.h>
@@ -29,7 +35,7 @@ using testing::StartsWith;
 
 constexpr const char* HOST = "Host: 127.0.0.1\r\n";
 
-/// A client that speaks bytes.
+// A client that speaks bytes.
 class Client {
 public:
   explicit Client(const HttpServer& server) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -47,7 +53,7 @@ public:
 
   void send(const std::string& text) const { ::send(descriptor, text.data(), text.size(), MSG_NOSIGNAL); }
 
-  /// What arrives until that text does, or the end.
+  // What arrives until that text does, or the end.
   std::string readUntil(const std::string& end) const {
     std::string text;
     char letter = 0;
@@ -90,8 +96,8 @@ TEST_F(HttpServerTest, TextIsAnsweredWithItsTypeAndNothingFromElsewhereMayRunInI
 }
 
 TEST_F(HttpServerTest, AddressTellsThePortThatWasTaken) {
-  EXPECT_NE(server.getPort(), 0);
-  EXPECT_EQ(server.getURL(), "http://127.0.0.1:" + std::to_string(server.getPort()) + "/");
+  EXPECT_NE(0, server.getPort());
+  EXPECT_EQ("http://127.0.0.1:" + std::to_string(server.getPort()) + "/", server.getURL());
 }
 
 TEST_F(HttpServerTest, WithoutHostItListensOnLoopback) {
@@ -236,7 +242,7 @@ protected:
 TEST_F(HttpServerTimes, ClientWhoSaysNothingIsLetGo) {
   HttpServer impatient({"127.0.0.1", 0}, {SHORT_MS, 20000, 20000});
   impatient.start();
-  EXPECT_EQ(Client(impatient).readAll(), "");
+  EXPECT_EQ("", Client(impatient).readAll());
 }
 
 TEST_F(HttpServerTimes, ClientWhoSpeaksOneLetterAfterTheOtherIsLetGo) {
@@ -244,7 +250,7 @@ TEST_F(HttpServerTimes, ClientWhoSpeaksOneLetterAfterTheOtherIsLetGo) {
   impatient.start();
   const Client client(impatient);
   client.send("GET /text HTT");
-  EXPECT_EQ(client.readAll(), "");
+  EXPECT_EQ("", client.readAll());
 }
 
 TEST_F(HttpServerTimes, HandlerThatDoesNotAnswerIsAnsweredFor) {
@@ -317,7 +323,7 @@ TEST_F(HttpServerStream, EventsArriveAsTheyAreSent) {
   while (!on([this] { return streams.at(0)->isReady(); })) {
   }
   server.post([this] { streams.at(0)->send("event: a\ndata: 1\n\n"); });
-  EXPECT_EQ(client->readUntil("\n\n"), "event: a\ndata: 1\n\n");
+  EXPECT_EQ("event: a\ndata: 1\n\n", client->readUntil("\n\n"));
 }
 
 TEST_F(HttpServerStream, NothingMoreIsTakenForAClientWhoDoesNotRead) {

@@ -1,7 +1,10 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | the wrap is seen once, and nothing else is taken for it          | functional |
-// | the tick stands while it is held, and goes on afterwards         | functional |
+// Covers: the last tick before the wrap, which is held.
+//
+// | subject                                                  | functional | robustness |
+// |----------------------------------------------------------|------------|------------|
+// | the wrap is seen once, and nothing else is taken for it  | x          |            |
+// | the tick stands while it is held, and goes on afterwards | x          |            |
+
 #include "LastTick.h"
 
 #include <gtest/gtest.h>
@@ -30,9 +33,9 @@ TEST(LastTick, IsToldWhileItIsHeld) {
   KQ::KQTick::setSource(&readTestTick);
   {
     const panel::LastTick::Hold hold(&readTestTick);
-    EXPECT_EQ(KQ::KQTick::getTickCount(), 0xFFFFFFFFU);
+    EXPECT_EQ(0xFFFFFFFFU, KQ::KQTick::getTickCount());
   }
-  EXPECT_EQ(KQ::KQTick::getTickCount(), 7U);
+  EXPECT_EQ(7U, KQ::KQTick::getTickCount());
   KQ::KQTick::setSource(nullptr);
 }
 

@@ -1,8 +1,11 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | tasks are done in their order, a few in a turn        | functional |
-// | the loop is woken for them, and for those that are left | functional |
-// | more than are kept                                     | robustness |
+// Covers: what other threads give the loop to do.
+//
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | tasks are done in their order, a few in a turn          | x          |            |
+// | the loop is woken for them, and for those that are left | x          |            |
+// | more than are kept                                      |            | x          |
+
 #include "LoopTasks.h"
 
 #include <vector>
@@ -27,7 +30,7 @@ protected:
 TEST_F(LoopTasksTest, EachWakesTheLoop) {
   post(1);
   post(2);
-  EXPECT_EQ(wakes, 2);
+  EXPECT_EQ(2, wakes);
 }
 
 TEST_F(LoopTasksTest, NothingIsDoneBeforeTheLoopServesThem) {
@@ -40,7 +43,7 @@ TEST_F(LoopTasksTest, TheyAreDoneOnceInTheirOrder) {
   post(2);
   tasks.serve();
   tasks.serve();
-  EXPECT_EQ(done, (std::vector<int>{1, 2}));
+  EXPECT_EQ((std::vector<int>{1, 2}), done);
 }
 
 TEST_F(LoopTasksTest, TurnDoesAFewAndWakesTheLoopForTheRest) {
@@ -49,15 +52,15 @@ TEST_F(LoopTasksTest, TurnDoesAFewAndWakesTheLoopForTheRest) {
   }
   wakes = 0;
   tasks.serve();
-  EXPECT_EQ(done.size(), LoopTasks::TASKS_PER_TURN);
-  EXPECT_EQ(wakes, 1);
+  EXPECT_EQ(LoopTasks::TASKS_PER_TURN, done.size());
+  EXPECT_EQ(1, wakes);
 }
 
 TEST_F(LoopTasksTest, TurnThatLeavesNothingWakesNobody) {
   post(1);
   wakes = 0;
   tasks.serve();
-  EXPECT_EQ(wakes, 0);
+  EXPECT_EQ(0, wakes);
 }
 
 TEST_F(LoopTasksTest, TaskThatPostsTheNextSliceIsNotDoneForEver) {
@@ -68,7 +71,7 @@ TEST_F(LoopTasksTest, TaskThatPostsTheNextSliceIsNotDoneForEver) {
   };
   tasks.post(slice);
   tasks.serve();
-  EXPECT_EQ(slices, static_cast<int>(LoopTasks::TASKS_PER_TURN));
+  EXPECT_EQ(static_cast<int>(LoopTasks::TASKS_PER_TURN), slices);
 }
 
 TEST_F(LoopTasksTest, MoreThanAreKeptAreRefused) {

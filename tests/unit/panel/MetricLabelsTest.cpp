@@ -1,8 +1,11 @@
-// | covered                                                    | kind       |
-// |------------------------------------------------------------|------------|
-// | names with texts and numbers, in their order               | functional |
-// | quotation mark, backslash and line end are escaped         | functional |
-// | UTF-8 stays; what is none is taken for Latin-1: each way of being none | robustness |
+// Covers: the labels of a metric.
+//
+// | subject                                                                | functional | robustness |
+// |------------------------------------------------------------------------|------------|------------|
+// | names with texts and numbers, in their order                           | x          |            |
+// | quotation mark, backslash and line end are escaped                     | x          |            |
+// | UTF-8 stays; what is none is taken for Latin-1: each way of being none |            | x          |
+
 #include "MetricLabels.h"
 
 #include <gtest/gtest.h>
@@ -12,11 +15,11 @@ namespace {
 using panel::MetricLabels;
 
 TEST(MetricLabels, StandInTheirOrder) {
-  EXPECT_EQ(MetricLabels().add("node", 5).add("code", "0x06020000").getText(), "node=\"5\",code=\"0x06020000\"");
+  EXPECT_EQ("node=\"5\",code=\"0x06020000\"", MetricLabels().add("node", 5).add("code", "0x06020000").getText());
 }
 
 TEST(MetricLabels, AreNothingAtFirst) {
-  EXPECT_EQ(MetricLabels().getText(), "");
+  EXPECT_EQ("", MetricLabels().getText());
 }
 
 struct Text {
@@ -28,7 +31,7 @@ struct Text {
 class MetricLabelValue : public testing::TestWithParam<Text> {};
 
 TEST_P(MetricLabelValue, IsWrittenAsValidText) {
-  EXPECT_EQ(MetricLabels().add("a", GetParam().value).getText(), std::string("a=\"") + GetParam().written + "\"");
+  EXPECT_EQ(std::string("a=\"") + GetParam().written + "\"", MetricLabels().add("a", GetParam().value).getText());
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,9 +1,12 @@
-// | covered                                                                       | kind       |
-// |-------------------------------------------------------------------------------|------------|
-// | node, port, heartbeats watched, variables, observation, process: each by its line | functional |
-// | the grammar of the whole text, for a node with a network                      | functional |
-// | texts are no values; an invalid value; numbers of 32 bits without a sign      | functional |
-// | a port that refuses; names with quotation marks and of another character set  | robustness |
+// Covers: the metrics of the panel itself.
+//
+// | subject                                                                           | functional | robustness |
+// |-----------------------------------------------------------------------------------|------------|------------|
+// | node, port, heartbeats watched, variables, observation, process: each by its line | x          |            |
+// | the grammar of the whole text, for a node with a network                          | x          |            |
+// | texts are no values; an invalid value; numbers of 32 bits without a sign          | x          |            |
+// | a port that refuses; names with quotation marks and of another character set      |            | x          |
+
 #include "Metrics.h"
 
 #include <gmock/gmock.h>
@@ -216,7 +219,7 @@ TEST_F(MetricsTest, KeepToTheGrammar) {
     network.add(decoder.decode(now += 1000, test::frame(frame)), false);
   }
   const Grammar grammar(getText());
-  EXPECT_EQ(grammar.wrong, "");
+  EXPECT_EQ("", grammar.wrong);
   EXPECT_TRUE(grammar.ended);
 }
 

@@ -1,8 +1,11 @@
-// | covered                                                                   | kind       |
-// |---------------------------------------------------------------------------|------------|
-// | load, frames by service, nodes, heartbeats, SDO, PDOs, SYNC: each with its labels | functional |
-// | a network of which nothing was seen                                       | functional |
-// | what found no place in a table                                            | robustness |
+// Covers: the metrics of the network that the panel sees.
+//
+// | subject                                                                           | functional | robustness |
+// |-----------------------------------------------------------------------------------|------------|------------|
+// | load, frames by service, nodes, heartbeats, SDO, PDOs, SYNC: each with its labels | x          |            |
+// | a network of which nothing was seen                                               | x          |            |
+// | what found no place in a table                                                    |            | x          |
+
 #include "NetworkMetrics.h"
 
 #include <gmock/gmock.h>

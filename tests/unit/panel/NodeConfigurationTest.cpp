@@ -1,7 +1,11 @@
-// | covered                                                                           | kind       |
-// |-----------------------------------------------------------------------------------|------------|
-// | PDOs, heartbeat consumers, SDO channels, producer heartbeat time of a description    | functional |
-// | what the node cannot have: one line, and the rest is configured                      | robustness |
+// Covers: the node as a description configures it.
+//
+// | subject                                                     | functional | robustness                           |
+// |-------------------------------------------------------------|------------|--------------------------------------|
+// | PDOs, heartbeat consumers, SDO channels, producer heartbeat | x          |                                      |
+// | time of a description                                       |            |                                      |
+// | what the node cannot have                                   |            | one line, and the rest is configured |
+
 #include "NodeConfiguration.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +22,7 @@ using device_description::Findings;
 using device_description::Severity;
 using panel::NodeConfiguration;
 
-/// Sections of a description, and the list that names them.
+// Sections of a description, and the list that names them.
 class Sections {
 public:
   Sections& add(const std::string& index, const std::string& keys) {
@@ -31,7 +35,7 @@ public:
     return add(index, "DataType=" + type + "\nAccessType=rw\nDefaultValue=" + value + "\n");
   }
 
-  /// A RECORD of UNSIGNED32 from sub-index 0 on; nothing is a sub-index that is missing.
+  // A RECORD of UNSIGNED32 from sub-index 0 on; nothing is a sub-index that is missing.
   Sections& addRecord(const std::string& index, const std::vector<std::optional<std::string>>& values) {
     std::string subs;
     int described = 0;
@@ -76,7 +80,7 @@ protected:
 
   unsigned int read(unsigned short index, unsigned char subIndex) {
     int value = 0;
-    EXPECT_EQ(node.dictionary().getValue(index, subIndex, value), 0);
+    EXPECT_EQ(0, node.dictionary().getValue(index, subIndex, value));
     return static_cast<unsigned int>(value);
   }
 
@@ -99,12 +103,12 @@ TEST_F(NodeConfigurationTest, TransmitPDOIsAsDescribed) {
   sections.addRecord("1801", {"5", "$NODEID+0x40000280", "254", "30", std::nullopt, "250"});
   sections.addRecord("1A01", {"1", "0x20000010"});
   EXPECT_TRUE(configure().maps(SPEED));
-  EXPECT_EQ(read(0x1801, 1), 0x40000285U);
-  EXPECT_EQ(read(0x1801, 2), 254U);
-  EXPECT_EQ(read(0x1801, 3), 30U);
-  EXPECT_EQ(read(0x1801, 5), 250U);
-  EXPECT_EQ(read(0x1A01, 0), 1U);
-  EXPECT_EQ(read(0x1A01, 1), 0x20000010U);
+  EXPECT_EQ(0x40000285U, read(0x1801, 1));
+  EXPECT_EQ(254U, read(0x1801, 2));
+  EXPECT_EQ(30U, read(0x1801, 3));
+  EXPECT_EQ(250U, read(0x1801, 5));
+  EXPECT_EQ(1U, read(0x1A01, 0));
+  EXPECT_EQ(0x20000010U, read(0x1A01, 1));
 }
 
 TEST_F(NodeConfigurationTest, TransmitPDOGoesOutWhenTheNodeIsStarted) {
@@ -112,7 +116,7 @@ TEST_F(NodeConfigurationTest, TransmitPDOGoesOutWhenTheNodeIsStarted) {
   configure();
   node.cycle();
   node.receive("000#01 00");
-  EXPECT_EQ(node.cycle(), test::Frames({"185#00 00"}));
+  EXPECT_EQ(test::Frames({"185#00 00"}), node.cycle());
 }
 
 TEST_F(NodeConfigurationTest, ReceivePDOMapsDummiesToo) {
@@ -122,66 +126,66 @@ TEST_F(NodeConfigurationTest, ReceivePDOMapsDummiesToo) {
   node.receive("000#01 00");
   node.receive("201#FF 34 12");
   int value = 0;
-  EXPECT_EQ(KQ::KQDEI::instance()->getVariableValue(0x2000, 0, &value), 0);
-  EXPECT_EQ(value, 0x1234);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(0, KQ::KQDEI::instance()->getVariableValue(0x2000, 0, &value));
+  EXPECT_EQ(0x1234, value);
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(NodeConfigurationTest, PDOThatIsNotValidStaysSo) {
   sections.addRecord("1400", {"2", "0x80000201", "255"}).addRecord("1600", {"0"});
   configure();
-  EXPECT_EQ(read(0x1400, 1), 0x80000201U);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(0x80000201U, read(0x1400, 1));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(NodeConfigurationTest, HeartbeatConsumersAreWatched) {
   sections.addRecord("1016", {"2", "0x7F03E8", "0x1401F4"});
   configure();
-  EXPECT_EQ(read(0x1016, 1), 0x7F03E8U);
-  EXPECT_EQ(read(0x1016, 2), 0x1401F4U);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(0x7F03E8U, read(0x1016, 1));
+  EXPECT_EQ(0x1401F4U, read(0x1016, 2));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(NodeConfigurationTest, ProducerHeartbeatTimeIsTold) {
   sections.addNumber("1017", "6", "700");
-  EXPECT_EQ(configure().getHeartbeatTime(), 700);
+  EXPECT_EQ(700, configure().getHeartbeatTime());
 }
 
 TEST_F(NodeConfigurationTest, WithoutAProducerHeartbeatTimeThereIsNone) {
-  EXPECT_EQ(configure().getHeartbeatTime(), std::nullopt);
+  EXPECT_EQ(std::nullopt, configure().getHeartbeatTime());
 }
 
 TEST_F(NodeConfigurationTest, SDOChannelsAreCreated) {
   sections.addRecord("1201", {"3", "0x620", "0x5A0", "0x7E"}).addRecord("1280", {"3", "0x609", "0x589", "9"});
   configure();
-  EXPECT_EQ(read(0x1201, 1), 0x620U);
-  EXPECT_EQ(read(0x1201, 2), 0x5A0U);
-  EXPECT_EQ(read(0x1201, 3), 0x7EU);
-  EXPECT_EQ(read(0x1280, 1), 0x609U);
-  EXPECT_EQ(read(0x1280, 2), 0x589U);
-  EXPECT_EQ(read(0x1280, 3), 9U);
-  EXPECT_EQ(getTexts(), Texts());
+  EXPECT_EQ(0x620U, read(0x1201, 1));
+  EXPECT_EQ(0x5A0U, read(0x1201, 2));
+  EXPECT_EQ(0x7EU, read(0x1201, 3));
+  EXPECT_EQ(0x609U, read(0x1280, 1));
+  EXPECT_EQ(0x589U, read(0x1280, 2));
+  EXPECT_EQ(9U, read(0x1280, 3));
+  EXPECT_EQ(Texts(), getTexts());
 }
 
 TEST_F(NodeConfigurationTest, ChannelBehindAGapMovesUp) {
   sections.addRecord("1202", {"3", "0x620", "0x5A0", "0x7E"});
   configure();
-  EXPECT_EQ(read(0x1201, 1), 0x620U);
-  EXPECT_EQ(getTexts(), Texts({"warning: app.eds: [1202] becomes 0x1201, expected no gap before it"}));
+  EXPECT_EQ(0x620U, read(0x1201, 1));
+  EXPECT_EQ(Texts({"warning: app.eds: [1202] becomes 0x1201, expected no gap before it"}), getTexts());
 }
 
 TEST_F(NodeConfigurationTest, ObjectsOfTheNodesOwnAreNoted) {
   sections.addNumber("1000", "7", "0x191").addNumber("1005", "7", "0x80").addNumber("1014", "7", "$NODEID+0x80");
   configure();
-  EXPECT_EQ(getTexts(),
-            Texts({"note: app.eds: the node has 0x1000, 0x1005, 0x1014 of its own, those of the file are not read"}));
+  EXPECT_EQ(Texts({"note: app.eds: the node has 0x1000, 0x1005, 0x1014 of its own, those of the file are not read"}),
+            getTexts());
 }
 
 TEST_F(NodeConfigurationTest, OtherValueOfAnOwnObjectIsTold) {
   sections.addNumber("1005", "7", "0x81");
   configure();
-  EXPECT_EQ(findings.getFirst(Severity::WARNING),
-            "app.eds: [1005] DefaultValue: 0x81 is not taken: the node starts with 0x80");
+  EXPECT_EQ("app.eds: [1005] DefaultValue: 0x81 is not taken: the node starts with 0x80",
+            findings.getFirst(Severity::WARNING));
 }
 
 struct OddCase {
@@ -198,9 +202,9 @@ TEST_P(OddPDO, IsTold) {
   sections.addRecord("1800", GetParam().communication).addRecord("1A00", GetParam().mapping);
   sections.addRecord("1801", {"2", "0x40000285", "254"}).addRecord("1A01", {"1", "0x20000010"});
   configure();
-  EXPECT_EQ(node.dictionary().objectExists(0x1800), GetParam().exists);
+  EXPECT_EQ(GetParam().exists, node.dictionary().objectExists(0x1800));
   EXPECT_TRUE(node.dictionary().objectExists(0x1801));
-  EXPECT_EQ(getTexts(), Texts({GetParam().finding}));
+  EXPECT_EQ(Texts({GetParam().finding}), getTexts());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -284,7 +288,7 @@ class OddObject : public NodeConfigurationTest, public testing::WithParamInterfa
 TEST_P(OddObject, IsTold) {
   sections.addRecord(GetParam().index, GetParam().values);
   configure();
-  EXPECT_EQ(getTexts(), Texts({GetParam().finding}));
+  EXPECT_EQ(Texts({GetParam().finding}), getTexts());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -325,9 +329,9 @@ TEST_F(NodeConfigurationTest, ObjectThatIsNotMappableIsMappedAndTold) {
   const DeviceDescription description = DeviceDescription::parse(sections.getText(), "app.eds", 5, findings);
   const NodeConfiguration configuration(description, "app.eds", {{0x20010000U, 8}}, findings);
   EXPECT_TRUE(configuration.maps(0x20010000U));
-  EXPECT_EQ(getTexts(),
-            Texts({"warning: app.eds: [1A00sub1] DefaultValue: maps 0x2001 sub-index 0, whose PDOMapping is "
-                   "0, expected 1; it is mapped"}));
+  EXPECT_EQ(Texts({"warning: app.eds: [1A00sub1] DefaultValue: maps 0x2001 sub-index 0, whose PDOMapping is "
+                   "0, expected 1; it is mapped"}),
+            getTexts());
 }
 
 }  // namespace

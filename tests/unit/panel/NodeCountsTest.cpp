@@ -1,8 +1,11 @@
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | state and its changes; heartbeats missed and back           | functional |
-// | the signal goes on to the others until one has taken it     | functional |
-// | signals of others, node-IDs that are none                   | robustness |
+// Covers: what is counted of the signals of a node.
+//
+// | subject                                                 | functional | robustness |
+// |---------------------------------------------------------|------------|------------|
+// | state and its changes; heartbeats missed and back       | x          |            |
+// | the signal goes on to the others until one has taken it | x          |            |
+// | signals of others, node-IDs that are none               |            | x          |
+
 #include "NodeCounts.h"
 
 #include <gtest/gtest.h>
@@ -11,22 +14,11 @@
 #include "KQCANopenState.h"
 #include "KQErrorCodes.h"
 #include "KQSignal.h"
+#include "SignalRecorder.h"
 
 namespace {
 
 using panel::NodeCounts;
-
-class Listener : public KQ::KQSignalListener {
-public:
-  explicit Listener(int answer) : result(answer) {}
-  int signalOccurred(KQ::KQSignal& /*signal*/) override {
-    ++calls;
-    return result;
-  }
-
-  const int result;
-  int calls = 0;
-};
 
 int tell(NodeCounts& counts, int type, int code, unsigned int first, unsigned int second) {
   KQ::KQSignal signal(type, code, first, second);
@@ -35,11 +27,11 @@ int tell(NodeCounts& counts, int type, int code, unsigned int first, unsigned in
 
 TEST(NodeCounts, KnowTheStateAndItsChanges) {
   NodeCounts counts;
-  EXPECT_EQ(counts.getState(), KQ::CANOPEN_STATE_INIT);
+  EXPECT_EQ(KQ::CANOPEN_STATE_INIT, counts.getState());
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_PRE_OPERATIONAL);
   tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, KQ::CANOPEN_STATE_OPERATIONAL);
-  EXPECT_EQ(counts.getState(), KQ::CANOPEN_STATE_OPERATIONAL);
-  EXPECT_EQ(counts.getStateChanges(), 2U);
+  EXPECT_EQ(KQ::CANOPEN_STATE_OPERATIONAL, counts.getState());
+  EXPECT_EQ(2U, counts.getStateChanges());
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
@@ -49,7 +41,7 @@ TEST(NodeCounts, KnowWhichHeartbeatIsMissing) {
   EXPECT_FALSE(counts.isHeartbeatMissing(1));
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, 127, 0);
   EXPECT_FALSE(counts.isHeartbeatMissing(127));
-  EXPECT_EQ(counts.getHeartbeatTimeouts(127), 1U);
+  EXPECT_EQ(1U, counts.getHeartbeatTimeouts(127));
 }
 
 TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
@@ -57,30 +49,32 @@ TEST(NodeCounts, KnowWhichHeartbeatsAreWatched) {
   EXPECT_FALSE(counts.isHeartbeatWatched(7));
   tell(counts, 6, KQ::SIGNAL_HEARTBEAT_TIMEOUT_RESOLVED, 7, 0);
   EXPECT_TRUE(counts.isHeartbeatWatched(7));
-  EXPECT_EQ(counts.getHeartbeatTimeouts(7), 0U);
+  EXPECT_EQ(0U, counts.getHeartbeatTimeouts(7));
 }
 
 TEST(NodeCounts, HandTheSignalOnUntilOneTakesIt) {
-  Listener deaf(KQ::KQ_NOT_HANDLED);
-  Listener first(KQ::KQ_OK);
-  Listener second(KQ::KQ_OK);
+  test::SignalRecorder deaf;
+  deaf.result = KQ::KQ_NOT_HANDLED;
+  test::SignalRecorder first;
+  test::SignalRecorder second;
   NodeCounts counts({&deaf, &first, &second});
-  EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_OK);
-  EXPECT_EQ(deaf.calls, 1);
-  EXPECT_EQ(first.calls, 1);
-  EXPECT_EQ(second.calls, 0);
+  EXPECT_EQ(KQ::KQ_OK, tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3));
+  EXPECT_EQ(1U, deaf.signals.size());
+  EXPECT_EQ(1U, first.signals.size());
+  EXPECT_EQ(0U, second.signals.size());
 }
 
 TEST(NodeCounts, LeaveToNobodyWhatNobodyTakes) {
-  Listener deaf(KQ::KQ_NOT_HANDLED);
+  test::SignalRecorder deaf;
+  deaf.result = KQ::KQ_NOT_HANDLED;
   NodeCounts counts({&deaf});
-  EXPECT_EQ(tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3), KQ::KQ_NOT_HANDLED);
+  EXPECT_EQ(KQ::KQ_NOT_HANDLED, tell(counts, 6, KQ::SIGNAL_STATE_CHANGED, 5, 3));
 }
 
 TEST(NodeCounts, IgnoreSignalsOfAnotherType) {
   NodeCounts counts;
   tell(counts, 2, KQ::SIGNAL_STATE_CHANGED, 5, 3);
-  EXPECT_EQ(counts.getStateChanges(), 0U);
+  EXPECT_EQ(0U, counts.getStateChanges());
 }
 
 TEST(NodeCounts, IgnoreHeartbeatsOfNoNode) {

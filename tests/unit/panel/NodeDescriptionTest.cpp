@@ -1,7 +1,12 @@
-// | covered                                                                             | kind       |
-// |-------------------------------------------------------------------------------------|------------|
-// | a node as other tools read it: lists, limits, node-ID, device, PDOs as configured      | functional |
-// | the node that is made of the description is the same, and describes itself the same    | functional |
+// Covers: the description that is made of a node.
+//
+// | subject                                         | functional                              | robustness |
+// |-------------------------------------------------|-----------------------------------------|------------|
+// | a node as other tools read it                   | lists, limits, node-ID, device, PDOs as |            |
+// |                                                 | configured                              |            |
+// | the node that is made of the description is the | x                                       |            |
+// | same, and describes itself the same             |                                         |            |
+
 #include "NodeDescription.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +30,7 @@ using device_description::Severity;
 constexpr unsigned char NODE_ID = 9;
 const device_description::FileInfo MADE = {"09:30AM", "03-14-2024", "", ""};
 
-/// What a node answers to the upload of everything that it has.
+// What a node answers to the upload of everything that it has.
 using Answers = std::map<std::string, test::Frames>;
 
 Answers readAll(test::TestNode& node) {
@@ -44,7 +49,7 @@ Answers readAll(test::TestNode& node) {
 
 class NodeDescriptionTest : public testing::Test {
 protected:
-  /// A demo machine, described, and what it answers.
+  // A demo machine, described, and what it answers.
   void describeDemo() {
     test::TestNode node(NODE_ID);
     std::ostringstream console;
@@ -58,12 +63,12 @@ protected:
     take(node);
   }
 
-  /// A node that is made of the text.
+  // A node that is made of the text.
   void describeAgain() {
     Findings findings;
     panel::EdsApplication application(DeviceDescription::parse(text, "out.eds", NODE_ID, findings), "out.eds",
                                       findings);
-    EXPECT_EQ(findings.count(Severity::WARNING) + findings.count(Severity::ERROR), 0U)
+    EXPECT_EQ(0U, findings.count(Severity::WARNING) + findings.count(Severity::ERROR))
         << findings.getFirst(Severity::WARNING) << findings.getFirst(Severity::ERROR);
     test::TestNode node(NODE_ID);
     node.canopen().setHeartbeatProducerTime(application.getConfiguration().getHeartbeatTime().value_or(0));
@@ -89,14 +94,14 @@ TEST_F(NodeDescriptionTest, NodeMadeOfTheDescriptionIsTheSame) {
   const Answers before = answers;
   EXPECT_GT(before.size(), 100U);
   describeAgain();
-  EXPECT_EQ(answers, before);
+  EXPECT_EQ(before, answers);
 }
 
 TEST_F(NodeDescriptionTest, NodeMadeOfTheDescriptionDescribesItselfTheSame) {
   describeDemo();
   const std::string before = text;
   describeAgain();
-  EXPECT_EQ(text, before);
+  EXPECT_EQ(before, text);
 }
 
 TEST_F(NodeDescriptionTest, NodeIDStandsWhereAValueDependsOnIt) {
@@ -107,14 +112,14 @@ TEST_F(NodeDescriptionTest, NodeIDStandsWhereAValueDependsOnIt) {
     EXPECT_TRUE(found->defaultValue->dependsOnNodeID) << index;
   }
   EXPECT_FALSE(description.find(0x1280, 1)->defaultValue->dependsOnNodeID);
-  EXPECT_NE(text.find("DefaultValue=$NODEID+0x40000180\n"), std::string::npos);
+  EXPECT_NE(std::string::npos, text.find("DefaultValue=$NODEID+0x40000180\n"));
 }
 
 TEST_F(NodeDescriptionTest, LimitsAreThoseThatTheNodeChecks) {
   describeDemo();
   const auto* const setPoint = description.find(0x2000, 2);
-  EXPECT_EQ(setPoint->lowLimit->number, 0);
-  EXPECT_EQ(setPoint->highLimit->number, 1200);
+  EXPECT_EQ(0, setPoint->lowLimit->number);
+  EXPECT_EQ(1200, setPoint->highLimit->number);
   const auto* const alarms =
       description.find(0x2000, 6);  // of the application: its dictionary limits are not its type's
   EXPECT_FALSE(alarms->lowLimit);
@@ -124,29 +129,29 @@ TEST_F(NodeDescriptionTest, LimitsAreThoseThatTheNodeChecks) {
 
 TEST_F(NodeDescriptionTest, ConfiguredValuesAreTheDefaults) {
   describeDemo();
-  EXPECT_EQ(description.find(0x1017, 0)->defaultValue->number, 700);
-  EXPECT_EQ(description.find(0x1016, 1)->defaultValue->number, 0x2003E8);
-  EXPECT_EQ(description.getPDOs().size(), 4U);
+  EXPECT_EQ(700, description.find(0x1017, 0)->defaultValue->number);
+  EXPECT_EQ(0x2003E8, description.find(0x1016, 1)->defaultValue->number);
+  EXPECT_EQ(4U, description.getPDOs().size());
 }
 
 TEST_F(NodeDescriptionTest, TypeOfAnOddLengthIsDefined) {
   describeDemo();
-  EXPECT_EQ(description.find(0x40)->code, device_description::CODE_DEFTYPE);
-  EXPECT_EQ(description.getIntegerType(description.find(0x2000, 4)->dataType)->bits, 12U);
+  EXPECT_EQ(device_description::CODE_DEFTYPE, description.find(0x40)->code);
+  EXPECT_EQ(12U, description.getIntegerType(description.find(0x2000, 4)->dataType)->bits);
 }
 
 TEST_F(NodeDescriptionTest, DeviceIsTheNode) {
   describeDemo();
-  EXPECT_EQ(description.deviceInfo.vendorNumber, 0x3C7U);
-  EXPECT_NE(text.find("NrOfRXPDO=2\nNrOfTXPDO=2\n"), std::string::npos);
-  EXPECT_NE(text.find("CreationTime=09:30AM\nCreationDate=03-14-2024\n"), std::string::npos);
+  EXPECT_EQ(0x3C7U, description.deviceInfo.vendorNumber);
+  EXPECT_NE(std::string::npos, text.find("NrOfRXPDO=2\nNrOfTXPDO=2\n"));
+  EXPECT_NE(std::string::npos, text.find("CreationTime=09:30AM\nCreationDate=03-14-2024\n"));
 }
 
 TEST_F(NodeDescriptionTest, AccessIsThatOfTheNode) {
   describeDemo();
-  EXPECT_EQ(description.find(0x1008, 0)->access, Access::CONST);
-  EXPECT_EQ(description.find(0x2000, 1)->access, Access::RO);
-  EXPECT_EQ(description.find(0x2000, 2)->access, Access::RWW);
+  EXPECT_EQ(Access::CONST, description.find(0x1008, 0)->access);
+  EXPECT_EQ(Access::RO, description.find(0x2000, 1)->access);
+  EXPECT_EQ(Access::RWW, description.find(0x2000, 2)->access);
 }
 
 TEST_F(NodeDescriptionTest, ExpressionOfAnApplicationObjectIsKept) {
@@ -155,7 +160,7 @@ TEST_F(NodeDescriptionTest, ExpressionOfAnApplicationObjectIsKept) {
       "7\nAccessType=rw\n"
       "DefaultValue=0x100 + $NodeID\n";
   describeAgain();
-  EXPECT_NE(text.find("DefaultValue=$NODEID+0x100\n"), std::string::npos);
+  EXPECT_NE(std::string::npos, text.find("DefaultValue=$NODEID+0x100\n"));
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
-// | covered                                                                 | kind       |
-// |-------------------------------------------------------------------------|------------|
-// | objects with type, access and limits; reading and writing each kind       | functional |
-// | PDOs as they are configured, also after a change by SDO; names of traffic | functional |
-// | texts that are no number, too large, outside the limits, read only        | robustness |
+// Covers: the node as the page shows it.
+//
+// | subject                                                                   | functional | robustness |
+// |---------------------------------------------------------------------------|------------|------------|
+// | objects with type, access and limits; reading and writing each kind       | x          |            |
+// | PDOs as they are configured, also after a change by SDO; names of traffic | x          |            |
+// | texts that are no number, too large, outside the limits, read only        |            | x          |
+
 #include "NodeView.h"
 
 #include <gmock/gmock.h>
@@ -56,7 +59,7 @@ protected:
 
   void add(KQ::KQVariable variable, int accessMode) {
     variable.setAccessMode(accessMode);
-    ASSERT_EQ(node.canopen().addVariable(&variable), 0);
+    ASSERT_EQ(0, node.canopen().addVariable(&variable));
   }
 
   const ObjectInfo& object(unsigned short index, unsigned char subIndex = 0) const {
@@ -72,23 +75,23 @@ protected:
 
 TEST_F(NodeViewTest, ObjectIsDescribed) {
   const ObjectInfo& speed = object(SPEED);
-  EXPECT_EQ(speed.name, "Speed");
-  EXPECT_EQ(speed.typeName, "INTEGER16");
-  EXPECT_EQ(speed.accessName, "rwr");
+  EXPECT_EQ("Speed", speed.name);
+  EXPECT_EQ("INTEGER16", speed.typeName);
+  EXPECT_EQ("rwr", speed.accessName);
   EXPECT_TRUE(speed.isVariable);
-  EXPECT_EQ(speed.lowest, -100);
-  EXPECT_EQ(speed.highest, 1200);
+  EXPECT_EQ(-100, speed.lowest);
+  EXPECT_EQ(1200, speed.highest);
 }
 
 TEST_F(NodeViewTest, TypeOfTheNodesOwnIsCalledByItsBits) {
-  EXPECT_EQ(object(NARROW).typeName, "UNSIGNED12");
+  EXPECT_EQ("UNSIGNED12", object(NARROW).typeName);
 }
 
 TEST_F(NodeViewTest, LimitsOfAVariableWithoutAnyAreThoseOfItsType) {
-  EXPECT_EQ(object(NARROW).lowest, 0);
-  EXPECT_EQ(object(NARROW).highest, 4095);
-  EXPECT_EQ(object(SHARED).lowest, 0);
-  EXPECT_EQ(object(SHARED).highest, 4095);
+  EXPECT_EQ(0, object(NARROW).lowest);
+  EXPECT_EQ(4095, object(NARROW).highest);
+  EXPECT_EQ(0, object(SHARED).lowest);
+  EXPECT_EQ(4095, object(SHARED).highest);
 }
 
 TEST_F(NodeViewTest, ObjectsAreInTheirOrder) {
@@ -101,48 +104,48 @@ TEST_F(NodeViewTest, ObjectsAreInTheirOrder) {
 }
 
 TEST_F(NodeViewTest, ObjectThatThereIsNotIsNotFound) {
-  EXPECT_EQ(view->findObject(0x2FFF, 0), nullptr);
-  EXPECT_EQ(view->findObject(SPEED, 1), nullptr);
+  EXPECT_EQ(nullptr, view->findObject(0x2FFF, 0));
+  EXPECT_EQ(nullptr, view->findObject(SPEED, 1));
 }
 
 TEST_F(NodeViewTest, NumbersAreReadWithTheirSign) {
-  EXPECT_EQ(read(SPEED), -7);
+  EXPECT_EQ(-7, read(SPEED));
 }
 
 TEST_F(NodeViewTest, UnsignedNumbersOf32BitsAreReadAsSuch) {
-  EXPECT_EQ(write(COUNTER, "4294967295"), "");
-  EXPECT_EQ(read(COUNTER), 4294967295LL);
+  EXPECT_EQ("", write(COUNTER, "4294967295"));
+  EXPECT_EQ(4294967295LL, read(COUNTER));
 }
 
 TEST_F(NodeViewTest, TextIsReadAndWritten) {
-  EXPECT_EQ(write(TEXT, "a \"text\""), "");
-  EXPECT_EQ(view->read(object(TEXT)).text, "a \"text\"");
+  EXPECT_EQ("", write(TEXT, "a \"text\""));
+  EXPECT_EQ("a \"text\"", view->read(object(TEXT)).text);
 }
 
 TEST_F(NodeViewTest, StandardObjectIsReadFromTheDictionary) {
-  EXPECT_EQ(view->read(object(0x1018, 0)).number, 4);
+  EXPECT_EQ(4, view->read(object(0x1018, 0)).number);
 }
 
 TEST_F(NodeViewTest, WhatIsWriteOnlySaysSo) {
-  EXPECT_EQ(view->read(object(WRITE_ONLY)).reason, "write only");
+  EXPECT_EQ("write only", view->read(object(WRITE_ONLY)).reason);
 }
 
 TEST_F(NodeViewTest, NumbersMayBeHexadecimalAndBooleansWords) {
-  EXPECT_EQ(write(SPEED, "0x10"), "");
-  EXPECT_EQ(read(SPEED), 16);
-  EXPECT_EQ(write(SWITCH, "true"), "");
-  EXPECT_EQ(read(SWITCH), 1);
+  EXPECT_EQ("", write(SPEED, "0x10"));
+  EXPECT_EQ(16, read(SPEED));
+  EXPECT_EQ("", write(SWITCH, "true"));
+  EXPECT_EQ(1, read(SWITCH));
 }
 
 TEST_F(NodeViewTest, LimitsAreTaken) {
-  EXPECT_EQ(write(SPEED, "1200"), "");
-  EXPECT_EQ(write(SPEED, "-100"), "");
+  EXPECT_EQ("", write(SPEED, "1200"));
+  EXPECT_EQ("", write(SPEED, "-100"));
 }
 
 TEST_F(NodeViewTest, OutsideTheLimitsIsRefusedWithTheReason) {
   EXPECT_THAT(write(SPEED, "1201"), HasSubstr("abort code 0x06090030"));
   EXPECT_THAT(write(SPEED, "-101"), HasSubstr("abort code 0x06090030"));
-  EXPECT_EQ(read(SPEED), -7);
+  EXPECT_EQ(-7, read(SPEED));
 }
 
 TEST_F(NodeViewTest, ReadOnlyIsRefusedWithTheReason) {
@@ -181,29 +184,29 @@ TEST_F(NodeViewTest, TransmitPDOIsReadAsItIsConfigured) {
   EXPECT_THAT(view->getPDOs(), testing::ElementsAre(0x1401, 0x1800));
   const panel::PDOInfo pdo = view->readPDO(0x1800);
   EXPECT_TRUE(pdo.isTransmit);
-  EXPECT_EQ(pdo.number, 1U);
-  EXPECT_EQ(pdo.cobID, 0x185U);
+  EXPECT_EQ(1U, pdo.number);
+  EXPECT_EQ(0x185U, pdo.cobID);
   EXPECT_TRUE(pdo.isValid);
-  EXPECT_EQ(pdo.transmissionType, 254U);
-  EXPECT_EQ(pdo.inhibitTime, 100U);
-  EXPECT_EQ(pdo.eventTimer, 1000U);
-  ASSERT_EQ(pdo.mapping.size(), 1U);
-  EXPECT_EQ(pdo.mapping[0].index, SPEED);
-  EXPECT_EQ(pdo.mapping[0].bits, 16);
+  EXPECT_EQ(254U, pdo.transmissionType);
+  EXPECT_EQ(100U, pdo.inhibitTime);
+  EXPECT_EQ(1000U, pdo.eventTimer);
+  ASSERT_EQ(1U, pdo.mapping.size());
+  EXPECT_EQ(SPEED, pdo.mapping[0].index);
+  EXPECT_EQ(16, pdo.mapping[0].bits);
 }
 
 TEST_F(NodeViewTest, ReceivePDOThatIsSwitchedOffIsNotValid) {
   const panel::PDOInfo pdo = view->readPDO(0x1401);
   EXPECT_FALSE(pdo.isTransmit);
-  EXPECT_EQ(pdo.number, 2U);
+  EXPECT_EQ(2U, pdo.number);
   EXPECT_FALSE(pdo.isValid);
 }
 
 TEST_F(NodeViewTest, ChangeOfAPDOShows) {
   const panel::PDOInfo before = view->readPDO(0x1800);
-  EXPECT_EQ(view->write(object(0x1800, 5), "200"), "");
+  EXPECT_EQ("", view->write(object(0x1800, 5), "200"));
   const panel::PDOInfo after = view->readPDO(0x1800);
-  EXPECT_EQ(after.eventTimer, 200U);
+  EXPECT_EQ(200U, after.eventTimer);
   EXPECT_FALSE(before == after);
 }
 
@@ -215,27 +218,27 @@ protected:
 };
 
 TEST_F(NodeNamesTest, OwnObjectsHaveTheirNames) {
-  EXPECT_EQ(names.describe(NODE, SPEED, 0).name, "Speed");
-  EXPECT_EQ(names.describe(NODE, SPEED, 0).type.form, monitor::Form::SIGNED);
-  EXPECT_EQ(names.describe(NODE, SPEED, 0).type.bits, 16);
+  EXPECT_EQ("Speed", names.describe(NODE, SPEED, 0).name);
+  EXPECT_EQ(monitor::Form::SIGNED, names.describe(NODE, SPEED, 0).type.form);
+  EXPECT_EQ(16, names.describe(NODE, SPEED, 0).type.bits);
 }
 
 TEST_F(NodeNamesTest, ObjectsOfAnotherNodeHaveOnlyTheNamesOfTheStandard) {
-  EXPECT_EQ(names.describe(6, SPEED, 0).name, "");
-  EXPECT_NE(names.describe(6, 0x1018, 1).name, "");
+  EXPECT_EQ("", names.describe(6, SPEED, 0).name);
+  EXPECT_NE("", names.describe(6, 0x1018, 1).name);
 }
 
 TEST_F(NodeNamesTest, ValidPDOIsKnownWithItsMapping) {
   const monitor::CommunicationObject* const pdo = names.findCommunicationObject(0x185);
-  ASSERT_NE(pdo, nullptr);
-  EXPECT_EQ(pdo->service, monitor::Service::TPDO);
-  EXPECT_EQ(pdo->number, 1);
-  ASSERT_EQ(pdo->mapping.size(), 1U);
-  EXPECT_EQ(pdo->mapping[0].name, "Speed");
+  ASSERT_NE(nullptr, pdo);
+  EXPECT_EQ(monitor::Service::TPDO, pdo->service);
+  EXPECT_EQ(1, pdo->number);
+  ASSERT_EQ(1U, pdo->mapping.size());
+  EXPECT_EQ("Speed", pdo->mapping[0].name);
 }
 
 TEST_F(NodeNamesTest, PDOThatIsSwitchedOffIsNotKnown) {
-  EXPECT_EQ(names.findCommunicationObject(0x305), nullptr);
+  EXPECT_EQ(nullptr, names.findCommunicationObject(0x305));
 }
 
 }  // namespace

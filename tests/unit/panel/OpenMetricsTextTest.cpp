@@ -1,8 +1,12 @@
-// | covered                                                      | kind       |
-// |--------------------------------------------------------------|------------|
-// | each type of family: its lines, its suffixes, its values     | functional |
-// | a family without values, one without a unit; the end         | functional |
-// | numbers: integers of 64 bits, fractions, what is no number   | functional |
+// Covers: the text in which metrics are handed over.
+//
+// | subject                                          | functional                                        | robustness |
+// |--------------------------------------------------|---------------------------------------------------|------------|
+// | each type of family                              | its lines, its suffixes, its values               |            |
+// | a family without values, one without a unit; the | x                                                 |            |
+// | end                                              |                                                   |            |
+// | numbers                                          | integers of 64 bits, fractions, what is no number |            |
+
 #include "OpenMetricsText.h"
 
 #include <gmock/gmock.h>
@@ -25,12 +29,12 @@ std::string familyOf(const MetricFamily& family) {
 }
 
 TEST(OpenMetricsText, BeginsAFamilyWithTypeUnitAndHelp) {
-  EXPECT_EQ(familyOf({"a_seconds", MetricType::GAUGE, "seconds", "How long."}),
-            "# TYPE a_seconds gauge\n# UNIT a_seconds seconds\n# HELP a_seconds How long.\n# EOF\n");
+  EXPECT_EQ("# TYPE a_seconds gauge\n# UNIT a_seconds seconds\n# HELP a_seconds How long.\n# EOF\n",
+            familyOf({"a_seconds", MetricType::GAUGE, "seconds", "How long."}));
 }
 
 TEST(OpenMetricsText, SaysNothingOfAUnitThatIsNone) {
-  EXPECT_EQ(familyOf({"a", MetricType::COUNTER, "", "How often."}), "# TYPE a counter\n# HELP a How often.\n# EOF\n");
+  EXPECT_EQ("# TYPE a counter\n# HELP a How often.\n# EOF\n", familyOf({"a", MetricType::COUNTER, "", "How often."}));
 }
 
 TEST(OpenMetricsText, EndsACounterWithTotal) {

@@ -1,10 +1,11 @@
-// RPDO 2 (0x1401) of a node, by the events that the stack reports.
+// Covers: RPDO 2 (0x1401) of a node, by the events that the stack reports.
 //
-// | covered                                                     | kind       |
-// |-------------------------------------------------------------|------------|
-// | first check, first frame, time-out, frame after a time-out   | functional |
-// | events that change nothing                                   | functional |
-// | an RPDO built anew; another RPDO's events                    | robustness |
+// | subject                                                    | functional | robustness |
+// |------------------------------------------------------------|------------|------------|
+// | first check, first frame, time-out, frame after a time-out | x          |            |
+// | events that change nothing                                 | x          |            |
+// | an RPDO built anew; another RPDO's events                  |            | x          |
+
 #include "PDOReporter.h"
 
 #include <gtest/gtest.h>
@@ -43,19 +44,19 @@ protected:
 
 TEST_F(PDOReporterTest, FirstTimeOutIsNoneYet) {
   timeOut();
-  EXPECT_EQ(output.str(), "RPDO 2: nothing received yet\n");
+  EXPECT_EQ("RPDO 2: nothing received yet\n", output.str());
 }
 
 TEST_F(PDOReporterTest, FirstFrameIsReported) {
   timeOut();
   takeOutput();
   receiveAfterTimeOut();
-  EXPECT_EQ(output.str(), "RPDO 2: receiving\n");
+  EXPECT_EQ("RPDO 2: receiving\n", output.str());
 }
 
 TEST_F(PDOReporterTest, UnmonitoredRPDOStartsWithItsFirstFrame) {
   receive();
-  EXPECT_EQ(output.str(), "RPDO 2: receiving\n");
+  EXPECT_EQ("RPDO 2: receiving\n", output.str());
 }
 
 TEST_F(PDOReporterTest, FurtherFramesAreNotReported) {
@@ -63,7 +64,7 @@ TEST_F(PDOReporterTest, FurtherFramesAreNotReported) {
   takeOutput();
   receive();
   receive();
-  EXPECT_EQ(output.str(), "");
+  EXPECT_EQ("", output.str());
 }
 
 TEST_F(PDOReporterTest, TimeOutAndReturnAreReportedEachTime) {
@@ -72,7 +73,7 @@ TEST_F(PDOReporterTest, TimeOutAndReturnAreReportedEachTime) {
   for (int i = 0; i < 2; ++i) {
     timeOut();
     receiveAfterTimeOut();
-    EXPECT_EQ(takeOutput(), "RPDO 2: reception timed out\nRPDO 2: receiving again\n");
+    EXPECT_EQ("RPDO 2: reception timed out\nRPDO 2: receiving again\n", takeOutput());
   }
 }
 
@@ -80,18 +81,18 @@ TEST_F(PDOReporterTest, TimeOutOfAnRPDOBuiltAnewIsNotReportedAgain) {
   timeOut();
   takeOutput();
   timeOut();
-  EXPECT_EQ(takeOutput(), "");
+  EXPECT_EQ("", takeOutput());
   receive();
   timeOut();
   takeOutput();
   timeOut();
-  EXPECT_EQ(takeOutput(), "");
+  EXPECT_EQ("", takeOutput());
 }
 
 TEST_F(PDOReporterTest, OtherRPDOsAreNotItsOwn) {
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_RECEIVED, RPDO_2 - 1);
   node.canopen().sendPDOEvent(KQ::PDO_EVENT_RX_TIMEOUT, RPDO_2 + 1);
-  EXPECT_EQ(output.str(), "");
+  EXPECT_EQ("", output.str());
 }
 
 }  // namespace

@@ -1,9 +1,14 @@
-// | covered                                                   | kind       |
-// |-----------------------------------------------------------|------------|
-// | defaults; every option with its lowest and highest value   | functional |
-// | --listen: forms of an address; not used with other ports   | functional |
-// | --help and --version                                       | functional |
-// | each wrong argument: one line that names the option        | robustness |
+// Covers: the command line of the panel.
+//
+// | subject                                | functional                         | robustness                     |
+// |----------------------------------------|------------------------------------|--------------------------------|
+// | defaults; every option with its lowest | x                                  |                                |
+// | and highest value                      |                                    |                                |
+// | --listen                               | forms of an address; not used with |                                |
+// |                                        | other ports                        |                                |
+// | --help and --version                   | x                                  |                                |
+// | each wrong argument                    |                                    | one line that names the option |
+
 #include "PanelOptions.h"
 
 #include <gtest/gtest.h>
@@ -31,49 +36,49 @@ std::string getError(const std::vector<const char*>& arguments) {
 
 TEST(PanelOptions, DefaultsAreTheEmbeddedBusOnTheLoopbackAddress) {
   const PanelOptions options = parse({});
-  EXPECT_EQ(options.can, "virtual:bus0");
+  EXPECT_EQ("virtual:bus0", options.can);
   ASSERT_TRUE(options.listen);
-  EXPECT_EQ(options.listen->host, "127.0.0.1");
-  EXPECT_EQ(options.listen->port, 29536);
-  EXPECT_EQ(options.nodeID, 5);
-  EXPECT_EQ(options.heartbeat, 1000);
-  EXPECT_EQ(options.sdoTimeout, 100);
-  EXPECT_EQ(options.bitRate, 250000);
+  EXPECT_EQ("127.0.0.1", options.listen->host);
+  EXPECT_EQ(29536, options.listen->port);
+  EXPECT_EQ(5, options.nodeID);
+  EXPECT_EQ(1000, options.heartbeat);
+  EXPECT_EQ(100, options.sdoTimeout);
+  EXPECT_EQ(250000, options.bitRate);
   EXPECT_FALSE(options.peer);
   EXPECT_FALSE(options.autostart);
   EXPECT_FALSE(options.app);
   EXPECT_FALSE(options.trace);
-  EXPECT_EQ(options.traceSize, 0U);
-  EXPECT_EQ(options.traceFiles, 4U);
-  EXPECT_EQ(options.cycle, 1000);
+  EXPECT_EQ(0U, options.traceSize);
+  EXPECT_EQ(4U, options.traceFiles);
+  EXPECT_EQ(1000, options.cycle);
   EXPECT_FALSE(options.quiet);
-  EXPECT_EQ(options.information, "");
+  EXPECT_EQ("", options.information);
 }
 
 TEST(PanelOptions, LowestNumbersAreTaken) {
   const PanelOptions options =
       parse({"--node-id", "1", "--heartbeat", "0", "--sdo-timeout", "1", "--cycle", "1", "--bit-rate", "10000"});
-  EXPECT_EQ(options.nodeID, 1);
-  EXPECT_EQ(options.sdoTimeout, 1);
-  EXPECT_EQ(options.bitRate, 10000);
-  EXPECT_EQ(options.heartbeat, 0);
-  EXPECT_EQ(options.cycle, 1);
+  EXPECT_EQ(1, options.nodeID);
+  EXPECT_EQ(1, options.sdoTimeout);
+  EXPECT_EQ(10000, options.bitRate);
+  EXPECT_EQ(0, options.heartbeat);
+  EXPECT_EQ(1, options.cycle);
 }
 
 TEST(PanelOptions, HighestNumbersAreTaken) {
   const PanelOptions options = parse({"--node-id", "127", "--heartbeat", "65535", "--sdo-timeout", "65535", "--cycle",
                                       "1000", "--bit-rate", "1000000"});
-  EXPECT_EQ(options.nodeID, 127);
-  EXPECT_EQ(options.sdoTimeout, 65535);
-  EXPECT_EQ(options.bitRate, 1000000);
-  EXPECT_EQ(options.heartbeat, 65535);
-  EXPECT_EQ(options.cycle, 1000);
+  EXPECT_EQ(127, options.nodeID);
+  EXPECT_EQ(65535, options.sdoTimeout);
+  EXPECT_EQ(1000000, options.bitRate);
+  EXPECT_EQ(65535, options.heartbeat);
+  EXPECT_EQ(1000, options.cycle);
 }
 
 TEST(PanelOptions, PeerIsAnyOtherNode) {
-  EXPECT_EQ(parse({"--peer", "1"}).peer, 1);
-  EXPECT_EQ(parse({"--peer", "127"}).peer, 127);
-  EXPECT_EQ(parse({"--peer", "5", "--node-id", "6"}).peer, 5);
+  EXPECT_EQ(1, parse({"--peer", "1"}).peer);
+  EXPECT_EQ(127, parse({"--peer", "127"}).peer);
+  EXPECT_EQ(5, parse({"--peer", "5", "--node-id", "6"}).peer);
 }
 
 TEST(PanelOptions, PageIsServedNowhereUntilAskedFor) {
@@ -83,12 +88,12 @@ TEST(PanelOptions, PageIsServedNowhereUntilAskedFor) {
 TEST(PanelOptions, PageIsServedWhereItIsAskedFor) {
   const auto named = parse({"--http", "[::1]:8080"}).http;
   ASSERT_TRUE(named);
-  EXPECT_EQ(named->host, "::1");
-  EXPECT_EQ(named->port, 8080);
+  EXPECT_EQ("::1", named->host);
+  EXPECT_EQ(8080, named->port);
   const auto anyPort = parse({"--http", ":0", "--can", "socketcan:can0"}).http;
   ASSERT_TRUE(anyPort);
-  EXPECT_EQ(anyPort->host, "");
-  EXPECT_EQ(anyPort->port, 0);
+  EXPECT_EQ("", anyPort->host);
+  EXPECT_EQ(0, anyPort->port);
 }
 
 TEST(PanelOptions, FlagsAreOffUntilGiven) {
@@ -99,22 +104,22 @@ TEST(PanelOptions, FlagsAreOffUntilGiven) {
 
 TEST(PanelOptions, FilesAreTakenAsTheyStand) {
   const PanelOptions options = parse({"--app", "my app.eds", "--trace=trace.log"});
-  EXPECT_EQ(options.app, "my app.eds");
-  EXPECT_EQ(options.trace, "trace.log");
+  EXPECT_EQ("my app.eds", options.app);
+  EXPECT_EQ("trace.log", options.trace);
 }
 
 TEST(PanelOptions, TraceHasASizeAndOldFiles) {
   const PanelOptions lowest = parse({"--trace", "trace.log", "--trace-size", "1", "--trace-files", "1"});
-  EXPECT_EQ(lowest.traceSize, 1U);
-  EXPECT_EQ(lowest.traceFiles, 1U);
+  EXPECT_EQ(1U, lowest.traceSize);
+  EXPECT_EQ(1U, lowest.traceFiles);
   const PanelOptions highest = parse({"--trace", "trace.log", "--trace-size", "1048576", "--trace-files", "1000"});
-  EXPECT_EQ(highest.traceSize, 1048576U);
-  EXPECT_EQ(highest.traceFiles, 1000U);
+  EXPECT_EQ(1048576U, highest.traceSize);
+  EXPECT_EQ(1000U, highest.traceFiles);
 }
 
 TEST(PanelOptions, DescriptionIsCheckedOrExportedWhereItIsAskedFor) {
-  EXPECT_EQ(parse({"--check", "my app.eds"}).check, "my app.eds");
-  EXPECT_EQ(parse({"--export", "out.eds"}).exported, "out.eds");
+  EXPECT_EQ("my app.eds", parse({"--check", "my app.eds"}).check);
+  EXPECT_EQ("out.eds", parse({"--export", "out.eds"}).exported);
   EXPECT_FALSE(parse({}).check);
   EXPECT_FALSE(parse({}).exported);
 }
@@ -138,12 +143,12 @@ TEST(PanelOptions, HelpNamesEveryOption) {
   for (const char* const option : {"--can", "--listen", "--node-id", "--heartbeat", "--sdo-timeout", "--bit-rate",
                                    "--peer", "--autostart", "--app", "--check", "--export", "--http", "--trace",
                                    "--trace-size", "--trace-files", "--cycle", "--quiet", "--help", "--version"}) {
-    EXPECT_NE(help.find(option), std::string::npos) << option;
+    EXPECT_NE(std::string::npos, help.find(option)) << option;
   }
 }
 
 TEST(PanelOptions, VersionNamesTheProgram) {
-  EXPECT_EQ(parse({"--version"}).information.rfind("tavo-panel ", 0), 0U);
+  EXPECT_EQ(0U, parse({"--version"}).information.rfind("tavo-panel ", 0));
 }
 
 struct AddressCase {
@@ -157,8 +162,8 @@ class PanelListenAddress : public testing::TestWithParam<AddressCase> {};
 
 TEST_P(PanelListenAddress, IsSplitIntoHostAndPort) {
   const PanelOptions options = parse({"--listen", GetParam().text});
-  EXPECT_EQ(options.listen->host, GetParam().host);
-  EXPECT_EQ(options.listen->port, GetParam().port);
+  EXPECT_EQ(GetParam().host, options.listen->host);
+  EXPECT_EQ(GetParam().port, options.listen->port);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, PanelListenAddress,
@@ -179,8 +184,8 @@ class PanelWrongArgument : public testing::TestWithParam<WrongCase> {};
 
 TEST_P(PanelWrongArgument, IsReportedInOneLine) {
   const std::string error = getError(GetParam().arguments);
-  EXPECT_NE(error.find(GetParam().reason), std::string::npos) << error;
-  EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+  EXPECT_NE(std::string::npos, error.find(GetParam().reason)) << error;
+  EXPECT_EQ(std::string::npos, error.find('\n')) << error;
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,6 +1,9 @@
-// | covered                                             | kind       |
-// |-----------------------------------------------------|------------|
-// | wait between two cycles against the time to the next work and the limit | functional |
+// Covers: how long the loop may sleep.
+//
+// | subject                                                                 | functional | robustness |
+// |-------------------------------------------------------------------------|------------|------------|
+// | wait between two cycles against the time to the next work and the limit | x          |            |
+
 #include "Panel.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +20,7 @@ struct WaitCase {
 class PanelWaitTime : public testing::TestWithParam<WaitCase> {};
 
 TEST_P(PanelWaitTime, IsTheTimeToTheNextWorkWithinItsLimits) {
-  EXPECT_EQ(panel::Panel::getWaitTime(GetParam().nextWork, GetParam().longest), GetParam().wait);
+  EXPECT_EQ(GetParam().wait, panel::Panel::getWaitTime(GetParam().nextWork, GetParam().longest));
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, PanelWaitTime,

@@ -1,9 +1,16 @@
-// | covered                                                                    | kind       |
-// |----------------------------------------------------------------------------|------------|
-// | lines reach the descriptor, whole, one by one and at the end               | functional |
-// | a pipe that is full: lines are dropped and counted, and told of afterwards | robustness |
-// | a line that is longer than the pipe has room is ended before the next      | robustness |
-// | makeNonBlocking: pipe, socket, file, closed descriptor; others keep theirs | functional |
+// Covers: lines for a descriptor that need not take them at once.
+//
+// | subject                             | functional                     | robustness                         |
+// |-------------------------------------|--------------------------------|------------------------------------|
+// | lines reach the descriptor, whole,  | x                              |                                    |
+// | one by one and at the end           |                                |                                    |
+// | a pipe that is full                 |                                | lines are dropped and counted, and |
+// |                                     |                                | told of afterwards                 |
+// | a line that is longer than the pipe |                                | x                                  |
+// | has room is ended before the next   |                                |                                    |
+// | makeNonBlocking                     | pipe, socket, file, closed     |                                    |
+// |                                     | descriptor; others keep theirs |                                    |
+
 #include "PatientOutput.h"
 
 #include <fcntl.h>
@@ -23,7 +30,7 @@ namespace {
 class PatientLines : public testing::Test {
 protected:
   PatientLines() {
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    EXPECT_EQ(0, pipe2(ends, O_CLOEXEC | O_NONBLOCK));
     fcntl(ends[0], F_SETPIPE_SZ, 4096);
   }
   ~PatientLines() override {
@@ -53,18 +60,18 @@ TEST_F(PatientLines, LineGoesOutWhenItIsFlushed) {
   panel::LineDropper lines(ends[1], "it");
   std::ostream stream(&lines);
   stream << "state " << 5 << '\n';
-  EXPECT_EQ(readAll(), "");
+  EXPECT_EQ("", readAll());
   stream.flush();
-  EXPECT_EQ(readAll(), "state 5\n");
+  EXPECT_EQ("state 5\n", readAll());
 }
 
 TEST_F(PatientLines, LineWithoutItsEndWaitsForIt) {
   panel::LineDropper lines(ends[1], "it");
   std::ostream stream(&lines);
   stream << "state " << std::flush;
-  EXPECT_EQ(readAll(), "");
+  EXPECT_EQ("", readAll());
   stream << 5 << std::endl;
-  EXPECT_EQ(readAll(), "state 5\n");
+  EXPECT_EQ("state 5\n", readAll());
 }
 
 TEST_F(PatientLines, LineWithoutItsEndGoesOutInTheEnd) {
@@ -72,7 +79,7 @@ TEST_F(PatientLines, LineWithoutItsEndGoesOutInTheEnd) {
     panel::LineDropper lines(ends[1], "it");
     std::ostream(&lines) << "state";
   }
-  EXPECT_EQ(readAll(), "state\n");
+  EXPECT_EQ("state\n", readAll());
 }
 
 TEST_F(PatientLines, LinesWithoutRoomAreDroppedAndCounted) {
@@ -81,7 +88,7 @@ TEST_F(PatientLines, LinesWithoutRoomAreDroppedAndCounted) {
   std::ostream stream(&lines);
   stream << "one\ntwo\n" << std::flush << "three" << std::endl;
   EXPECT_TRUE(stream.good());
-  EXPECT_EQ(lines.getDroppedLines(), 3U);
+  EXPECT_EQ(3U, lines.getDroppedLines());
 }
 
 TEST_F(PatientLines, WhatIsMissingIsToldBeforeTheNextLine) {
@@ -91,8 +98,8 @@ TEST_F(PatientLines, WhatIsMissingIsToldBeforeTheNextLine) {
   stream << "one\ntwo\n" << std::flush;
   readAll();
   stream << "three" << std::endl;
-  EXPECT_EQ(readAll(), "tavo-panel: 2 lines are missing here, it was not read\nthree\n");
-  EXPECT_EQ(lines.getDroppedLines(), 0U);
+  EXPECT_EQ("tavo-panel: 2 lines are missing here, it was not read\nthree\n", readAll());
+  EXPECT_EQ(0U, lines.getDroppedLines());
 }
 
 TEST_F(PatientLines, WhatIsMissingIsToldWithoutANextLine) {
@@ -102,7 +109,7 @@ TEST_F(PatientLines, WhatIsMissingIsToldWithoutANextLine) {
   stream << "one" << std::endl;
   readAll();
   stream.flush();
-  EXPECT_EQ(readAll(), "tavo-panel: 1 lines are missing here, it was not read\n");
+  EXPECT_EQ("tavo-panel: 1 lines are missing here, it was not read\n", readAll());
 }
 
 TEST_F(PatientLines, LineThatIsBegunIsEndedBeforeTheNext) {
@@ -113,7 +120,7 @@ TEST_F(PatientLines, LineThatIsBegunIsEndedBeforeTheNext) {
   const std::string begin = readAll();
   ASSERT_LT(begin.size(), longLine.size());
   stream << "next" << std::endl;
-  EXPECT_EQ(begin + readAll(), longLine + "\nnext\n");
+  EXPECT_EQ(longLine + "\nnext\n", begin + readAll());
 }
 
 TEST_F(PatientLines, ReaderThatIsGoneDoesNoHarm) {
@@ -125,7 +132,7 @@ TEST_F(PatientLines, ReaderThatIsGoneDoesNoHarm) {
     std::ostream stream(&lines);
     stream << "one" << std::endl;
     EXPECT_TRUE(stream.good());
-    EXPECT_EQ(lines.getDroppedLines(), 1U);
+    EXPECT_EQ(1U, lines.getDroppedLines());
   }
   std::signal(SIGPIPE, handler);
 }
@@ -136,14 +143,14 @@ bool isNonBlocking(int descriptor) {
 
 TEST(NonBlocking, PipeIsForThisDescriptorOnly) {
   int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(0, pipe(ends));
   const int shared = dup(ends[1]);
   panel::makeNonBlocking(ends[1]);
   EXPECT_TRUE(isNonBlocking(ends[1]));
   EXPECT_FALSE(isNonBlocking(shared));
-  EXPECT_EQ(write(ends[1], "x", 1), 1);
+  EXPECT_EQ(1, write(ends[1], "x", 1));
   char letter = 0;
-  EXPECT_EQ(read(ends[0], &letter, 1), 1);
+  EXPECT_EQ(1, read(ends[0], &letter, 1));
   for (const int descriptor : {ends[0], ends[1], shared}) {
     close(descriptor);
   }
@@ -151,7 +158,7 @@ TEST(NonBlocking, PipeIsForThisDescriptorOnly) {
 
 TEST(NonBlocking, SocketIs) {
   int ends[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
   panel::makeNonBlocking(ends[1]);
   EXPECT_TRUE(isNonBlocking(ends[1]));
   close(ends[0]);
@@ -161,11 +168,11 @@ TEST(NonBlocking, SocketIs) {
 TEST(NonBlocking, FileKeepsItsPlace) {
   const test::TemporaryDirectory directory;
   const int file = open("log", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_EQ(write(file, "before ", 7), 7);
+  ASSERT_EQ(7, write(file, "before ", 7));
   panel::makeNonBlocking(file);
-  ASSERT_EQ(write(file, "after", 5), 5);
+  ASSERT_EQ(5, write(file, "after", 5));
   close(file);
-  EXPECT_EQ(directory.read("log"), "before after");
+  EXPECT_EQ("before after", directory.read("log"));
 }
 
 TEST(NonBlocking, ClosedDescriptorDoesNoHarm) {

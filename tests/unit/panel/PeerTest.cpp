@@ -1,14 +1,19 @@
-// Node 5 with a peer, node 6, whose SDO server the test plays: frames as they stand on the bus.
+// Covers: node 5 with a peer, node 6, whose SDO server the test plays: frames as they stand on the bus.
 //
-// | covered                                                              | kind       |
-// |----------------------------------------------------------------------|------------|
-// | objects of the peer and of the command, SDO channel, consumer entry   | functional |
-// | reading: at once, about once a second, a long text less often         | functional |
-// | commands: number and text, once, mirrored when confirmed              | functional |
-// | presence by heartbeat                                                 | functional |
-// | a peer that does not answer, that refuses, that returns               | robustness |
-// | two commands at once, reset of the node, writes of other users        | robustness |
-// | a long time-out, the wrap of the clock                                | robustness |
+// | subject                                         | functional                                     | robustness |
+// |-------------------------------------------------|------------------------------------------------|------------|
+// | objects of the peer and of the command, SDO     | x                                              |            |
+// | channel, consumer entry                         |                                                |            |
+// | reading                                         | at once, about once a second, a long text less |            |
+// |                                                 | often                                          |            |
+// | commands                                        | number and text, once, mirrored when confirmed |            |
+// | presence by heartbeat                           | x                                              |            |
+// | a peer that does not answer, that refuses, that |                                                | x          |
+// | returns                                         |                                                |            |
+// | two commands at once, reset of the node, writes |                                                | x          |
+// | of other users                                  |                                                |            |
+// | a long time-out, the wrap of the clock          |                                                | x          |
+
 #include "Peer.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +45,7 @@ protected:
     peer.bind(node.canopen());
   }
 
-  /// What the panel's loop does: the peer's turn, then a cycle of the node.
+  // What the panel's loop does: the peer's turn, then a cycle of the node.
   Frames loop() {
     peer.update();
     return node.cycle();
@@ -57,14 +62,14 @@ protected:
     return frames;
   }
 
-  /// Up to the first answers of the peer: set point 60.0 degC, text "abc".
+  // Up to the first answers of the peer: set point 60.0 degC, text "abc".
   void boot() {
     loop();
     loop();
     answerReads();
   }
 
-  /// Answers a read of the set point that is under way, and the read of the text behind it.
+  // Answers a read of the set point that is under way, and the read of the text behind it.
   void answerReads() {
     node.receive("586#4B 00 20 02 58 02 00 00");
     loop();
@@ -101,9 +106,9 @@ class PeerObjects : public PeerTest, public testing::WithParamInterface<ObjectCa
 TEST_P(PeerObjects, HaveTypeAndAccess) {
   const KQ::ObjectDictionarySubEntry* const entry =
       node.dictionary().getSubentry(GetParam().index, GetParam().subIndex);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->dataType, GetParam().dataType);
-  EXPECT_EQ(entry->accessType, GetParam().access);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(GetParam().dataType, entry->dataType);
+  EXPECT_EQ(GetParam().access, entry->accessType);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -118,30 +123,30 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(PeerTest, BothObjectsAreRecordsThatCountTheirSubIndexes) {
-  EXPECT_EQ(node.dictionary().getEntry(Peer::PEER)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(node.dictionary().getEntry(Peer::COMMAND)->objectType, KQ::OBJECT_TYPE_RECORD);
-  EXPECT_EQ(number(Peer::PEER, 0), 3);
-  EXPECT_EQ(number(Peer::COMMAND, 0), 2);
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(Peer::PEER)->objectType);
+  EXPECT_EQ(KQ::OBJECT_TYPE_RECORD, node.dictionary().getEntry(Peer::COMMAND)->objectType);
+  EXPECT_EQ(3, number(Peer::PEER, 0));
+  EXPECT_EQ(2, number(Peer::COMMAND, 0));
 }
 
 TEST_F(PeerTest, ChannelAndConsumerAreInTheDictionary) {
   boot();
-  EXPECT_EQ(node.receive("605#40 80 12 01 00 00 00 00"), Frames{"585#43 80 12 01 06 06 00 00"});
-  EXPECT_EQ(node.receive("605#40 80 12 02 00 00 00 00"), Frames{"585#43 80 12 02 86 05 00 00"});
-  EXPECT_EQ(node.receive("605#40 16 10 01 00 00 00 00"), Frames{"585#43 16 10 01 D0 07 06 00"});
+  EXPECT_EQ(Frames{"585#43 80 12 01 06 06 00 00"}, node.receive("605#40 80 12 01 00 00 00 00"));
+  EXPECT_EQ(Frames{"585#43 80 12 02 86 05 00 00"}, node.receive("605#40 80 12 02 00 00 00 00"));
+  EXPECT_EQ(Frames{"585#43 16 10 01 D0 07 06 00"}, node.receive("605#40 16 10 01 00 00 00 00"));
 }
 
 // ---- reading
 
 TEST_F(PeerTest, IsReadAsSoonAsTheNodeHasBooted) {
-  EXPECT_EQ(loop(), Frames{"705#00"});
-  EXPECT_EQ(loop(), Frames{READ_SET_POINT});
+  EXPECT_EQ(Frames{"705#00"}, loop());
+  EXPECT_EQ(Frames{READ_SET_POINT}, loop());
   node.receive("586#4B 00 20 02 84 03 00 00");
-  EXPECT_EQ(loop(), Frames{READ_TEXT});
+  EXPECT_EQ(Frames{READ_TEXT}, loop());
   node.receive("586#43 01 20 00 61 62 63 64");
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 900);
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "abcd");
-  EXPECT_EQ(console.str(), "");
+  EXPECT_EQ(900, number(Peer::PEER, Peer::SUB_SET_POINT));
+  EXPECT_EQ("abcd", text(Peer::PEER, Peer::SUB_TEXT));
+  EXPECT_EQ("", console.str());
 }
 
 TEST_F(PeerTest, TextOfMoreThanFourCharactersIsReadInSegments) {
@@ -149,40 +154,40 @@ TEST_F(PeerTest, TextOfMoreThanFourCharactersIsReadInSegments) {
   loop();
   node.receive("586#4B 00 20 02 58 02 00 00");
   loop();
-  EXPECT_EQ(node.receive("586#41 01 20 00 08 00 00 00"), Frames{"606#60 00 00 00 00 00 00 00"});
-  EXPECT_EQ(node.receive("586#00 41 42 43 44 45 46 47"), Frames{"606#70 00 00 00 00 00 00 00"});
+  EXPECT_EQ(Frames{"606#60 00 00 00 00 00 00 00"}, node.receive("586#41 01 20 00 08 00 00 00"));
+  EXPECT_EQ(Frames{"606#70 00 00 00 00 00 00 00"}, node.receive("586#00 41 42 43 44 45 46 47"));
   node.receive("586#1D 48 00 00 00 00 00 00");
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "ABCDEFGH");
+  EXPECT_EQ("ABCDEFGH", text(Peer::PEER, Peer::SUB_TEXT));
 }
 
 TEST_F(PeerTest, MasterReadsThePresentValues) {
   boot();
-  EXPECT_EQ(node.receive("605#40 00 21 01 00 00 00 00"), Frames{"585#4B 00 21 01 58 02 00 00"});
-  EXPECT_EQ(node.receive("605#40 00 21 02 00 00 00 00"), Frames{"585#47 00 21 02 61 62 63 00"});
+  EXPECT_EQ(Frames{"585#4B 00 21 01 58 02 00 00"}, node.receive("605#40 00 21 01 00 00 00 00"));
+  EXPECT_EQ(Frames{"585#47 00 21 02 61 62 63 00"}, node.receive("605#40 00 21 02 00 00 00 00"));
 }
 
 TEST_F(PeerTest, IsReadAboutOnceASecond) {
   boot();
-  EXPECT_EQ(run(PERIOD - 1), Frames{});
-  EXPECT_EQ(run(1), Frames{READ_SET_POINT});
+  EXPECT_EQ(Frames{}, run(PERIOD - 1));
+  EXPECT_EQ(Frames{READ_SET_POINT}, run(1));
 }
 
 TEST_F(PeerTest, LongTextIsReadLessOften) {
   boot();
   run(PERIOD);  // reads the set point, and by then the text is known to have 3 characters
   answerReads();
-  EXPECT_EQ(run(PERIOD - 1), Frames{});
-  EXPECT_EQ(run(1), Frames{READ_SET_POINT});
+  EXPECT_EQ(Frames{}, run(PERIOD - 1));
+  EXPECT_EQ(Frames{READ_SET_POINT}, run(1));
   node.receive("586#4B 00 20 02 58 02 00 00");
-  EXPECT_EQ(run(3 * Peer::PERIOD_PER_CHARACTER_MS - 1), Frames{});
-  EXPECT_EQ(run(1), Frames{READ_TEXT});
+  EXPECT_EQ(Frames{}, run(3 * Peer::PERIOD_PER_CHARACTER_MS - 1));
+  EXPECT_EQ(Frames{READ_TEXT}, run(1));
 }
 
 TEST_F(PeerTest, SilentPeerIsReportedOnceForEachValue) {
   loop();
   loop();
   run(10000);
-  EXPECT_EQ(console.str(), "peer: set point not readable\npeer: device text not readable\n");
+  EXPECT_EQ("peer: set point not readable\npeer: device text not readable\n", console.str());
   EXPECT_FALSE(KQ::KQDEI::instance()->isValid(Peer::PEER, Peer::SUB_SET_POINT));
   EXPECT_FALSE(KQ::KQDEI::instance()->isValid(Peer::PEER, Peer::SUB_TEXT));
 }
@@ -190,8 +195,8 @@ TEST_F(PeerTest, SilentPeerIsReportedOnceForEachValue) {
 TEST_F(PeerTest, SilentPeerIsGivenUpAfterTheSDOTimeout) {
   loop();
   loop();
-  EXPECT_EQ(run(100), Frames{});
-  EXPECT_EQ(run(1), (Frames{"586#80 00 20 02 00 00 04 05", READ_TEXT}));
+  EXPECT_EQ(Frames{}, run(100));
+  EXPECT_EQ((Frames{"586#80 00 20 02 00 00 04 05", READ_TEXT}), run(1));
 }
 
 TEST_F(PeerTest, ValuesThatReturnAreReportedOnce) {
@@ -202,21 +207,21 @@ TEST_F(PeerTest, ValuesThatReturnAreReportedOnce) {
   run(PERIOD - 300);
   answerReads();
   run(5);
-  EXPECT_EQ(console.str(), "peer: set point readable again\npeer: device text readable again\n");
+  EXPECT_EQ("peer: set point readable again\npeer: device text readable again\n", console.str());
 }
 
 TEST_F(PeerTest, LastValueStaysWhenThePeerIsGone) {
   boot();
   run(5000);
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 600);
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "abc");
+  EXPECT_EQ(600, number(Peer::PEER, Peer::SUB_SET_POINT));
+  EXPECT_EQ("abc", text(Peer::PEER, Peer::SUB_TEXT));
 }
 
 class PeerWithLongTimeout : public PeerTest {
 protected:
   PeerWithLongTimeout() : PeerTest(2000) {}
 
-  /// Answers every read that was queued, as a peer does that is back.
+  // Answers every read that was queued, as a peer does that is back.
   int answerQueuedReads() {
     int reads = 0;
     for (Frames frames = node.cycle(); !frames.empty(); frames = node.cycle()) {
@@ -239,19 +244,19 @@ TEST_F(PeerWithLongTimeout, IsNotAskedFasterThanReadsCanFail) {
 
 TEST_F(PeerTest, WrittenSetPointIsSentOnce) {
   boot();
-  EXPECT_EQ(node.receive("605#2B 01 21 01 84 03 00 00"), Frames{"585#60 01 21 01 00 00 00 00"});
-  EXPECT_EQ(loop(), Frames{"606#2B 00 20 02 84 03 00 00"});
-  EXPECT_EQ(loop(), Frames{});
-  EXPECT_EQ(number(Peer::COMMAND, Peer::SUB_SET_POINT), Peer::IDLE);
+  EXPECT_EQ(Frames{"585#60 01 21 01 00 00 00 00"}, node.receive("605#2B 01 21 01 84 03 00 00"));
+  EXPECT_EQ(Frames{"606#2B 00 20 02 84 03 00 00"}, loop());
+  EXPECT_EQ(Frames{}, loop());
+  EXPECT_EQ(Peer::IDLE, number(Peer::COMMAND, Peer::SUB_SET_POINT));
 }
 
 TEST_F(PeerTest, SetPointChangesHereWithThePeersConfirmation) {
   boot();
   node.receive("605#2B 01 21 01 84 03 00 00");
   loop();
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 600);
+  EXPECT_EQ(600, number(Peer::PEER, Peer::SUB_SET_POINT));
   node.receive("586#60 00 20 02 00 00 00 00");
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 900);
+  EXPECT_EQ(900, number(Peer::PEER, Peer::SUB_SET_POINT));
 }
 
 TEST_F(PeerTest, SameSetPointIsSentAgainWhenItIsWrittenAgain) {
@@ -260,7 +265,7 @@ TEST_F(PeerTest, SameSetPointIsSentAgainWhenItIsWrittenAgain) {
   loop();
   node.receive("586#60 00 20 02 00 00 00 00");
   node.receive("605#2B 01 21 01 84 03 00 00");
-  EXPECT_EQ(loop(), Frames{"606#2B 00 20 02 84 03 00 00"});
+  EXPECT_EQ(Frames{"606#2B 00 20 02 84 03 00 00"}, loop());
 }
 
 TEST_F(PeerTest, RefusedSetPointLeavesTheValueHere) {
@@ -268,61 +273,61 @@ TEST_F(PeerTest, RefusedSetPointLeavesTheValueHere) {
   node.receive("605#2B 01 21 01 14 05 00 00");
   loop();
   node.receive("586#80 00 20 02 30 00 09 06");
-  EXPECT_EQ(run(200), Frames{});
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 600);
+  EXPECT_EQ(Frames{}, run(200));
+  EXPECT_EQ(600, number(Peer::PEER, Peer::SUB_SET_POINT));
 }
 
 TEST_F(PeerTest, UnconfirmedSetPointIsAborted) {
   boot();
   node.receive("605#2B 01 21 01 84 03 00 00");
   loop();
-  EXPECT_EQ(run(100), Frames{});
-  EXPECT_EQ(run(1), Frames{"606#80 00 20 02 00 00 04 05"});
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_SET_POINT), 600);
+  EXPECT_EQ(Frames{}, run(100));
+  EXPECT_EQ(Frames{"606#80 00 20 02 00 00 04 05"}, run(1));
+  EXPECT_EQ(600, number(Peer::PEER, Peer::SUB_SET_POINT));
 }
 
 TEST_F(PeerTest, ShortTextIsSentExpedited) {
   boot();
   node.receive("605#27 01 21 02 58 59 5A 00");
-  EXPECT_EQ(loop(), Frames{"606#27 01 20 00 58 59 5A 00"});
+  EXPECT_EQ(Frames{"606#27 01 20 00 58 59 5A 00"}, loop());
   node.receive("586#60 01 20 00 00 00 00 00");
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "XYZ");
-  EXPECT_EQ(text(Peer::COMMAND, Peer::SUB_TEXT), "");
+  EXPECT_EQ("XYZ", text(Peer::PEER, Peer::SUB_TEXT));
+  EXPECT_EQ("", text(Peer::COMMAND, Peer::SUB_TEXT));
 }
 
 TEST_F(PeerTest, LongTextIsSentInSegments) {
   boot();
   KQ::KQDEI::instance()->setVariableValue(Peer::COMMAND, Peer::SUB_TEXT, std::string("Line three"), true, true);
-  EXPECT_EQ(loop(), Frames{"606#21 01 20 00 0A 00 00 00"});
-  EXPECT_EQ(node.receive("586#60 01 20 00 00 00 00 00"), Frames{"606#00 4C 69 6E 65 20 74 68"});
-  EXPECT_EQ(node.receive("586#20 00 00 00 00 00 00 00"), Frames{"606#19 72 65 65 00 00 00 00"});
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "abc");
-  EXPECT_EQ(node.receive("586#30 00 00 00 00 00 00 00"), Frames{});
-  EXPECT_EQ(text(Peer::PEER, Peer::SUB_TEXT), "Line three");
+  EXPECT_EQ(Frames{"606#21 01 20 00 0A 00 00 00"}, loop());
+  EXPECT_EQ(Frames{"606#00 4C 69 6E 65 20 74 68"}, node.receive("586#60 01 20 00 00 00 00 00"));
+  EXPECT_EQ(Frames{"606#19 72 65 65 00 00 00 00"}, node.receive("586#20 00 00 00 00 00 00 00"));
+  EXPECT_EQ("abc", text(Peer::PEER, Peer::SUB_TEXT));
+  EXPECT_EQ(Frames{}, node.receive("586#30 00 00 00 00 00 00 00"));
+  EXPECT_EQ("Line three", text(Peer::PEER, Peer::SUB_TEXT));
 }
 
 TEST_F(PeerTest, BothCommandsGoOutTogether) {
   boot();
   node.receive("605#2B 01 21 01 84 03 00 00");
   node.receive("605#2F 01 21 02 58 00 00 00");
-  EXPECT_EQ(loop(), (Frames{"606#2B 00 20 02 84 03 00 00", "606#2F 01 20 00 58 00 00 00"}));
+  EXPECT_EQ((Frames{"606#2B 00 20 02 84 03 00 00", "606#2F 01 20 00 58 00 00 00"}), loop());
 }
 
 TEST_F(PeerTest, ResetOfTheNodeSendsNoCommand) {
   boot();
   node.receive("000#81 05");
   loop();
-  EXPECT_EQ(loop(), Frames{"705#00"});
-  EXPECT_EQ(run(50), Frames{});
+  EXPECT_EQ(Frames{"705#00"}, loop());
+  EXPECT_EQ(Frames{}, run(50));
 }
 
 TEST_F(PeerTest, RuntimeMayGiveCommandsOnly) {
   KQ::KQDEI& store = *KQ::KQDEI::instance();
   boot();
-  EXPECT_EQ(store.setVariableValue(Peer::COMMAND, Peer::SUB_SET_POINT, 900, true, true), 0);
-  EXPECT_EQ(loop(), Frames{"606#2B 00 20 02 84 03 00 00"});
-  EXPECT_EQ(store.setVariableValue(Peer::PEER, Peer::SUB_PRESENT, 1, true, true), 30);
-  EXPECT_EQ(store.setVariableValue(Peer::COMMAND, Peer::SUB_COUNT, 7, true, true), 23);
+  EXPECT_EQ(0, store.setVariableValue(Peer::COMMAND, Peer::SUB_SET_POINT, 900, true, true));
+  EXPECT_EQ(Frames{"606#2B 00 20 02 84 03 00 00"}, loop());
+  EXPECT_EQ(30, store.setVariableValue(Peer::PEER, Peer::SUB_PRESENT, 1, true, true));
+  EXPECT_EQ(23, store.setVariableValue(Peer::COMMAND, Peer::SUB_COUNT, 7, true, true));
 }
 
 TEST(PeerClock, ReadsGoOnAcrossTheWrapOfTheClock) {
@@ -334,40 +339,40 @@ TEST(PeerClock, ReadsGoOnAcrossTheWrapOfTheClock) {
   peer.bind(node.canopen());
   node.cycle();
   peer.update();
-  EXPECT_EQ(node.cycle(), Frames{READ_SET_POINT});
+  EXPECT_EQ(Frames{READ_SET_POINT}, node.cycle());
   node.receive("586#4B 00 20 02 58 02 00 00");
   node.cycle();
   node.receive("586#43 01 20 00 61 62 63 64");
   node.clock.advance(PERIOD - 1);
   peer.update();
-  EXPECT_EQ(node.cycle(), Frames{});
+  EXPECT_EQ(Frames{}, node.cycle());
   node.clock.advance(1);
   peer.update();
-  EXPECT_EQ(node.cycle(), Frames{READ_SET_POINT});
+  EXPECT_EQ(Frames{READ_SET_POINT}, node.cycle());
 }
 
 // ---- presence
 
 TEST_F(PeerTest, PresenceFollowsTheHeartbeat) {
   boot();
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_PRESENT), 0);
+  EXPECT_EQ(0, number(Peer::PEER, Peer::SUB_PRESENT));
   node.receive("706#7F");
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_PRESENT), 1);
+  EXPECT_EQ(1, number(Peer::PEER, Peer::SUB_PRESENT));
   run(Peer::HEARTBEAT_TIME_MS);
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_PRESENT), 1);
+  EXPECT_EQ(1, number(Peer::PEER, Peer::SUB_PRESENT));
   run(1);
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_PRESENT), 0);
+  EXPECT_EQ(0, number(Peer::PEER, Peer::SUB_PRESENT));
   node.receive("706#00");
-  EXPECT_EQ(number(Peer::PEER, Peer::SUB_PRESENT), 1);
+  EXPECT_EQ(1, number(Peer::PEER, Peer::SUB_PRESENT));
 }
 
 TEST_F(PeerTest, OtherSignalsAreNotItsOwn) {
   KQ::KQSignal other(6, 0x518, 7, 0);
   KQ::KQSignal state(6, 1700, PEER_NODE, 3);
   KQ::KQSignal variable(1, 0x518, PEER_NODE, 0);
-  EXPECT_EQ(peer.signalOccurred(other), 11);
-  EXPECT_EQ(peer.signalOccurred(state), 11);
-  EXPECT_EQ(peer.signalOccurred(variable), 11);
+  EXPECT_EQ(11, peer.signalOccurred(other));
+  EXPECT_EQ(11, peer.signalOccurred(state));
+  EXPECT_EQ(11, peer.signalOccurred(variable));
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
-// | covered                                        | kind       |
-// |------------------------------------------------|------------|
-// | periods by identifier, the oldest first         | functional |
-// | more periods and identifiers than are kept       | robustness |
+// Covers: the last periods of each identifier.
+//
+// | subject                                    | functional | robustness |
+// |--------------------------------------------|------------|------------|
+// | periods by identifier, the oldest first    | x          |            |
+// | more periods and identifiers than are kept |            | x          |
+
 #include "PeriodHistory.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +19,8 @@ TEST(PeriodHistory, PeriodsAreDifferencesOfTimes) {
     history.add(0x185, time);
     history.add(0x285, 2 * time);
   }
-  EXPECT_EQ(history.get(0x185), (std::vector<long long>{100, 250}));
-  EXPECT_EQ(history.get(0x285), (std::vector<long long>{200, 500}));
+  EXPECT_EQ((std::vector<long long>{100, 250}), history.get(0x185));
+  EXPECT_EQ((std::vector<long long>{200, 500}), history.get(0x285));
 }
 
 TEST(PeriodHistory, OneFrameMakesNoPeriod) {
@@ -34,9 +37,9 @@ TEST(PeriodHistory, TheLatestAreKeptInTheirOrder) {
     time += period;
   }
   const std::vector<long long> periods = history.get(0x185);
-  ASSERT_EQ(periods.size(), PeriodHistory::PERIODS);
-  EXPECT_EQ(periods.front(), 3);
-  EXPECT_EQ(periods.back(), static_cast<long long>(PeriodHistory::PERIODS) + 2);
+  ASSERT_EQ(PeriodHistory::PERIODS, periods.size());
+  EXPECT_EQ(3, periods.front());
+  EXPECT_EQ(static_cast<long long>(PeriodHistory::PERIODS) + 2, periods.back());
 }
 
 TEST(PeriodHistory, IdentifiersBeyondTheLastAreLeftOut) {
@@ -45,7 +48,7 @@ TEST(PeriodHistory, IdentifiersBeyondTheLastAreLeftOut) {
     history.add(identifier, 1);
     history.add(identifier, 2);
   }
-  EXPECT_EQ(history.get(PeriodHistory::IDENTIFIERS - 1).size(), 1U);
+  EXPECT_EQ(1U, history.get(PeriodHistory::IDENTIFIERS - 1).size());
   EXPECT_TRUE(history.get(PeriodHistory::IDENTIFIERS).empty());
 }
 

@@ -1,7 +1,10 @@
-// | covered                                              | kind       |
-// |------------------------------------------------------|------------|
-// | readers get what is new, each at his own pace         | functional |
-// | a new reader; a slow one, who is told what he missed   | robustness |
+// Covers: rows that several readers get.
+//
+// | subject                                              | functional | robustness |
+// |------------------------------------------------------|------------|------------|
+// | readers get what is new, each at his own pace        | x          |            |
+// | a new reader; a slow one, who is told what he missed |            | x          |
+
 #include "RowLog.h"
 
 #include <algorithm>
@@ -27,10 +30,10 @@ TEST(RowLog, ReaderGetsEachRowOnce) {
   RowLog::Position position;
   log.add("1");
   log.add("2");
-  EXPECT_EQ(log.read(position).rows, "1,2");
+  EXPECT_EQ("1,2", log.read(position).rows);
   log.add("3");
-  EXPECT_EQ(log.read(position).rows, "3");
-  EXPECT_EQ(log.read(position).rows, "");
+  EXPECT_EQ("3", log.read(position).rows);
+  EXPECT_EQ("", log.read(position).rows);
 }
 
 TEST(RowLog, NewReaderGetsTheLatestAndHasMissedNothing) {
@@ -38,8 +41,8 @@ TEST(RowLog, NewReaderGetsTheLatestAndHasMissedNothing) {
   addRows(log, RowLog::CAPACITY + 5);
   RowLog::Position position;
   const RowLog::Page page = log.read(position);
-  EXPECT_EQ(countRows(page), RowLog::ROWS_AT_ONCE);
-  EXPECT_EQ(page.missed, 0U);
+  EXPECT_EQ(RowLog::ROWS_AT_ONCE, countRows(page));
+  EXPECT_EQ(0U, page.missed);
 }
 
 TEST(RowLog, ReaderWhoKeepsUpMissesNothing) {
@@ -47,7 +50,7 @@ TEST(RowLog, ReaderWhoKeepsUpMissesNothing) {
   RowLog::Position position;
   log.read(position);
   addRows(log, RowLog::ROWS_AT_ONCE);
-  EXPECT_EQ(log.read(position).missed, 0U);
+  EXPECT_EQ(0U, log.read(position).missed);
 }
 
 TEST(RowLog, SlowReaderIsToldHowManyHeMissed) {
@@ -56,8 +59,8 @@ TEST(RowLog, SlowReaderIsToldHowManyHeMissed) {
   log.read(position);
   addRows(log, RowLog::ROWS_AT_ONCE + 1);
   const RowLog::Page page = log.read(position);
-  EXPECT_EQ(countRows(page), RowLog::ROWS_AT_ONCE);
-  EXPECT_EQ(page.missed, 1U);
+  EXPECT_EQ(RowLog::ROWS_AT_ONCE, countRows(page));
+  EXPECT_EQ(1U, page.missed);
 }
 
 TEST(RowLog, SlowReaderIsToldAlsoOfRowsThatHaveGone) {
@@ -65,7 +68,7 @@ TEST(RowLog, SlowReaderIsToldAlsoOfRowsThatHaveGone) {
   RowLog::Position position;
   log.read(position);
   addRows(log, 2 * RowLog::CAPACITY);
-  EXPECT_EQ(log.read(position).missed, 2 * RowLog::CAPACITY - RowLog::ROWS_AT_ONCE);
+  EXPECT_EQ(2 * RowLog::CAPACITY - RowLog::ROWS_AT_ONCE, log.read(position).missed);
 }
 
 }  // namespace

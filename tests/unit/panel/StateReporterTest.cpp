@@ -1,7 +1,10 @@
-// | covered                                   | kind       |
-// |-------------------------------------------|------------|
-// | the line of every state                   | functional |
-// | a number that is no state; other signals   | robustness |
+// Covers: the lines about the state of the node.
+//
+// | subject                                  | functional | robustness |
+// |------------------------------------------|------------|------------|
+// | the line of every state                  | x          |            |
+// | a number that is no state; other signals |            | x          |
+
 #include "StateReporter.h"
 
 #include <gtest/gtest.h>
@@ -23,8 +26,8 @@ TEST_P(StateReporterLine, NamesNodeAndState) {
   std::ostringstream output;
   panel::StateReporter reporter(output);
   KQ::KQSignal signal(6, 1700, 5, GetParam().state);
-  EXPECT_EQ(reporter.signalOccurred(signal), 0);
-  EXPECT_EQ(output.str(), GetParam().line);
+  EXPECT_EQ(0, reporter.signalOccurred(signal));
+  EXPECT_EQ(GetParam().line, output.str());
 }
 
 INSTANTIATE_TEST_SUITE_P(States, StateReporterLine,
@@ -43,9 +46,9 @@ TEST(StateReporter, OtherSignalsAreNotItsOwn) {
   panel::StateReporter reporter(output);
   KQ::KQSignal heartbeat(6, 1303, 5, 17);
   KQ::KQSignal variable(1, 1700, 5, 3);
-  EXPECT_EQ(reporter.signalOccurred(heartbeat), 11);
-  EXPECT_EQ(reporter.signalOccurred(variable), 11);
-  EXPECT_EQ(output.str(), "");
+  EXPECT_EQ(11, reporter.signalOccurred(heartbeat));
+  EXPECT_EQ(11, reporter.signalOccurred(variable));
+  EXPECT_EQ("", output.str());
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
-// | covered                                                          | kind       |
-// |------------------------------------------------------------------|------------|
-// | frames are observed from the first question on, and not before     | functional |
-// | they are counted, and told to observers with the names that are set | functional |
-// | the loop takes no more tasks: the next question tries again         | robustness |
+// Covers: the observation of all frames for who asks for it.
+//
+// | subject                                                             | functional | robustness                    |
+// |---------------------------------------------------------------------|------------|-------------------------------|
+// | frames are observed from the first question on, and not before      | x          |                               |
+// | they are counted, and told to observers with the names that are set | x          |                               |
+// | the loop takes no more tasks                                        |            | the next question tries again |
+
 #include "TrafficWatch.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +29,7 @@ public:
   const monitor::CommunicationObject* findCommunicationObject(unsigned int) const override { return nullptr; }
 };
 
-/// The server is not started: this thread is the protocol thread and the server's.
+// The server is not started: this thread is the protocol thread and the server's.
 class TrafficWatchTest : public testing::Test {
 protected:
   TrafficWatchTest() {
@@ -56,7 +59,7 @@ TEST_F(TrafficWatchTest, NothingIsObservedBeforeSomebodyAsks) {
   send("705#05");
   watch.drain();
   EXPECT_FALSE(watch.isWatching());
-  EXPECT_EQ(watch.getStatistics().getFrames(), 0U);
+  EXPECT_EQ(0U, watch.getStatistics().getFrames());
 }
 
 TEST_F(TrafficWatchTest, FramesAreObservedOnceTheLoopHasHeardOfIt) {
@@ -66,8 +69,8 @@ TEST_F(TrafficWatchTest, FramesAreObservedOnceTheLoopHasHeardOfIt) {
   send("706#05");
   watch.drain();
   EXPECT_TRUE(watch.isWatching());
-  EXPECT_EQ(watch.getStatistics().getFrames(), 1U);
-  EXPECT_EQ(lines, std::vector<std::string>{"heartbeat "});
+  EXPECT_EQ(1U, watch.getStatistics().getFrames());
+  EXPECT_EQ(std::vector<std::string>{"heartbeat "}, lines);
 }
 
 TEST_F(TrafficWatchTest, NamesAreThoseThatWereSet) {
@@ -76,7 +79,7 @@ TEST_F(TrafficWatchTest, NamesAreThoseThatWereSet) {
   tasks.serve();
   send("605#40 00 20 01 00 00 00 00");
   watch.drain();
-  EXPECT_EQ(lines, std::vector<std::string>{"SDO request 0x2000/1 Speed"});
+  EXPECT_EQ(std::vector<std::string>{"SDO request 0x2000/1 Speed"}, lines);
 }
 
 TEST_F(TrafficWatchTest, FramesThatNobodyHadTimeForAreCounted) {
@@ -86,8 +89,8 @@ TEST_F(TrafficWatchTest, FramesThatNobodyHadTimeForAreCounted) {
     send("705#05");
   }
   watch.drain();
-  EXPECT_EQ(watch.getLost(), 7U);
-  EXPECT_EQ(watch.getStatistics().getFrames(), panel::FrameLog::CAPACITY);
+  EXPECT_EQ(7U, watch.getLost());
+  EXPECT_EQ(panel::FrameLog::CAPACITY, watch.getStatistics().getFrames());
 }
 
 TEST_F(TrafficWatchTest, QuestionThatTheLoopHasNoRoomForIsAskedAgain) {

@@ -1,14 +1,13 @@
 // Covers: the ordered set of PDOs.
 //
-// | subject       | functional                                    | robustness                             |
-// |---------------|-----------------------------------------------|----------------------------------------|
-// | insert, erase | order by communication index                  | twice, not contained, equal indexes,   |
-// |               |                                               | retired                                |
-// | eraseIndex    | every PDO with the index                      | none                                   |
-// | clear, copyTo | nothing is left; what the set holds           | what the copy held before              |
-// | threads       |                                               | each finds what it has put in          |
+// | subject       | functional                          | robustness                                   |
+// |---------------|-------------------------------------|----------------------------------------------|
+// | insert, erase | order by communication index        | twice, not contained, equal indexes, retired |
+// | eraseIndex    | every PDO with the index            | none                                         |
+// | clear, copyTo | nothing is left; what the set holds | what the copy held before                    |
+// | threads       |                                     | each finds what it has put in                |
 
-#include "KQPDOSet.h"
+#include "internal/KQPDOSet.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "KQPDO.h"
+#include "PDOInternals.h"
 
 using namespace KQ;
 
@@ -84,14 +84,14 @@ TEST_F(PDOSet, ErasesOnlyWhatItHolds) {
 }
 
 TEST_F(PDOSet, TakesNoRetiredPDO) {
-  a.retire();
+  PDOInternals::retire(a);
   EXPECT_FALSE(set.insert(&a));
   EXPECT_TRUE(set.empty());
 }
 
 TEST_F(PDOSet, GivesBackAPDOThatWasRetiredMeanwhile) {
   set.insert(&a);
-  a.retire();
+  PDOInternals::retire(a);
   EXPECT_TRUE(set.erase(&a));
   EXPECT_TRUE(set.empty());
 }

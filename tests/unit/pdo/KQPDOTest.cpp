@@ -1,18 +1,18 @@
 // Covers: one PDO by itself.
 //
-// | subject                  | functional                                | robustness                                 |
-// |--------------------------|-------------------------------------------|--------------------------------------------|
-// | construction             | what is kept, what starts at 0            |                                            |
-// | fillMessage              | COB-ID flags, length, values, bits of no  | null, missing, write-only and text         |
-// |                          | object, dummy entries, records that       | objects, values marked invalid             |
-// |                          | overlap, narrow and wide                  |                                            |
-// | handleExtractedValue     | integer and text, results of the          | no dictionary, dummy entries               |
-// |                          | dictionary                                |                                            |
-// | extractMappedValues      | values, dummy entries, a text between     | short frames, an object that comes later,  |
-// |                          | integers, a mapping that grows            | no dictionary                              |
-// | getAllMappedVariableKeys | none, several, the same one twice         |                                            |
-// | isInhibited              | both sides of the time, never sent,       | the tick wraps                             |
-// |                          | switched off                              |                                            |
+// | subject                  | functional                               | robustness                                |
+// |--------------------------|------------------------------------------|-------------------------------------------|
+// | construction             | what is kept, what starts at 0           |                                           |
+// | fillMessage              | COB-ID flags, length, values, bits of no | null, missing, write-only and text        |
+// |                          | object, dummy entries, records that      | objects, values marked invalid            |
+// |                          | overlap, narrow and wide                 |                                           |
+// | handleExtractedValue     | integer and text, results of the         | no dictionary, dummy entries              |
+// |                          | dictionary                               |                                           |
+// | extractMappedValues      | values, dummy entries, a text between    | short frames, an object that comes later, |
+// |                          | integers, a mapping that grows           | no dictionary                             |
+// | getAllMappedVariableKeys | none, several, the same one twice        |                                           |
+// | isInhibited              | both sides of the time, never sent,      | the tick wraps                            |
+// |                          | switched off                             |                                           |
 
 #include "KQPDO.h"
 
@@ -23,6 +23,7 @@
 #include "KQVariable.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -48,7 +49,7 @@ protected:
     addRecord(pdo, byte, bits, key, type);
   }
 
-  /// The frame that the PDO packs over data bytes that are all @p before.
+  // The frame that the PDO packs over data bytes that are all before.
   std::string filled(unsigned char before = 0) {
     KQCANMessage message;
     std::fill(std::begin(message.data), std::end(message.data), before);
@@ -387,7 +388,7 @@ struct InhibitCase : test::NamedCase {
 class PDOInhibitTime : public PDO, public testing::WithParamInterface<InhibitCase> {};
 
 TEST_P(PDOInhibitTime, RunsFromTheLastTransmission) {
-  pdo.setTimeStamp(GetParam().timeStamp);
+  PDOInternals::setTimeStamp(pdo, GetParam().timeStamp);
   EXPECT_EQ(GetParam().inhibited, pdo.isInhibited(GetParam().now));
 }
 
@@ -401,7 +402,7 @@ INSTANTIATE_TEST_SUITE_P(Of100, PDOInhibitTime,
                          test::caseName<InhibitCase>);
 
 TEST_F(PDO, WithoutInhibitTimeIsNeverInhibited) {
-  detached.setTimeStamp(5000);
+  PDOInternals::setTimeStamp(detached, 5000);
   EXPECT_FALSE(detached.isInhibited(5000));
 }
 

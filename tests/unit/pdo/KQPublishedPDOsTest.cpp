@@ -1,11 +1,11 @@
 // Covers: the published PDOs and the walks over them.
 //
-// | subject | functional                             | robustness                               |
-// |---------|----------------------------------------|------------------------------------------|
-// | get     | the table that was published last      | none                                     |
-// | publish | the one before goes, or waits for walks| a walk that began later, walks in walks  |
+// | subject | functional                              | robustness                              |
+// |---------|-----------------------------------------|-----------------------------------------|
+// | get     | the table that was published last       | none                                    |
+// | publish | the one before goes, or waits for walks | a walk that began later, walks in walks |
 
-#include "KQPublishedPDOs.h"
+#include "internal/KQPublishedPDOs.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "KQPDOHandler.h"
+#include "PDOInternals.h"
 
 using namespace KQ;
 
@@ -20,9 +21,9 @@ namespace {
 
 using Table = std::shared_ptr<const PDOTable>;
 
-/// Nobody else has it.
+// Nobody else has it.
 Table newTable() {
-  return KQPDOHandler(nullptr).getPDOs();
+  return PDOInternals::pdosOf(KQPDOHandler(nullptr));
 }
 
 class PublishedPDOs : public testing::Test {

@@ -21,6 +21,7 @@
 #include "CountedAction.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -37,10 +38,10 @@ protected:
     return sync().handleMessage(&message);
   }
 
-  /// One SYNC. @return the frames sent
+  // One SYNC. @return the frames sent
   Frames syncNow() { return node.receive("080#"); }
 
-  /// Which of the SYNCs @p first to @p last since the start let a frame out.
+  // Which of the SYNCs first to last since the start let a frame out.
   std::vector<int> syncsWithFrames(int first, int last) {
     std::vector<int> with;
     for (int number = first; number <= last; ++number) {
@@ -241,7 +242,7 @@ TEST_F(SyncHandler, LateDataOfARPDOThatTimedOutEndsItsTimeOut) {
   start();
   KQPDO pdo(1, TRANSMIT_RECEIVE, 0, 0, &node.dictionary(), PDO_TRANSMISSION_SYNC_ACYCLIC);
   pdo.setCommunicationIndex(0x1400);
-  pdo.setTimedOut(true);
+  PDOInternals::setTimedOut(pdo, true);
   KQCANMessage message = test::frame("205#");
   EXPECT_EQ(KQ_OK, sync().addReceivePDO(&pdo, &message));
   syncNow();
@@ -410,9 +411,9 @@ TEST_F(SyncHandler, TPDOsGoOutInTheOrderOfTheirIndexesQueuedOnesFirst) {
 TEST_F(SyncHandler, RetiredTPDOIsNotQueued) {
   start();
   KQPDO pdo(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);
-  pdo.retire();
+  PDOInternals::retire(pdo);
   EXPECT_EQ(KQ_OK, sync().addTxPDO(&pdo));
-  EXPECT_FALSE(sync().forgetPDO(&pdo));
+  EXPECT_FALSE(PDOInternals::forget(sync(), pdo));
   EXPECT_EQ(Frames{}, syncNow());
 }
 

@@ -1,20 +1,20 @@
 // Covers: the PDOs of a node as they are built at the start and rebuilt when a communication parameter is written.
 //
-// | subject           | functional                                    | robustness                                    |
-// |-------------------|-----------------------------------------------|-----------------------------------------------|
-// | init              | first and last index of both directions, 64 + | no dictionary; called again                   |
-// |                   | 64 PDOs                                       |                                               |
-// | same COB-ID twice | after the start the later RPDO takes the      | the one without frames is rebuilt and goes    |
-// |                   | frames, after a rebuild the earlier one keeps |                                               |
-// |                   | them                                          |                                               |
-// | rebuilt TPDO      | every kind of transmission type: what goes    | its pending, timed and cyclic transmissions   |
-// |                   | out by itself; its turn at the next SYNC      | and those of others; invalid meanwhile        |
-// | mapped parameters | go out, then rebuild their PDO                | mapped by the PDO that is rebuilt             |
-// | replaced PDOs     | are freed after the last walk                 |                                               |
-// | rebuilt RPDO      | COB-ID as it stands, flags included;          | buffered frame of the old one                 |
-// |                   | monitored again                               |                                               |
-// | other indexes     | mapping parameters rebuild nothing            | outside both ranges                           |
-// | invalid for good  | neither a start nor a rebuild brings it back  |                                               |
+// | subject           | functional                                    | robustness                                  |
+// |-------------------|-----------------------------------------------|---------------------------------------------|
+// | init              | first and last index of both directions, 64 + | no dictionary; called again                 |
+// |                   | 64 PDOs                                       |                                             |
+// | same COB-ID twice | after the start the later RPDO takes the      | the one without frames is rebuilt and goes  |
+// |                   | frames, after a rebuild the earlier one keeps |                                             |
+// |                   | them                                          |                                             |
+// | rebuilt TPDO      | every kind of transmission type: what goes    | its pending, timed and cyclic transmissions |
+// |                   | out by itself; its turn at the next SYNC      | and those of others; invalid meanwhile      |
+// | mapped parameters | go out, then rebuild their PDO                | mapped by the PDO that is rebuilt           |
+// | replaced PDOs     | are freed after the last walk                 |                                             |
+// | rebuilt RPDO      | COB-ID as it stands, flags included;          | buffered frame of the old one               |
+// |                   | monitored again                               |                                             |
+// | other indexes     | mapping parameters rebuild nothing            | outside both ranges                         |
+// | invalid for good  | neither a start nor a rebuild brings it back  |                                             |
 
 #include <memory>
 #include <string>
@@ -23,6 +23,7 @@
 #include "CountedAction.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -38,7 +39,7 @@ std::string hex(unsigned int value) {
 
 class PDOBuild : public test::PDOFixture {
 protected:
-  /// Resets the communication, boots and starts again.
+  // Resets the communication, boots and starts again.
   void restart() {
     node.receive("000#82 05");
     node.cycle();
@@ -166,7 +167,7 @@ protected:
     start();
   }
 
-  /// Which of the two variables a frame reaches.
+  // Which of the two variables a frame reaches.
   std::pair<int, int> valuesAfter(const std::string& frame) {
     change(0x2001, 1, 0);
     change(0x2001, 2, 0);
@@ -336,7 +337,7 @@ protected:
 };
 
 TEST_F(ReplacedPDO, GoesWithTheLastWalkOverIt) {
-  std::shared_ptr<const PDOTable> walk = handler().getPDOs();
+  std::shared_ptr<const PDOTable> walk = PDOInternals::pdosOf(handler());
   const std::weak_ptr<const PDOTable> replaced = walk;
   for (const unsigned short index : INDEXES) {
     rebuild(index);
@@ -348,14 +349,14 @@ TEST_F(ReplacedPDO, GoesWithTheLastWalkOverIt) {
 
 TEST_F(ReplacedPDO, GoesWithItsTableWhenNobodyWalks) {
   for (const unsigned short index : INDEXES) {
-    const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+    const std::weak_ptr<const PDOTable> replaced = PDOInternals::pdosOf(handler());
     rebuild(index);
     EXPECT_TRUE(replaced.expired()) << index;
   }
 }
 
 TEST_F(ReplacedPDO, GoesWithItsTableWhenAllAreBuiltAnew) {
-  const std::weak_ptr<const PDOTable> replaced = handler().getPDOs();
+  const std::weak_ptr<const PDOTable> replaced = PDOInternals::pdosOf(handler());
   EXPECT_EQ(KQ_OK, handler().init());
   EXPECT_TRUE(replaced.expired());
 }

@@ -1,17 +1,17 @@
 // Covers: one PDO as it is built from the dictionary.
 //
-// | subject               | functional                                   | robustness                                 |
-// |-----------------------|----------------------------------------------|--------------------------------------------|
-// | objects               | first and last index of both directions      | communication or mapping parameter missing |
-// | invalid mapping       | text, for good                               | missing object                             |
-// | number of entries     | 0, fewer and more than there are             | no sub-index 0, write-only sub-index 0     |
-// | data length           | 0 to 8 bytes, both sides of each byte        | 65 bits and more: texts, cut to 8          |
-// | communication record  | type, event timer, inhibit time, COB-ID      | each of them missing                       |
-// | transmit kind         | every transmission type, with and without    |                                            |
-// |                       | event timer, both directions                 |                                            |
-// | places of the entries | whole bytes, bits, bits in front of bytes    | entries that cannot be read                |
-// | mapped objects        | key, length, sign, kind of value             | missing, without a type: log line          |
-// | action                | reaches the PDO that is built next           | receive PDO                                |
+// | subject               | functional                                | robustness                                 |
+// |-----------------------|-------------------------------------------|--------------------------------------------|
+// | objects               | first and last index of both directions   | communication or mapping parameter missing |
+// | invalid mapping       | text, for good                            | missing object                             |
+// | number of entries     | 0, fewer and more than there are          | no sub-index 0, write-only sub-index 0     |
+// | data length           | 0 to 8 bytes, both sides of each byte     | 65 bits and more: texts, cut to 8          |
+// | communication record  | type, event timer, inhibit time, COB-ID   | each of them missing                       |
+// | transmit kind         | every transmission type, with and without |                                            |
+// |                       | event timer, both directions              |                                            |
+// | places of the entries | whole bytes, bits, bits in front of bytes | entries that cannot be read                |
+// | mapped objects        | key, length, sign, kind of value          | missing, without a type: log line          |
+// | action                | reaches the PDO that is built next        | receive PDO                                |
 
 #include <memory>
 #include <string>
@@ -20,6 +20,7 @@
 #include "KQVariable.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
+#include "PDOInternals.h"
 #include "ReadableName.h"
 
 using namespace KQ;
@@ -36,7 +37,7 @@ protected:
 
   void addTransmit(const test::Mapping& mapping) { addTransmitPDO(0, {0x185}, mapping); }
 
-  /// A record with these sub-entries and no other.
+  // A record with these sub-entries and no other.
   void addRecord(unsigned short index, const std::vector<std::pair<unsigned char, unsigned int>>& values) {
     node.dictionary().addEntry(index, OBJECT_TYPE_RECORD, "PDO parameter");
     for (const auto& value : values) {
@@ -45,7 +46,7 @@ protected:
     }
   }
 
-  /// Start bits of all records.
+  // Start bits of all records.
   static std::vector<unsigned int> placesOf(const KQPDO& pdo) {
     std::vector<unsigned int> places;
     for (const auto& record : pdo.getMappingData()) {
@@ -215,7 +216,7 @@ std::ostream& operator<<(std::ostream& stream, const OversizeCase& row) {
 
 class PDOConfigurationOversize : public PDOConfiguration, public testing::WithParamInterface<OversizeCase> {
 protected:
-  /// Builds the PDO and gives what is printed.
+  // Builds the PDO and gives what is printed.
   std::string warningOf(unsigned short index) {
     test::Mapping entries = GetParam().bits;
     for (unsigned int& entry : entries) {
@@ -264,7 +265,7 @@ TEST_F(PDOConfiguration, ParametersAreThoseOfTheRecord) {
   EXPECT_EQ(0x188U, pdo->getCOBID());
   EXPECT_EQ(PDO_TRANSMISSION_EVENT_MANUFACTURER, pdo->getTransmissionType());
   EXPECT_EQ(500U, pdo->getEventTimer());
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_TRUE(pdo->isInhibited(5099));
   EXPECT_FALSE(pdo->isInhibited(5100));
 }
@@ -277,7 +278,7 @@ TEST_F(PDOConfiguration, WhatIsMissingCountsAsZero) {
   EXPECT_EQ(0U, pdo->getCOBID());
   EXPECT_EQ(PDO_TRANSMISSION_SYNC_ACYCLIC, pdo->getTransmissionType());
   EXPECT_EQ(0U, pdo->getEventTimer());
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_FALSE(pdo->isInhibited(5000));
 }
 
@@ -296,7 +297,7 @@ TEST_F(PDOConfiguration, ReceivePDOHasNoInhibitTime) {
   addRecord(0x1400, {{1, 0x205}, {2, 255}, {3, 100}});
   map(0x1600, {});
   const auto pdo = build(0x1400);
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_FALSE(pdo->isInhibited(5000));
 }
 
@@ -304,7 +305,7 @@ TEST_F(PDOConfiguration, InhibitTimeHasSixteenBits) {
   addRecord(0x1800, {{1, 0x185}, {2, 255}, {3, 0x10000 + 100}});
   map(0x1A00, {});
   const auto pdo = build(0x1800);
-  pdo->setTimeStamp(5000);
+  PDOInternals::setTimeStamp(*pdo, 5000);
   EXPECT_TRUE(pdo->isInhibited(5099));
   EXPECT_FALSE(pdo->isInhibited(5100));
 }

@@ -267,7 +267,7 @@ TEST_F(AddPDOMapping, SubIndexesOfTheMappingObjectEndAt255) {
 
 struct DummyCase : test::NamedCase {
   unsigned short index;
-  int bits;  ///< of the variable with that address, 0: there is none
+  int bits;  // of the variable with that address, 0: there is none
   bool isSigned;
   unsigned int mapped;
 };

@@ -1,11 +1,11 @@
 // Covers: the places of mapped objects in the frame, in both directions, against a reference that goes bit by bit.
 //
-// | parameter         | functional                                    | robustness                              |
-// |-------------------|-----------------------------------------------|-----------------------------------------|
-// | number of objects | 1, 2 (every pair of lengths), 1 to 8 (random) | more bits than a frame has              |
-// | length            | 1 to 64 bits; a value has 32 of them          |                                         |
-// | sign              | signed and unsigned objects in any order      |                                         |
-// | received length   | that of the PDO                               | every shorter one                       |
+// | subject           | functional                                    | robustness                 |
+// |-------------------|-----------------------------------------------|----------------------------|
+// | number of objects | 1, 2 (every pair of lengths), 1 to 8 (random) | more bits than a frame has |
+// | length            | 1 to 64 bits; a value has 32 of them          |                            |
+// | sign              | signed and unsigned objects in any order      |                            |
+// | received length   | that of the PDO                               | every shorter one          |
 //
 // The seed is printed; the environment variable TAVO_TEST_SEED repeats a run.
 
@@ -40,8 +40,8 @@ bool bitOf(const Bytes& bytes, unsigned int position) {
   return (bytes[position / 8] >> (position % 8) & 1) != 0;
 }
 
-/// The reference: objects follow one another without a gap, lowest bit first; one that does not lie within the length
-/// is left out.
+// The reference: objects follow one another without a gap, lowest bit first; one that does not lie within the length
+// is left out.
 class Reference {
 public:
   explicit Reference(const std::vector<MappedObject>& mapping) : objects(mapping) {
@@ -95,7 +95,7 @@ protected:
 
   unsigned int below(unsigned int end) { return static_cast<unsigned int>(random() % end); }
 
-  /// Half of the values have few bits set, so that signs and neighbours show.
+  // Half of the values have few bits set, so that signs and neighbours show.
   int randomValue() {
     const auto value = static_cast<unsigned int>(random());
     return static_cast<int>(below(2) == 0 ? value : value >> below(32));
@@ -112,7 +112,7 @@ protected:
     return pdo;
   }
 
-  /// @return the values, one for each object
+  // @return the values, one for each object
   Values fillVariables(const std::vector<MappedObject>& objects) {
     for (const MappedObject& object : objects) {
       KQDEI::instance()->setVariableValue(0x2001, object.subIndex, randomValue(), false, false);
@@ -161,7 +161,7 @@ protected:
     return text;
   }
 
-  /// Different objects, so that each value can be looked at afterwards.
+  // Different objects, so that each value can be looked at afterwards.
   std::vector<MappedObject> randomMapping() {
     std::vector<unsigned char> subIndexes(ALL_OBJECTS);
     for (unsigned char i = 0; i < ALL_OBJECTS; ++i) {

@@ -1,16 +1,18 @@
 // Covers: how RPDOs are taken, apart from SYNC, and how their reception is watched.
 //
-// | subject            | functional                                              | robustness                         |
-// |--------------------|---------------------------------------------------------|------------------------------------|
-// | handleMessage      | every transmission type: at once or on SYNC             | null, outside OPERATIONAL, other   |
-// |                    |                                                         | COB-IDs, no SYNC handler           |
-// | length             | that of the PDO, shorter, none                          | longer: 0x8220, nothing is applied |
-// | values             | variables, dictionary objects, dummy entries            | read-only and out of the limits    |
-// | events             | received, timed out, back again: order, once each,      | no action; not applied             |
-// |                    | values valid or not at that moment                      |                                    |
-// | time-out           | both sides of the time, before the first frame, values  | values of other owners, the tick   |
-// |                    | of the node marked invalid, PRE-OPERATIONAL             | wraps                              |
-// | what is monitored  | every transmission type, with and without event timer   |                                    |
+// | subject           | functional                                   | robustness                                   |
+// |-------------------|----------------------------------------------|----------------------------------------------|
+// | handleMessage     | every transmission type: at once or on SYNC  | null, outside OPERATIONAL, other COB-IDs, no |
+// |                   |                                              | SYNC handler                                 |
+// | length            | that of the PDO, shorter, none               | longer: 0x8220, nothing is applied           |
+// | values            | variables, dictionary objects, dummy entries | read-only and out of the limits              |
+// | events            | received, timed out, back again: order, once | no action; not applied                       |
+// |                   | each, values valid or not at that moment     |                                              |
+// | time-out          | both sides of the time, before the first     | values of other owners, the tick wraps       |
+// |                   | frame, values of the node marked invalid,    |                                              |
+// |                   | PRE-OPERATIONAL                              |                                              |
+// | what is monitored | every transmission type, with and without    |                                              |
+// |                   | event timer                                  |                                              |
 
 #include <string>
 #include <utility>
@@ -37,7 +39,7 @@ protected:
 
   KQCANopen& canopen() { return node.canopen(); }
 
-  /// What the handler answers to a frame.
+  // What the handler answers to a frame.
   int offer(const std::string& text) {
     KQCANMessage message = test::frame(text);
     return handler().handleMessage(&message);
@@ -349,7 +351,7 @@ TEST_F(WatchedReception, ReplacedBearerOfACOBIDStaysWatched) {
   EXPECT_EQ(1U, timedOut.runs);
 }
 
-/// Notes the event, and whether the variable of the node is valid at that moment.
+// Notes the event, and whether the variable of the node is valid at that moment.
 class NotingAction : public KQAction {
 public:
   NotingAction(std::string eventName, std::vector<std::string>& notes) : name(std::move(eventName)), log(notes) {}
@@ -406,7 +408,7 @@ TEST_F(OrderOfEvents, TimeOutsAreReportedInTheOrderOfTheIndexesHoweverThePDOsWer
   EXPECT_EQ((std::vector<std::string>{"timed out, invalid", "second timed out, invalid"}), log);
 }
 
-/// Rebuilds a PDO from inside its report.
+// Rebuilds a PDO from inside its report.
 class RebuildingAction : public KQAction {
 public:
   RebuildingAction(KQPDOHandler& pdoHandler, unsigned short communicationIndex)

@@ -1,12 +1,12 @@
 // Covers: the schedule of event timers and the time that a send pass may take.
 //
-// | subject     | functional                             | robustness                                          |
-// |-------------|----------------------------------------|-----------------------------------------------------|
-// | event timer | period, from the moment of processing  | late passes, inhibited, refused, the tick wraps,    |
-// |             |                                        | weeks outside OPERATIONAL                           |
-// | wait hint   | lowered only; status word of the cycle | no event timer                                      |
-// | time budget | the rest goes in the next pass; 50 ms  | one PDO is tried in any case; any deadline of the   |
-// |             | for that of a cycle                    | cycle                                               |
+// | subject     | functional                                     | robustness                                       |
+// |-------------|------------------------------------------------|--------------------------------------------------|
+// | event timer | period, from the moment of processing          | late passes, inhibited, refused, the tick wraps, |
+// |             |                                                | weeks outside OPERATIONAL                        |
+// | wait hint   | lowered only; status word of the cycle         | no event timer                                   |
+// | time budget | the rest goes in the next pass; 50 ms for that | one PDO is tried in any case; any deadline of    |
+// |             | of a cycle                                     | the cycle                                        |
 
 #include "PDOFixture.h"
 #include "ReadableName.h"

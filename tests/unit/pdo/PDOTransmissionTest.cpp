@@ -1,14 +1,14 @@
 // Covers: how TPDOs leave, apart from SYNC and the schedule of event timers.
 //
-// | subject           | functional                                    | robustness                                    |
-// |-------------------|-----------------------------------------------|-----------------------------------------------|
-// | transmission type | 0 to 255: first pass, change, event timer     |                                               |
-// | change            | dictionary object, variable of the            | outside OPERATIONAL, key of no TPDO, no SYNC  |
-// |                   | application and of the node; several TPDOs    | handler                                       |
-// | sendPDODirectly   | sent, inhibited                               | null, no port, refused frame                  |
-// | inhibit time      | 99 and 100 ms, last value wins, first         | the tick wraps                                |
-// |                   | transmission                                  |                                               |
-// | pending set       | waits for the inhibit time                    | refused frames are tried again                |
+// | subject           | functional                                 | robustness                                   |
+// |-------------------|--------------------------------------------|----------------------------------------------|
+// | transmission type | 0 to 255: first pass, change, event timer  |                                              |
+// | change            | dictionary object, variable of the         | outside OPERATIONAL, key of no TPDO, no SYNC |
+// |                   | application and of the node; several TPDOs | handler                                      |
+// | sendPDODirectly   | sent, inhibited                            | null, no port, refused frame                 |
+// | inhibit time      | 99 and 100 ms, last value wins, first      | the tick wraps                               |
+// |                   | transmission                               |                                              |
+// | pending set       | waits for the inhibit time                 | refused frames are tried again               |
 
 #include <string>
 

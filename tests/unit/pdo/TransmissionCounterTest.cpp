@@ -18,12 +18,11 @@
 #include <string>
 #include <utility>
 
-#include "KQSignal.h"
-#include "KQSignalListener.h"
 #include "KQVariableEventDispatcher.h"
 #include "NamedCase.h"
 #include "PDOFixture.h"
 #include "ReadableName.h"
+#include "SignalRecorder.h"
 
 using namespace KQ;
 using test::Frames;
@@ -38,7 +37,7 @@ protected:
     ASSERT_EQ(KQ_DONE, node.canopen().setPDOAction(number, PDO_TYPE_TRANSMIT, action, key));
   }
 
-  /// Each transmission needs a new value.
+  // Each transmission needs a new value.
   void changeValue() { change(0x2001, 1, ++value); }
 
   int value = 0;
@@ -334,7 +333,7 @@ TEST_F(TransmissionCounter, SharedByTwoTPDOsThatMapItComesToRest) {
 
 class SharedCounter : public TransmissionCounter {
 protected:
-  /// The TPDOs 0x185 and so on, all of which map the counter 0x2001 sub-index 2 and count in it.
+  // The TPDOs 0x185 and so on, all of which map the counter 0x2001 sub-index 2 and count in it.
   void addSharers(unsigned char sharers) {
     addVariables(2, 8);
     for (unsigned char i = 0; i < sharers; ++i) {
@@ -395,19 +394,6 @@ TEST_F(TransmissionCounter, ManyTPDOsThatMapAllOfEachOthersCountersComeToRest) {
   EXPECT_EQ(Frames{}, node.run(100));
 }
 
-/// Writes another variable whenever it is told of a change of the counter.
-class CounterListener : public KQSignalListener {
-public:
-  explicit CounterListener(std::function<void()> reaction) : react(std::move(reaction)) {}
-  int signalOccurred(KQSignal& /*signal*/) override {
-    react();
-    return KQ_OK;
-  }
-
-private:
-  std::function<void()> react;
-};
-
 TEST_F(TransmissionCounter, ListenerThatChangesWhatManyCountedTPDOsMapIsBounded) {
   constexpr unsigned char COUNT = 8;
   addVariables(3, 8);
@@ -416,7 +402,7 @@ TEST_F(TransmissionCounter, ListenerThatChangesWhatManyCountedTPDOsMapIsBounded)
     count(i, 0x20010002);
   }
   int changes = 0;
-  CounterListener listener([this, &changes] { change(0x2001, 3, ++changes & 0x7F); });
+  test::SignalRecorder listener([this, &changes] { change(0x2001, 3, ++changes & 0x7F); });
   startAndSettle();
   node.run(20);
   KQVariableEventDispatcher::instance()->addMapping(0x2001, 2, &listener);
@@ -434,7 +420,7 @@ protected:
   }
 
   bool isListening = false;
-  CounterListener listener{[this] {
+  test::SignalRecorder listener{[this] {
     if (isListening) {
       change(0x2001, 3, 77);
     }

@@ -1,6 +1,6 @@
 // Covers: the expedited download of the SDO server.
 //
-// | parameter           | functional                                     | robustness                    |
+// | subject             | functional                                     | robustness                    |
 // |---------------------|------------------------------------------------|-------------------------------|
 // | size                | each type x each indicated size; not indicated | bytes behind the value        |
 // | type                | numbers up to 4 bytes, strings                 | 0, 5 to 8 bytes, without size |
@@ -28,7 +28,7 @@ const int BEFORE = 0x55;
 
 class ExpeditedDownload : public test::SDOServerFixture {
 protected:
-  /// Calls the operation itself for 0x2001 sub-index 1. @return its result
+  // Calls the operation itself for 0x2001 sub-index 1. @return its result
   int download(bool sizeIndicated, unsigned char n, unsigned char d0, unsigned char d1 = 0) {
     return server().handleExpeditedSDODownloadRequest(0x2001, 1, sizeIndicated, n, 0x585, d0, d1, 0, 0);
   }
@@ -140,7 +140,7 @@ TEST_F(ExpeditedDownload, FortyBitVariableIsTooLong) {
 struct ValueRow : test::NamedCase {
   int bits;
   bool isSigned;
-  const char* request;  ///< command byte and data bytes
+  const char* request;  // command byte and data bytes
   bool fits;
   int value;
 };
@@ -287,7 +287,7 @@ TEST_F(ExpeditedDownload, LimitsDoNotHoldForAVariableOfAnotherOwner) {
 
 struct AccessRow : test::NamedCase {
   KQ::KQCANopenAccessType accessType;
-  int accessMode;  ///< of the variable that leads to it; -1: none does
+  int accessMode;  // of the variable that leads to it; -1: none does
   bool writable;
 };
 

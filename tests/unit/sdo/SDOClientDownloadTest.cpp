@@ -1,6 +1,6 @@
 // Covers: how the SDO client's writes end, expedited and segmented.
 //
-// | parameter             | functional                            | robustness                                     |
+// | subject               | functional                            | robustness                                     |
 // |-----------------------|---------------------------------------|------------------------------------------------|
 // | confirmation          | value taken over only now, event      | nothing pending, other channel, twice, no type |
 // | several confirmations | any order, same remote object         |                                                |
@@ -25,13 +25,13 @@ class SDOClientDownload : public test::SDOClientFixture {
 protected:
   static constexpr const char* CONFIRMATION = "60 00 60 11 00 00 00 00";
 
-  /// An object of that type which node 6 holds. No variable is bound to it.
+  // An object of that type which node 6 holds. No variable is bound to it.
   void addObject(KQ::KQCANopenDataType dataType) {
     node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_RECORD, "object");
     node.dictionary().addSubentry(INDEX, 1, KQ::ACCESS_RW, dataType, "", false, 0, "", 0x606);
   }
 
-  /// Starts to write a text of more than four characters into variable 1, up to the first segment.
+  // Starts to write a text of more than four characters into variable 1, up to the first segment.
   Frames startText(const std::string& text) {
     addText(1, "old");
     sendWrite(1, text);

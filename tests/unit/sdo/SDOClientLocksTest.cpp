@@ -1,6 +1,6 @@
 // Covers: which lock each operation on the SDO client's queues waits for, and which one it does without.
 //
-// | parameter | functional                                       | robustness                               |
+// | subject   | functional                                       | robustness                               |
 // |-----------|--------------------------------------------------|------------------------------------------|
 // | operation | requests, mapping, reading of channels, cycle    | nothing queued                           |
 // | lock      | of the writes, of the reads: held by another one | held only for the queue, not for a cycle |
@@ -17,6 +17,7 @@
 #include "NamedCase.h"
 #include "OtherThread.h"
 #include "SDOClientFixture.h"
+#include "SignalRecorder.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ class SDOClientLocksOfACycle : public test::SDOClientFixture {
 protected:
   SDOClientLocksOfACycle() { addNumber(1, 16, false); }
 
-  /// Whether another thread would find the lock taken now.
+  // Whether another thread would find the lock taken now.
   static bool isTaken(KQ::KQMutex& mutex) {
     bool taken = true;
     std::thread([&] {
@@ -89,18 +90,10 @@ protected:
     return taken;
   }
 
-  /// Expects that no lock is held whenever it hears something.
-  class UnlockedListener : public KQ::KQSignalListener {
-  public:
-    int signalOccurred(KQ::KQSignal& /*signal*/) override {
-      ++signals;
-      EXPECT_FALSE(isTaken(*KQ::sdoDownloadResponseLocker));
-      EXPECT_FALSE(isTaken(*KQ::sdoUploadRequestLocker));
-      return 0;
-    }
-
-    int signals = 0;
-  };
+  static void expectNoneTaken() {
+    EXPECT_FALSE(isTaken(*KQ::sdoDownloadResponseLocker));
+    EXPECT_FALSE(isTaken(*KQ::sdoUploadRequestLocker));
+  }
 };
 
 TEST_F(SDOClientLocksOfACycle, IdleCycleTakesNone) {
@@ -133,19 +126,19 @@ TEST_F(SDOClientLocksOfACycle, ReadIsSentWithItsLockOnly) {
 }
 
 TEST_F(SDOClientLocksOfACycle, NoneIsHeldWhileTheApplicationHears) {
-  UnlockedListener listener;
+  test::SignalRecorder listener(expectNoneTaken);
   client().setSDOEventListener(&listener);
   sendWrite(1, 5);
   server("60 00 60 11 00 00 00 00");
-  EXPECT_EQ(1, listener.signals);
+  EXPECT_EQ(1U, listener.signals.size());
 }
 
 TEST_F(SDOClientLocksOfACycle, NoneIsHeldWhileTheRuntimeHearsOfARequest) {
-  UnlockedListener listener;
+  test::SignalRecorder listener(expectNoneTaken);
   node.canopen().setWorkListener(&listener);
   write(1, 5);
   read(1);
-  EXPECT_EQ(2, listener.signals);
+  EXPECT_EQ(2U, listener.signals.size());
   node.canopen().setWorkListener(nullptr);
 }
 

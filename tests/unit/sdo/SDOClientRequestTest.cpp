@@ -1,6 +1,6 @@
 // Covers: the requests that the SDO client queues and sends.
 //
-// | parameter     | functional                                       | robustness                          |
+// | subject       | functional                                       | robustness                          |
 // |---------------|--------------------------------------------------|-------------------------------------|
 // | look-up       | variable, server, channel                        | each missing; channel disabled      |
 // | queued writes | newest of a variable, order of keys, all at once | port refuses                        |
@@ -24,7 +24,7 @@ using test::Frames;
 
 class SDOClientRequest : public test::SDOClientFixture {
 protected:
-  /// A variable of node 6 whose channel is the object 0x1282 with these COB-IDs.
+  // A variable of node 6 whose channel is the object 0x1282 with these COB-IDs.
   void addNumberOnChannel(unsigned int request, unsigned int response) {
     node.canopen().addSDOChannel(request, response, 8, KQ::SDO_CHANNEL_CLIENT, "third");
     ASSERT_EQ(KQ::KQ_OK, client().init());
@@ -32,7 +32,7 @@ protected:
     ASSERT_EQ(KQ::KQ_OK, node.canopen().setSDOServerID(INDEX, 1, request));
   }
 
-  /// An object of that type which node 6 holds. No variable is bound to it.
+  // An object of that type which node 6 holds. No variable is bound to it.
   void addObject(unsigned char subIndex, KQ::KQCANopenDataType dataType) {
     node.dictionary().addEntry(INDEX, KQ::OBJECT_TYPE_RECORD, "object");
     node.dictionary().addSubentry(INDEX, subIndex, KQ::ACCESS_RW, dataType, "object", false, 0, std::string(), 0x606);

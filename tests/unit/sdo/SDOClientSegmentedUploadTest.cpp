@@ -1,6 +1,6 @@
 // Covers: how the SDO client takes a text that a server sends in segments.
 //
-// | parameter           | functional                            | robustness                                |
+// | subject             | functional                            | robustness                                |
 // |---------------------|---------------------------------------|-------------------------------------------|
 // | segments            | 0 to 15, 889 characters, both toggles | wrong toggle, other channel, port refuses |
 // | initiate response   | starts the segments                   | again in their middle                     |

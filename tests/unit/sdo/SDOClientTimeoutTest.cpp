@@ -1,6 +1,6 @@
 // Covers: servers that keep the SDO client waiting.
 //
-// | parameter             | functional                           | robustness                      |
+// | subject               | functional                           | robustness                      |
 // |-----------------------|--------------------------------------|---------------------------------|
 // | confirmation          | both sides, abort frame, value kept  | late answer, wrap of the tick   |
 // | several confirmations | each its own deadline                |                                 |
@@ -30,13 +30,13 @@ class SDOClientTimeout : public test::SDOClientFixture {
 protected:
   int status() { return node.canopen().getProtocolStatus(); }
 
-  /// A cycle after @p milliseconds without one. @return the frames sent
+  // A cycle after milliseconds without one. @return the frames sent
   Frames cycleAfter(unsigned int milliseconds) {
     node.clock.advance(milliseconds);
     return node.cycle();
   }
 
-  /// Starts to write a text of more than four characters into variable 1, up to the first segment.
+  // Starts to write a text of more than four characters into variable 1, up to the first segment.
   void startText() {
     addText(1, "old");
     sendWrite(1, test::pattern(20));
@@ -484,7 +484,7 @@ TEST_F(SDOClientTimeout, CheckNeedsNoPlaceForTheNextDueTime) {
 
 class SlotTakenByAMaster : public SDOClientTimeout {
 protected:
-  /// A master begins to write this node's text 0x2001 sub-index 1 while node 6 is being sent segments of it.
+  // A master begins to write this node's text 0x2001 sub-index 1 while node 6 is being sent segments of it.
   void takeSlot() {
     startText();
     ASSERT_EQ(Frames{"585#60 01 20 01 00 00 00 00"}, node.receive("605#21 01 20 01 0E 00 00 00"));

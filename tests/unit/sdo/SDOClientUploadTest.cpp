@@ -1,6 +1,6 @@
 // Covers: how the SDO client takes what it reads from a server in one frame, and whose variables it stores.
 //
-// | parameter           | functional                                 | robustness                                |
+// | subject             | functional                                 | robustness                                |
 // |---------------------|--------------------------------------------|-------------------------------------------|
 // | number              | 1 to 4 bytes, signs, size indicated or not | too many bytes, fewer, no size            |
 // | text                | 1 to 4 characters, size indicated or not   | after the upload of a master              |
@@ -13,8 +13,8 @@
 #include "KQCANopenObjectDictionary.h"
 #include "KQDEI.h"
 #include "KQErrorCodes.h"
-#include "KQVariableOwner.h"
 #include "NamedCase.h"
+#include "OwnerRecorder.h"
 #include "SDOClientFixture.h"
 
 namespace {
@@ -23,20 +23,9 @@ using test::Frames;
 
 const char* const NOT_OWNER = "+++++ SDO => We are not owner of the variable\n";
 
-/// Some other protocol of the panel.
-class OtherOwner : public KQ::KQVariableOwner {
-public:
-  OtherOwner() : KQVariableOwner("other protocol") {}
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, int /*value*/) override { return 0; }
-  int updateRequest(unsigned short /*group*/, unsigned short /*id*/, const std::string& /*value*/) override {
-    return 0;
-  }
-  int getValueRequest(unsigned short /*group*/, unsigned short /*id*/) override { return 0; }
-};
-
 class SDOClientUpload : public test::SDOClientFixture {
 protected:
-  /// An object of that type which node 6 holds, with a variable of @p owner in the store.
+  // An object of that type which node 6 holds, with a variable of owner in the store.
   void addObject(KQ::KQCANopenDataType dataType, KQ::KQVariableOwner* owner) {
     const bool isText = dataType == KQ::DATA_TYPE_VISIBLE_STRING;
     KQ::KQVariable variable(INDEX, 1, "object", isText ? KQ::STORAGE_TYPE_STRING : KQ::STORAGE_TYPE_INTEGER);
@@ -47,7 +36,7 @@ protected:
     node.dictionary().setLimits(INDEX, 1, 0, -1);
   }
 
-  /// Asks for an object without a variable of this node's own, which is known by its own key.
+  // Asks for an object without a variable of this node's own, which is known by its own key.
   void askForObject() {
     ASSERT_EQ(Frames{"606#40 01 20 01 00 00 00 00"}, sendRead(1));
     node.output.takeOutput();
@@ -275,7 +264,7 @@ TEST_F(SDOClientUpload, TextDoesNotFollowTheOneThatAMasterUploaded) {
 // ---- owner
 
 TEST_F(SDOClientUpload, NumberOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_UNSIGNED16, &owner);
   askForObject();
   EXPECT_EQ(KQ::KQ_NOT_PERMITTED, answer("4B 01 20 01 34 12 00 00"));
@@ -284,7 +273,7 @@ TEST_F(SDOClientUpload, NumberOfAnotherOwnerIsNotStored) {
 }
 
 TEST_F(SDOClientUpload, TextOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_VISIBLE_STRING, &owner);
   askForObject();
   EXPECT_EQ(KQ::KQ_NOT_PERMITTED, answer("4F 01 20 01 61 00 00 00"));
@@ -317,7 +306,7 @@ TEST_F(SDOClientUpload, IndexWithoutOwnerIsLoggedInLowerCase) {
 }
 
 TEST_F(SDOClientUpload, OfAnotherOwnerStaysPendingUntilItsTimeOut) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_UNSIGNED16, &owner);
   addNumber(2, 16, false);
   askForObject();
@@ -328,7 +317,7 @@ TEST_F(SDOClientUpload, OfAnotherOwnerStaysPendingUntilItsTimeOut) {
 }
 
 TEST_F(SDOClientUpload, SegmentedTextOfAnotherOwnerIsNotStored) {
-  OtherOwner owner;
+  test::OwnerRecorder owner;
   addObject(KQ::DATA_TYPE_VISIBLE_STRING, &owner);
   askForObject();
   server("41 01 20 01 05 00 00 00");

@@ -1,14 +1,14 @@
 // Covers: which frames the SDO server takes, and what each command specifier does when no transfer is running.
 //
-// | parameter              | functional                                        | robustness                           |
-// |------------------------|---------------------------------------------------|--------------------------------------|
-// | frame                  |                                                   | null                                 |
-// | state                  | PRE-OPERATIONAL, OPERATIONAL; STOPPED is silent   | no state machine; foreign in STOPPED |
-// | COB-ID                 | own, other, bits above bit 28                     | bit 28, neighbours                   |
-// | channel objects        | 0x1200 to 0x127F, several, added at run time      | disabled, half an object, moved      |
-// | command specifier      | 0 to 7                                            | every low bit set                    |
-// | received data length   |                                                   | 0 to 8, not looked at                |
-// | abort from the master  | event signal                                      | no listener; transfers are kept      |
+// | subject               | functional                                      | robustness                           |
+// |-----------------------|-------------------------------------------------|--------------------------------------|
+// | frame                 |                                                 | null                                 |
+// | state                 | PRE-OPERATIONAL, OPERATIONAL; STOPPED is silent | no state machine; foreign in STOPPED |
+// | COB-ID                | own, other, bits above bit 28                   | bit 28, neighbours                   |
+// | channel objects       | 0x1200 to 0x127F, several, added at run time    | disabled, half an object, moved      |
+// | command specifier     | 0 to 7                                          | every low bit set                    |
+// | received data length  |                                                 | 0 to 8, not looked at                |
+// | abort from the master | event signal                                    | no listener; transfers are kept      |
 
 #include <utility>
 
@@ -28,7 +28,7 @@ const char* const VENDOR_ID = "585#43 18 10 01 C7 03 00 00";
 
 class SDODispatch : public test::SDOServerFixture {
 protected:
-  /// Offers a frame to the handler alone.
+  // Offers a frame to the handler alone.
   int offer(unsigned int identifier, const std::string& bytes) {
     KQ::KQCANMessage message = test::frame("0#" + bytes);
     message.identifier = identifier;

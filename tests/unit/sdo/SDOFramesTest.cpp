@@ -1,6 +1,6 @@
 // Covers: the frames that the SDO server puts on the bus, byte for byte, and the abort codes it chooses.
 //
-// | what               | functional                                   | robustness                 |
+// | subject            | functional                                   | robustness                 |
 // |--------------------|----------------------------------------------|----------------------------|
 // | download responses | index, sub-index, toggle, zeros              |                            |
 // | expedited upload   | 1 to 4 bytes                                 | empty string (byte 0 = 53) |
@@ -155,8 +155,8 @@ const AbortRow ABORT_ROWS[] = {
 INSTANTIATE_TEST_SUITE_P(Table, SDOAbortCode, ::testing::ValuesIn(ABORT_ROWS), test::caseName<AbortRow>);
 
 struct LastSegmentRow : test::NamedCase {
-  std::size_t length;  ///< of the string
-  const char* frame;   ///< the second and last segment
+  std::size_t length;  // of the string
+  const char* frame;   // the second and last segment
 };
 
 class LastUploadSegment : public test::SDOServerFixture, public ::testing::WithParamInterface<LastSegmentRow> {};

@@ -1,6 +1,6 @@
 // Covers: the time-outs of the SDO server.
 //
-// | parameter            | functional                                   | robustness                       |
+// | subject              | functional                                   | robustness                       |
 // |----------------------|----------------------------------------------|----------------------------------|
 // | SDO timeout          | 100 ms by default, setSDOTimeout()           | 0; changed while a transfer runs |
 // | time                 | at T nothing, at T + 1 abort                 | tick wraps; cycle comes late     |
@@ -40,9 +40,9 @@ protected:
 // ---- both directions alike
 
 struct TimeoutRow : test::NamedCase {
-  Frames requests;    ///< the last step starts the time
-  Frames abort;       ///< empty: the transfer is over and nothing times out
-  int timeout = 100;  ///< ms
+  Frames requests;    // the last step starts the time
+  Frames abort;       // empty: the transfer is over and nothing times out
+  int timeout = 100;  // ms
 };
 
 class SDOTransferTimeout : public SDOServerTimeout, public ::testing::WithParamInterface<TimeoutRow> {
@@ -89,7 +89,7 @@ TEST_P(SDOTransferTimeout, HoldsInOperational) {
   EXPECT_EQ(GetParam().abort, node.run(1));
 }
 
-/// Transfers that do time out.
+// Transfers that do time out.
 class SDOTransferTimeoutAcrossTheWrap : public SDOTransferTimeout {};
 
 TEST_P(SDOTransferTimeoutAcrossTheWrap, IsNoEarlierAndNoLater) {

@@ -1,6 +1,6 @@
 // Covers: the upload of the SDO server, expedited and segmented.
 //
-// | parameter           | functional                         | robustness                               |
+// | subject             | functional                         | robustness                               |
 // |---------------------|------------------------------------|------------------------------------------|
 // | type of a number    | up to 4 bytes, signed and unsigned | 0, 5 to 8 bytes, without size            |
 // | source of the value | dictionary, store                  | marked invalid, not in the store         |
@@ -233,7 +233,7 @@ protected:
 
 class SegmentedUploadLength : public SegmentedUpload, public ::testing::WithParamInterface<std::size_t> {
 protected:
-  /// Requests segments until the last one. @return the text
+  // Requests segments until the last one. @return the text
   std::string readSegments() {
     std::string text;
     for (unsigned int toggle = 0;; toggle ^= 0x10) {

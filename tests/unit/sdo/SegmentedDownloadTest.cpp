@@ -1,6 +1,6 @@
 // Covers: the segmented download of the SDO server.
 //
-// | parameter      | functional                          | robustness                                  |
+// | subject        | functional                          | robustness                                  |
 // |----------------|-------------------------------------|---------------------------------------------|
 // | indicated size | 5 and more; not indicated           | below 5 (taken as expedited); wrong         |
 // | object         | text of this node, of another owner | unknown, number, constant, without variable |
@@ -30,7 +30,7 @@ protected:
 
   Frames open() { return request("21 01 20 01 0E 00 00 00"); }
 
-  /// Sends a whole text in segments of 7 bytes. @return the answers
+  // Sends a whole text in segments of 7 bytes. @return the answers
   Frames sendText(const std::string& text) {
     Frames answers;
     unsigned int toggle = 0;

@@ -1,11 +1,11 @@
-// Names, types and mappings out of descriptions of devices.
+// Covers: names, types and mappings out of descriptions of devices.
 //
-// | parameters                                                     | kind       |
-// |----------------------------------------------------------------|------------|
-// | a file for one node, for all nodes, a configuration's own node | functional |
-// | names and types of objects, of the standard where none is said | functional |
-// | PDOs and further SDO servers at their COB-IDs                  | functional |
-// | files that cannot be used, node-IDs that cannot be             | robustness |
+// | subject                                                        | functional | robustness |
+// |----------------------------------------------------------------|------------|------------|
+// | a file for one node, for all nodes, a configuration's own node | x          |            |
+// | names and types of objects, of the standard where none is said | x          |            |
+// | PDOs and further SDO servers at their COB-IDs                  | x          |            |
+// | files that cannot be used, node-IDs that cannot be             |            | x          |
 
 #include "DescriptionNames.h"
 
@@ -37,7 +37,7 @@ std::string record(const std::string& name, const std::string& objectName, int s
   return section(name, "ParameterName=" + objectName + "\nObjectType=9\nSubNumber=" + std::to_string(subIndexes));
 }
 
-/// A device with one TPDO at 0x180 and its node-ID, one RPDO at a fixed COB-ID, and a second SDO server.
+// A device with one TPDO at 0x180 and its node-ID, one RPDO at a fixed COB-ID, and a second SDO server.
 const std::string DEVICE =
     section("DeviceInfo", "VendorName=TAVO") + section("MandatoryObjects", "SupportedObjects=0") +
     section("OptionalObjects", "SupportedObjects=5\n1=0x1201\n2=0x1400\n3=0x1600\n4=0x1800\n5=0x1A00") +
@@ -68,78 +68,78 @@ protected:
 
 TEST_F(DescriptionNamesTest, NameTheObjectsOfANode) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(5, 0x2000, 1), "Machine, Temperature");
+  EXPECT_EQ("Machine, Temperature", nameOf(5, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, SayNothingOfOtherNodes) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(6, 0x2000, 1), "");
+  EXPECT_EQ("", nameOf(6, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, NameTheObjectsOfAllNodesWithoutANodeID) {
   names.add("device.eds");
-  EXPECT_EQ(nameOf(77, 0x2000, 1), "Machine, Temperature");
+  EXPECT_EQ("Machine, Temperature", nameOf(77, 0x2000, 1));
 }
 
 TEST_F(DescriptionNamesTest, PreferTheFileOfTheNode) {
   names.add("device.eds");
   write("other.eds", DEVICE + variable("2001", "Speed", "3", "0"));
   names.add("other.eds:5");
-  EXPECT_EQ(nameOf(5, 0x2001, 0), "Speed");
-  EXPECT_EQ(nameOf(6, 0x2001, 0), "");
+  EXPECT_EQ("Speed", nameOf(5, 0x2001, 0));
+  EXPECT_EQ("", nameOf(6, 0x2001, 0));
 }
 
 TEST_F(DescriptionNamesTest, TakeTheNodeOfAConfiguration) {
   write("device.dcf", DEVICE + section("DeviceCommissioning", "NodeID=9"));
   names.add("device.dcf");
-  EXPECT_EQ(nameOf(9, 0x2000, 2), "Machine, Alarms");
-  EXPECT_EQ(nameOf(5, 0x2000, 2), "");
+  EXPECT_EQ("Machine, Alarms", nameOf(9, 0x2000, 2));
+  EXPECT_EQ("", nameOf(5, 0x2000, 2));
 }
 
 TEST_F(DescriptionNamesTest, HaveTheTypesOfObjects) {
   names.add("device.eds:5");
-  const monitor::DataType type = names.describe(5, 0x2000, 1).type;
-  EXPECT_EQ(type.form, Form::SIGNED);
-  EXPECT_EQ(type.bits, 16);
+  const monitor::ValueType type = names.describe(5, 0x2000, 1).type;
+  EXPECT_EQ(Form::SIGNED, type.form);
+  EXPECT_EQ(16, type.bits);
 }
 
 TEST_F(DescriptionNamesTest, LeaveToTheStandardWhatTheyDoNotDescribe) {
   names.add("device.eds:5");
-  EXPECT_EQ(nameOf(5, 0x1018, 1), "Vendor-ID");
+  EXPECT_EQ("Vendor-ID", nameOf(5, 0x1018, 1));
 }
 
 TEST_F(DescriptionNamesTest, FindATPDOOfTheNode) {
   names.add("device.eds:5");
   const monitor::CommunicationObject* const object = names.findCommunicationObject(0x185);
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->service, Service::TPDO);
-  EXPECT_EQ(object->number, 1);
-  ASSERT_EQ(object->mapping.size(), 2U);
-  EXPECT_EQ(object->mapping[0].name, "Temperature");
-  EXPECT_EQ(object->mapping[1].bits, 8);
+  ASSERT_NE(nullptr, object);
+  EXPECT_EQ(Service::TPDO, object->service);
+  EXPECT_EQ(1, object->number);
+  ASSERT_EQ(2U, object->mapping.size());
+  EXPECT_EQ("Temperature", object->mapping[0].name);
+  EXPECT_EQ(8, object->mapping[1].bits);
 }
 
 TEST_F(DescriptionNamesTest, FindARPDOAtAFixedCOBIDOfOneNode) {
   names.add("device.eds:5");
   const monitor::CommunicationObject* const object = names.findCommunicationObject(0x333);
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->service, Service::RPDO);
-  EXPECT_EQ(object->node, 5);
+  ASSERT_NE(nullptr, object);
+  EXPECT_EQ(Service::RPDO, object->service);
+  EXPECT_EQ(5, object->node);
 }
 
 TEST_F(DescriptionNamesTest, FindThePDOsOfAllNodesThatGoWithTheNodeID) {
   names.add("device.eds");
-  ASSERT_NE(names.findCommunicationObject(0x1FF), nullptr);
-  EXPECT_EQ(names.findCommunicationObject(0x1FF)->node, 127);
-  EXPECT_EQ(names.findCommunicationObject(0x333), nullptr);
+  ASSERT_NE(nullptr, names.findCommunicationObject(0x1FF));
+  EXPECT_EQ(127, names.findCommunicationObject(0x1FF)->node);
+  EXPECT_EQ(nullptr, names.findCommunicationObject(0x333));
 }
 
 TEST_F(DescriptionNamesTest, FindTheFurtherServers) {
   names.add("device.eds:5");
-  ASSERT_NE(names.findCommunicationObject(0x625), nullptr);
-  EXPECT_EQ(names.findCommunicationObject(0x625)->service, Service::SDO_REQUEST);
-  EXPECT_EQ(names.findCommunicationObject(0x625)->number, 2);
-  EXPECT_EQ(names.findCommunicationObject(0x5A5)->service, Service::SDO_RESPONSE);
+  ASSERT_NE(nullptr, names.findCommunicationObject(0x625));
+  EXPECT_EQ(Service::SDO_REQUEST, names.findCommunicationObject(0x625)->service);
+  EXPECT_EQ(2, names.findCommunicationObject(0x625)->number);
+  EXPECT_EQ(Service::SDO_RESPONSE, names.findCommunicationObject(0x5A5)->service);
 }
 
 TEST_F(DescriptionNamesTest, PreferWhoSendsAPDO) {
@@ -148,7 +148,7 @@ TEST_F(DescriptionNamesTest, PreferWhoSendsAPDO) {
   sender.replace(sender.find("$NODEID+0x180"), 13, "0x333");
   write("sender.eds", sender);
   names.add("sender.eds:6");
-  EXPECT_EQ(names.findCommunicationObject(0x333)->service, Service::TPDO);
+  EXPECT_EQ(Service::TPDO, names.findCommunicationObject(0x333)->service);
 }
 
 TEST_F(DescriptionNamesTest, RefuseAMissingFile) {

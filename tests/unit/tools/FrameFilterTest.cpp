@@ -1,10 +1,10 @@
-// Which frames are shown and counted.
+// Covers: which frames are shown and counted.
 //
-// | parameters                                             | kind       |
-// |--------------------------------------------------------|------------|
-// | nodes, services, identifiers, and several of each      | functional |
-// | moments of both forms, and the boundaries of a time    | functional |
-// | names, ranges and moments that there are not           | robustness |
+// | subject                                             | functional | robustness |
+// |-----------------------------------------------------|------------|------------|
+// | nodes, services, identifiers, and several of each   | x          |            |
+// | moments of both forms, and the boundaries of a time | x          |            |
+// | names, ranges and moments that there are not        |            | x          |
 
 #include "FrameFilter.h"
 

@@ -1,9 +1,9 @@
-// The interfaces of a log.
+// Covers: the interfaces of a log.
 //
-// | parameters                      | kind       |
-// |---------------------------------|------------|
-// | one network for each name       | functional |
-// | more names than there are places | robustness |
+// | subject                          | functional | robustness |
+// |----------------------------------|------------|------------|
+// | one network for each name        | x          |            |
+// | more names than there are places |            | x          |
 
 #include "Networks.h"
 
@@ -23,15 +23,15 @@ protected:
 TEST_F(NetworksTest, AreTheSameForTheSameName) {
   trace::Network& first = networks.get("can0");
   networks.get("can1");
-  EXPECT_EQ(&networks.get("can0"), &first);
+  EXPECT_EQ(&first, &networks.get("can0"));
 }
 
 TEST_F(NetworksTest, ShareTheLastPlace) {
   for (std::size_t i = 0; i < 10 * trace::Networks::PLACES; ++i) {
     networks.get("can" + std::to_string(i));
   }
-  EXPECT_EQ(networks.getAll().size(), trace::Networks::PLACES);
-  EXPECT_EQ(networks.get("another").name, "(others)");
+  EXPECT_EQ(trace::Networks::PLACES, networks.getAll().size());
+  EXPECT_EQ("(others)", networks.get("another").name);
 }
 
 }  // namespace

@@ -120,40 +120,41 @@ inline void settle(KQEndPointManager& manager) {
 /// A plain TCP connection to the loopback address that does not block.
 class TcpPeer {
 public:
-  explicit TcpPeer(unsigned short port, int receiveBuffer = 0) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+  explicit TcpPeer(unsigned short port, int receiveBuffer = 0) : connection(socket(AF_INET, SOCK_STREAM, 0)) {
     if (receiveBuffer > 0) {
-      setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+      setsockopt(connection, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    isOpen_ = connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    stillOpen = connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   }
-  explicit TcpPeer(int acceptedSocket) : socket_(acceptedSocket), isOpen_(acceptedSocket >= 0) {}
+  explicit TcpPeer(int acceptedSocket) : connection(acceptedSocket), stillOpen(acceptedSocket >= 0) {}
   TcpPeer(const TcpPeer&) = delete;
   TcpPeer& operator=(const TcpPeer&) = delete;
   ~TcpPeer() { close(); }
 
   void close() {
-    if (socket_ >= 0) {
-      ::close(socket_);
+    if (connection >= 0) {
+      ::close(connection);
     }
-    socket_ = -1;
-    isOpen_ = false;
+    connection = -1;
+    stillOpen = false;
   }
 
   /// Sends the text as one piece. @return false: not all of it was taken
   bool send(const std::string& text) {
-    return ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(text.size());
+    return ::send(connection, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) ==
+           static_cast<ssize_t>(text.size());
   }
 
   /// What one read gives; empty when nothing has arrived.
   std::string read() {
     char buffer[65536];
-    const ssize_t count = recv(socket_, buffer, sizeof buffer, MSG_DONTWAIT);
+    const ssize_t count = recv(connection, buffer, sizeof buffer, MSG_DONTWAIT);
     if (count == 0 || (count < 0 && errno != EAGAIN)) {
-      isOpen_ = false;
+      stillOpen = false;
     }
     return count > 0 ? std::string(buffer, static_cast<std::size_t>(count)) : std::string();
   }
@@ -165,14 +166,14 @@ public:
     }
   }
 
-  bool isOpen() const { return isOpen_; }
-  int getSocket() const { return socket_; }
+  bool isOpen() const { return stillOpen; }
+  int getSocket() const { return connection; }
 
   std::string received;
 
 private:
-  int socket_;
-  bool isOpen_{false};
+  int connection;
+  bool stillOpen{false};
 };
 
 }  // namespace KQ::test

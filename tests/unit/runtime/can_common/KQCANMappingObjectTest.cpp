@@ -1,13 +1,22 @@
-// What this file covers:
-//   attributes     | data length, transmit type, cycle time, records, keys                          | functional
-//   addMappingData | impossible positions and scaling, records that are never moved                 | robustness
-//   packing        | aligned, shifted, bit fields, wider than 32 bits, neighbours, short data       | functional,
-//   robustness unpacking      | the same, sign and zero extension, texts, short and empty frames, null         |
-//   functional, robustness limits         | checkRawValue from both sides, applied only when asked for | functional
-//   scaling        | both directions, rounding, what exceeds the range                              | functional,
-//   robustness destinations   | variable store with and without owner, tag, listener                           |
-//   functional all together   | random records and frames, overlapping ones of any width too, against a reference   |
-//   that moves bit by bit      | functional
+// Covers: KQCANMappingObject and KQCANMappingData: the values in a frame.
+//
+// | subject        | functional                                    | robustness                                     |
+// |----------------|-----------------------------------------------|------------------------------------------------|
+// | attributes     | data length, transmit type, cycle time,       |                                                |
+// |                | records, keys                                 |                                                |
+// | addMappingData |                                               | impossible positions and scaling, records that |
+// |                |                                               | are never moved                                |
+// | packing        | aligned, shifted, bit fields, wider than 32   | short data                                     |
+// |                | bits, neighbours                              |                                                |
+// | unpacking      | the same, sign and zero extension, texts      | short and empty frames, null                   |
+// | limits         | checkRawValue from both sides, applied only   |                                                |
+// |                | when asked for                                |                                                |
+// | scaling        | both directions, rounding                     | what exceeds the range                         |
+// | destinations   | variable store with and without owner, tag,   |                                                |
+// |                | listener                                      |                                                |
+// | all together   | random records and frames against a reference | overlapping records of any width               |
+// |                | that moves bit by bit                         |                                                |
+
 #include "KQCANMappingObject.h"
 
 #include <gtest/gtest.h>
@@ -24,9 +33,8 @@
 
 #include "KQCANMessage.h"
 #include "KQDEI.h"
-#include "KQSignal.h"
-#include "KQSignalListener.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
+#include "SignalRecorder.h"
 #include "TestSeed.h"
 
 namespace KQ {
@@ -34,10 +42,10 @@ namespace {
 
 using Bytes = std::array<unsigned char, 8>;
 
-constexpr unsigned int key = 0x20010003U;
-constexpr unsigned int allBits = 0xFFFFFFFFU;
+constexpr unsigned int KEY = 0x20010003U;
+constexpr unsigned int ALL_BITS = 0xFFFFFFFFU;
 
-/// Keeps what was unpacked, in order.
+// Keeps what was unpacked, in order.
 class RecordingObject : public KQCANMappingObject {
 public:
   explicit RecordingObject(unsigned int dataLength = 8)
@@ -62,8 +70,8 @@ public:
 };
 
 int addPlain(KQCANMappingObject& object, int byte, unsigned int bit, unsigned int length, bool isSigned,
-             unsigned int recordKey = key, KQVariableStorageType type = STORAGE_TYPE_INTEGER) {
-  return object.addMappingData(byte, bit, length, recordKey, type, isSigned, 0, nullptr, allBits, nullptr, 0.0F, 0.0F,
+             unsigned int recordKey = KEY, KQVariableStorageType type = STORAGE_TYPE_INTEGER) {
+  return object.addMappingData(byte, bit, length, recordKey, type, isSigned, 0, nullptr, ALL_BITS, nullptr, 0.0F, 0.0F,
                                1.0F, 0, nullptr, false);
 }
 
@@ -118,18 +126,18 @@ class ImpossibleScaling : public testing::TestWithParam<ScalingCase> {};
 TEST_P(ImpossibleScaling, IsRefused) {
   RecordingObject object;
   EXPECT_EQ(20,
-            object.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, false, 0, nullptr, allBits, nullptr,
+            object.addMappingData(0, 0, 8, KEY, STORAGE_TYPE_INTEGER, false, 0, nullptr, ALL_BITS, nullptr,
                                   GetParam().rawOffset, GetParam().valueOffset, GetParam().factor, 0, nullptr, false));
   EXPECT_TRUE(object.getMappingData().empty());
 }
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+constexpr float INFINITE = std::numeric_limits<float>::infinity();
+constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
 
 INSTANTIATE_TEST_SUITE_P(Numbers, ImpossibleScaling,
-                         testing::Values(ScalingCase{0, 0, 0}, ScalingCase{0, 0, infinity},
-                                         ScalingCase{0, 0, notANumber}, ScalingCase{infinity, 0, 1},
-                                         ScalingCase{0, notANumber, 1}));
+                         testing::Values(ScalingCase{0, 0, 0}, ScalingCase{0, 0, INFINITE},
+                                         ScalingCase{0, 0, NOT_A_NUMBER}, ScalingCase{INFINITE, 0, 1},
+                                         ScalingCase{0, NOT_A_NUMBER, 1}));
 
 struct PlaceCase {
   const char* name;
@@ -137,45 +145,45 @@ struct PlaceCase {
   unsigned int bit;
   unsigned int length;
   bool isSigned;
-  int value;      ///< as the dictionary holds it
-  Bytes onZeros;  ///< packed into a frame of zeros
-  Bytes onOnes;   ///< packed into a frame of ones
-  int unpacked;   ///< what comes back
+  int value;      // as the dictionary holds it
+  Bytes onZeros;  // packed into a frame of zeros
+  Bytes onOnes;   // packed into a frame of ones
+  int unpacked;   // what comes back
 };
 
 class Place : public testing::TestWithParam<PlaceCase> {
 protected:
-  Place() { addPlain(object_, GetParam().byte, GetParam().bit, GetParam().length, GetParam().isSigned); }
+  Place() { addPlain(object, GetParam().byte, GetParam().bit, GetParam().length, GetParam().isSigned); }
 
   Bytes packedInto(Bytes data) const {
     unsigned int cursor = 0;
-    EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
-                                                          object_.getMappingData().front().get(), false));
+    EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
+                                                         object.getMappingData().front().get(), false));
     EXPECT_EQ(8U * static_cast<unsigned int>(GetParam().byte) + GetParam().bit + GetParam().length, cursor);
     return data;
   }
 
-  RecordingObject object_;
+  RecordingObject object;
 };
 
-constexpr Bytes ones{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+constexpr Bytes ONES{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
 TEST_P(Place, TakesTheValueAmongZeros) {
   EXPECT_EQ(GetParam().onZeros, packedInto(Bytes{}));
 }
 
 TEST_P(Place, TakesTheValueAmongOnes) {
-  EXPECT_EQ(GetParam().onOnes, packedInto(ones));
+  EXPECT_EQ(GetParam().onOnes, packedInto(ONES));
 }
 
 TEST_P(Place, GivesTheValueBack) {
   for (const Bytes& bytes : {GetParam().onZeros, GetParam().onOnes}) {
     KQCANMessage message = frameOf(bytes);
-    object_.integers.clear();
-    EXPECT_EQ(0, object_.extractMappedValues(&message, nullptr, nullptr, false));
-    ASSERT_EQ(1U, object_.integers.size());
-    EXPECT_EQ(key, object_.integers.front().first);
-    EXPECT_EQ(GetParam().unpacked, object_.integers.front().second);
+    object.integers.clear();
+    EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
+    ASSERT_EQ(1U, object.integers.size());
+    EXPECT_EQ(KEY, object.integers.front().first);
+    EXPECT_EQ(GetParam().unpacked, object.integers.front().second);
   }
 }
 
@@ -237,9 +245,9 @@ const PlaceCase places[] = {
      {0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF},
      {0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF},
      -2},
-    {"LowestBit", 0, 0, 1, false, 1, {0x01}, ones, 1},
+    {"LowestBit", 0, 0, 1, false, 1, {0x01}, ONES, 1},
     {"HighestBit", 7, 7, 1, false, 0, {}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}, 0},
-    {"SignedBit", 1, 4, 1, true, -1, {0, 0x10}, ones, -1},
+    {"SignedBit", 1, 4, 1, true, -1, {0, 0x10}, ONES, -1},
     {"NibbleOverAByteBoundary",
      0,
      6,
@@ -250,7 +258,7 @@ const PlaceCase places[] = {
      {0x7F, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
      0x9},
     {"ShiftedByte", 0, 4, 8, false, 0xA5, {0x50, 0x0A}, {0x5F, 0xFA, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, 0xA5},
-    {"ShiftedWord", 1, 1, 16, true, -1, {0, 0xFE, 0xFF, 0x01}, ones, -1},
+    {"ShiftedWord", 1, 1, 16, true, -1, {0, 0xFE, 0xFF, 0x01}, ONES, -1},
     {"ShiftedDoubleWord",
      3,
      7,
@@ -288,7 +296,7 @@ const PlaceCase places[] = {
      {0xF9, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
      {0xF9, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
      -7},
-    {"SixtyThreeBitsBehindOne", 0, 1, 63, true, -1, {0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, ones, -1},
+    {"SixtyThreeBitsBehindOne", 0, 1, 63, true, -1, {0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, ONES, -1},
 };
 
 INSTANTIATE_TEST_SUITE_P(Values, Place, testing::ValuesIn(places),
@@ -327,43 +335,43 @@ struct ImmovableCase {
 class Immovable : public testing::TestWithParam<ImmovableCase> {
 protected:
   Immovable() {
-    EXPECT_EQ(0, addPlain(object_, GetParam().byte, GetParam().bit, GetParam().length, false, key, GetParam().type));
+    EXPECT_EQ(0, addPlain(object, GetParam().byte, GetParam().bit, GetParam().length, false, KEY, GetParam().type));
   }
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_P(Immovable, IsListedAllTheSame) {
-  EXPECT_EQ(1U, object_.getMappingData().size());
-  EXPECT_EQ(std::vector<unsigned int>{key}, object_.getMappedKeys());
+  EXPECT_EQ(1U, object.getMappingData().size());
+  EXPECT_EQ(std::vector<unsigned int>{KEY}, object.getMappedKeys());
 }
 
 TEST_P(Immovable, IsNotPacked) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(24, object_.addSingleMappingDataToCANMsgData(data.data(), GetParam().frameLength, cursor, -1,
-                                                         object_.getMappingData().front().get(), false));
+  EXPECT_EQ(24, object.addSingleMappingDataToCANMsgData(data.data(), GetParam().frameLength, cursor, -1,
+                                                        object.getMappingData().front().get(), false));
   EXPECT_EQ(Bytes{}, data);
   EXPECT_EQ(0U, cursor);
 }
 
 TEST_P(Immovable, IsNotUnpacked) {
-  KQCANMessage message = frameOf(ones, GetParam().frameLength);
-  EXPECT_EQ(0, object_.extractMappedValues(&message, nullptr, nullptr, false));
-  EXPECT_TRUE(object_.integers.empty());
-  EXPECT_TRUE(object_.texts.empty());
+  KQCANMessage message = frameOf(ONES, GetParam().frameLength);
+  EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
+  EXPECT_TRUE(object.integers.empty());
+  EXPECT_TRUE(object.texts.empty());
 }
 
-constexpr int farByte = std::numeric_limits<int>::max();
+constexpr int FAR_BYTE = std::numeric_limits<int>::max();
 
 INSTANTIATE_TEST_SUITE_P(Records, Immovable,
                          testing::Values(ImmovableCase{"WithoutBits", 0, 0, 0, STORAGE_TYPE_INTEGER, 8},
                                          ImmovableCase{"SixtyFiveBits", 0, 0, 65, STORAGE_TYPE_INTEGER, 8},
                                          ImmovableCase{"LongestOfAMappingEntry", 0, 0, 255, STORAGE_TYPE_INTEGER, 8},
-                                         ImmovableCase{"LongestOfAll", 0, 0, allBits, STORAGE_TYPE_INTEGER, 8},
+                                         ImmovableCase{"LongestOfAll", 0, 0, ALL_BITS, STORAGE_TYPE_INTEGER, 8},
                                          ImmovableCase{"EndsBehindTheFrame", 7, 1, 8, STORAGE_TYPE_INTEGER, 8},
                                          ImmovableCase{"StartsBehindTheFrame", 8, 0, 1, STORAGE_TYPE_INTEGER, 8},
-                                         ImmovableCase{"StartsFarBehindTheFrame", farByte, allBits, 8,
-                                                       STORAGE_TYPE_INTEGER, allBits},
+                                         ImmovableCase{"StartsFarBehindTheFrame", FAR_BYTE, ALL_BITS, 8,
+                                                       STORAGE_TYPE_INTEGER, ALL_BITS},
                                          ImmovableCase{"EndsBehindAShortFrame", 1, 0, 16, STORAGE_TYPE_INTEGER, 2},
                                          ImmovableCase{"EndsOneBitBehindAShortFrame", 1, 1, 8, STORAGE_TYPE_INTEGER, 2},
                                          ImmovableCase{"StartsBehindAShortFrame", 2, 0, 8, STORAGE_TYPE_INTEGER, 2},
@@ -404,9 +412,9 @@ TEST(Unpacking, ShortFrameIsAppliedAsFarAsItReaches) {
 TEST(Unpacking, LengthBeyondEightBytesReadsNoFurther) {
   RecordingObject object;
   addPlain(object, 7, 0, 8, false);
-  KQCANMessage message = frameOf({0, 0, 0, 0, 0, 0, 0, 0x77}, allBits);
+  KQCANMessage message = frameOf({0, 0, 0, 0, 0, 0, 0, 0x77}, ALL_BITS);
   EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
-  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, 0x77}}), object.integers);
+  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{KEY, 0x77}}), object.integers);
 }
 
 TEST(Unpacking, RefusedValueDoesNotHoldTheOthersUp) {
@@ -421,89 +429,89 @@ TEST(Unpacking, RefusedValueDoesNotHoldTheOthersUp) {
 
 TEST(Unpacking, TextIsHandedOverAsItsBytes) {
   RecordingObject object;
-  addPlain(object, 1, 0, 32, false, key, STORAGE_TYPE_STRING);
+  addPlain(object, 1, 0, 32, false, KEY, STORAGE_TYPE_STRING);
   KQCANMessage message = frameOf({0, 'a', 'b', 0, 'c', 'd'});
   EXPECT_EQ(0, object.extractMappedValues(&message, nullptr, nullptr, false));
   EXPECT_TRUE(object.integers.empty());
-  const std::vector<std::pair<unsigned int, std::string>> expected{{key, std::string("ab\0c", 4)}};
+  const std::vector<std::pair<unsigned int, std::string>> expected{{KEY, std::string("ab\0c", 4)}};
   EXPECT_EQ(expected, object.texts);
 }
 
 TEST(Packing, TextIsLeftAlone) {
   RecordingObject object;
-  addPlain(object, 0, 0, 32, false, key, STORAGE_TYPE_STRING);
-  Bytes data = ones;
+  addPlain(object, 0, 0, 32, false, KEY, STORAGE_TYPE_STRING);
+  Bytes data = ONES;
   unsigned int cursor = 0;
   EXPECT_EQ(24, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 0,
                                                         object.getMappingData().front().get(), false));
-  EXPECT_EQ(ones, data);
+  EXPECT_EQ(ONES, data);
 }
 
 class RawLimits : public testing::Test {
 protected:
   RawLimits() {
-    object_.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 10, nullptr, 250, nullptr, 0.0F, 0.0F, 1.0F, 0,
-                           nullptr, false);
+    object.addMappingData(0, 0, 8, KEY, STORAGE_TYPE_INTEGER, true, 10, nullptr, 250, nullptr, 0.0F, 0.0F, 1.0F, 0,
+                          nullptr, false);
     unsigned char lowest[] = "bb";
     unsigned char highest[] = "dd";
-    object_.addMappingData(1, 0, 16, key, STORAGE_TYPE_STRING, false, 0, lowest, allBits, highest, 0.0F, 0.0F, 1.0F, 0,
-                           nullptr, false);
+    object.addMappingData(1, 0, 16, KEY, STORAGE_TYPE_STRING, false, 0, lowest, ALL_BITS, highest, 0.0F, 0.0F, 1.0F, 0,
+                          nullptr, false);
   }
-  KQCANMappingData* integer() const { return object_.getMappingData()[0].get(); }
-  KQCANMappingData* text() const { return object_.getMappingData()[1].get(); }
+  KQCANMappingData* integer() const { return object.getMappingData()[0].get(); }
+  KQCANMappingData* text() const { return object.getMappingData()[1].get(); }
 
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_F(RawLimits, BoundIntegersFromBothSides) {
-  EXPECT_EQ(20, object_.checkRawValue(9U, integer()));
-  EXPECT_EQ(0, object_.checkRawValue(10U, integer()));
-  EXPECT_EQ(0, object_.checkRawValue(250U, integer()));
-  EXPECT_EQ(20, object_.checkRawValue(251U, integer()));
+  EXPECT_EQ(20, object.checkRawValue(9U, integer()));
+  EXPECT_EQ(0, object.checkRawValue(10U, integer()));
+  EXPECT_EQ(0, object.checkRawValue(250U, integer()));
+  EXPECT_EQ(20, object.checkRawValue(251U, integer()));
 }
 
 TEST_F(RawLimits, BoundTextsFromBothSides) {
-  EXPECT_EQ(20, object_.checkRawValue(std::string("ba"), text()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("bb"), text()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("dd"), text()));
-  EXPECT_EQ(20, object_.checkRawValue(std::string("de"), text()));
+  EXPECT_EQ(20, object.checkRawValue(std::string("ba"), text()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("bb"), text()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("dd"), text()));
+  EXPECT_EQ(20, object.checkRawValue(std::string("de"), text()));
 }
 
 TEST_F(RawLimits, TextWithoutLimitsIsNotBounded) {
-  EXPECT_EQ(0, object_.checkRawValue(std::string(), integer()));
-  EXPECT_EQ(0, object_.checkRawValue(std::string("zz"), integer()));
+  EXPECT_EQ(0, object.checkRawValue(std::string(), integer()));
+  EXPECT_EQ(0, object.checkRawValue(std::string("zz"), integer()));
 }
 
 TEST_F(RawLimits, CheckRefusesNull) {
-  EXPECT_EQ(20, object_.checkRawValue(10U, nullptr));
-  EXPECT_EQ(20, object_.checkRawValue(std::string("bb"), nullptr));
+  EXPECT_EQ(20, object.checkRawValue(10U, nullptr));
+  EXPECT_EQ(20, object.checkRawValue(std::string("bb"), nullptr));
 }
 
 TEST_F(RawLimits, ApplyToAFrameOnlyWhenAskedFor) {
   KQCANMessage message = frameOf({9, 'a', 'a'});
-  object_.extractMappedValues(&message, nullptr, nullptr, true);
-  EXPECT_TRUE(object_.integers.empty());
-  EXPECT_TRUE(object_.texts.empty());
-  object_.extractMappedValues(&message, nullptr, nullptr, false);
-  EXPECT_EQ(1U, object_.integers.size());
-  EXPECT_EQ(1U, object_.texts.size());
+  object.extractMappedValues(&message, nullptr, nullptr, true);
+  EXPECT_TRUE(object.integers.empty());
+  EXPECT_TRUE(object.texts.empty());
+  object.extractMappedValues(&message, nullptr, nullptr, false);
+  EXPECT_EQ(1U, object.integers.size());
+  EXPECT_EQ(1U, object.texts.size());
 }
 
 TEST_F(RawLimits, LetAFrameWithinThemPass) {
   KQCANMessage message = frameOf({0xF0, 'b', 'c'});
-  object_.extractMappedValues(&message, nullptr, nullptr, true);
-  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, -16}}), object_.integers);
-  EXPECT_EQ(1U, object_.texts.size());
+  object.extractMappedValues(&message, nullptr, nullptr, true);
+  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{KEY, -16}}), object.integers);
+  EXPECT_EQ(1U, object.texts.size());
 }
 
 TEST_F(RawLimits, ApplyToAPackedValueOnlyWhenAskedFor) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(20, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), true));
+  EXPECT_EQ(20, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), true));
   EXPECT_EQ(Bytes{}, data);
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, -16, integer(), true));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, -16, integer(), true));
   EXPECT_EQ(Bytes{0xF0}, data);
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), false));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, 9, integer(), false));
   EXPECT_EQ(Bytes{9}, data);
 }
 
@@ -520,28 +528,28 @@ struct ScaledCase {
 class Scaled : public testing::TestWithParam<ScaledCase> {
 protected:
   Scaled() {
-    object_.addMappingData(1, 0, GetParam().length, key, STORAGE_TYPE_INTEGER, GetParam().isSigned, 0, nullptr, allBits,
-                           nullptr, GetParam().rawOffset, GetParam().valueOffset, GetParam().factor, 0, nullptr, false);
+    object.addMappingData(1, 0, GetParam().length, KEY, STORAGE_TYPE_INTEGER, GetParam().isSigned, 0, nullptr, ALL_BITS,
+                          nullptr, GetParam().rawOffset, GetParam().valueOffset, GetParam().factor, 0, nullptr, false);
   }
-  RecordingObject object_;
+  RecordingObject object;
 };
 
 TEST_P(Scaled, IsPackedAsItsRawValue) {
   Bytes data{};
   unsigned int cursor = 0;
-  EXPECT_EQ(0, object_.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
-                                                        object_.getMappingData().front().get(), false));
+  EXPECT_EQ(0, object.addSingleMappingDataToCANMsgData(data.data(), 8, cursor, GetParam().value,
+                                                       object.getMappingData().front().get(), false));
   EXPECT_EQ(GetParam().packed, data);
 }
 
 TEST_P(Scaled, IsUnpackedFromItsRawValue) {
   KQCANMessage message = frameOf(GetParam().packed);
-  object_.extractMappedValues(&message, nullptr, nullptr, false);
-  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{key, GetParam().unpacked}}), object_.integers);
+  object.extractMappedValues(&message, nullptr, nullptr, false);
+  EXPECT_EQ((std::vector<std::pair<unsigned int, int>>{{KEY, GetParam().unpacked}}), object.integers);
 }
 
-constexpr int intMax = std::numeric_limits<int>::max();
-constexpr int intMin = std::numeric_limits<int>::min();
+constexpr int LARGEST = std::numeric_limits<int>::max();
+constexpr int SMALLEST = std::numeric_limits<int>::min();
 
 INSTANTIATE_TEST_SUITE_P(
     Values, Scaled,
@@ -556,121 +564,104 @@ INSTANTIATE_TEST_SUITE_P(
                     ScaledCase{"TooSmallForTheBits", 8, false, 0, 0, 2, -1000, {0, 0}, 0},
                     ScaledCase{"TooLargeForTheSignedBits", 8, true, 0, 0, 2, 1000, {0, 0x7F}, 254},
                     ScaledCase{"TooSmallForTheSignedBits", 8, true, 0, 0, 2, -1000, {0, 0x80}, -256},
-                    ScaledCase{"LargestInteger", 32, true, 0, 0, 2, intMax, {0, 0, 0, 0, 0x40}, intMax},
-                    ScaledCase{"SmallestInteger", 32, true, 0, 0, 2, intMin, {0, 0, 0, 0, 0xC0}, intMin}),
+                    ScaledCase{"LargestInteger", 32, true, 0, 0, 2, LARGEST, {0, 0, 0, 0, 0x40}, LARGEST},
+                    ScaledCase{"SmallestInteger", 32, true, 0, 0, 2, SMALLEST, {0, 0, 0, 0, 0xC0}, SMALLEST}),
     [](const auto& row) { return std::string(row.param.name); });
-
-class NamedOwner : public KQVariableOwner {
-public:
-  NamedOwner() : KQVariableOwner("mapping") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-};
 
 class ToTheStore : public testing::Test {
 protected:
   ToTheStore() {
-    dei_->clear();
+    dei->clear();
     const KQVariable integer(0x2001, 3, "integer");
-    dei_->addVariable(&integer);
+    dei->addVariable(&integer);
     const KQVariable text(0x2001, 4, "text", STORAGE_TYPE_STRING);
-    dei_->addVariable(&text);
-    addPlain(object_, 0, 0, 8, true, 0x20010003U);
-    addPlain(object_, 1, 0, 16, false, 0x20010004U, STORAGE_TYPE_STRING);
+    dei->addVariable(&text);
+    addPlain(object, 0, 0, 8, true, 0x20010003U);
+    addPlain(object, 1, 0, 16, false, 0x20010004U, STORAGE_TYPE_STRING);
   }
-  ~ToTheStore() override { dei_->clear(); }
+  ~ToTheStore() override { dei->clear(); }
 
   int integer() const {
     int value = 0;
-    dei_->getVariableValue(0x2001, 3, &value);
+    dei->getVariableValue(0x2001, 3, &value);
     return value;
   }
 
-  KQDEI* const dei_{KQDEI::instance()};
-  KQCANMappingObject object_{8, TRANSMIT_RECEIVE, 0, 0, 1, true, 0, false, 0};
+  KQDEI* const dei{KQDEI::instance()};
+  KQCANMappingObject object{8, TRANSMIT_RECEIVE, 0, 0, 1, true, 0, false, 0};
 };
 
 TEST_F(ToTheStore, ValuesOfAFrameAreWritten) {
   KQCANMessage message = frameOf({0xF9, 'o', 'k'});
-  EXPECT_EQ(0, object_.extractMappedValues(&message, dei_, nullptr, false));
+  EXPECT_EQ(0, object.extractMappedValues(&message, dei, nullptr, false));
   EXPECT_EQ(-7, integer());
   std::string text;
-  EXPECT_EQ(0, dei_->getVariableValue(0x2001, 4, &text));
+  EXPECT_EQ(0, dei->getVariableValue(0x2001, 4, &text));
   EXPECT_EQ("ok", text);
 }
 
 TEST_F(ToTheStore, NullStoreIsRefused) {
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010003U, 1, nullptr, nullptr, 0));
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010004U, std::string("a"), nullptr, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010003U, 1, nullptr, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010004U, std::string("a"), nullptr, nullptr, 0));
 }
 
 TEST_F(ToTheStore, ResultOfTheStoreIsHandedBack) {
-  EXPECT_EQ(23, object_.handleExtractedValue(0x20010009U, 1, dei_, nullptr, 0));
-  EXPECT_EQ(20, object_.handleExtractedValue(0x20010004U, 1, dei_, nullptr, 0));
+  EXPECT_EQ(23, object.handleExtractedValue(0x20010009U, 1, dei, nullptr, 0));
+  EXPECT_EQ(20, object.handleExtractedValue(0x20010004U, 1, dei, nullptr, 0));
 }
 
 TEST_F(ToTheStore, OwnerWritesItsOwnVariablesOnly) {
-  NamedOwner owner;
-  EXPECT_EQ(30, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
+  test::OwnerRecorder owner;
+  EXPECT_EQ(30, object.handleExtractedValue(0x20010003U, 1, dei, &owner, 0));
   KQVariable owned(0x2001, 3, "integer");
   owned.setOwner(&owner);
-  dei_->addVariable(&owned);
-  EXPECT_EQ(0, object_.handleExtractedValue(0x20010003U, 1, dei_, &owner, 0));
+  dei->addVariable(&owned);
+  EXPECT_EQ(0, object.handleExtractedValue(0x20010003U, 1, dei, &owner, 0));
   EXPECT_EQ(1, integer());
 }
-
-class CountingListener : public KQSignalListener {
-public:
-  int signalOccurred(KQSignal& signal) override {
-    signals.push_back(signal);
-    return 0;
-  }
-  std::vector<KQSignal> signals;
-};
 
 class RecordOptions : public testing::TestWithParam<bool> {
 protected:
   RecordOptions() {
-    object_.addMappingData(0, 0, 8, key, STORAGE_TYPE_INTEGER, true, 0, nullptr, allBits, nullptr, 0.0F, 0.0F, 1.0F, 55,
-                           &listener_, GetParam());
-    object_.addMappingData(1, 0, 8, 0x20010004U, STORAGE_TYPE_STRING, false, 0, nullptr, allBits, nullptr, 0.0F, 0.0F,
-                           1.0F, 56, &listener_, GetParam());
+    object.addMappingData(0, 0, 8, KEY, STORAGE_TYPE_INTEGER, true, 0, nullptr, ALL_BITS, nullptr, 0.0F, 0.0F, 1.0F, 55,
+                          &listener, GetParam());
+    object.addMappingData(1, 0, 8, 0x20010004U, STORAGE_TYPE_STRING, false, 0, nullptr, ALL_BITS, nullptr, 0.0F, 0.0F,
+                          1.0F, 56, &listener, GetParam());
   }
 
   void receive() {
     KQCANMessage message = frameOf({0xFF, 'x'});
-    object_.extractMappedValues(&message, nullptr, nullptr, false);
+    object.extractMappedValues(&message, nullptr, nullptr, false);
   }
 
-  CountingListener listener_;
-  RecordingObject object_;
+  test::SignalRecorder listener;
+  RecordingObject object;
 };
 
 TEST_P(RecordOptions, TagGoesWithTheValue) {
   receive();
-  EXPECT_EQ(56, object_.lastTag);
+  EXPECT_EQ(56, object.lastTag);
 }
 
 TEST_P(RecordOptions, ListenerIsToldOfEachValue) {
   receive();
-  ASSERT_EQ(2U, listener_.signals.size());
-  EXPECT_EQ(1100, listener_.signals[0].getCode());
-  EXPECT_EQ(key, listener_.signals[0].getFirstValue());
-  EXPECT_EQ(allBits, listener_.signals[0].getSecondValue());
-  EXPECT_EQ(1101, listener_.signals[1].getCode());
-  EXPECT_EQ(0x20010004U, listener_.signals[1].getFirstValue());
+  ASSERT_EQ(2U, listener.signals.size());
+  EXPECT_EQ(1100, listener.signals[0].getCode());
+  EXPECT_EQ(KEY, listener.signals[0].getFirstValue());
+  EXPECT_EQ(ALL_BITS, listener.signals[0].getSecondValue());
+  EXPECT_EQ(1101, listener.signals[1].getCode());
+  EXPECT_EQ(0x20010004U, listener.signals[1].getFirstValue());
 }
 
 TEST_P(RecordOptions, ListenerIsToldOfRefusedValuesUnlessItWantsOnlyAccepted) {
-  object_.answer = 20;
+  object.answer = 20;
   receive();
-  EXPECT_EQ(GetParam() ? 0U : 2U, listener_.signals.size());
+  EXPECT_EQ(GetParam() ? 0U : 2U, listener.signals.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(OnlyAccepted, RecordOptions, testing::Bool());
 
-/// Moves one bit after the other, as the words say it, and knows no masks.
+// Moves one bit after the other, as the words say it, and knows no masks.
 class BitByBit {
 public:
   static bool bitOf(const Bytes& bytes, unsigned int bit) { return (bytes[bit / 8] >> (bit % 8) & 1) != 0; }

@@ -1,10 +1,10 @@
-// KQCANPortRegistry, KQEndPointFactory
+// Covers: KQCANPortRegistry, KQEndPointFactory.
 //
-// | what     | cases                                                                             |
-// |----------|-----------------------------------------------------------------------------------|
-// | URIs     | the three forms; wrong syntax of each                                                |
-// | opening  | each form; the text for wrong syntax                                                 |
-// | registry | bound, bound again, unbound, by factory; two end points of one port see each other   |
+// | subject  | functional                                                                         | robustness |
+// |----------|------------------------------------------------------------------------------------|------------|
+// | URIs     | the three forms; wrong syntax of each                                              |            |
+// | opening  | each form; the text for wrong syntax                                               |            |
+// | registry | bound, bound again, unbound, by factory; two end points of one port see each other |            |
 
 #include <gtest/gtest.h>
 
@@ -29,9 +29,10 @@ class WrongURI : public testing::TestWithParam<const char*> {};
 TEST_P(WrongURI, IsRefusedWithTheFormsThatAreExpected) {
   EXPECT_FALSE(KQEndPointFactory::isEndPointURI(GetParam()));
   std::string error;
-  EXPECT_EQ(KQEndPointFactory::openEndPoint(GetParam(), error), nullptr);
-  EXPECT_EQ(error, "unknown port URI '" + std::string(GetParam()) +
-                       "': expected socketcan:IF, virtual:NAME or socketcand:HOST:PORT/CHANNEL");
+  EXPECT_EQ(nullptr, KQEndPointFactory::openEndPoint(GetParam(), error));
+  EXPECT_EQ("unknown port URI '" + std::string(GetParam()) +
+                "': expected socketcan:IF, virtual:NAME or socketcand:HOST:PORT/CHANNEL",
+            error);
 }
 INSTANTIATE_TEST_SUITE_P(Forms, WrongURI,
                          testing::Values("", "foo", "foo:bar", "socketcan:", "socketcan:abcdefghijklmnop",
@@ -46,15 +47,15 @@ INSTANTIATE_TEST_SUITE_P(Forms, WrongURI,
 TEST(EndPointFactory, OpensAVirtualBus) {
   std::string error = "old";
   auto endPoint = KQEndPointFactory::openEndPoint("virtual:factory", error);
-  ASSERT_NE(endPoint, nullptr);
-  EXPECT_EQ(error, "");
-  EXPECT_EQ(endPoint->getURI(), "virtual:factory");
+  ASSERT_NE(nullptr, endPoint);
+  EXPECT_EQ("", error);
+  EXPECT_EQ("virtual:factory", endPoint->getURI());
 }
 
 TEST(EndPointFactory, TellsWhyAnInterfaceCannotBeOpened) {
   std::string error;
-  EXPECT_EQ(KQEndPointFactory::openEndPoint("socketcan:nosuchcan0", error), nullptr);
-  EXPECT_EQ(error.substr(0, 22), "socketcan:nosuchcan0: ");
+  EXPECT_EQ(nullptr, KQEndPointFactory::openEndPoint("socketcan:nosuchcan0", error));
+  EXPECT_EQ("socketcan:nosuchcan0: ", error.substr(0, 22));
 }
 
 TEST(CANPortRegistry, IsOnePerProcess) {
@@ -64,30 +65,30 @@ TEST(CANPortRegistry, IsOnePerProcess) {
 TEST(CANPortRegistry, EndPointsOfOnePortSeeEachOther) {
   KQCANPortRegistry registry;
   std::string error;
-  EXPECT_EQ(registry.bindPort(7, "virtual:registry"), KQ_OK);
+  EXPECT_EQ(KQ_OK, registry.bindPort(7, "virtual:registry"));
   auto first = registry.openPort(7, error);
   auto second = registry.openPort(7, error);
-  ASSERT_NE(first, nullptr);
-  ASSERT_NE(second, nullptr);
+  ASSERT_NE(nullptr, first);
+  ASSERT_NE(nullptr, second);
   first->writeMessage(makeMessage(1));
   second->writeMessage(makeMessage(2));
-  EXPECT_EQ(readAll(*first), std::vector<std::string>{"002#"});
-  EXPECT_EQ(readAll(*second), std::vector<std::string>{"001#"});
+  EXPECT_EQ(std::vector<std::string>{"002#"}, readAll(*first));
+  EXPECT_EQ(std::vector<std::string>{"001#"}, readAll(*second));
 }
 
 TEST(CANPortRegistry, UnknownPortGivesAText) {
   KQCANPortRegistry registry;
   std::string error;
-  EXPECT_EQ(registry.openPort(3, error), nullptr);
-  EXPECT_EQ(error, "CAN port 3 is not bound to any port URI");
+  EXPECT_EQ(nullptr, registry.openPort(3, error));
+  EXPECT_EQ("CAN port 3 is not bound to any port URI", error);
 }
 
 TEST(CANPortRegistry, WrongURIChangesNothing) {
   KQCANPortRegistry registry;
   std::string error;
   registry.bindPort(1, "virtual:registry");
-  EXPECT_EQ(registry.bindPort(1, "nonsense"), KQ_INVALID_ARGUMENT);
-  EXPECT_NE(registry.openPort(1, error), nullptr);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, registry.bindPort(1, "nonsense"));
+  EXPECT_NE(nullptr, registry.openPort(1, error));
 }
 
 TEST(CANPortRegistry, PortIsReboundAndUnbound) {
@@ -95,22 +96,22 @@ TEST(CANPortRegistry, PortIsReboundAndUnbound) {
   std::string error;
   registry.bindPort(1, "virtual:before");
   registry.bindPort(1, "virtual:after");
-  EXPECT_EQ(registry.openPort(1, error)->getURI(), "virtual:after");
-  EXPECT_EQ(registry.unbindPort(1), KQ_OK);
-  EXPECT_EQ(registry.unbindPort(1), KQ_NOT_FOUND);
-  EXPECT_EQ(registry.openPort(1, error), nullptr);
+  EXPECT_EQ("virtual:after", registry.openPort(1, error)->getURI());
+  EXPECT_EQ(KQ_OK, registry.unbindPort(1));
+  EXPECT_EQ(KQ_NOT_FOUND, registry.unbindPort(1));
+  EXPECT_EQ(nullptr, registry.openPort(1, error));
 }
 
 TEST(CANPortRegistry, FactoryOpensThePort) {
   KQCANPortRegistry registry;
   std::string error;
-  EXPECT_EQ(registry.bindPort(2, KQCANPortRegistry::Factory()), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, registry.bindPort(2, KQCANPortRegistry::Factory()));
   registry.bindPort(2, [](std::string& text) {
     text = "not today";
     return std::unique_ptr<KQEndPoint>();
   });
-  EXPECT_EQ(registry.openPort(2, error), nullptr);
-  EXPECT_EQ(error, "not today");
+  EXPECT_EQ(nullptr, registry.openPort(2, error));
+  EXPECT_EQ("not today", error);
 }
 
 }  // namespace

@@ -1,16 +1,21 @@
-// KQEndPointManager
+// Covers: KQEndPointManager.
 //
-// | what                  | cases                                                                                |
-// |-----------------------|--------------------------------------------------------------------------------------|
-// | arguments             | null, twice, unknown, a bad descriptor, no callback                                    |
-// | end points            | level-triggered; several at once; frames taken in a batch; a listener that reads nothing |
-// |                       | more frames than one wait serves (robustness)                                          |
-// | removal (robustness)  | itself or another one from inside a callback; deleted while added; the manager first   |
-// | descriptors           | events, modify, remove                                                                 |
-// | services              | called when due and not before; shorten the wait; removed from inside                   |
-// | transitions           | told once each way and in order; down when added                                       |
-// | wake                  | from another thread                                                                    |
-// | signals               | what came with one that ends the wait is served in that wait (robustness)              |
+// | subject     | functional                                       | robustness                                      |
+// |-------------|--------------------------------------------------|-------------------------------------------------|
+// | arguments   | null, twice, unknown, a bad descriptor, no       |                                                 |
+// |             | callback                                         |                                                 |
+// | end points  | level-triggered; several at once; frames taken   |                                                 |
+// |             | in a batch; a listener that reads nothing more   |                                                 |
+// |             | frames than one wait serves (robustness)         |                                                 |
+// | removal     |                                                  | itself or another one from inside a callback;   |
+// |             |                                                  | deleted while added; the manager first          |
+// | descriptors | events, modify, remove                           |                                                 |
+// | services    | called when due and not before; shorten the      |                                                 |
+// |             | wait; removed from inside                        |                                                 |
+// | transitions | told once each way and in order; down when added |                                                 |
+// | wake        | from another thread                              |                                                 |
+// | signals     |                                                  | what came with one that ends the wait is served |
+// |             |                                                  | in that wait                                    |
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
@@ -35,7 +40,7 @@ std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name) {
   return KQVirtualEndPoint::open(name, error);
 }
 
-/// An end point whose every answer the test gives.
+// An end point whose every answer the test gives.
 class ScriptedEndPoint : public KQEndPoint {
 public:
   ScriptedEndPoint() : KQEndPoint("test:scripted"), descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
@@ -75,20 +80,20 @@ protected:
   int doWrite(const KQCANMessage&) override { return KQ_OK; }
 };
 
-/// Does in onEndPointReadable what the test says.
+// Does in onEndPointReadable what the test says.
 class ActingListener : public KQEndPointListener {
 public:
-  explicit ActingListener(std::function<void(KQEndPoint*)> action) : action_(std::move(action)) {}
+  explicit ActingListener(std::function<void(KQEndPoint*)> action) : reaction(std::move(action)) {}
   void onEndPointReadable(KQEndPoint* endPoint, KQEndPointManager*) override {
     ++calls;
-    action_(endPoint);
+    reaction(endPoint);
   }
   void onEndPointReconnected(KQEndPoint*) override {}
   void onEndPointDisconnected(KQEndPoint*) override {}
   unsigned calls{0};
 
 private:
-  std::function<void(KQEndPoint*)> action_;
+  std::function<void(KQEndPoint*)> reaction;
 };
 
 class TestService : public KQTimedService {
@@ -110,32 +115,32 @@ TEST(EndPointManager, RefusesWrongArguments) {
   auto endPoint = openVirtual("manager");
   RecordingListener listener;
   TestService service;
-  EXPECT_EQ(manager.addEndPoint(nullptr, &listener), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(manager.removeEndPoint(nullptr), KQ_NOT_FOUND);
-  EXPECT_EQ(manager.removeEndPoint(endPoint.get()), KQ_NOT_FOUND);
-  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_OK);
-  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_ALREADY_EXISTS);
-  EXPECT_EQ(manager.removeEndPoint(endPoint.get()), KQ_OK);
-  EXPECT_EQ(manager.addEndPoint(endPoint.get(), &listener), KQ_OK);
-  EXPECT_EQ(manager.addDescriptor(-1, EPOLLIN, [](unsigned) {}), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(manager.addDescriptor(100000, EPOLLIN, [](unsigned) {}), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(manager.addDescriptor(endPoint->getDescriptor(), EPOLLIN, nullptr), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(manager.modifyDescriptor(5, EPOLLIN), KQ_NOT_FOUND);
-  EXPECT_EQ(manager.removeDescriptor(5), KQ_NOT_FOUND);
-  EXPECT_EQ(manager.addService(nullptr), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(manager.removeService(nullptr), KQ_NOT_FOUND);
-  EXPECT_EQ(manager.addService(&service), KQ_OK);
-  EXPECT_EQ(manager.addService(&service), KQ_ALREADY_EXISTS);
-  EXPECT_EQ(manager.removeService(&service), KQ_OK);
-  EXPECT_EQ(manager.removeService(&service), KQ_NOT_FOUND);
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, manager.addEndPoint(nullptr, &listener));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.removeEndPoint(nullptr));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.removeEndPoint(endPoint.get()));
+  EXPECT_EQ(KQ_OK, manager.addEndPoint(endPoint.get(), &listener));
+  EXPECT_EQ(KQ_ALREADY_EXISTS, manager.addEndPoint(endPoint.get(), &listener));
+  EXPECT_EQ(KQ_OK, manager.removeEndPoint(endPoint.get()));
+  EXPECT_EQ(KQ_OK, manager.addEndPoint(endPoint.get(), &listener));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, manager.addDescriptor(-1, EPOLLIN, [](unsigned) {}));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, manager.addDescriptor(100000, EPOLLIN, [](unsigned) {}));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, manager.addDescriptor(endPoint->getDescriptor(), EPOLLIN, nullptr));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.modifyDescriptor(5, EPOLLIN));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.removeDescriptor(5));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, manager.addService(nullptr));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.removeService(nullptr));
+  EXPECT_EQ(KQ_OK, manager.addService(&service));
+  EXPECT_EQ(KQ_ALREADY_EXISTS, manager.addService(&service));
+  EXPECT_EQ(KQ_OK, manager.removeService(&service));
+  EXPECT_EQ(KQ_NOT_FOUND, manager.removeService(&service));
 }
 
 TEST(EndPointManager, OneEndPointHasOneManager) {
   KQEndPointManager first;
   KQEndPointManager second;
   auto endPoint = openVirtual("manager");
-  EXPECT_EQ(first.addEndPoint(endPoint.get(), nullptr), KQ_OK);
-  EXPECT_EQ(second.addEndPoint(endPoint.get(), nullptr), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(KQ_OK, first.addEndPoint(endPoint.get(), nullptr));
+  EXPECT_EQ(KQ_ALREADY_EXISTS, second.addEndPoint(endPoint.get(), nullptr));
 }
 
 // Reads until nothing waits, as a node does.
@@ -152,27 +157,27 @@ TEST(EndPointManager, EndlessFramesHoldUpNobody) {
   ScriptedEndPoint endPoint;
   endPoint.buffered = 3 * KQEndPointManager::FRAMES_PER_WAIT;
   ActingListener listener = drainingListener();
-  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
-  EXPECT_EQ(manager.wait(-1), 1);
-  EXPECT_EQ(endPoint.buffered, 2 * KQEndPointManager::FRAMES_PER_WAIT);
-  EXPECT_EQ(manager.wait(-1), 1) << "the rest is served without waiting";
-  EXPECT_EQ(endPoint.buffered, KQEndPointManager::FRAMES_PER_WAIT);
-  EXPECT_EQ(manager.wait(-1), 1);
-  EXPECT_EQ(endPoint.buffered, 0U);
-  EXPECT_EQ(manager.wait(0), 0);
+  ASSERT_EQ(KQ_OK, manager.addEndPoint(&endPoint, &listener));
+  EXPECT_EQ(1, manager.wait(-1));
+  EXPECT_EQ(2 * KQEndPointManager::FRAMES_PER_WAIT, endPoint.buffered);
+  EXPECT_EQ(1, manager.wait(-1)) << "the rest is served without waiting";
+  EXPECT_EQ(KQEndPointManager::FRAMES_PER_WAIT, endPoint.buffered);
+  EXPECT_EQ(1, manager.wait(-1));
+  EXPECT_EQ(0U, endPoint.buffered);
+  EXPECT_EQ(0, manager.wait(0));
 }
 
 TEST(EndPointManager, EndPointIsReadWithoutLimitOutsideOfWait) {
   KQEndPointManager manager;
   ScriptedEndPoint endPoint;
   ActingListener listener = drainingListener();
-  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
+  ASSERT_EQ(KQ_OK, manager.addEndPoint(&endPoint, &listener));
   endPoint.buffered = KQEndPointManager::FRAMES_PER_WAIT + 1;
   manager.wait(-1);
-  EXPECT_EQ(endPoint.buffered, 1U);
+  EXPECT_EQ(1U, endPoint.buffered);
   endPoint.buffered = 2 * KQEndPointManager::FRAMES_PER_WAIT;
   listener.onEndPointReadable(&endPoint, &manager);
-  EXPECT_EQ(endPoint.buffered, 0U);
+  EXPECT_EQ(0U, endPoint.buffered);
 }
 
 TEST(EndPointManager, EndPointRemovedWhileItIsReadHasNoLimit) {
@@ -183,15 +188,15 @@ TEST(EndPointManager, EndPointRemovedWhileItIsReadHasNoLimit) {
     manager.removeEndPoint(readable);
     drainingListener().onEndPointReadable(readable, &manager);
   });
-  ASSERT_EQ(manager.addEndPoint(&endPoint, &listener), KQ_OK);
+  ASSERT_EQ(KQ_OK, manager.addEndPoint(&endPoint, &listener));
   manager.wait(-1);
-  EXPECT_EQ(endPoint.buffered, 0U);
+  EXPECT_EQ(0U, endPoint.buffered);
 }
 
 TEST(EndPointManager, WithNothingReadyServesNothing) {
   KQEndPointManager manager;
-  EXPECT_EQ(manager.wait(0), 0);
-  EXPECT_EQ(manager.wait(1), 0);
+  EXPECT_EQ(0, manager.wait(0));
+  EXPECT_EQ(0, manager.wait(1));
 }
 
 TEST(EndPointManager, AnnouncesFramesUntilTheyAreRead) {
@@ -204,11 +209,11 @@ TEST(EndPointManager, AnnouncesFramesUntilTheyAreRead) {
   for (unsigned i = 1; i <= 3; ++i) {
     sender->writeMessage(makeMessage(i));
   }
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(0), 0);
-  EXPECT_EQ(listener.frames, (std::vector<std::string>{"001#", "002#", "003#"}));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(0, manager.wait(0));
+  EXPECT_EQ((std::vector<std::string>{"001#", "002#", "003#"}), listener.frames);
 }
 
 TEST(EndPointManager, ServesAllThatIsReadyInOneWait) {
@@ -220,8 +225,8 @@ TEST(EndPointManager, ServesAllThatIsReadyInOneWait) {
   manager.addEndPoint(first.get(), &listener);
   manager.addEndPoint(second.get(), &listener);
   sender->writeMessage(makeMessage(7));
-  EXPECT_EQ(manager.wait(100), 2);
-  EXPECT_EQ(listener.frames, (std::vector<std::string>{"007#", "007#"}));
+  EXPECT_EQ(2, manager.wait(100));
+  EXPECT_EQ((std::vector<std::string>{"007#", "007#"}), listener.frames);
 }
 
 TEST(EndPointManager, AnnouncesFramesThatWereTakenInABatch) {
@@ -231,9 +236,9 @@ TEST(EndPointManager, AnnouncesFramesThatWereTakenInABatch) {
   listener.framesPerCall = 1;
   manager.addEndPoint(&endPoint, &listener);
   endPoint.buffered = 2;
-  EXPECT_EQ(manager.wait(-1), 1);
-  EXPECT_EQ(manager.wait(-1), 1);
-  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(1, manager.wait(-1));
+  EXPECT_EQ(1, manager.wait(-1));
+  EXPECT_EQ(0, manager.wait(0));
 }
 
 TEST(EndPointManager, DoesNotSpinOnAListenerThatReadsNothing) {
@@ -243,11 +248,11 @@ TEST(EndPointManager, DoesNotSpinOnAListenerThatReadsNothing) {
   ActingListener listener([](KQEndPoint*) {});
   manager.addEndPoint(receiver.get(), &listener);
   sender->writeMessage(makeMessage(1));
-  EXPECT_EQ(manager.wait(50), 1);
-  EXPECT_EQ(manager.wait(50), 0);  // a pause instead of the next announcement
-  EXPECT_EQ(manager.wait(50), 1);
-  EXPECT_EQ(manager.wait(0), 1);  // polled: level-triggered as ever
-  EXPECT_EQ(manager.wait(0), 1);
+  EXPECT_EQ(1, manager.wait(50));
+  EXPECT_EQ(0, manager.wait(50));  // a pause instead of the next announcement
+  EXPECT_EQ(1, manager.wait(50));
+  EXPECT_EQ(1, manager.wait(0));  // polled: level-triggered as ever
+  EXPECT_EQ(1, manager.wait(0));
 }
 
 TEST(EndPointManager, WithoutListenerLeavesTheFramesAlone) {
@@ -256,9 +261,9 @@ TEST(EndPointManager, WithoutListenerLeavesTheFramesAlone) {
   auto receiver = openVirtual("manager");
   manager.addEndPoint(receiver.get(), nullptr);
   sender->writeMessage(makeMessage(1));
-  EXPECT_EQ(manager.wait(1), 0);
-  EXPECT_EQ(manager.wait(1), 0);
-  EXPECT_EQ(readAll(*receiver), std::vector<std::string>{"001#"});
+  EXPECT_EQ(0, manager.wait(1));
+  EXPECT_EQ(0, manager.wait(1));
+  EXPECT_EQ(std::vector<std::string>{"001#"}, readAll(*receiver));
 }
 
 TEST(EndPointManager, FlushesWhenTheDescriptorIsWritable) {
@@ -268,10 +273,10 @@ TEST(EndPointManager, FlushesWhenTheDescriptorIsWritable) {
   manager.addEndPoint(&endPoint, &listener);
   endPoint.wishesWritable = true;
   manager.wait(100);
-  EXPECT_EQ(endPoint.flushes, 1U);
+  EXPECT_EQ(1U, endPoint.flushes);
   manager.wait(0);
-  EXPECT_EQ(endPoint.flushes, 1U);
-  EXPECT_EQ(listener.announcements, 0U);
+  EXPECT_EQ(1U, endPoint.flushes);
+  EXPECT_EQ(0U, listener.announcements);
 }
 
 TEST(EndPointManager, EndPointMayRemoveItselfInItsCallback) {
@@ -284,10 +289,10 @@ TEST(EndPointManager, EndPointMayRemoveItselfInItsCallback) {
   });
   manager.addEndPoint(receiver.get(), &listener);
   sender->writeMessage(makeMessage(1));
-  EXPECT_EQ(manager.wait(100), 1);
+  EXPECT_EQ(1, manager.wait(100));
   sender->writeMessage(makeMessage(2));
-  EXPECT_EQ(manager.wait(0), 0);
-  EXPECT_EQ(listener.calls, 1U);
+  EXPECT_EQ(0, manager.wait(0));
+  EXPECT_EQ(1U, listener.calls);
 }
 
 TEST(EndPointManager, EndPointRemovedByAnothersCallbackIsNotCalled) {
@@ -301,9 +306,9 @@ TEST(EndPointManager, EndPointRemovedByAnothersCallbackIsNotCalled) {
   manager.addEndPoint(receivers[0].get(), &listener);
   manager.addEndPoint(receivers[1].get(), &listener);
   sender->writeMessage(makeMessage(1));
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(0), 0);
-  EXPECT_EQ(listener.calls, 1U);
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(0, manager.wait(0));
+  EXPECT_EQ(1U, listener.calls);
 }
 
 TEST(EndPointManager, MayGoBeforeItsEndPoints) {
@@ -314,24 +319,24 @@ TEST(EndPointManager, MayGoBeforeItsEndPoints) {
     manager.addEndPoint(receiver.get(), nullptr);
   }
   KQEndPointManager next;
-  EXPECT_EQ(next.addEndPoint(receiver.get(), nullptr), KQ_OK);
+  EXPECT_EQ(KQ_OK, next.addEndPoint(receiver.get(), nullptr));
 }
 
 TEST(EndPointManager, DescriptorIsCalledWithItsEvents) {
   KQEndPointManager manager;
   const int descriptor = eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC);
   unsigned seen = 0;
-  EXPECT_EQ(manager.addDescriptor(descriptor, EPOLLIN, [&seen](unsigned events) { seen = events; }), KQ_OK);
-  EXPECT_EQ(manager.addDescriptor(descriptor, EPOLLIN, [](unsigned) {}), KQ_ALREADY_EXISTS);
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(seen, static_cast<unsigned>(EPOLLIN));
-  EXPECT_EQ(manager.modifyDescriptor(descriptor, EPOLLOUT), KQ_OK);
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(seen, static_cast<unsigned>(EPOLLOUT));
-  EXPECT_EQ(manager.modifyDescriptor(descriptor, 0), KQ_OK);
-  EXPECT_EQ(manager.wait(0), 0);
-  EXPECT_EQ(manager.removeDescriptor(descriptor), KQ_OK);
-  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(KQ_OK, manager.addDescriptor(descriptor, EPOLLIN, [&seen](unsigned events) { seen = events; }));
+  EXPECT_EQ(KQ_ALREADY_EXISTS, manager.addDescriptor(descriptor, EPOLLIN, [](unsigned) {}));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(static_cast<unsigned>(EPOLLIN), seen);
+  EXPECT_EQ(KQ_OK, manager.modifyDescriptor(descriptor, EPOLLOUT));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(static_cast<unsigned>(EPOLLOUT), seen);
+  EXPECT_EQ(KQ_OK, manager.modifyDescriptor(descriptor, 0));
+  EXPECT_EQ(0, manager.wait(0));
+  EXPECT_EQ(KQ_OK, manager.removeDescriptor(descriptor));
+  EXPECT_EQ(0, manager.wait(0));
   close(descriptor);
 }
 
@@ -345,9 +350,9 @@ TEST(EndPointManager, DescriptorMayReplaceItselfInItsCallback) {
     manager.addDescriptor(descriptor, EPOLLIN, [&](unsigned) { calls.push_back("second"); });
     calls.push_back(captured);
   });
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(calls, (std::vector<std::string>{captured, "second"}));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ((std::vector<std::string>{captured, "second"}), calls);
   manager.removeDescriptor(descriptor);
   close(descriptor);
 }
@@ -358,11 +363,11 @@ TEST(EndPointManager, ServiceIsCalledWhenItIsDueAndNotBefore) {
   manager.addService(&service);
   manager.wait(0);
   service.delay = 3;
-  EXPECT_EQ(manager.wait(-1), 0);  // the delay ends it
-  EXPECT_EQ(service.calls, 0U);
+  EXPECT_EQ(0, manager.wait(-1));  // the delay ends it
+  EXPECT_EQ(0U, service.calls);
   service.delay = 0;
-  EXPECT_EQ(manager.wait(-1), 0);
-  EXPECT_EQ(service.calls, 1U);
+  EXPECT_EQ(0, manager.wait(-1));
+  EXPECT_EQ(1U, service.calls);
 }
 
 TEST(EndPointManager, ServiceMayRemoveAnotherOne) {
@@ -374,8 +379,8 @@ TEST(EndPointManager, ServiceMayRemoveAnotherOne) {
   manager.addService(&first);
   manager.addService(&second);
   manager.wait(0);
-  EXPECT_EQ(first.calls, 1U);
-  EXPECT_EQ(second.calls, 0U);
+  EXPECT_EQ(1U, first.calls);
+  EXPECT_EQ(0U, second.calls);
 }
 
 TEST(EndPointManager, EndPointIsServicedWhenItIsDue) {
@@ -384,7 +389,7 @@ TEST(EndPointManager, EndPointIsServicedWhenItIsDue) {
   manager.addEndPoint(&endPoint, nullptr);
   endPoint.delay = 0;
   manager.wait(-1);
-  EXPECT_EQ(endPoint.services, 1U);
+  EXPECT_EQ(1U, endPoint.services);
 }
 
 TEST(EndPointManager, TellsEveryTransitionOnceAndInOrder) {
@@ -398,12 +403,12 @@ TEST(EndPointManager, TellsEveryTransitionOnceAndInOrder) {
   endPoint.setConnected(false, "gone");
   manager.wait(-1);
   manager.wait(0);
-  EXPECT_EQ(listener.events, (std::vector<std::string>{"disconnected", "reconnected", "disconnected"}));
+  EXPECT_EQ((std::vector<std::string>{"disconnected", "reconnected", "disconnected"}), listener.events);
   endPoint.setConnected(true, "back");
   manager.wait(-1);
   testing::internal::GetCapturedStderr();
-  EXPECT_EQ(listener.events.size(), 4U);
-  EXPECT_EQ(listener.events.back(), "reconnected");
+  EXPECT_EQ(4U, listener.events.size());
+  EXPECT_EQ("reconnected", listener.events.back());
 }
 
 TEST(EndPointManager, TellsThatAnEndPointIsDownWhenItIsAdded) {
@@ -417,7 +422,7 @@ TEST(EndPointManager, TellsThatAnEndPointIsDownWhenItIsAdded) {
   testing::internal::GetCapturedStderr();
   manager.addEndPoint(&endPoint, &listener);
   manager.wait(-1);
-  EXPECT_EQ(listener.events, std::vector<std::string>{"disconnected"});
+  EXPECT_EQ(std::vector<std::string>{"disconnected"}, listener.events);
 }
 
 int signalledDescriptor = -1;
@@ -435,8 +440,8 @@ TEST(EndPointManager, ServesWhatCameWithASignalInTheSameWait) {
   std::signal(SIGALRM, makeReadableOnSignal);
   const itimerval soon{{0, 0}, {0, 5000}};
   setitimer(ITIMER_REAL, &soon, nullptr);
-  EXPECT_EQ(manager.wait(60000), 1);
-  EXPECT_EQ(calls, 1U);
+  EXPECT_EQ(1, manager.wait(60000));
+  EXPECT_EQ(1U, calls);
   std::signal(SIGALRM, SIG_DFL);
   close(signalledDescriptor);
 }
@@ -444,9 +449,9 @@ TEST(EndPointManager, ServesWhatCameWithASignalInTheSameWait) {
 TEST(EndPointManager, IsWokenFromAnotherThread) {
   KQEndPointManager manager;
   std::thread other([&manager] { manager.wake(); });
-  EXPECT_EQ(manager.wait(-1), 0);
+  EXPECT_EQ(0, manager.wait(-1));
   other.join();
-  EXPECT_EQ(manager.wait(0), 0);
+  EXPECT_EQ(0, manager.wait(0));
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
-// KQCANMessage, KQEndPoint
+// Covers: KQCANMessage, KQEndPoint.
 //
-// | what                     | cases                                                                  |
-// |--------------------------|------------------------------------------------------------------------|
-// | message                  | a fresh one has length 8; clear empties it                              |
-// | write check (functional) | identifier 0, 0x7FF, 0x800, extended; length 0, 8, 9                    |
-// | observer                 | frames read, frames accepted; not refused ones; replaced; none          |
-// | statistics               | received, sent, refused; disconnects and reconnects                     |
-// | state                    | one line each way on standard error; the same state again says nothing  |
+// | subject                  | functional                                                             | robustness |
+// |--------------------------|------------------------------------------------------------------------|------------|
+// | message                  | a fresh one has length 8; clear empties it                             |            |
+// | write check (functional) | identifier 0, 0x7FF, 0x800, extended; length 0, 8, 9                   |            |
+// | observer                 | frames read, frames accepted; not refused ones; replaced; none         |            |
+// | statistics               | received, sent, refused; disconnects and reconnects                    |            |
+// | state                    | one line each way on standard error; the same state again says nothing |            |
 
 #include <gtest/gtest.h>
 
@@ -51,21 +51,21 @@ public:
 
 TEST(CANMessage, FreshMessageHasLengthEight) {
   const KQCANMessage message;
-  EXPECT_EQ(message.identifier, 0U);
-  EXPECT_EQ(message.length, 8U);
-  EXPECT_EQ(message.flags, 0U);
-  EXPECT_EQ(toText(message), "000#0000000000000000");
+  EXPECT_EQ(0U, message.identifier);
+  EXPECT_EQ(8U, message.length);
+  EXPECT_EQ(0U, message.flags);
+  EXPECT_EQ("000#0000000000000000", toText(message));
 }
 
 TEST(CANMessage, ClearMakesItEmpty) {
   KQCANMessage message = makeMessage(0x585, {1, 2, 3, 4, 5, 6, 7, 8});
   message.flags = 1;
   message.clear();
-  EXPECT_EQ(message.identifier, 0U);
-  EXPECT_EQ(message.length, 0U);
-  EXPECT_EQ(message.flags, 0U);
+  EXPECT_EQ(0U, message.identifier);
+  EXPECT_EQ(0U, message.length);
+  EXPECT_EQ(0U, message.flags);
   for (const unsigned char byte : message.data) {
-    EXPECT_EQ(byte, 0U);
+    EXPECT_EQ(0U, byte);
   }
 }
 
@@ -82,8 +82,8 @@ TEST_P(EndPointWrite, TakesElevenBitDataFramesOnly) {
   KQCANMessage message;
   message.identifier = GetParam().identifier;
   message.length = GetParam().length;
-  EXPECT_EQ(endPoint.writeMessage(message), GetParam().result);
-  EXPECT_EQ(endPoint.written.size(), GetParam().result == KQ_OK ? 1U : 0U);
+  EXPECT_EQ(GetParam().result, endPoint.writeMessage(message));
+  EXPECT_EQ(GetParam().result == KQ_OK ? 1U : 0U, endPoint.written.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -98,10 +98,10 @@ TEST(EndPointObserver, SeesFramesReadAndFramesAccepted) {
   endPoint.setFrameObserver(&observer);
   endPoint.waiting.push_back(makeMessage(0x605, {0x40}));
   KQCANMessage message;
-  EXPECT_EQ(endPoint.readMessage(message), KQ_OK);
-  EXPECT_EQ(endPoint.readMessage(message), KQ_NO_DATA);
-  EXPECT_EQ(endPoint.writeMessage(makeMessage(0x585, {0x43})), KQ_OK);
-  EXPECT_EQ(observer.frames, (std::vector<std::string>{"< 605#40", "> 585#43"}));
+  EXPECT_EQ(KQ_OK, endPoint.readMessage(message));
+  EXPECT_EQ(KQ_NO_DATA, endPoint.readMessage(message));
+  EXPECT_EQ(KQ_OK, endPoint.writeMessage(makeMessage(0x585, {0x43})));
+  EXPECT_EQ((std::vector<std::string>{"< 605#40", "> 585#43"}), observer.frames);
 }
 
 TEST(EndPointObserver, IsNotToldOfRefusedFrames) {
@@ -109,8 +109,8 @@ TEST(EndPointObserver, IsNotToldOfRefusedFrames) {
   RecordingObserver observer;
   endPoint.setFrameObserver(&observer);
   endPoint.writeResult = KQ_DEFERRED;
-  EXPECT_EQ(endPoint.writeMessage(makeMessage(0x585)), KQ_DEFERRED);
-  EXPECT_EQ(endPoint.writeMessage(makeMessage(0x800)), KQ_INVALID_ARGUMENT);
+  EXPECT_EQ(KQ_DEFERRED, endPoint.writeMessage(makeMessage(0x585)));
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, endPoint.writeMessage(makeMessage(0x800)));
   EXPECT_TRUE(observer.frames.empty());
 }
 
@@ -124,7 +124,7 @@ TEST(EndPointObserver, IsReplacedAndRemoved) {
   endPoint.setFrameObserver(nullptr);
   endPoint.writeMessage(makeMessage(2));
   EXPECT_TRUE(first.frames.empty());
-  EXPECT_EQ(second.frames, std::vector<std::string>{"> 001#"});
+  EXPECT_EQ(std::vector<std::string>{"> 001#"}, second.frames);
 }
 
 TEST(EndPointStatistics, CountFramesAndRefusals) {
@@ -139,9 +139,9 @@ TEST(EndPointStatistics, CountFramesAndRefusals) {
   endPoint.writeResult = KQ_NOT_AVAILABLE;
   endPoint.writeMessage(makeMessage(3));
   const KQEndPointStatistics statistics = endPoint.getStatistics();
-  EXPECT_EQ(statistics.received, 1U);
-  EXPECT_EQ(statistics.sent, 2U);
-  EXPECT_EQ(statistics.refused, 2U);
+  EXPECT_EQ(1U, statistics.received);
+  EXPECT_EQ(2U, statistics.sent);
+  EXPECT_EQ(2U, statistics.refused);
 }
 
 TEST(EndPointState, SaysOneLineEachWay) {
@@ -154,17 +154,17 @@ TEST(EndPointState, SaysOneLineEachWay) {
   endPoint.setConnected(true, "back");
   endPoint.setConnected(true, "not said");
   EXPECT_TRUE(endPoint.isConnected());
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "test:plain: gone\ntest:plain: back\n");
-  EXPECT_EQ(endPoint.getStatistics().disconnects, 1U);
-  EXPECT_EQ(endPoint.getStatistics().reconnects, 1U);
+  EXPECT_EQ("test:plain: gone\ntest:plain: back\n", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(1U, endPoint.getStatistics().disconnects);
+  EXPECT_EQ(1U, endPoint.getStatistics().reconnects);
 }
 
 TEST(EndPointState, WithoutDescriptorHasNone) {
   const PlainEndPoint endPoint;
-  EXPECT_EQ(endPoint.getDescriptor(), -1);
-  EXPECT_EQ(endPoint.getServiceDelay(), -1);
+  EXPECT_EQ(-1, endPoint.getDescriptor());
+  EXPECT_EQ(-1, endPoint.getServiceDelay());
   EXPECT_FALSE(endPoint.wantsWritable());
-  EXPECT_EQ(endPoint.getURI(), "test:plain");
+  EXPECT_EQ("test:plain", endPoint.getURI());
 }
 
 }  // namespace

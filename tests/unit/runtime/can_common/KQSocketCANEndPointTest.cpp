@@ -1,16 +1,22 @@
-// KQSocketCANEndPoint on a kernel that the test plays
+// Covers: KQSocketCANEndPoint on a kernel that the test plays.
 //
-//  what                   | cases
-//  -----------------------+--------------------------------------------------------------------------------------
-//  opening                | no CAN in the kernel, no interface, not a CAN interface, other errors; interface down
-//  reading                | in batches one by one; asked again only when there may be more; extended, remote, FD and
-//                         | over-long frames dropped; errors never read
-//  filter                 | single, neighbours, all, none, too many, refused; with an observer; after a reconnect
-//  writing                | straight; ENOBUFS, EAGAIN queue in order; full queue 17; retry after 1 ms
-//  interface down and up  | seen by read, by write; once each way; bound again; another index; queue discarded
-//  controller             | bus-off and its three ways back, error-passive, overruns, lost in the socket buffer
-//  without a manager      | comes back by reading
-//  threads (robustness)   | writers and the manager
+// | subject               | functional                                                      | robustness              |
+// |-----------------------|-----------------------------------------------------------------|-------------------------|
+// | opening               | no CAN in the kernel, no interface, not a CAN interface, other  |                         |
+// |                       | errors; interface down                                          |                         |
+// | reading               | in batches one by one; asked again only when there may be more; |                         |
+// |                       | extended, remote, FD and over-long frames dropped; errors never |                         |
+// |                       | read                                                            |                         |
+// | filter                | single, neighbours, all, none, too many, refused; with an       |                         |
+// |                       | observer; after a reconnect                                     |                         |
+// | writing               | straight; ENOBUFS, EAGAIN queue in order; full queue 17; retry  |                         |
+// |                       | after 1 ms                                                      |                         |
+// | interface down and up | seen by read, by write; once each way; bound again; another     |                         |
+// |                       | index; queue discarded                                          |                         |
+// | controller            | bus-off and its three ways back, error-passive, overruns, lost  |                         |
+// |                       | in the socket buffer                                            |                         |
+// | without a manager     | comes back by reading                                           |                         |
+// | threads               |                                                                 | writers and the manager |
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>
@@ -31,7 +37,7 @@ namespace {
 
 using Frames = std::vector<std::string>;
 
-/// The system calls of a kernel with one interface, "can0". An eventfd stands for the socket.
+// The system calls of a kernel with one interface, "can0". An eventfd stands for the socket.
 class FakeKernel : public KQCANSocketCalls {
 public:
   int openSocket() override {
@@ -61,7 +67,7 @@ public:
   }
   void clearError(int) override { receiveError = 0; }
 
-  /// Whether a data frame passes the filters, as the kernel judges it.
+  // Whether a data frame passes the filters, as the kernel judges it.
   bool passes(unsigned identifier) const {
     return std::any_of(filters.begin(), filters.end(), [identifier](const can_filter& filter) {
       return (identifier & filter.can_mask) == (filter.can_id & filter.can_mask);
@@ -132,24 +138,24 @@ public:
   std::mutex mutex;
 };
 
-/// An open port that a manager serves, and a clock that stands still.
+// An open port that a manager serves, and a clock that stands still.
 class SocketCAN : public testing::Test {
 protected:
   SocketCAN() {
     std::string error;
     port = KQSocketCANEndPoint::open("can0", error, &kernel);
-    EXPECT_NE(port, nullptr) << error;
+    EXPECT_NE(nullptr, port) << error;
     manager.addEndPoint(port.get(), &listener);
     testing::internal::CaptureStderr();
   }
   ~SocketCAN() override {
-    if (!stderrTaken_) {
+    if (!stderrTaken) {
       testing::internal::GetCapturedStderr();
     }
   }
 
   std::string takeStderr() {
-    stderrTaken_ = true;
+    stderrTaken = true;
     return testing::internal::GetCapturedStderr();
   }
 
@@ -158,13 +164,13 @@ protected:
     manager.wait(0);
   }
 
-  /// Lets the kernel report on the socket and the manager look.
+  // Lets the kernel report on the socket and the manager look.
   void announce() {
     const std::uint64_t one = 1;
-    ASSERT_EQ(write(kernel.socket, &one, sizeof one), static_cast<ssize_t>(sizeof one));
+    ASSERT_EQ(static_cast<ssize_t>(sizeof one), write(kernel.socket, &one, sizeof one));
     manager.wait(0);
     std::uint64_t ignored = 0;
-    ASSERT_EQ(read(kernel.socket, &ignored, sizeof ignored), static_cast<ssize_t>(sizeof ignored));
+    ASSERT_EQ(static_cast<ssize_t>(sizeof ignored), read(kernel.socket, &ignored, sizeof ignored));
     manager.wait(0);
   }
 
@@ -175,7 +181,7 @@ protected:
   std::unique_ptr<KQSocketCANEndPoint> port;
 
 private:
-  bool stderrTaken_{false};
+  bool stderrTaken{false};
 };
 
 // ---- Opening
@@ -195,9 +201,9 @@ TEST_P(SocketCANOpen, SaysInOneLineWhatIsWrong) {
   kernel.bindError = GetParam().bindError;
   kernel.exists = GetParam().exists;
   std::string error;
-  EXPECT_EQ(KQSocketCANEndPoint::open("can0", error, &kernel), nullptr);
-  EXPECT_EQ(error, GetParam().text);
-  EXPECT_EQ(kernel.socket, -1) << "the socket must not stay open";
+  EXPECT_EQ(nullptr, KQSocketCANEndPoint::open("can0", error, &kernel));
+  EXPECT_EQ(GetParam().text, error);
+  EXPECT_EQ(-1, kernel.socket) << "the socket must not stay open";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -211,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(SocketCANOpenOnThisKernel, GivesAPortOrAClearText) {
   std::string error;
-  EXPECT_EQ(KQSocketCANEndPoint::open("nosuchcan0", error), nullptr);
+  EXPECT_EQ(nullptr, KQSocketCANEndPoint::open("nosuchcan0", error));
   EXPECT_TRUE(error == "socketcan:nosuchcan0: this kernel has no CAN support" ||
               error == "socketcan:nosuchcan0: no such interface")
       << error;
@@ -224,18 +230,18 @@ TEST(SocketCANOpenInterfaceDown, OpensAndReturnsWhenItIsUp) {
   std::string error;
   testing::internal::CaptureStderr();
   auto port = KQSocketCANEndPoint::open("can0", error, &kernel);
-  ASSERT_NE(port, nullptr);
+  ASSERT_NE(nullptr, port);
   EXPECT_FALSE(port->isConnected());
-  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->writeMessage(makeMessage(1)));
   KQEndPointManager manager;
   RecordingListener listener;
   manager.addEndPoint(port.get(), &listener);
   kernel.flags = IFF_UP;
   TestClock::advance(100);
   manager.wait(0);
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n");
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
+  EXPECT_EQ("socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n",
+            testing::internal::GetCapturedStderr());
 }
 
 // ---- Reading
@@ -246,13 +252,13 @@ TEST_F(SocketCAN, BatchIsHandedOutOneByOne) {
   }
   KQCANMessage message;
   for (unsigned i = 0; i < 70; ++i) {
-    ASSERT_EQ(port->readMessage(message), KQ_OK);
-    EXPECT_EQ(message.identifier, i);
-    EXPECT_EQ(message.length, 1U);
-    EXPECT_EQ(message.flags, 0U);
+    ASSERT_EQ(KQ_OK, port->readMessage(message));
+    EXPECT_EQ(i, message.identifier);
+    EXPECT_EQ(1U, message.length);
+    EXPECT_EQ(0U, message.flags);
   }
-  EXPECT_EQ(kernel.receives, 4U);  // 4, 32, 32 and 2 frames
-  EXPECT_EQ(port->readMessage(message), KQ_NO_DATA);
+  EXPECT_EQ(4U, kernel.receives);  // 4, 32, 32 and 2 frames
+  EXPECT_EQ(KQ_NO_DATA, port->readMessage(message));
 }
 
 TEST_F(SocketCAN, RestOfABatchIsAnnouncedWithoutTheKernel) {
@@ -261,8 +267,8 @@ TEST_F(SocketCAN, RestOfABatchIsAnnouncedWithoutTheKernel) {
   kernel.give(2);
   kernel.give(3);
   announce();
-  EXPECT_EQ(manager.wait(-1), 1);
-  EXPECT_EQ(listener.frames, (Frames{"001#", "002#", "003#"}));
+  EXPECT_EQ(1, manager.wait(-1));
+  EXPECT_EQ((Frames{"001#", "002#", "003#"}), listener.frames);
 }
 
 TEST_F(SocketCAN, FramesThatAreNotClassicDataFramesAreDroppedAndCounted) {
@@ -276,27 +282,27 @@ TEST_F(SocketCAN, FramesThatAreNotClassicDataFramesAreDroppedAndCounted) {
   kernel.give(0x184);
   kernel.waiting.back().size = 4;
   kernel.give(0x7FF, {1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_EQ(readAll(*port), Frames{"7FF#0102030405060708"});
-  EXPECT_EQ(port->getStatistics().dropped, 6U);
-  EXPECT_EQ(port->getStatistics().received, 1U);
+  EXPECT_EQ(Frames{"7FF#0102030405060708"}, readAll(*port));
+  EXPECT_EQ(6U, port->getStatistics().dropped);
+  EXPECT_EQ(1U, port->getStatistics().received);
 }
 
 TEST_F(SocketCAN, ErrorFramesAreCountedAndNeverRead) {
   kernel.giveError(CAN_ERR_PROT | CAN_ERR_BUSERROR);
   kernel.giveError(CAN_ERR_ACK);
   kernel.give(5);
-  EXPECT_EQ(readAll(*port), Frames{"005#"});
-  EXPECT_EQ(port->getStatistics().errorFrames, 2U);
-  EXPECT_EQ(port->getStatistics().dropped, 0U);
-  EXPECT_EQ(takeStderr(), "");
+  EXPECT_EQ(Frames{"005#"}, readAll(*port));
+  EXPECT_EQ(2U, port->getStatistics().errorFrames);
+  EXPECT_EQ(0U, port->getStatistics().dropped);
+  EXPECT_EQ("", takeStderr());
 }
 
 TEST_F(SocketCAN, KernelIsAskedOnceForFewerFramesThanABatch) {
   kernel.give(0x181);
   kernel.give(0x182);
   announce();
-  EXPECT_EQ(listener.frames, (Frames{"181#", "182#"}));
-  EXPECT_EQ(kernel.receives, 1U);
+  EXPECT_EQ((Frames{"181#", "182#"}), listener.frames);
+  EXPECT_EQ(1U, kernel.receives);
 }
 
 TEST_F(SocketCAN, KernelIsAskedAgainAfterAFullBatch) {
@@ -304,8 +310,8 @@ TEST_F(SocketCAN, KernelIsAskedAgainAfterAFullBatch) {
     kernel.give(0x181);
   }
   announce();
-  EXPECT_EQ(listener.frames.size(), 33U);
-  EXPECT_EQ(kernel.receives, 2U);  // four, and then all that there are
+  EXPECT_EQ(33U, listener.frames.size());
+  EXPECT_EQ(2U, kernel.receives);  // four, and then all that there are
 }
 
 // ---- Filter
@@ -322,7 +328,7 @@ TEST_F(SocketCAN, KernelLetsThroughWhatIsWantedAndNothingElse) {
   const KQReceptionFilter wanted = filterOf({0x000, 0x080, 0x201, 0x605, 0x700, 0x701, 0x702, 0x7FF});
   port->setReceptionFilter(&wanted);
   for (unsigned identifier = 0; identifier <= 0x7FF; ++identifier) {
-    EXPECT_EQ(kernel.passes(identifier), wanted.contains(identifier)) << identifier;
+    EXPECT_EQ(wanted.contains(identifier), kernel.passes(identifier)) << identifier;
   }
   EXPECT_FALSE(kernel.passes(0x201 | CAN_EFF_FLAG));
   EXPECT_FALSE(kernel.passes(0x201 | CAN_RTR_FLAG));
@@ -334,7 +340,7 @@ TEST_F(SocketCAN, NeighboursShareAFilter) {
     wanted.add(identifier);
   }
   port->setReceptionFilter(&wanted);
-  EXPECT_EQ(kernel.filters.size(), 1U);
+  EXPECT_EQ(1U, kernel.filters.size());
 }
 
 TEST_F(SocketCAN, NothingWantedIsAnEmptyList) {
@@ -365,7 +371,7 @@ TEST_F(SocketCAN, AsManyFiltersAsTheKernelTakes) {
     wanted.add(identifier);
   }
   port->setReceptionFilter(&wanted);
-  EXPECT_EQ(kernel.filters.size(), 512U);
+  EXPECT_EQ(512U, kernel.filters.size());
   EXPECT_FALSE(kernel.passes(0x201));
 }
 
@@ -407,30 +413,30 @@ TEST_F(SocketCAN, FilterIsSetAgainAfterAReconnect) {
 // ---- Writing
 
 TEST_F(SocketCAN, FrameGoesStraightToTheKernel) {
-  EXPECT_EQ(port->writeMessage(makeMessage(0x185, {1, 2, 3})), KQ_OK);
-  EXPECT_EQ(kernel.sent, Frames{"185#010203"});
-  EXPECT_EQ(port->getServiceDelay(), -1);
+  EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(0x185, {1, 2, 3})));
+  EXPECT_EQ(Frames{"185#010203"}, kernel.sent);
+  EXPECT_EQ(-1, port->getServiceDelay());
 }
 
 TEST_F(SocketCAN, FullInterfaceQueueKeepsFramesInOrderAndRetriesAfterAMillisecond) {
   kernel.room = 1;
   for (unsigned i = 1; i <= 4; ++i) {
-    EXPECT_EQ(port->writeMessage(makeMessage(i)), KQ_OK);
+    EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(i)));
   }
-  EXPECT_EQ(kernel.sent, Frames{"001#"});
-  EXPECT_EQ(kernel.sends, 2U) << "behind a waiting frame the kernel is not asked";
+  EXPECT_EQ(Frames{"001#"}, kernel.sent);
+  EXPECT_EQ(2U, kernel.sends) << "behind a waiting frame the kernel is not asked";
   EXPECT_FALSE(port->wantsWritable()) << "the socket is writable all the time: that would spin";
-  EXPECT_EQ(port->getServiceDelay(), 1);
+  EXPECT_EQ(1, port->getServiceDelay());
   manager.wait(0);
-  EXPECT_EQ(kernel.sends, 2U);
+  EXPECT_EQ(2U, kernel.sends);
   kernel.room = 2;
   pass(1);
-  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#", "003#"}));
-  EXPECT_EQ(port->getServiceDelay(), 1);
+  EXPECT_EQ((Frames{"001#", "002#", "003#"}), kernel.sent);
+  EXPECT_EQ(1, port->getServiceDelay());
   kernel.room = 100;
   pass(1);
-  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#", "003#", "004#"}));
-  EXPECT_EQ(port->getServiceDelay(), -1);
+  EXPECT_EQ((Frames{"001#", "002#", "003#", "004#"}), kernel.sent);
+  EXPECT_EQ(-1, port->getServiceDelay());
 }
 
 TEST_F(SocketCAN, FullSocketIsWaitedForByItsEvent) {
@@ -439,33 +445,33 @@ TEST_F(SocketCAN, FullSocketIsWaitedForByItsEvent) {
   port->writeMessage(makeMessage(1));
   port->writeMessage(makeMessage(2));
   EXPECT_TRUE(port->wantsWritable());
-  EXPECT_EQ(port->getServiceDelay(), -1);
+  EXPECT_EQ(-1, port->getServiceDelay());
   kernel.room = 100;
   manager.wait(0);
-  EXPECT_EQ(kernel.sent, (Frames{"001#", "002#"}));
+  EXPECT_EQ((Frames{"001#", "002#"}), kernel.sent);
   EXPECT_FALSE(port->wantsWritable());
 }
 
 TEST_F(SocketCAN, FullTransmitQueueRefuses) {
   kernel.room = 0;
   for (unsigned i = 0; i < KQSocketCANEndPoint::TRANSMIT_CAPACITY; ++i) {
-    ASSERT_EQ(port->writeMessage(makeMessage(i)), KQ_OK);
+    ASSERT_EQ(KQ_OK, port->writeMessage(makeMessage(i)));
   }
-  EXPECT_EQ(port->writeMessage(makeMessage(0x7FF)), KQ_DEFERRED);
+  EXPECT_EQ(KQ_DEFERRED, port->writeMessage(makeMessage(0x7FF)));
   kernel.room = 1;
-  EXPECT_EQ(port->writeMessage(makeMessage(0x7FE)), KQ_OK);
-  EXPECT_EQ(port->writeMessage(makeMessage(0x7FD)), KQ_DEFERRED);
-  EXPECT_EQ(port->flush(), KQ_NO_DATA);
+  EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(0x7FE)));
+  EXPECT_EQ(KQ_DEFERRED, port->writeMessage(makeMessage(0x7FD)));
+  EXPECT_EQ(KQ_NO_DATA, port->flush());
   kernel.room = 100000;
-  EXPECT_EQ(port->flush(), KQ_OK);
-  EXPECT_EQ(kernel.sent.size(), KQSocketCANEndPoint::TRANSMIT_CAPACITY + 1);
-  EXPECT_EQ(kernel.sent.back(), "7FE#");
-  EXPECT_EQ(port->getStatistics().refused, 2U);
+  EXPECT_EQ(KQ_OK, port->flush());
+  EXPECT_EQ(KQSocketCANEndPoint::TRANSMIT_CAPACITY + 1, kernel.sent.size());
+  EXPECT_EQ("7FE#", kernel.sent.back());
+  EXPECT_EQ(2U, port->getStatistics().refused);
 }
 
 TEST_F(SocketCAN, FrameThatTheKernelRejectsDoesNotHoldUpTheNext) {
   kernel.sendError = -EINVAL;
-  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->writeMessage(makeMessage(1)));
   kernel.sendError = 0;
   kernel.room = 0;
   port->writeMessage(makeMessage(2));
@@ -473,9 +479,9 @@ TEST_F(SocketCAN, FrameThatTheKernelRejectsDoesNotHoldUpTheNext) {
   pass(1);
   kernel.sendError = 0;
   kernel.room = 10;
-  EXPECT_EQ(port->writeMessage(makeMessage(3)), KQ_OK);
-  EXPECT_EQ(kernel.sent, Frames{"003#"});
-  EXPECT_EQ(port->getStatistics().discarded, 1U);
+  EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(3)));
+  EXPECT_EQ(Frames{"003#"}, kernel.sent);
+  EXPECT_EQ(1U, port->getStatistics().discarded);
 }
 
 // ---- Interface down and up
@@ -485,24 +491,24 @@ TEST_F(SocketCAN, InterfaceDownSeenByReadingIsToldOnceEachWay) {
   kernel.flags = 0;
   announce();
   EXPECT_FALSE(port->isConnected());
-  EXPECT_EQ(listener.events, Frames{"disconnected"});
-  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(Frames{"disconnected"}, listener.events);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->writeMessage(makeMessage(1)));
   KQCANMessage message;
-  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
   pass(100);
   pass(100);
-  EXPECT_EQ(listener.events.size(), 1U);
+  EXPECT_EQ(1U, listener.events.size());
   kernel.flags = IFF_UP;
   pass(99);
   EXPECT_FALSE(port->isConnected());
   pass(1);
   EXPECT_TRUE(port->isConnected());
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
-  EXPECT_EQ(port->writeMessage(makeMessage(2)), KQ_OK);
-  EXPECT_EQ(kernel.sent, Frames{"002#"});
-  EXPECT_EQ(takeStderr(), "socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n");
-  EXPECT_EQ(port->getStatistics().disconnects, 1U);
-  EXPECT_EQ(port->getStatistics().reconnects, 1U);
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
+  EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(2)));
+  EXPECT_EQ(Frames{"002#"}, kernel.sent);
+  EXPECT_EQ("socketcan:can0: interface is down\nsocketcan:can0: interface is up again\n", takeStderr());
+  EXPECT_EQ(1U, port->getStatistics().disconnects);
+  EXPECT_EQ(1U, port->getStatistics().reconnects);
 }
 
 TEST_F(SocketCAN, InterfaceDownSeenByWritingDiscardsWhatWaits) {
@@ -512,16 +518,16 @@ TEST_F(SocketCAN, InterfaceDownSeenByWritingDiscardsWhatWaits) {
   kernel.sendError = -ENETDOWN;
   kernel.flags = 0;
   pass(1);
-  EXPECT_EQ(listener.events, Frames{"disconnected"});
-  EXPECT_EQ(port->getStatistics().discarded, 2U);
-  EXPECT_EQ(port->flush(), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(Frames{"disconnected"}, listener.events);
+  EXPECT_EQ(2U, port->getStatistics().discarded);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->flush());
   kernel.sendError = 0;
   kernel.room = 100;
   kernel.flags = IFF_UP;
   kernel.receiveError = -ENETDOWN;  // still pending from the outage
   pass(100);
   announce();
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
   EXPECT_TRUE(kernel.sent.empty()) << "values of the past";
 }
 
@@ -530,31 +536,31 @@ TEST_F(SocketCAN, UnpluggedInterfaceIsBoundAgainUnderItsNewIndex) {
   kernel.exists = false;
   announce();
   pass(100);
-  EXPECT_EQ(kernel.binds, 1U);
+  EXPECT_EQ(1U, kernel.binds);
   kernel.exists = true;
   kernel.index = 9;
   pass(100);
-  EXPECT_EQ(kernel.boundIndex, 9);
+  EXPECT_EQ(9, kernel.boundIndex);
   EXPECT_TRUE(port->isConnected());
 }
 
 TEST_F(SocketCAN, WriteFindsTheInterfaceDown) {
   kernel.sendError = -ENXIO;
   kernel.flags = 0;
-  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(manager.wait(-1), 0) << "the write has woken the manager";
-  EXPECT_EQ(listener.events, Frames{"disconnected"});
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->writeMessage(makeMessage(1)));
+  EXPECT_EQ(0, manager.wait(-1)) << "the write has woken the manager";
+  EXPECT_EQ(Frames{"disconnected"}, listener.events);
 }
 
 TEST_F(SocketCAN, WithoutManagerReadingBringsItBack) {
   manager.removeEndPoint(port.get());
   kernel.receiveError = -ENETDOWN;
   KQCANMessage message;
-  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(port->readMessage(message), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
   TestClock::advance(100);
   kernel.give(4);
-  EXPECT_EQ(port->readMessage(message), KQ_OK);
+  EXPECT_EQ(KQ_OK, port->readMessage(message));
   EXPECT_TRUE(port->isConnected());
 }
 
@@ -565,23 +571,24 @@ TEST_F(SocketCAN, BusOffIsAnOutageUntilTheControllerIsRestarted) {
   port->writeMessage(makeMessage(1));
   kernel.giveError(CAN_ERR_BUSOFF);
   announce();
-  EXPECT_EQ(port->writeMessage(makeMessage(2)), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(port->getStatistics().busOff, 1U);
-  EXPECT_EQ(port->getStatistics().discarded, 1U);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->writeMessage(makeMessage(2)));
+  EXPECT_EQ(1U, port->getStatistics().busOff);
+  EXPECT_EQ(1U, port->getStatistics().discarded);
   kernel.giveError(CAN_ERR_RESTARTED);
   announce();
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
-  EXPECT_EQ(takeStderr(),
-            "socketcan:can0: the controller is bus-off\n"
-            "socketcan:can0: the controller was restarted after bus-off\n");
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
+  EXPECT_EQ(
+      "socketcan:can0: the controller is bus-off\n"
+      "socketcan:can0: the controller was restarted after bus-off\n",
+      takeStderr());
 }
 
 TEST_F(SocketCAN, ReceivedFrameEndsBusOff) {
   kernel.giveError(CAN_ERR_BUSOFF);
   kernel.give(7);
   announce();
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
-  EXPECT_EQ(listener.frames, Frames{"007#"});
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
+  EXPECT_EQ(Frames{"007#"}, listener.frames);
 }
 
 TEST_F(SocketCAN, RunningInterfaceEndsBusOffAfterTwoSeconds) {
@@ -611,22 +618,23 @@ TEST_F(SocketCAN, InterfaceDownDuringBusOffIsOneOutage) {
   pass(100);
   kernel.flags = IFF_UP;
   pass(100);
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
 }
 
 TEST_F(SocketCAN, ErrorPassiveIsSaidOnceEachWayAndTransfersGoOn) {
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_PASSIVE);
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_PASSIVE);
   announce();
-  EXPECT_EQ(port->writeMessage(makeMessage(1)), KQ_OK);
+  EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(1)));
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_WARNING);
   kernel.giveError(CAN_ERR_CRTL, 0x40);
   announce();
   EXPECT_TRUE(listener.events.empty());
-  EXPECT_EQ(port->getStatistics().errorPassive, 1U);
-  EXPECT_EQ(takeStderr(),
-            "socketcan:can0: the controller is error-passive\n"
-            "socketcan:can0: the controller is error-active again\n");
+  EXPECT_EQ(1U, port->getStatistics().errorPassive);
+  EXPECT_EQ(
+      "socketcan:can0: the controller is error-passive\n"
+      "socketcan:can0: the controller is error-active again\n",
+      takeStderr());
 }
 
 TEST_F(SocketCAN, OverrunsAreCountedAndSaidOnceUntilQuiet) {
@@ -634,11 +642,12 @@ TEST_F(SocketCAN, OverrunsAreCountedAndSaidOnceUntilQuiet) {
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
   announce();
   pass(999);
-  EXPECT_EQ(port->getStatistics().overruns, 2U);
+  EXPECT_EQ(2U, port->getStatistics().overruns);
   pass(1);
-  EXPECT_EQ(takeStderr(),
-            "socketcan:can0: frames are being lost: overrun\n"
-            "socketcan:can0: no frames are being lost any more\n");
+  EXPECT_EQ(
+      "socketcan:can0: frames are being lost: overrun\n"
+      "socketcan:can0: no frames are being lost any more\n",
+      takeStderr());
 }
 
 TEST_F(SocketCAN, FramesLostInTheSocketBufferAreOverruns) {
@@ -646,8 +655,8 @@ TEST_F(SocketCAN, FramesLostInTheSocketBufferAreOverruns) {
   kernel.give(2, {}, 5);
   kernel.give(3, {}, 5);
   kernel.give(4, {}, 7);
-  EXPECT_EQ(readAll(*port).size(), 4U);
-  EXPECT_EQ(port->getStatistics().overruns, 7U);
+  EXPECT_EQ(4U, readAll(*port).size());
+  EXPECT_EQ(7U, port->getStatistics().overruns);
 }
 
 // ---- Threads
@@ -659,7 +668,7 @@ TEST_F(SocketCAN, WritersOfSeveralThreadsLoseNothing) {
   for (unsigned i = 0; i < 3; ++i) {
     writers.emplace_back([this, i] {
       for (unsigned frame = 0; frame < FRAMES; ++frame) {
-        EXPECT_EQ(port->writeMessage(makeMessage(0x100 + i, {static_cast<unsigned char>(frame)})), KQ_OK);
+        EXPECT_EQ(KQ_OK, port->writeMessage(makeMessage(0x100 + i, {static_cast<unsigned char>(frame)})));
       }
     });
   }
@@ -674,16 +683,16 @@ TEST_F(SocketCAN, WritersOfSeveralThreadsLoseNothing) {
     writer.join();
   }
   kernel.room = 100000;
-  EXPECT_EQ(port->flush(), KQ_OK);
-  ASSERT_EQ(kernel.sent.size(), std::size_t{3} * FRAMES);
+  EXPECT_EQ(KQ_OK, port->flush());
+  ASSERT_EQ(std::size_t{3} * FRAMES, kernel.sent.size());
   for (unsigned i = 0; i < 3; ++i) {
     unsigned next = 0;
     for (const std::string& frame : kernel.sent) {
       if (frame.substr(0, 3) == toText(makeMessage(0x100 + i)).substr(0, 3)) {
-        EXPECT_EQ(frame, toText(makeMessage(0x100 + i, {static_cast<unsigned char>(next++)})));
+        EXPECT_EQ(toText(makeMessage(0x100 + i, {static_cast<unsigned char>(next++)})), frame);
       }
     }
-    EXPECT_EQ(next, FRAMES);
+    EXPECT_EQ(FRAMES, next);
   }
 }
 

@@ -1,11 +1,13 @@
-// KQSocketcandEndPoint against the own server and against one that the test plays
+// Covers: KQSocketcandEndPoint against the own server and against one that the test plays.
 //
-// | what                    | cases |
-// |-------------------------|------------------------------------------------------------------------------------------|
-// | opening                 | through the factory; refused connection, unknown host, wrong channel, silence, nonsense |
-// | frames                  | both ways; answers coalesced with frames; extended and bad ones dropped; other lines
-// ignored       | | queues                  | more than the receive queue holds; full output gives 17 and drains | |
-// connection lost         | told once each way; writes give 10; comes back; without a manager as well |
+// | subject         | functional                                                                     | robustness |
+// |-----------------|--------------------------------------------------------------------------------|------------|
+// | opening         | through the factory; refused connection, unknown host, wrong channel, silence, |            |
+// |                 | nonsense                                                                       |            |
+// | frames          | both ways; answers coalesced with frames; extended and bad ones dropped; other |            |
+// |                 | lines ignored                                                                  |            |
+// | queues          | more than the receive queue holds; full output gives 17 and drains             |            |
+// | connection lost | told once each way; writes give 10; comes back; without a manager as well      |            |
 
 #include <gtest/gtest.h>
 
@@ -15,46 +17,46 @@
 
 #include "CANTestSupport.h"
 #include "KQEndPointFactory.h"
-#include "KQSocketcandCodec.h"
 #include "KQSocketcandEndPoint.h"
 #include "KQSocketcandServer.h"
 #include "KQVirtualEndPoint.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
 
 using Frames = std::vector<std::string>;
 
-/// A listening socket of which the test plays the server.
+// A listening socket of which the test plays the server.
 class PlayedServer {
 public:
-  explicit PlayedServer(unsigned short port = 0) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+  explicit PlayedServer(unsigned short port = 0) : listening(socket(AF_INET, SOCK_STREAM, 0)) {
     const int on = 1;
-    setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(socket_, 4), 0);
+    EXPECT_EQ(0, bind(listening, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    EXPECT_EQ(0, listen(listening, 4));
     socklen_t size = sizeof address;
-    getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
+    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
+    boundPort = ntohs(address.sin_port);
   }
-  ~PlayedServer() { close(socket_); }
+  ~PlayedServer() { close(listening); }
   PlayedServer(const PlayedServer&) = delete;
   PlayedServer& operator=(const PlayedServer&) = delete;
 
-  unsigned short getPort() const { return port_; }
-  int accept() const { return ::accept(socket_, nullptr, nullptr); }
+  unsigned short getPort() const { return boundPort; }
+  int accept() const { return ::accept(listening, nullptr, nullptr); }
 
 private:
-  int socket_;
-  unsigned short port_{0};
+  int listening;
+  unsigned short boundPort{0};
 };
 
 void sendAll(int descriptor, const std::string& text) {
-  EXPECT_EQ(::send(descriptor, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+  EXPECT_EQ(static_cast<ssize_t>(text.size()), ::send(descriptor, text.data(), text.size(), MSG_NOSIGNAL));
 }
 
 std::string readOnce(int descriptor) {
@@ -63,27 +65,27 @@ std::string readOnce(int descriptor) {
   return std::string(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
-/// Plays the handshake with a client that is connecting; the last answer may carry more. @return the connection
+// Plays the handshake with a client that is connecting; the last answer may carry more. @return the connection
 int playHandshake(const PlayedServer& server, const std::string& behindLastAnswer = "") {
   const int descriptor = server.accept();
   sendAll(descriptor, "< hi >");
-  EXPECT_EQ(readOnce(descriptor), "< open bus0 >");
+  EXPECT_EQ("< open bus0 >", readOnce(descriptor));
   sendAll(descriptor, "< ok >");
-  EXPECT_EQ(readOnce(descriptor), "< rawmode >");
+  EXPECT_EQ("< rawmode >", readOnce(descriptor));
   sendAll(descriptor, "< ok >" + behindLastAnswer);
   return descriptor;
 }
 
-/// An end point connected to a played server.
+// An end point connected to a played server.
 class PlayedConnection : public testing::Test {
 protected:
   void open(const std::string& behindLastAnswer = "") {
-    std::thread play([&] { descriptor_ = playHandshake(server, behindLastAnswer); });
+    std::thread play([&] { playedEnd = playHandshake(server, behindLastAnswer); });
     std::string error;
     endPoint = KQSocketcandEndPoint::open("127.0.0.1", server.getPort(), "bus0", error);
     play.join();
-    ASSERT_NE(endPoint, nullptr) << error;
-    peer = std::make_unique<TcpPeer>(descriptor_);
+    ASSERT_NE(nullptr, endPoint) << error;
+    peer = std::make_unique<TcpPeer>(playedEnd);
     manager.addEndPoint(endPoint.get(), &listener);
   }
 
@@ -94,12 +96,12 @@ protected:
   std::unique_ptr<TcpPeer> peer;
 
 private:
-  int descriptor_{-1};
+  int playedEnd{-1};
 };
 
 std::string failureOf(unsigned short port, const std::string& channel = "bus0", const std::string& host = "127.0.0.1") {
   std::string error;
-  EXPECT_EQ(KQSocketcandEndPoint::open(host, port, channel, error), nullptr);
+  EXPECT_EQ(nullptr, KQSocketcandEndPoint::open(host, port, channel, error));
   return error;
 }
 
@@ -111,12 +113,12 @@ TEST(SocketcandEndPointOpen, RefusedConnectionIsNamed) {
     const PlayedServer server;
     port = server.getPort();
   }
-  EXPECT_EQ(failureOf(port), "socketcand:127.0.0.1:" + std::to_string(port) + "/bus0: Connection refused");
+  EXPECT_EQ("socketcand:127.0.0.1:" + std::to_string(port) + "/bus0: Connection refused", failureOf(port));
 }
 
 TEST(SocketcandEndPointOpen, UnknownHostIsNamed) {
-  EXPECT_EQ(failureOf(1, "bus0", "no such host").substr(0, 61),
-            "socketcand:no such host:1/bus0: unknown host 'no such host': ");
+  EXPECT_EQ("socketcand:no such host:1/bus0: unknown host 'no such host': ",
+            failureOf(1, "bus0", "no such host").substr(0, 61));
 }
 
 TEST(SocketcandEndPointOpen, WrongChannelIsNamedWithTheAnswer) {
@@ -124,21 +126,21 @@ TEST(SocketcandEndPointOpen, WrongChannelIsNamedWithTheAnswer) {
   std::thread play([&] {
     const int descriptor = server.accept();
     sendAll(descriptor, "< hi >");
-    EXPECT_EQ(readOnce(descriptor), "< open can7 >");
+    EXPECT_EQ("< open can7 >", readOnce(descriptor));
     sendAll(descriptor, "< error could not open bus >");
     close(descriptor);
   });
-  EXPECT_EQ(failureOf(server.getPort(), "can7"),
-            "socketcand:127.0.0.1:" + std::to_string(server.getPort()) +
-                "/can7: the server refuses channel 'can7': error could not open bus");
+  EXPECT_EQ("socketcand:127.0.0.1:" + std::to_string(server.getPort()) +
+                "/can7: the server refuses channel 'can7': error could not open bus",
+            failureOf(server.getPort(), "can7"));
   play.join();
 }
 
 TEST(SocketcandEndPointOpen, SilentServerIsGivenUp) {
   const PlayedServer server;
   std::string error;
-  EXPECT_EQ(KQSocketcandEndPoint::open("127.0.0.1", server.getPort(), "bus0", error, 30), nullptr);
-  EXPECT_EQ(error, "socketcand:127.0.0.1:" + std::to_string(server.getPort()) + "/bus0: no answer within 30 ms");
+  EXPECT_EQ(nullptr, KQSocketcandEndPoint::open("127.0.0.1", server.getPort(), "bus0", error, 30));
+  EXPECT_EQ("socketcand:127.0.0.1:" + std::to_string(server.getPort()) + "/bus0: no answer within 30 ms", error);
 }
 
 TEST(SocketcandEndPointOpen, ServerOfAnotherProtocolIsGivenUp) {
@@ -149,8 +151,9 @@ TEST(SocketcandEndPointOpen, ServerOfAnotherProtocolIsGivenUp) {
     readOnce(descriptor);
     close(descriptor);
   });
-  EXPECT_EQ(failureOf(server.getPort()), "socketcand:127.0.0.1:" + std::to_string(server.getPort()) +
-                                             "/bus0: the server does not speak this protocol");
+  EXPECT_EQ(
+      "socketcand:127.0.0.1:" + std::to_string(server.getPort()) + "/bus0: the server does not speak this protocol",
+      failureOf(server.getPort()));
   play.join();
 }
 
@@ -160,7 +163,7 @@ TEST(SocketcandEndPointOpen, FactoryReachesTheOwnServer) {
   KQEndPointManager manager;
   KQSocketcandServer server;
   auto local = KQVirtualEndPoint::open("bus0", error);
-  ASSERT_EQ(server.listen("localhost", 0, "bus0", manager, error), KQ_OK) << error;
+  ASSERT_EQ(KQ_OK, server.listen("localhost", 0, "bus0", manager, error)) << error;
   std::atomic<bool> isOpen{false};
   std::thread opening([&] {
     remote =
@@ -169,18 +172,18 @@ TEST(SocketcandEndPointOpen, FactoryReachesTheOwnServer) {
   });
   waitUntil(manager, [&] { return isOpen.load(); });
   opening.join();
-  ASSERT_NE(remote, nullptr) << error;
+  ASSERT_NE(nullptr, remote) << error;
   RecordingListener listener;
   RecordingListener localListener;
   manager.addEndPoint(remote.get(), &listener);
   manager.addEndPoint(local.get(), &localListener);
   for (unsigned i = 0; i < 500; ++i) {
-    EXPECT_EQ(remote->writeMessage(makeMessage(i, {1})), KQ_OK);
-    EXPECT_EQ(local->writeMessage(makeMessage(i, {2})), KQ_OK);
+    EXPECT_EQ(KQ_OK, remote->writeMessage(makeMessage(i, {1})));
+    EXPECT_EQ(KQ_OK, local->writeMessage(makeMessage(i, {2})));
   }
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 500 && localListener.frames.size() == 500; }));
-  EXPECT_EQ(listener.frames[499], "1F3#02");
-  EXPECT_EQ(localListener.frames[499], "1F3#01");
+  EXPECT_EQ("1F3#02", listener.frames[499]);
+  EXPECT_EQ("1F3#01", localListener.frames[499]);
 }
 
 // ---- Frames
@@ -189,12 +192,12 @@ TEST_F(PlayedConnection, FramesTogetherWithTheLastAnswerAreRead) {
   open("< frame 705 1700000000.123456 00 >< frame 80 1700000000.1");
   peer->send("23456  >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 2; }));
-  EXPECT_EQ(listener.frames, (Frames{"705#00", "080#"}));
+  EXPECT_EQ((Frames{"705#00", "080#"}), listener.frames);
 }
 
 TEST_F(PlayedConnection, FrameLeavesAsASendLine) {
   open();
-  EXPECT_EQ(endPoint->writeMessage(makeMessage(0x601, {0x40, 0, 0x20, 0, 0, 0, 0, 0xF})), KQ_OK);
+  EXPECT_EQ(KQ_OK, endPoint->writeMessage(makeMessage(0x601, {0x40, 0, 0x20, 0, 0, 0, 0, 0xF})));
   EXPECT_TRUE(waitUntil(manager, [&] {
     peer->collect();
     return peer->received == "< send 601 8 40 0 20 0 0 0 0 f >";
@@ -205,14 +208,14 @@ TEST_F(PlayedConnection, WhatIsNoClassicFrameIsDroppedOrIgnored) {
   open();
   peer->send("< frame 00000181 1.0 01 >< frame 181 1.0 0 >< echo >< error x >rubbish< frame 181 1.0 02 >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"181#02"}; }));
-  EXPECT_EQ(endPoint->getStatistics().dropped, 2U);
+  EXPECT_EQ(2U, endPoint->getStatistics().dropped);
 }
 
 TEST_F(PlayedConnection, HandshakeAndPartsOfLinesAreNotAnnounced) {
   open();
   peer->send("< frame 181 ");
   settle(manager);
-  EXPECT_EQ(listener.announcements, 0U);
+  EXPECT_EQ(0U, listener.announcements);
 }
 
 TEST_F(PlayedConnection, DescriptorIsReadableWhenFramesArrive) {
@@ -220,8 +223,8 @@ TEST_F(PlayedConnection, DescriptorIsReadableWhenFramesArrive) {
   EXPECT_FALSE(isReadable(endPoint->getDescriptor()));
   peer->send("< frame 181 1.0 01 >");
   pollfd waiting{endPoint->getDescriptor(), POLLIN, 0};
-  EXPECT_EQ(poll(&waiting, 1, 1000), 1);
-  EXPECT_EQ(readAll(*endPoint), Frames{"181#01"});
+  EXPECT_EQ(1, poll(&waiting, 1, 1000));
+  EXPECT_EQ(Frames{"181#01"}, readAll(*endPoint));
   EXPECT_FALSE(isReadable(endPoint->getDescriptor()));
 }
 
@@ -234,7 +237,7 @@ TEST_F(PlayedConnection, MoreThanTheReceiveQueueHoldsIsNotLost) {
   for (unsigned i = 0; i < 3000; ++i) {
     KQBusFrame frame;
     frame.identifier = i & 0x7FFU;
-    KQSocketcandCodec::appendFrameLine(text, frame, 1);
+    SocketcandCodec::appendFrameLine(text, frame, 1);
   }
   ASSERT_TRUE(peer->send(text));
   peer->close();  // and what was sent before the end is still read
@@ -242,7 +245,7 @@ TEST_F(PlayedConnection, MoreThanTheReceiveQueueHoldsIsNotLost) {
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 3000; }));
   EXPECT_TRUE(waitUntil(manager, [&] { return !endPoint->isConnected(); }));
   testing::internal::GetCapturedStderr();
-  EXPECT_EQ(listener.frames[2999], "3B7#");
+  EXPECT_EQ("3B7#", listener.frames[2999]);
 }
 
 TEST_F(PlayedConnection, FullOutputRefusesAndDrains) {
@@ -259,15 +262,15 @@ TEST_F(PlayedConnection, FullOutputRefusesAndDrains) {
       flushed = endPoint->flush();
     }
   }
-  EXPECT_EQ(result, KQ_DEFERRED);
-  EXPECT_EQ(flushed, KQ_NO_DATA);
+  EXPECT_EQ(KQ_DEFERRED, result);
+  EXPECT_EQ(KQ_NO_DATA, flushed);
   const std::size_t expected = std::string("< send 181 8 1 2 3 4 5 6 7 8 >").size() * written;
   EXPECT_TRUE(waitUntil(manager, [&] {
     peer->collect();
     return peer->received.size() == expected;
   }));
-  EXPECT_EQ(endPoint->flush(), KQ_OK);
-  EXPECT_EQ(endPoint->writeMessage(makeMessage(0x181)), KQ_OK);
+  EXPECT_EQ(KQ_OK, endPoint->flush());
+  EXPECT_EQ(KQ_OK, endPoint->writeMessage(makeMessage(0x181)));
 }
 
 TEST_F(PlayedConnection, WritersOfSeveralThreadsDoNotMixTheirLines) {
@@ -276,7 +279,7 @@ TEST_F(PlayedConnection, WritersOfSeveralThreadsDoNotMixTheirLines) {
   for (unsigned i = 0; i < 3; ++i) {
     writers.emplace_back([this, i] {
       for (unsigned frame = 0; frame < 200; ++frame) {
-        EXPECT_EQ(endPoint->writeMessage(makeMessage(0x100 + i)), KQ_OK);
+        EXPECT_EQ(KQ_OK, endPoint->writeMessage(makeMessage(0x100 + i)));
       }
     });
   }
@@ -298,19 +301,19 @@ TEST_F(PlayedConnection, LostConnectionIsToldOnceEachWayAndComesBack) {
   testing::internal::CaptureStderr();
   peer->close();
   EXPECT_TRUE(waitUntil(manager, [&] { return !listener.events.empty(); }));
-  EXPECT_EQ(endPoint->writeMessage(makeMessage(1)), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, endPoint->writeMessage(makeMessage(1)));
   KQCANMessage message;
-  EXPECT_EQ(endPoint->readMessage(message), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, endPoint->readMessage(message));
   std::thread play([&] { peer = std::make_unique<TcpPeer>(playHandshake(server, "< frame 705 1.0 00 >")); });
   TestClock::advance(500);
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.events.size() == 2; }));
   play.join();
-  EXPECT_EQ(listener.events, (Frames{"disconnected", "reconnected"}));
+  EXPECT_EQ((Frames{"disconnected", "reconnected"}), listener.events);
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"705#00"}; }));
-  EXPECT_EQ(endPoint->writeMessage(makeMessage(1)), KQ_OK);
+  EXPECT_EQ(KQ_OK, endPoint->writeMessage(makeMessage(1)));
   const std::string uri = endPoint->getURI();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            uri + ": the server closed the connection\n" + uri + ": connected again\n");
+  EXPECT_EQ(uri + ": the server closed the connection\n" + uri + ": connected again\n",
+            testing::internal::GetCapturedStderr());
 }
 
 TEST_F(PlayedConnection, TriesAgainWhileTheServerIsAway) {
@@ -326,8 +329,8 @@ TEST_F(PlayedConnection, TriesAgainWhileTheServerIsAway) {
     TestClock::advance(2000);
     settle(manager);
   }
-  EXPECT_EQ(listener.events.size(), 1U);
-  EXPECT_EQ(endPoint->getURI(), "socketcand:127.0.0.1:" + std::to_string(port) + "/bus0");
+  EXPECT_EQ(1U, listener.events.size());
+  EXPECT_EQ("socketcand:127.0.0.1:" + std::to_string(port) + "/bus0", endPoint->getURI());
   testing::internal::GetCapturedStderr();
 }
 
@@ -341,7 +344,7 @@ TEST_F(PlayedConnection, WriteFindsTheConnectionGone) {
   for (int i = 0; i < 1000 && result == KQ_OK; ++i) {
     result = endPoint->writeMessage(makeMessage(1));
   }
-  EXPECT_EQ(result, KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, result);
   EXPECT_TRUE(waitUntil(manager, [&] { return !listener.events.empty(); }));
   EXPECT_FALSE(endPoint->isConnected());
   testing::internal::GetCapturedStderr();
@@ -354,7 +357,7 @@ TEST_F(PlayedConnection, WhatWasReceivedBeforeAWriteFindsTheConnectionGoneIsNotL
   for (unsigned i = 0; i < 2000; ++i) {
     KQBusFrame frame;
     frame.identifier = i & 0x7FFU;
-    KQSocketcandCodec::appendFrameLine(text, frame, 1);
+    SocketcandCodec::appendFrameLine(text, frame, 1);
   }
   ASSERT_TRUE(peer->send(text));
   testing::internal::CaptureStderr();
@@ -377,17 +380,17 @@ TEST_F(PlayedConnection, FrameThatFindsTheConnectionGoneIsRefusedAndNotDiscarded
   EXPECT_TRUE(waitUntil(manager, [&] { return !listener.events.empty(); }));
   testing::internal::GetCapturedStderr();
   const KQEndPointStatistics statistics = endPoint->getStatistics();
-  EXPECT_EQ(statistics.sent, accepted);
-  EXPECT_EQ(statistics.refused, 1U);
-  EXPECT_EQ(statistics.discarded, 0U);
+  EXPECT_EQ(accepted, statistics.sent);
+  EXPECT_EQ(1U, statistics.refused);
+  EXPECT_EQ(0U, statistics.discarded);
 }
 
-/// An end point on a bus that a server of this process serves, which can be killed and started again.
+// An end point on a bus that a server of this process serves, which can be killed and started again.
 class ServedConnection : public testing::Test {
 protected:
   void serve() {
     std::string error;
-    ASSERT_EQ(server.listen("127.0.0.1", port, "bus0", manager, error), KQ_OK) << error;
+    ASSERT_EQ(KQ_OK, server.listen("127.0.0.1", port, "bus0", manager, error)) << error;
     port = server.getPort();
   }
 
@@ -402,7 +405,7 @@ protected:
     });
     waitUntil(manager, [&] { return isOpen.load(); });
     opening.join();
-    ASSERT_NE(remote, nullptr) << error;
+    ASSERT_NE(nullptr, remote) << error;
     manager.addEndPoint(remote.get(), &listener);
     manager.addEndPoint(local.get(), &localListener);
   }
@@ -425,15 +428,15 @@ TEST_F(ServedConnection, ServerThatIsKilledAndStartedAgainIsFoundAgainEachTime) 
   for (unsigned kill = 1; kill <= KILLS; ++kill) {
     server.close();
     ASSERT_TRUE(waitUntil(manager, [&] { return listener.events.size() == 2 * kill - 1; }));
-    EXPECT_EQ(remote->writeMessage(makeMessage(kill)), KQ_NOT_AVAILABLE);
+    EXPECT_EQ(KQ_NOT_AVAILABLE, remote->writeMessage(makeMessage(kill)));
     ++refused;
     serve();
     ASSERT_TRUE(waitUntil(manager, [&] {
       TestClock::advance(20);
       return listener.events.size() == 2 * kill;
     }));
-    EXPECT_EQ(remote->writeMessage(makeMessage(kill)), KQ_OK);
-    EXPECT_EQ(local->writeMessage(makeMessage(kill)), KQ_OK);
+    EXPECT_EQ(KQ_OK, remote->writeMessage(makeMessage(kill)));
+    EXPECT_EQ(KQ_OK, local->writeMessage(makeMessage(kill)));
     EXPECT_TRUE(waitUntil(manager, [&] {
       TestClock::advance(20);
       return listener.frames.size() == kill && localListener.frames.size() == kill;
@@ -441,13 +444,13 @@ TEST_F(ServedConnection, ServerThatIsKilledAndStartedAgainIsFoundAgainEachTime) 
   }
   const std::string lines = testing::internal::GetCapturedStderr();
   const std::string uri = remote->getURI();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2 * KILLS) << "one line each way: " << lines;
-  EXPECT_EQ(lines.rfind(uri + ": connected again\n"), lines.size() - uri.size() - 18);
+  EXPECT_EQ(2 * KILLS, std::count(lines.begin(), lines.end(), '\n')) << "one line each way: " << lines;
+  EXPECT_EQ(lines.size() - uri.size() - 18, lines.rfind(uri + ": connected again\n"));
   const KQEndPointStatistics statistics = remote->getStatistics();
-  EXPECT_EQ(statistics.disconnects, KILLS);
-  EXPECT_EQ(statistics.reconnects, KILLS);
-  EXPECT_EQ(statistics.refused, refused);
-  EXPECT_EQ(statistics.discarded, 0U);
+  EXPECT_EQ(KILLS, statistics.disconnects);
+  EXPECT_EQ(KILLS, statistics.reconnects);
+  EXPECT_EQ(refused, statistics.refused);
+  EXPECT_EQ(0U, statistics.discarded);
 }
 
 TEST_F(PlayedConnection, WithoutManagerReadingBringsItBack) {

@@ -1,14 +1,20 @@
-// KQSocketcandServer over real loopback connections
+// Covers: KQSocketcandServer over real loopback connections.
 //
-// | what                    | cases |
-// |-------------------------|-------------------------------------------------------------------------------------------|
-// | listening               | any port; port in use; unknown host; twice; name with several addresses; IPv6; close | |
-// handshake               | exact bytes, each answer alone; wrong bus; commands at the wrong time; commands sent ahead
-// | | settling                | frames wait behind "< ok >", none is lost | | frames                  | node to client,
-// client to node, client to client, never back; extended; kept boot-up             | | rubbish (robustness)    |
-// unknown commands, no brackets, bad frames, endless line, cut line and gone                        | | load
-// (robustness)       | a thousand frames in one segment; one that never reads; an end point that never reads; bursts |
-// | resources (robustness)  | many connections leave no descriptor; application threads write meanwhile |
+// | subject   | functional                                        | robustness                                        |
+// |-----------|---------------------------------------------------|---------------------------------------------------|
+// | listening | any port; port in use; unknown host; twice; name  |                                                   |
+// |           | with several addresses; IPv6; close               |                                                   |
+// | handshake | exact bytes, each answer alone; wrong bus;        |                                                   |
+// |           | commands at the wrong time; commands sent ahead   |                                                   |
+// | settling  | frames wait behind "< ok >", none is lost         |                                                   |
+// | frames    | node to client, client to node, client to client, |                                                   |
+// |           | never back; extended; kept boot-up                |                                                   |
+// | rubbish   |                                                   | unknown commands, no brackets, bad frames,        |
+// |           |                                                   | endless line, cut line and gone                   |
+// | load      |                                                   | a thousand frames in one segment; one that never  |
+// |           |                                                   | reads; an end point that never reads; bursts      |
+// | resources |                                                   | many connections leave no descriptor; application |
+// |           |                                                   | threads write meanwhile                           |
 
 #include <dirent.h>
 #include <gtest/gtest.h>
@@ -18,10 +24,10 @@
 #include <thread>
 
 #include "CANTestSupport.h"
-#include "KQSocketcandCodec.h"
 #include "KQSocketcandServer.h"
 #include "KQVirtualBus.h"
 #include "KQVirtualEndPoint.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
@@ -38,23 +44,23 @@ unsigned countDescriptors() {
   return number;
 }
 
-/// The frames in what a client has received, without the time; other lines as they are.
+// The frames in what a client has received, without the time; other lines as they are.
 Frames linesOf(const std::string& received) {
   Frames lines;
   std::string_view rest = received;
   std::string_view line;
   std::size_t used = 0;
-  while (KQSocketcandCodec::nextLine(rest, line, used) == KQSocketcandCodec::Split::LINE) {
+  while (SocketcandCodec::nextLine(rest, line, used) == SocketcandCodec::Split::LINE) {
     const std::string_view whole = rest.substr(0, used);
     rest.remove_prefix(used);
     std::string_view arguments = line;
-    if (KQSocketcandCodec::nextWord(arguments) != "frame") {
+    if (SocketcandCodec::nextWord(arguments) != "frame") {
       lines.emplace_back(whole);
       continue;
     }
-    std::string text(KQSocketcandCodec::nextWord(arguments));
-    KQSocketcandCodec::nextWord(arguments);
-    lines.push_back(text + "#" + std::string(KQSocketcandCodec::nextWord(arguments)));
+    std::string text(SocketcandCodec::nextWord(arguments));
+    SocketcandCodec::nextWord(arguments);
+    lines.push_back(text + "#" + std::string(SocketcandCodec::nextWord(arguments)));
   }
   return lines;
 }
@@ -64,11 +70,11 @@ protected:
   SocketcandServer() {
     std::string error;
     node = KQVirtualEndPoint::open("bus0", error);
-    EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK) << error;
+    EXPECT_EQ(KQ_OK, server.listen("127.0.0.1", 0, "bus0", manager, error)) << error;
     manager.addEndPoint(node.get(), &listener);
   }
 
-  /// What the next read of the peer gives, once something has arrived.
+  // What the next read of the peer gives, once something has arrived.
   std::string nextRead(TcpPeer& peer) {
     std::string text;
     waitUntil(manager, [&] {
@@ -80,11 +86,11 @@ protected:
 
   std::unique_ptr<TcpPeer> connectRaw(int receiveBuffer = 0) {
     auto peer = std::make_unique<TcpPeer>(server.getPort(), receiveBuffer);
-    EXPECT_EQ(nextRead(*peer), "< hi >");
+    EXPECT_EQ("< hi >", nextRead(*peer));
     peer->send("< open bus0 >");
-    EXPECT_EQ(nextRead(*peer), "< ok >");
+    EXPECT_EQ("< ok >", nextRead(*peer));
     peer->send("< rawmode >");
-    EXPECT_EQ(nextRead(*peer), "< ok >");
+    EXPECT_EQ("< ok >", nextRead(*peer));
     return peer;
   }
 
@@ -105,37 +111,37 @@ protected:
 
 TEST_F(SocketcandServer, ChoosesAPortWhenAskedForAny) {
   EXPECT_GT(server.getPort(), 0U);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, SaysThatThePortIsInUse) {
   KQSocketcandServer second;
   std::string error;
-  EXPECT_EQ(second.listen("127.0.0.1", server.getPort(), "bus0", manager, error), KQ_NOT_AVAILABLE);
-  EXPECT_EQ(error, "cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use");
-  EXPECT_EQ(second.getPort(), 0U);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, second.listen("127.0.0.1", server.getPort(), "bus0", manager, error));
+  EXPECT_EQ("cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use", error);
+  EXPECT_EQ(0U, second.getPort());
 }
 
 TEST_F(SocketcandServer, SaysThatTheHostIsUnknown) {
   KQSocketcandServer second;
   std::string error;
-  EXPECT_EQ(second.listen("no such host", 0, "bus0", manager, error), KQ_INVALID_ARGUMENT);
-  EXPECT_EQ(error.substr(0, 29), "unknown host 'no such host': ");
+  EXPECT_EQ(KQ_INVALID_ARGUMENT, second.listen("no such host", 0, "bus0", manager, error));
+  EXPECT_EQ("unknown host 'no such host': ", error.substr(0, 29));
 }
 
 TEST_F(SocketcandServer, ListensOnceAtATime) {
   std::string error;
-  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_ALREADY_EXISTS);
+  EXPECT_EQ(KQ_ALREADY_EXISTS, server.listen("127.0.0.1", 0, "bus0", manager, error));
   server.close();
-  EXPECT_EQ(server.getPort(), 0U);
-  EXPECT_EQ(server.listen("127.0.0.1", 0, "bus0", manager, error), KQ_OK);
+  EXPECT_EQ(0U, server.getPort());
+  EXPECT_EQ(KQ_OK, server.listen("127.0.0.1", 0, "bus0", manager, error));
   connectRaw();
 }
 
 TEST_F(SocketcandServer, WithoutHostListensOnTheLoopbackAddressesUnderOnePort) {
   server.close();
   std::string error;
-  ASSERT_EQ(server.listen("", 0, "bus0", manager, error), KQ_OK) << error;
+  ASSERT_EQ(KQ_OK, server.listen("", 0, "bus0", manager, error)) << error;
   connectRaw();  // over IPv4
   const int socket6 = socket(AF_INET6, SOCK_STREAM, 0);
   sockaddr_in6 address{};
@@ -146,9 +152,9 @@ TEST_F(SocketcandServer, WithoutHostListensOnTheLoopbackAddressesUnderOnePort) {
   any.sin6_port = 0;
   const bool hasVersion6 = bind(socket6, reinterpret_cast<sockaddr*>(&any), sizeof any) == 0;
   if (hasVersion6) {
-    ASSERT_EQ(connect(socket6, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(0, connect(socket6, reinterpret_cast<sockaddr*>(&address), sizeof address));
     TcpPeer peer(socket6);
-    EXPECT_EQ(nextRead(peer), "< hi >");
+    EXPECT_EQ("< hi >", nextRead(peer));
   } else {
     close(socket6);
   }
@@ -159,16 +165,16 @@ TEST_F(SocketcandServer, CloseEndsTheConnections) {
   server.close();
   nextRead(*peer);
   EXPECT_FALSE(peer->isOpen());
-  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+  EXPECT_EQ(1U, KQVirtualBus::get("bus0")->getParticipantCount());
 }
 
 // ---- Handshake
 
 TEST_F(SocketcandServer, OpeningAnotherBusIsRefusedAndEnds) {
   TcpPeer peer(server.getPort());
-  EXPECT_EQ(nextRead(peer), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(peer));
   peer.send("< open bus1 >");
-  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  EXPECT_EQ("< error could not open bus >", nextRead(peer));
   nextRead(peer);
   EXPECT_FALSE(peer.isOpen());
   peer.close();
@@ -181,10 +187,10 @@ TEST_F(SocketcandServer, ClientIsOnTheBusOnlyInRawMode) {
   nextRead(peer);
   peer.send("< open bus0 >");
   nextRead(peer);
-  EXPECT_EQ(bus->getParticipantCount(), 1U);
+  EXPECT_EQ(1U, bus->getParticipantCount());
   peer.send("< rawmode >");
   nextRead(peer);
-  EXPECT_EQ(bus->getParticipantCount(), 2U);
+  EXPECT_EQ(2U, bus->getParticipantCount());
   peer.close();
   EXPECT_TRUE(waitUntil(manager, [&] { return bus->getParticipantCount() == 1; }));
 }
@@ -194,12 +200,12 @@ TEST_F(SocketcandServer, CommandsAtTheWrongTimeAreErrors) {
   nextRead(peer);
   for (const char* command : {"< rawmode >", "< send 1 0 >"}) {
     peer.send(command);
-    EXPECT_EQ(nextRead(peer), "< error not now >");
+    EXPECT_EQ("< error not now >", nextRead(peer));
   }
   peer.send("< open bus0 >");
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   peer.send("< open bus0 >");
-  EXPECT_EQ(nextRead(peer), "< error not now >");
+  EXPECT_EQ("< error not now >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, CommandsSentAheadAreAnsweredOneByOne) {
@@ -207,11 +213,11 @@ TEST_F(SocketcandServer, CommandsSentAheadAreAnsweredOneByOne) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< open bus0 >< rawmode >< send 123 0 >");
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   settle(manager);
-  EXPECT_EQ(peer.read(), "");
+  EXPECT_EQ("", peer.read());
   TestClock::advance(20);
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#"}; }));
 }
 
@@ -222,17 +228,17 @@ TEST_F(SocketcandServer, LinesMayArriveInPieces) {
     peer.send(part);
     settle(manager);
   }
-  EXPECT_EQ(nextRead(peer), "< ok >");
+  EXPECT_EQ("< ok >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, EchoIsAnsweredAtAnyTime) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< echo >");
-  EXPECT_EQ(nextRead(peer), "< echo >");
+  EXPECT_EQ("< echo >", nextRead(peer));
   auto raw = connectRaw();
   raw->send("< echo >");
-  EXPECT_EQ(nextRead(*raw), "< echo >");
+  EXPECT_EQ("< echo >", nextRead(*raw));
 }
 
 // ---- Settling
@@ -243,13 +249,13 @@ TEST_F(SocketcandServer, FramesWaitTwentyMillisecondsBehindTheAnswerToRawmode) {
   node->writeMessage(makeMessage(0x705, {0x7F}));
   node->writeMessage(makeMessage(0x705, {5}));
   settle(manager);
-  EXPECT_EQ(peer->read(), "");
+  EXPECT_EQ("", peer->read());
   TestClock::advance(19);
   settle(manager);
-  EXPECT_EQ(peer->read(), "");
+  EXPECT_EQ("", peer->read());
   TestClock::advance(1);
   EXPECT_TRUE(waitForLines(*peer, 2));
-  EXPECT_EQ(linesOf(peer->received), (Frames{"705#7F", "705#05"}));
+  EXPECT_EQ((Frames{"705#7F", "705#05"}), linesOf(peer->received));
 }
 
 TEST_F(SocketcandServer, FramesOfTheClientDoNotWait) {
@@ -263,23 +269,23 @@ TEST_F(SocketcandServer, FramesOfTheClientDoNotWait) {
 
 TEST_F(SocketcandServer, FrameOfTheNodeHasTheExactBytes) {
   auto peer = connectRaw();
-  const long long before = KQSocketcandCodec::getWallClock();
+  const long long before = SocketcandCodec::getWallClock();
   node->writeMessage(makeMessage(0x581, {0x43, 0, 0x20, 0, 1, 0, 0, 0xAB}));
   ASSERT_TRUE(waitForLines(*peer, 1));
   const std::string& text = peer->received;
-  ASSERT_EQ(text.size(), std::string("< frame 581 1700000000.123456 43002000010000AB >").size());
-  EXPECT_EQ(text.substr(0, 12), "< frame 581 ");
-  EXPECT_EQ(text.substr(29), " 43002000010000AB >");
+  ASSERT_EQ(std::string("< frame 581 1700000000.123456 43002000010000AB >").size(), text.size());
+  EXPECT_EQ("< frame 581 ", text.substr(0, 12));
+  EXPECT_EQ(" 43002000010000AB >", text.substr(29));
   const long long time = std::stoll(text.substr(12, 10)) * 1000000 + std::stoll(text.substr(23, 6));
   EXPECT_GE(time, before);
-  EXPECT_LE(time, KQSocketcandCodec::getWallClock());
+  EXPECT_LE(time, SocketcandCodec::getWallClock());
 }
 
 TEST_F(SocketcandServer, FrameWithoutDataHasTwoBlanks) {
   auto peer = connectRaw();
   node->writeMessage(makeMessage(0x80));
   ASSERT_TRUE(waitForLines(*peer, 1));
-  EXPECT_EQ(peer->received.substr(peer->received.size() - 3), "  >");
+  EXPECT_EQ("  >", peer->received.substr(peer->received.size() - 3));
 }
 
 TEST_F(SocketcandServer, FrameOfTheClientReachesTheNode) {
@@ -293,7 +299,7 @@ TEST_F(SocketcandServer, BootUpSentBeforeTheFirstClientReachesIt) {
   node->writeMessage(makeMessage(0x705, {0x7F}));
   auto peer = connectRaw();
   ASSERT_TRUE(waitForLines(*peer, 1));
-  EXPECT_EQ(linesOf(peer->received), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, linesOf(peer->received));
 }
 
 TEST_F(SocketcandServer, EveryClientSeesTheOthersAndTheNodeButNotItself) {
@@ -309,9 +315,9 @@ TEST_F(SocketcandServer, EveryClientSeesTheOthersAndTheNodeButNotItself) {
   settle(manager);
   first->collect();
   second->collect();
-  EXPECT_EQ(linesOf(first->received), (Frames{"185#01", "185#02", "605#0B"}));
-  EXPECT_EQ(linesOf(second->received), (Frames{"185#02", "605#0A"}));
-  EXPECT_EQ(listener.frames, (Frames{"605#0A", "605#0B"}));
+  EXPECT_EQ((Frames{"185#01", "185#02", "605#0B"}), linesOf(first->received));
+  EXPECT_EQ((Frames{"185#02", "605#0A"}), linesOf(second->received));
+  EXPECT_EQ((Frames{"605#0A", "605#0B"}), listener.frames);
 }
 
 TEST_F(SocketcandServer, ExtendedFrameGoesToTheOtherClientsOnly) {
@@ -319,9 +325,9 @@ TEST_F(SocketcandServer, ExtendedFrameGoesToTheOtherClientsOnly) {
   auto second = connectRaw();
   first->send("< send 00000123 1 1 >< send 1ABCDEF 0 >< send 123 1 2 >");
   ASSERT_TRUE(waitForLines(*second, 3));
-  EXPECT_EQ(linesOf(second->received), (Frames{"00000123#01", "01ABCDEF#", "123#02"}));
+  EXPECT_EQ((Frames{"00000123#01", "01ABCDEF#", "123#02"}), linesOf(second->received));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"123#02"}; }));
-  EXPECT_EQ(node->getStatistics().dropped, 2U);
+  EXPECT_EQ(2U, node->getStatistics().dropped);
 }
 
 // ---- Rubbish
@@ -336,7 +342,7 @@ class SocketcandServerRubbish : public SocketcandServer, public testing::WithPar
 TEST_P(SocketcandServerRubbish, IsAnsweredAndTheConnectionGoesOn) {
   auto peer = connectRaw();
   peer->send(GetParam().text);
-  EXPECT_EQ(nextRead(*peer), GetParam().answer);
+  EXPECT_EQ(GetParam().answer, nextRead(*peer));
   peer->send("< send 1 1 1 >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames == Frames{"001#01"}; }));
 }
@@ -372,7 +378,7 @@ TEST_F(SocketcandServer, EndlessLineIsClosedWithAnError) {
     peer->collect();
     return !peer->isOpen();
   }));
-  EXPECT_EQ(peer->received, "< error line too long >");
+  EXPECT_EQ("< error line too long >", peer->received);
   peer->close();
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
   other->send("< send 1 0 >");
@@ -384,13 +390,13 @@ TEST_F(SocketcandServer, RefusedClientThatStaysIsClosedAfterASecond) {
   TcpPeer peer(server.getPort());
   nextRead(peer);
   peer.send("< open bus1 >");
-  EXPECT_EQ(nextRead(peer), "< error could not open bus >");
+  EXPECT_EQ("< error could not open bus >", nextRead(peer));
   TestClock::advance(999);
   settle(manager);
-  EXPECT_EQ(server.getClientCount(), 1U);
+  EXPECT_EQ(1U, server.getClientCount());
   TestClock::advance(1);
   settle(manager);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, ClientGoneInTheMiddleOfALineLeavesNothingBehind) {
@@ -401,7 +407,7 @@ TEST_F(SocketcandServer, ClientGoneInTheMiddleOfALineLeavesNothingBehind) {
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 1; }));
   other->send("< send 3 0 >");
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 2; }));
-  EXPECT_EQ(listener.frames, (Frames{"001#", "003#"}));
+  EXPECT_EQ((Frames{"001#", "003#"}), listener.frames);
   node->writeMessage(makeMessage(0x705, {5}));
   EXPECT_TRUE(waitUntil(manager, [&] {
     other->collect();
@@ -419,7 +425,7 @@ std::string manyLines(unsigned number) {
     frame.length = 2;
     frame.data[0] = static_cast<unsigned char>(i);
     frame.data[1] = static_cast<unsigned char>(i >> 8U);
-    KQSocketcandCodec::appendSendLine(text, frame);
+    SocketcandCodec::appendSendLine(text, frame);
   }
   return text;
 }
@@ -447,7 +453,7 @@ TEST_F(SocketcandServer, BurstBeyondTheReceiveQueueOfASlowReaderIsHeldBackAndNot
   ASSERT_TRUE(peer->send(manyLines(4000)));
   EXPECT_TRUE(waitUntil(manager, [&] { return listener.frames.size() == 4000; }));
   EXPECT_TRUE(isInOrder(listener.frames));
-  EXPECT_EQ(node->getStatistics().overruns, 0U);
+  EXPECT_EQ(0U, node->getStatistics().overruns);
 }
 
 TEST_F(SocketcandServer, BurstOfAClientThatLeavesAtOnceIsNotLost) {
@@ -472,7 +478,7 @@ TEST_F(SocketcandServer, EndPointThatReadsNothingDoesNotStopTheOthers) {
     TestClock::advance(2);
     second->collect();
   }
-  EXPECT_EQ(linesOf(second->received).size(), 2000U);
+  EXPECT_EQ(2000U, linesOf(second->received).size());
   EXPECT_GT(node->getStatistics().overruns, 0U);
 }
 
@@ -492,15 +498,15 @@ TEST_F(SocketcandServer, ClientThatNeverReadsIsDroppedWithOneLine) {
     }
   }
   const std::string text = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(server.getClientCount(), 1U);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
-  EXPECT_NE(text.find("dropped: it does not read what it is sent"), std::string::npos) << text;
+  EXPECT_EQ(1U, server.getClientCount());
+  EXPECT_EQ(1, std::count(text.begin(), text.end(), '\n'));
+  EXPECT_NE(std::string::npos, text.find("dropped: it does not read what it is sent")) << text;
   for (int i = 0; i < 3000 && linesOf(reader->received).size() < sent; ++i) {
     TestClock::advance(2);
     manager.wait(0);
     reader->collect();
   }
-  EXPECT_EQ(linesOf(reader->received).size(), sent) << "the other one loses nothing";
+  EXPECT_EQ(sent, linesOf(reader->received).size()) << "the other one loses nothing";
 }
 
 TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
@@ -515,59 +521,59 @@ TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {
   while (linesOf(peer->received).size() < 64 && blocks < 64) {
     const std::string block = nextRead(*peer);
     EXPECT_LE(block.size(), 1024U);
-    EXPECT_EQ(block.back(), '>');
+    EXPECT_EQ('>', block.back());
     peer->received += block;
     ++blocks;
     settle(manager);
-    EXPECT_EQ(peer->read(), "") << "the next block waits";
+    EXPECT_EQ("", peer->read()) << "the next block waits";
     TestClock::advance(2);
   }
-  EXPECT_EQ(blocks, 4U);
+  EXPECT_EQ(4U, blocks);
 }
 
 // ---- Overload
 
-/// A client that keeps its socket full of frames with an identifier of its own.
+// A client that keeps its socket full of frames with an identifier of its own.
 class Flooder {
 public:
-  Flooder(std::unique_ptr<TcpPeer> peer, unsigned identifier) : peer_(std::move(peer)) {
+  Flooder(std::unique_ptr<TcpPeer> connected, unsigned identifier) : peer(std::move(connected)) {
     KQBusFrame frame;
     frame.identifier = identifier;
     frame.length = 8;
     for (int i = 0; i < 100; ++i) {
-      KQSocketcandCodec::appendSendLine(text_, frame);
+      SocketcandCodec::appendSendLine(text, frame);
     }
   }
 
-  TcpPeer& getPeer() { return *peer_; }
+  TcpPeer& getPeer() { return *peer; }
 
   void fill() {
     ssize_t count = 1;
     while (count > 0) {
-      count = ::send(peer_->getSocket(), text_.data() + sent_, text_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
-      sent_ = (sent_ + (count > 0 ? static_cast<std::size_t>(count) : 0)) % text_.size();
+      count = ::send(peer->getSocket(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+      sent = (sent + (count > 0 ? static_cast<std::size_t>(count) : 0)) % text.size();
     }
   }
 
 private:
-  std::unique_ptr<TcpPeer> peer_;
-  std::string text_;
-  std::size_t sent_{0};
+  std::unique_ptr<TcpPeer> peer;
+  std::string text;
+  std::size_t sent{0};
 };
 
 class SocketcandServerOverload : public SocketcandServer {
 protected:
   void addFlooders(unsigned number) {
     for (unsigned i = 0; i < number; ++i) {
-      flooders_.push_back(std::make_unique<Flooder>(connectRaw(), 0x100 + i));
+      flooders.push_back(std::make_unique<Flooder>(connectRaw(), 0x100 + i));
     }
   }
 
-  /// The next milliseconds of the test's clock, in which the flooding clients keep sending, and read when told to.
+  // The next milliseconds of the test's clock, in which the flooding clients keep sending, and read when told to.
   void flood(unsigned milliseconds, bool read = true) {
     for (unsigned i = 0; i < milliseconds; ++i) {
       TestClock::advance(1);
-      for (const auto& flooder : flooders_) {
+      for (const auto& flooder : flooders) {
         flooder->fill();
         if (read) {
           flooder->getPeer().collect();
@@ -580,7 +586,7 @@ protected:
     }
   }
 
-  /// Floods until somebody who does not read makes the flooding clients wait. @param reader one who does
+  // Floods until somebody who does not read makes the flooding clients wait. @param reader one who does
   bool floodUntilItWaits(TcpPeer* reader = nullptr) {
     std::size_t before = 1;
     for (int i = 0; i < 200 && listener.frames.size() != before; ++i) {
@@ -593,9 +599,9 @@ protected:
     return listener.frames.size() == before;
   }
 
-  /// Number of frames that the node got from each of the flooding clients.
+  // Number of frames that the node got from each of the flooding clients.
   std::vector<unsigned> getShares() const {
-    std::vector<unsigned> shares(flooders_.size());
+    std::vector<unsigned> shares(flooders.size());
     for (const std::string& frame : listener.frames) {
       const std::size_t sender = std::stoul(frame.substr(0, 3), nullptr, 16) - 0x100;
       if (sender < shares.size()) {
@@ -606,7 +612,7 @@ protected:
   }
 
   const TestClock clock;
-  std::vector<std::unique_ptr<Flooder>> flooders_;
+  std::vector<std::unique_ptr<Flooder>> flooders;
 };
 
 TEST_F(SocketcandServerOverload, NoMoreIsTakenThanABusCarries) {
@@ -644,7 +650,7 @@ TEST_F(SocketcandServerOverload, ManyClientsMakeTurnsRarer) {
 TEST_F(SocketcandServerOverload, WhoSendsTooMuchIsSentABlockAtATime) {
   addFlooders(1);
   flood(20);
-  TcpPeer& peer = flooders_[0]->getPeer();
+  TcpPeer& peer = flooders[0]->getPeer();
   TestClock::advance(2);
   settle(manager);
   for (const unsigned identifier : {0x701U, 0x702U}) {
@@ -652,10 +658,10 @@ TEST_F(SocketcandServerOverload, WhoSendsTooMuchIsSentABlockAtATime) {
     settle(manager);
   }
   peer.collect();
-  EXPECT_EQ(linesOf(peer.received), Frames{"701#"}) << "while the clock stands";
+  EXPECT_EQ(Frames{"701#"}, linesOf(peer.received)) << "while the clock stands";
   flood(3, false);
   peer.collect();
-  EXPECT_EQ(linesOf(peer.received), (Frames{"701#", "702#"}));
+  EXPECT_EQ((Frames{"701#", "702#"}), linesOf(peer.received));
 }
 
 TEST_F(SocketcandServerOverload, ThoseWhoSendWithoutEndTakeTurns) {
@@ -676,7 +682,7 @@ TEST_F(SocketcandServerOverload, WhoSendsLittleDoesNotWaitForItsTurn) {
   listener.frames.clear();
   ASSERT_TRUE(master->send("< send 605 1 40 >"));
   settle(manager);  // while the clock stands
-  EXPECT_EQ(std::count(listener.frames.begin(), listener.frames.end(), "605#40"), 1);
+  EXPECT_EQ(1, std::count(listener.frames.begin(), listener.frames.end(), "605#40"));
 }
 
 TEST_F(SocketcandServerOverload, FrameOfTheNodeDoesNotWaitBehindAFlood) {
@@ -694,7 +700,7 @@ TEST_F(SocketcandServerOverload, FrameOfTheNodeDoesNotWaitBehindAFlood) {
   settle(manager);  // while the clock stands
   master->collect();
   const Frames lines = linesOf(master->received);
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), "705#05"), 1) << master->received;
+  EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "705#05")) << master->received;
 }
 
 TEST_F(SocketcandServerOverload, ClientThatReadsNowAndThenIsNotDropped) {
@@ -709,11 +715,11 @@ TEST_F(SocketcandServerOverload, ClientThatReadsNowAndThenIsNotDropped) {
     reader->collect();  // what its kernel holds
     flood(700);
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(server.getClientCount(), 4U);
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(4U, server.getClientCount());
   Frames lines = linesOf(reader->received);
   const auto own = std::remove(lines.begin(), lines.end(), "701#0102030405060708");
-  EXPECT_EQ(lines.end() - own, 6000);
+  EXPECT_EQ(6000, lines.end() - own);
   lines.erase(own, lines.end());
   ASSERT_GT(listener.frames.size(), lines.size());
   EXPECT_TRUE(std::equal(lines.begin(), lines.end(), listener.frames.begin())) << "nothing of it is lost";
@@ -726,7 +732,7 @@ TEST_F(SocketcandServerOverload, OneThatDoesNotReadHoldsUpOnlyThoseWhoSendMuch) 
   ASSERT_TRUE(floodUntilItWaits(master.get()));
   ASSERT_TRUE(master->send("< send 605 1 40 >"));
   settle(manager);
-  EXPECT_EQ(listener.frames.back(), "605#40");
+  EXPECT_EQ("605#40", listener.frames.back());
 }
 
 TEST_F(SocketcandServerOverload, FloodOfRubbishDoesNotKeepTheServer) {
@@ -740,13 +746,13 @@ TEST_F(SocketcandServerOverload, FloodOfRubbishDoesNotKeepTheServer) {
 
 TEST_F(SocketcandServerOverload, RubbishOfADeadClientIsForgotten) {
   auto peer = std::make_unique<TcpPeer>(server.getPort());
-  ASSERT_EQ(nextRead(*peer), "< hi >");
+  ASSERT_EQ("< hi >", nextRead(*peer));
   ASSERT_TRUE(peer->send("< open bus0 >" + std::string(60000, '>')));
   const linger reset{1, 0};
   setsockopt(peer->getSocket(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
   peer.reset();
   flood(100);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
 }
 
 TEST_F(SocketcandServerOverload, ErrorsBeforeRawModeAreNotHeldBackOneByOne) {
@@ -754,7 +760,7 @@ TEST_F(SocketcandServerOverload, ErrorsBeforeRawModeAreNotHeldBackOneByOne) {
   nextRead(peer);
   ASSERT_TRUE(peer.send("< open bus0 >>>>>"));
   flood(30);
-  EXPECT_EQ(linesOf(peer.read()).size(), 5U);
+  EXPECT_EQ(5U, linesOf(peer.read()).size());
 }
 
 TEST_F(SocketcandServerOverload, TooManyClientsAreToldSo) {
@@ -762,24 +768,24 @@ TEST_F(SocketcandServerOverload, TooManyClientsAreToldSo) {
   testing::internal::CaptureStderr();
   for (std::size_t i = 0; i < KQSocketcandServer::MAXIMUM_CLIENTS; ++i) {
     peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
-    ASSERT_EQ(nextRead(*peers.back()), "< hi >");
+    ASSERT_EQ("< hi >", nextRead(*peers.back()));
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
   testing::internal::CaptureStderr();
   for (int i = 0; i < 3; ++i) {
     TcpPeer refused(server.getPort());
-    EXPECT_EQ(nextRead(refused), "< error too many clients >");
+    EXPECT_EQ("< error too many clients >", nextRead(refused));
     nextRead(refused);
     EXPECT_FALSE(refused.isOpen());
   }
   peers.pop_back();
   waitUntil(manager, [&] { return server.getClientCount() < KQSocketcandServer::MAXIMUM_CLIENTS; });
   peers.push_back(std::make_unique<TcpPeer>(server.getPort()));
-  EXPECT_EQ(nextRead(*peers.back()), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(*peers.back()));
   TcpPeer refused(server.getPort());
-  EXPECT_EQ(nextRead(refused), "< error too many clients >");
+  EXPECT_EQ("< error too many clients >", nextRead(refused));
   const std::string lines = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << "a line whenever it has become too many: " << lines;
+  EXPECT_EQ(2, std::count(lines.begin(), lines.end(), '\n')) << "a line whenever it has become too many: " << lines;
 }
 
 // ---- Resources and threads
@@ -797,8 +803,8 @@ TEST_F(SocketcandServer, ManyConnectionsLeaveNoDescriptorOpen) {
     manager.wait(0);
   }
   EXPECT_TRUE(waitUntil(manager, [&] { return server.getClientCount() == 0; }));
-  EXPECT_EQ(countDescriptors(), before);
-  EXPECT_EQ(KQVirtualBus::get("bus0")->getParticipantCount(), 1U);
+  EXPECT_EQ(before, countDescriptors());
+  EXPECT_EQ(1U, KQVirtualBus::get("bus0")->getParticipantCount());
 }
 
 TEST_F(SocketcandServer, OutOfDescriptorsItWaitsAndGoesOn) {
@@ -808,13 +814,13 @@ TEST_F(SocketcandServer, OutOfDescriptorsItWaitsAndGoesOn) {
   for (int descriptor = dup(0); descriptor >= 0; descriptor = dup(0)) {
     hoard.push_back(descriptor);
   }
-  EXPECT_EQ(manager.wait(100), 1);
-  EXPECT_EQ(manager.wait(1), 0) << "the connection is not reported without end";
+  EXPECT_EQ(1, manager.wait(100));
+  EXPECT_EQ(0, manager.wait(1)) << "the connection is not reported without end";
   for (const int descriptor : hoard) {
     close(descriptor);
   }
   TestClock::advance(100);
-  EXPECT_EQ(nextRead(peer), "< hi >");
+  EXPECT_EQ("< hi >", nextRead(peer));
 }
 
 TEST_F(SocketcandServer, ApplicationThreadsMayWriteMeanwhile) {
@@ -834,7 +840,7 @@ TEST_F(SocketcandServer, ApplicationThreadsMayWriteMeanwhile) {
   for (std::thread& writer : writers) {
     writer.join();
   }
-  EXPECT_EQ(linesOf(first->received), linesOf(second->received));
+  EXPECT_EQ(linesOf(second->received), linesOf(first->received));
 }
 
 }  // namespace

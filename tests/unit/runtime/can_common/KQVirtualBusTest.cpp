@@ -1,14 +1,19 @@
-// KQVirtualBus, KQVirtualEndPoint
+// Covers: KQVirtualBus, KQVirtualEndPoint.
 //
-//  what                  | cases
-//  ----------------------+--------------------------------------------------------------------------------------
-//  delivery              | to all others, in order, not to the sender; not to other buses
-//  descriptor            | readable exactly while frames wait
-//  receive queue         | full: the newest is lost and counted; usable again; extended frames never enter
-//  filter                | what is not wanted neither waits nor wakes; frames that wait stay; acknowledged all the same
-//  lone sender           | first frame kept for the first to attach, later ones lost; not again; not after company
-//  backpressure          | nearly full refuses and announces room; ignored end point; detached end point
-//  threads (robustness)  | several writers, one order for all
+// | subject       | functional                                                   | robustness                         |
+// |---------------|--------------------------------------------------------------|------------------------------------|
+// | delivery      | to all others, in order, not to the sender; not to other     |                                    |
+// |               | buses                                                        |                                    |
+// | descriptor    | readable exactly while frames wait                           |                                    |
+// | receive queue | full: the newest is lost and counted; usable again; extended |                                    |
+// |               | frames never enter                                           |                                    |
+// | filter        | what is not wanted neither waits nor wakes; frames that wait |                                    |
+// |               | stay; acknowledged all the same                              |                                    |
+// | lone sender   | first frame kept for the first to attach, later ones lost;   |                                    |
+// |               | not again; not after company                                 |                                    |
+// | backpressure  | nearly full refuses and announces room; ignored end point;   |                                    |
+// |               | detached end point                                           |                                    |
+// | threads       |                                                              | several writers, one order for all |
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
@@ -26,11 +31,11 @@ using Frames = std::vector<std::string>;
 std::unique_ptr<KQVirtualEndPoint> openVirtual(const std::string& name, std::size_t capacity = 1024) {
   std::string error;
   auto endPoint = KQVirtualEndPoint::open(name, error, capacity);
-  EXPECT_NE(endPoint, nullptr) << error;
+  EXPECT_NE(nullptr, endPoint) << error;
   return endPoint;
 }
 
-/// A participant that keeps what it is given.
+// A participant that keeps what it is given.
 class Witness : public KQBusParticipant {
 public:
   void takeFrame(const KQBusFrame& frame) override { frames.push_back(frame); }
@@ -46,8 +51,8 @@ KQBusFrame makeFrame(unsigned identifier, bool extended = false) {
 
 TEST(VirtualEndPoint, OpenedSaysNothingOfAnError) {
   std::string error = "of somebody else";
-  EXPECT_NE(KQVirtualEndPoint::open("without-error", error), nullptr);
-  EXPECT_EQ(error, "");
+  EXPECT_NE(nullptr, KQVirtualEndPoint::open("without-error", error));
+  EXPECT_EQ("", error);
 }
 
 TEST(VirtualBus, EverybodySeesTheFramesOfTheOthersInOrder) {
@@ -57,9 +62,9 @@ TEST(VirtualBus, EverybodySeesTheFramesOfTheOthersInOrder) {
   first->writeMessage(makeMessage(0x181, {1, 2}));
   second->writeMessage(makeMessage(0x182));
   first->writeMessage(makeMessage(0x183, {1, 2, 3, 4, 5, 6, 7, 8}));
-  EXPECT_EQ(readAll(*first), Frames{"182#"});
-  EXPECT_EQ(readAll(*second), (Frames{"181#0102", "183#0102030405060708"}));
-  EXPECT_EQ(readAll(*third), (Frames{"181#0102", "182#", "183#0102030405060708"}));
+  EXPECT_EQ(Frames{"182#"}, readAll(*first));
+  EXPECT_EQ((Frames{"181#0102", "183#0102030405060708"}), readAll(*second));
+  EXPECT_EQ((Frames{"181#0102", "182#", "183#0102030405060708"}), readAll(*third));
 }
 
 TEST(VirtualBus, BusesOfOtherNamesAreSeparate) {
@@ -68,7 +73,7 @@ TEST(VirtualBus, BusesOfOtherNamesAreSeparate) {
   auto peer = openVirtual("one");
   first->writeMessage(makeMessage(1));
   EXPECT_TRUE(readAll(*second).empty());
-  EXPECT_EQ(first->getURI(), "virtual:one");
+  EXPECT_EQ("virtual:one", first->getURI());
 }
 
 TEST(VirtualBus, EndsWithItsLastHolder) {
@@ -89,9 +94,9 @@ TEST(VirtualBus, ReadMessageHasNoFlagsAndNoRemains) {
   KQCANMessage message;
   message.flags = 7;
   message.data[1] = 0x11;
-  ASSERT_EQ(receiver->readMessage(message), KQ_OK);
-  EXPECT_EQ(message.flags, 0U);
-  EXPECT_EQ(message.data[1], 0U);
+  ASSERT_EQ(KQ_OK, receiver->readMessage(message));
+  EXPECT_EQ(0U, message.flags);
+  EXPECT_EQ(0U, message.data[1]);
 }
 
 TEST(VirtualEndPoint, DescriptorIsReadableExactlyWhileFramesWait) {
@@ -106,7 +111,7 @@ TEST(VirtualEndPoint, DescriptorIsReadableExactlyWhileFramesWait) {
   EXPECT_TRUE(isReadable(receiver->getDescriptor()));
   receiver->readMessage(message);
   EXPECT_FALSE(isReadable(receiver->getDescriptor()));
-  EXPECT_EQ(receiver->readMessage(message), KQ_NO_DATA);
+  EXPECT_EQ(KQ_NO_DATA, receiver->readMessage(message));
   sender->writeMessage(makeMessage(3));
   EXPECT_TRUE(isReadable(receiver->getDescriptor()));
 }
@@ -115,12 +120,12 @@ TEST(VirtualEndPoint, FullQueueLosesTheNewestAndCounts) {
   auto sender = openVirtual("full");
   auto receiver = openVirtual("full", 2);
   for (unsigned i = 1; i <= 3; ++i) {
-    EXPECT_EQ(sender->writeMessage(makeMessage(i)), KQ_OK);
+    EXPECT_EQ(KQ_OK, sender->writeMessage(makeMessage(i)));
   }
-  EXPECT_EQ(receiver->getStatistics().overruns, 1U);
-  EXPECT_EQ(readAll(*receiver), (Frames{"001#", "002#"}));
+  EXPECT_EQ(1U, receiver->getStatistics().overruns);
+  EXPECT_EQ((Frames{"001#", "002#"}), readAll(*receiver));
   sender->writeMessage(makeMessage(4));
-  EXPECT_EQ(readAll(*receiver), Frames{"004#"});
+  EXPECT_EQ(Frames{"004#"}, readAll(*receiver));
 }
 
 TEST(VirtualEndPoint, WhatIsNotWantedNeitherWaitsNorWakes) {
@@ -132,8 +137,8 @@ TEST(VirtualEndPoint, WhatIsNotWantedNeitherWaitsNorWakes) {
   sender->writeMessage(makeMessage(0x182));
   EXPECT_FALSE(isReadable(receiver->getDescriptor()));
   sender->writeMessage(makeMessage(0x181));
-  EXPECT_EQ(readAll(*receiver), Frames{"181#"});
-  EXPECT_EQ(sender->getStatistics().unacknowledged, 0U);
+  EXPECT_EQ(Frames{"181#"}, readAll(*receiver));
+  EXPECT_EQ(0U, sender->getStatistics().unacknowledged);
 }
 
 TEST(VirtualEndPoint, FramesThatWaitStayWhenTheFilterChanges) {
@@ -145,7 +150,7 @@ TEST(VirtualEndPoint, FramesThatWaitStayWhenTheFilterChanges) {
   sender->writeMessage(makeMessage(0x183));
   receiver->setReceptionFilter(nullptr);
   sender->writeMessage(makeMessage(0x184));
-  EXPECT_EQ(readAll(*receiver), (Frames{"182#", "184#"}));
+  EXPECT_EQ((Frames{"182#", "184#"}), readAll(*receiver));
 }
 
 TEST(VirtualEndPoint, NeverSeesAnExtendedFrame) {
@@ -158,8 +163,8 @@ TEST(VirtualEndPoint, NeverSeesAnExtendedFrame) {
   bus->send(&sender, makeFrame(0x181, true));
   EXPECT_TRUE(readAll(*endPoint).empty());
   EXPECT_FALSE(isReadable(endPoint->getDescriptor()));
-  EXPECT_EQ(endPoint->getStatistics().dropped, 1U);
-  ASSERT_EQ(other.frames.size(), 1U);
+  EXPECT_EQ(1U, endPoint->getStatistics().dropped);
+  ASSERT_EQ(1U, other.frames.size());
   EXPECT_TRUE(other.frames[0].extended);
   bus->detach(&sender);
   bus->detach(&other);
@@ -167,24 +172,24 @@ TEST(VirtualEndPoint, NeverSeesAnExtendedFrame) {
 
 TEST(LoneSender, FirstFrameReachesTheFirstToAttach) {
   auto node = openVirtual("lone");
-  EXPECT_EQ(node->writeMessage(makeMessage(0x705, {0})), KQ_OK);
+  EXPECT_EQ(KQ_OK, node->writeMessage(makeMessage(0x705, {0})));
   auto first = openVirtual("lone");
   auto second = openVirtual("lone");
-  EXPECT_EQ(readAll(*first), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, readAll(*first));
   EXPECT_TRUE(isReadable(first->getDescriptor()) == false);
   EXPECT_TRUE(readAll(*second).empty());
-  EXPECT_EQ(node->getStatistics().unacknowledged, 0U);
+  EXPECT_EQ(0U, node->getStatistics().unacknowledged);
 }
 
 TEST(LoneSender, FurtherFramesAreAcceptedCountedAndLost) {
   auto node = openVirtual("lone");
   for (unsigned char i = 0; i < 4; ++i) {
-    EXPECT_EQ(node->writeMessage(makeMessage(0x705, {i})), KQ_OK);
+    EXPECT_EQ(KQ_OK, node->writeMessage(makeMessage(0x705, {i})));
   }
-  EXPECT_EQ(node->getStatistics().sent, 4U);
-  EXPECT_EQ(node->getStatistics().unacknowledged, 3U);
+  EXPECT_EQ(4U, node->getStatistics().sent);
+  EXPECT_EQ(3U, node->getStatistics().unacknowledged);
   auto client = openVirtual("lone");
-  EXPECT_EQ(readAll(*client), Frames{"705#00"});
+  EXPECT_EQ(Frames{"705#00"}, readAll(*client));
 }
 
 TEST(LoneSender, KeptFrameComesBeforeLaterOnes) {
@@ -192,7 +197,7 @@ TEST(LoneSender, KeptFrameComesBeforeLaterOnes) {
   node->writeMessage(makeMessage(0x705, {0}));
   auto client = openVirtual("lone");
   node->writeMessage(makeMessage(0x705, {0x7F}));
-  EXPECT_EQ(readAll(*client), (Frames{"705#00", "705#7F"}));
+  EXPECT_EQ((Frames{"705#00", "705#7F"}), readAll(*client));
 }
 
 TEST(LoneSender, IsNotGivenItsOwnFrameBack) {
@@ -208,7 +213,7 @@ TEST(LoneSender, KeepsNothingOnceItHadCompany) {
   node->writeMessage(makeMessage(0x705, {0}));
   client.reset();
   node->writeMessage(makeMessage(0x185, {1}));
-  EXPECT_EQ(node->getStatistics().unacknowledged, 1U);
+  EXPECT_EQ(1U, node->getStatistics().unacknowledged);
   auto later = openVirtual("lone");
   EXPECT_TRUE(readAll(*later).empty());
 }
@@ -224,17 +229,17 @@ TEST(LoneSender, KeptFrameGoesWithItsSender) {
 
 class Backpressure : public testing::Test {
 protected:
-  Backpressure() : room_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), bus_(KQVirtualBus::get("pressure")) {
-    bus_->attach(&sender_);
-    endPoint_ = openVirtual("pressure", 16);  // of which 4 are left for those that cannot wait
+  Backpressure() : room(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), bus(KQVirtualBus::get("pressure")) {
+    bus->attach(&sender);
+    endPoint = openVirtual("pressure", 16);  // of which 4 are left for those that cannot wait
   }
   ~Backpressure() override {
-    bus_->removeRoomDescriptor(room_);
-    bus_->detach(&sender_);
-    close(room_);
+    bus->removeRoomDescriptor(room);
+    bus->detach(&sender);
+    close(room);
   }
 
-  KQVirtualBus::SendResult sendWhenRoom() { return bus_->sendWhenRoom(&sender_, makeFrame(1), room_); }
+  KQVirtualBus::SendResult sendWhenRoom() { return bus->sendWhenRoom(&sender, makeFrame(1), room); }
 
   unsigned fill() {
     unsigned number = 0;
@@ -247,67 +252,67 @@ protected:
   void readSome(unsigned number) {
     KQCANMessage message;
     for (unsigned i = 0; i < number; ++i) {
-      EXPECT_EQ(endPoint_->readMessage(message), KQ_OK);
+      EXPECT_EQ(KQ_OK, endPoint->readMessage(message));
     }
   }
 
-  const int room_;
-  std::shared_ptr<KQVirtualBus> bus_;
-  Witness sender_;
-  std::unique_ptr<KQVirtualEndPoint> endPoint_;
+  const int room;
+  std::shared_ptr<KQVirtualBus> bus;
+  Witness sender;
+  std::unique_ptr<KQVirtualEndPoint> endPoint;
 };
 
 TEST_F(Backpressure, RefusesWhileAnEndPointIsNearlyFull) {
-  EXPECT_EQ(fill(), 12U);
-  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
-  EXPECT_EQ(bus_->send(&sender_, makeFrame(2)), KQVirtualBus::SEND_DELIVERED);
-  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
+  EXPECT_EQ(12U, fill());
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
+  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, bus->send(&sender, makeFrame(2)));
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
 }
 
 TEST_F(Backpressure, AnnouncesRoomWhenHalfOfTheQueueIsFree) {
   fill();
   readSome(3);
-  EXPECT_FALSE(isReadable(room_));
+  EXPECT_FALSE(isReadable(room));
   readSome(1);
-  EXPECT_TRUE(isReadable(room_));
-  EXPECT_EQ(sendWhenRoom(), KQVirtualBus::SEND_DELIVERED);
+  EXPECT_TRUE(isReadable(room));
+  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, sendWhenRoom());
 }
 
 TEST_F(Backpressure, AnnouncesRoomWhenTheEndPointLeaves) {
   fill();
-  endPoint_.reset();
-  EXPECT_TRUE(isReadable(room_));
+  endPoint.reset();
+  EXPECT_TRUE(isReadable(room));
 }
 
 TEST_F(Backpressure, EndPointThatReadsNothingIsIgnoredUntilItReads) {
   fill();
-  bus_->stopWaitingForRoom();
-  EXPECT_TRUE(isReadable(room_));
+  bus->stopWaitingForRoom();
+  EXPECT_TRUE(isReadable(room));
   for (unsigned i = 0; i < 10; ++i) {
-    EXPECT_EQ(sendWhenRoom(), KQVirtualBus::SEND_DELIVERED);
+    EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, sendWhenRoom());
   }
-  EXPECT_EQ(endPoint_->getStatistics().overruns, 6U);
+  EXPECT_EQ(6U, endPoint->getStatistics().overruns);
   readSome(16);
-  EXPECT_EQ(fill(), 12U);
+  EXPECT_EQ(12U, fill());
 }
 
 TEST_F(Backpressure, EndPointThatReadsSlowlyIsWaitedFor) {
   fill();
   for (int i = 0; i < 3; ++i) {
     readSome(1);
-    bus_->stopWaitingForRoom();
-    EXPECT_EQ(fill(), 1U) << "and no more than that";
+    bus->stopWaitingForRoom();
+    EXPECT_EQ(1U, fill()) << "and no more than that";
   }
-  EXPECT_EQ(endPoint_->getStatistics().overruns, 0U);
+  EXPECT_EQ(0U, endPoint->getStatistics().overruns);
 }
 
 TEST_F(Backpressure, SenderOfMuchLeavesRoomForTheOthers) {
   unsigned number = 0;
-  while (bus_->sendWhenRoom(&sender_, makeFrame(1), room_, true) == KQVirtualBus::SEND_DELIVERED) {
+  while (bus->sendWhenRoom(&sender, makeFrame(1), room, true) == KQVirtualBus::SEND_DELIVERED) {
     ++number;
   }
-  EXPECT_EQ(number, 8U);
-  EXPECT_EQ(fill(), 4U);
+  EXPECT_EQ(8U, number);
+  EXPECT_EQ(4U, fill());
 }
 
 TEST(VirtualBus, WritersOfSeveralThreadsGiveOneOrderToAll) {
@@ -334,7 +339,7 @@ TEST(VirtualBus, WritersOfSeveralThreadsGiveOneOrderToAll) {
   for (std::thread& writer : writers) {
     writer.join();
   }
-  EXPECT_EQ(readAll(*second), seen);
+  EXPECT_EQ(seen, readAll(*second));
 }
 
 }  // namespace

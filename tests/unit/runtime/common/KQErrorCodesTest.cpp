@@ -1,5 +1,9 @@
-// What this file covers:
-//   result codes   | numbers as agreed with the runtime, a text for each, unlisted codes | functional, robustness
+// Covers: the result codes.
+//
+// | subject      | functional                                                          | robustness |
+// |--------------|---------------------------------------------------------------------|------------|
+// | result codes | numbers as agreed with the runtime, a text for each, unlisted codes | x          |
+
 #include "KQErrorCodes.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +16,7 @@ namespace KQ {
 namespace {
 
 struct CodeCase {
-  KQErrorCode code;
+  int code;
   int number;
 };
 

@@ -1,7 +1,11 @@
-// What this file covers:
-//   KQSignal   | what a new one carries, each value set and read back  | functional
-//   KQAction   | second virtual operation runs it, event type attribute | functional
-//   KQEventType| numbers                                               | functional
+// Covers: KQSignal, KQAction and the numbers of the events.
+//
+// | subject     | functional                                             | robustness |
+// |-------------|--------------------------------------------------------|------------|
+// | KQSignal    | what a new one carries, each value set and read back   |            |
+// | KQAction    | second virtual operation runs it, event type attribute |            |
+// | KQEventType | numbers                                                |            |
+
 #include "KQSignal.h"
 
 #include <gtest/gtest.h>
@@ -56,10 +60,10 @@ TEST(EventType, HasItsNumber) {
 
 class CountingAction : public KQAction {
 public:
-  int execute() override { return ++runs_; }
+  int execute() override { return ++runs; }
 
 private:
-  int runs_{0};
+  int runs{0};
 };
 
 TEST(Action, RunsThroughItsInterface) {

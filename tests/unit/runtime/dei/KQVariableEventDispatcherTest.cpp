@@ -1,8 +1,12 @@
-// What this file covers:
-//   addMapping      | null, told, order, the same pair twice, before the variable exists             | functional,
-//   robustness removeMapping   | told no more, others still told, no such registration                         |
-//   functional, robustness removeListener  | every registration goes, unknown listener | functional dispatch        |
-//   nobody listens, listeners that add and remove, even themselves, while told    | functional, robustness
+// Covers: KQVariableEventDispatcher: who is told of a change.
+//
+// | subject        | functional                                                                 | robustness |
+// |----------------|----------------------------------------------------------------------------|------------|
+// | addMapping     | null, told, order, the same pair twice, before the variable exists         | x          |
+// | removeMapping  | told no more, others still told, no such registration                      | x          |
+// | removeListener | every registration goes, unknown listener                                  |            |
+// | dispatch       | nobody listens, listeners that add and remove, even themselves, while told | x          |
+
 #include "KQVariableEventDispatcher.h"
 
 #include <gtest/gtest.h>
@@ -12,55 +16,49 @@
 #include <string>
 #include <utility>
 
+#include "KQErrorCodes.h"
 #include "KQSignal.h"
-#include "KQSignalListener.h"
+#include "SignalRecorder.h"
 
 namespace KQ {
 namespace {
 
-constexpr unsigned short index = 0x2001;
+constexpr unsigned short INDEX = 0x2001;
 
 class Dispatcher : public testing::Test {
 protected:
-  /// Notes its letter and then does what the test wants.
-  class Listener : public KQSignalListener {
-  public:
-    Listener(char letter, std::string& told) : letter_(letter), told_(told) {}
-    int signalOccurred(KQSignal&) override {
-      told_ += letter_;
-      if (whenTold_) {
-        whenTold_();
-      }
-      return 11;
-    }
-    void whenTold(std::function<void()> action) { whenTold_ = std::move(action); }
+  Dispatcher() {
+    dispatcher->clear();
+    b.result = KQ_NOT_HANDLED;
+  }
+  ~Dispatcher() override { dispatcher->clear(); }
 
-  private:
-    const char letter_;
-    std::string& told_;
-    std::function<void()> whenTold_;
-  };
-
-  Dispatcher() { dispatcher_->clear(); }
-  ~Dispatcher() override { dispatcher_->clear(); }
-
-  /// The letters of the listeners that are told of a change, in order.
-  std::string toldOf(unsigned int sub) {
-    told_.clear();
-    KQSignal signal;
-    dispatcher_->dispatch(static_cast<unsigned int>(index) << 16 | sub, signal);
-    return told_;
+  // What a listener does that notes its letter first.
+  std::function<void()> note(
+      char letter, std::function<void()> next = [] {}) {
+    return [this, letter, next] {
+      told += letter;
+      next();
+    };
   }
 
-  KQVariableEventDispatcher* const dispatcher_{KQVariableEventDispatcher::instance()};
-  std::string told_;
-  Listener a_{'a', told_};
-  Listener b_{'b', told_};
-  Listener c_{'c', told_};
+  // The letters of the listeners that are told of a change, in order.
+  std::string toldOf(unsigned int sub) {
+    told.clear();
+    KQSignal signal;
+    dispatcher->dispatch(static_cast<unsigned int>(INDEX) << 16 | sub, signal);
+    return told;
+  }
+
+  KQVariableEventDispatcher* const dispatcher{KQVariableEventDispatcher::instance()};
+  std::string told;
+  test::SignalRecorder a{note('a')};
+  test::SignalRecorder b{note('b')};
+  test::SignalRecorder c{note('c')};
 };
 
 TEST_F(Dispatcher, RefusesNull) {
-  EXPECT_EQ(20, dispatcher_->addMapping(index, 1, nullptr));
+  EXPECT_EQ(20, dispatcher->addMapping(INDEX, 1, nullptr));
   EXPECT_EQ("", toldOf(1));
 }
 
@@ -69,133 +67,124 @@ TEST_F(Dispatcher, TellsNobodyWhenNobodyListens) {
 }
 
 TEST_F(Dispatcher, TellsInOrderOfRegistration) {
-  EXPECT_EQ(0, dispatcher_->addMapping(index, 1, &b_));
-  EXPECT_EQ(0, dispatcher_->addMapping(index, 1, &a_));
+  EXPECT_EQ(0, dispatcher->addMapping(INDEX, 1, &b));
+  EXPECT_EQ(0, dispatcher->addMapping(INDEX, 1, &a));
   EXPECT_EQ("ba", toldOf(1));
 }
 
 TEST_F(Dispatcher, TellsOnlyTheListenersOfTheVariable) {
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->addMapping(index, 2, &b_);
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->addMapping(INDEX, 2, &b);
   EXPECT_EQ("a", toldOf(1));
   EXPECT_EQ("b", toldOf(2));
   EXPECT_EQ("", toldOf(3));
 }
 
 TEST_F(Dispatcher, SamePairTwiceIsOneRegistration) {
-  EXPECT_EQ(0, dispatcher_->addMapping(index, 1, &a_));
-  EXPECT_EQ(0, dispatcher_->addMapping(index, 1, &a_));
+  EXPECT_EQ(0, dispatcher->addMapping(INDEX, 1, &a));
+  EXPECT_EQ(0, dispatcher->addMapping(INDEX, 1, &a));
   EXPECT_EQ("a", toldOf(1));
-  EXPECT_EQ(0, dispatcher_->removeMapping(index, 1, &a_));
+  EXPECT_EQ(0, dispatcher->removeMapping(INDEX, 1, &a));
   EXPECT_EQ("", toldOf(1));
 }
 
 TEST_F(Dispatcher, RemovedListenerIsToldNoMore) {
-  for (Listener* listener : {&a_, &b_, &c_}) {
-    dispatcher_->addMapping(index, 1, listener);
+  for (test::SignalRecorder* listener : {&a, &b, &c}) {
+    dispatcher->addMapping(INDEX, 1, listener);
   }
-  EXPECT_EQ(0, dispatcher_->removeMapping(index, 1, &b_));
+  EXPECT_EQ(0, dispatcher->removeMapping(INDEX, 1, &b));
   EXPECT_EQ("ac", toldOf(1));
 }
 
 TEST_F(Dispatcher, RemovingWhatIsNotThereIsNotFound) {
-  EXPECT_EQ(23, dispatcher_->removeMapping(index, 77, &a_));
-  dispatcher_->addMapping(index, 1, &a_);
-  EXPECT_EQ(23, dispatcher_->removeMapping(index, 1, &b_));
-  EXPECT_EQ(23, dispatcher_->removeMapping(index, 1, nullptr));
+  EXPECT_EQ(23, dispatcher->removeMapping(INDEX, 77, &a));
+  dispatcher->addMapping(INDEX, 1, &a);
+  EXPECT_EQ(23, dispatcher->removeMapping(INDEX, 1, &b));
+  EXPECT_EQ(23, dispatcher->removeMapping(INDEX, 1, nullptr));
   EXPECT_EQ("a", toldOf(1));
 }
 
 TEST_F(Dispatcher, RemovingAListenerTakesAllItsRegistrations) {
   for (unsigned short sub = 1; sub <= 3; ++sub) {
-    dispatcher_->addMapping(index, sub, &a_);
+    dispatcher->addMapping(INDEX, sub, &a);
   }
-  dispatcher_->addMapping(index, 2, &b_);
-  dispatcher_->removeListener(&a_);
+  dispatcher->addMapping(INDEX, 2, &b);
+  dispatcher->removeListener(&a);
   EXPECT_EQ("", toldOf(1));
   EXPECT_EQ("b", toldOf(2));
   EXPECT_EQ("", toldOf(3));
-  dispatcher_->removeListener(&c_);
+  dispatcher->removeListener(&c);
   EXPECT_EQ("b", toldOf(2));
 }
 
 TEST_F(Dispatcher, ListenerMayRegisterAgainAfterItWasRemoved) {
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->removeListener(&a_);
-  dispatcher_->addMapping(index, 1, &a_);
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->removeListener(&a);
+  dispatcher->addMapping(INDEX, 1, &a);
   EXPECT_EQ("a", toldOf(1));
 }
 
 TEST_F(Dispatcher, FindsEachOfManyVariables) {
-  constexpr unsigned short variables = 5000;
-  for (unsigned short sub = 0; sub < variables; ++sub) {
-    dispatcher_->addMapping(index, sub, sub % 2 == 0 ? &a_ : &b_);
+  constexpr unsigned short VARIABLES = 5000;
+  for (unsigned short sub = 0; sub < VARIABLES; ++sub) {
+    dispatcher->addMapping(INDEX, sub, sub % 2 == 0 ? &a : &b);
   }
-  for (unsigned short sub = 0; sub < variables; ++sub) {
+  for (unsigned short sub = 0; sub < VARIABLES; ++sub) {
     ASSERT_EQ(sub % 2 == 0 ? "a" : "b", toldOf(sub));
   }
 }
 
 TEST_F(Dispatcher, ListenerMayRemoveItselfWhileTold) {
-  a_.whenTold([&] { dispatcher_->removeListener(&a_); });
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->addMapping(index, 1, &b_);
+  a.reaction = note('a', [&] { dispatcher->removeListener(&a); });
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->addMapping(INDEX, 1, &b);
   EXPECT_EQ("ab", toldOf(1));
   EXPECT_EQ("b", toldOf(1));
 }
 
 TEST_F(Dispatcher, ListenerAddedWhileToldIsToldNextTime) {
-  a_.whenTold([&] { dispatcher_->addMapping(index, 1, &b_); });
-  dispatcher_->addMapping(index, 1, &a_);
+  a.reaction = note('a', [&] { dispatcher->addMapping(INDEX, 1, &b); });
+  dispatcher->addMapping(INDEX, 1, &a);
   EXPECT_EQ("a", toldOf(1));
   EXPECT_EQ("ab", toldOf(1));
 }
 
 TEST_F(Dispatcher, ListenerMayRemoveAndDeleteALaterOneWhileTold) {
-  auto later = std::make_unique<Listener>('l', told_);
-  a_.whenTold([&] {
-    dispatcher_->removeListener(later.get());
+  auto later = std::make_unique<test::SignalRecorder>(note('l'));
+  a.reaction = note('a', [&] {
+    dispatcher->removeListener(later.get());
     later.reset();
   });
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->addMapping(index, 1, later.get());
-  dispatcher_->addMapping(index, 1, &b_);
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->addMapping(INDEX, 1, later.get());
+  dispatcher->addMapping(INDEX, 1, &b);
   EXPECT_EQ("ab", toldOf(1));
 }
 
 TEST_F(Dispatcher, ListenerMayTakeAllRegistrationsBackWhileTold) {
-  a_.whenTold([&] { dispatcher_->clear(); });
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->addMapping(index, 1, &b_);
+  a.reaction = note('a', [&] { dispatcher->clear(); });
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->addMapping(INDEX, 1, &b);
   EXPECT_EQ("a", toldOf(1));
   EXPECT_EQ("", toldOf(1));
 }
 
 TEST_F(Dispatcher, ListenerMayCauseAnotherReport) {
-  a_.whenTold([&] {
+  a.reaction = note('a', [&] {
     KQSignal signal;
-    dispatcher_->dispatch(static_cast<unsigned int>(index) << 16 | 2U, signal);
+    dispatcher->dispatch(static_cast<unsigned int>(INDEX) << 16 | 2U, signal);
   });
-  dispatcher_->addMapping(index, 1, &a_);
-  dispatcher_->addMapping(index, 1, &b_);
-  dispatcher_->addMapping(index, 2, &c_);
+  dispatcher->addMapping(INDEX, 1, &a);
+  dispatcher->addMapping(INDEX, 1, &b);
+  dispatcher->addMapping(INDEX, 2, &c);
   EXPECT_EQ("acb", toldOf(1));
 }
 
 TEST_F(Dispatcher, HandsTheSignalOver) {
-  class ReadingListener : public KQSignalListener {
-  public:
-    int signalOccurred(KQSignal& signal) override {
-      seen = signal.getSecondValue();
-      return 0;
-    }
-    unsigned int seen{0};
-  };
-  ReadingListener reading;
-  dispatcher_->addMapping(index, 1, &reading);
+  dispatcher->addMapping(INDEX, 1, &a);
   KQSignal signal(KQ_SIGNAL_TYPE_VARIABLE, KQ_SIGNAL_VARIABLE_CHANGED, 0x20010001U, 0xFFFFFFFEU);
-  dispatcher_->dispatch(0x20010001U, signal);
-  EXPECT_EQ(0xFFFFFFFEU, reading.seen);
+  dispatcher->dispatch(0x20010001U, signal);
+  EXPECT_EQ(0xFFFFFFFEU, a.signals.at(0).getSecondValue());
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
-// What this file covers:
-//   KQVariable          | what a new one says, every attribute set and copied           | functional
-//   limits              | natural range by bits and sign, explicit ones, odd lengths    | functional, robustness
-//   KQExternalVariable  | what its constructor sets                                     | functional
+// Covers: KQVariable and KQExternalVariable.
+//
+// | subject            | functional                                                 | robustness |
+// |--------------------|------------------------------------------------------------|------------|
+// | KQVariable         | what a new one says, every attribute set and copied        |            |
+// | limits             | natural range by bits and sign, explicit ones, odd lengths | x          |
+// | KQExternalVariable | what its constructor sets                                  |            |
+
 #include "KQVariable.h"
 
 #include <gtest/gtest.h>
@@ -12,18 +16,10 @@
 
 #include "KQAction.h"
 #include "KQExternalVariable.h"
-#include "KQVariableOwner.h"
+#include "OwnerRecorder.h"
 
 namespace KQ {
 namespace {
-
-class SilentOwner : public KQVariableOwner {
-public:
-  SilentOwner() : KQVariableOwner("silent") {}
-  int updateRequest(unsigned short, unsigned short, int) override { return 0; }
-  int updateRequest(unsigned short, unsigned short, const std::string&) override { return 0; }
-  int getValueRequest(unsigned short, unsigned short) override { return 0; }
-};
 
 class NoAction : public KQAction {
 public:
@@ -62,7 +58,7 @@ TEST(Variable, StartsAsAValidReadableWritableInteger) {
 }
 
 TEST(Variable, CopyHasEveryAttribute) {
-  SilentOwner owner;
+  test::OwnerRecorder owner;
   NoAction action;
   KQVariable variable(1, 2, "before", STORAGE_TYPE_INTEGER, 16, true);
   variable.setName("after");
@@ -124,15 +120,15 @@ TEST_P(NaturalRange, IsThatOfBitsAndSign) {
   EXPECT_EQ(GetParam().maximum, variable.getMaximum());
 }
 
-constexpr int intMin = std::numeric_limits<int>::min();
-constexpr int intMax = std::numeric_limits<int>::max();
+constexpr int SMALLEST = std::numeric_limits<int>::min();
+constexpr int LARGEST = std::numeric_limits<int>::max();
 
 INSTANTIATE_TEST_SUITE_P(Lengths, NaturalRange,
                          testing::Values(RangeCase{1, false, 0, 1}, RangeCase{1, true, -1, 0},
                                          RangeCase{8, false, 0, 255}, RangeCase{8, true, -128, 127},
-                                         RangeCase{31, false, 0, intMax}, RangeCase{32, false, 0, -1},
-                                         RangeCase{32, true, intMin, intMax}, RangeCase{64, false, 0, -1},
-                                         RangeCase{33, true, intMin, intMax}, RangeCase{0, false, 0, 0},
+                                         RangeCase{31, false, 0, LARGEST}, RangeCase{32, false, 0, -1},
+                                         RangeCase{32, true, SMALLEST, LARGEST}, RangeCase{64, false, 0, -1},
+                                         RangeCase{33, true, SMALLEST, LARGEST}, RangeCase{0, false, 0, 0},
                                          RangeCase{0, true, -1, 0}, RangeCase{-3, true, -1, 0}));
 
 TEST(Variable, ExplicitLimitsReplaceTheNaturalRange) {
@@ -145,7 +141,7 @@ TEST(Variable, ExplicitLimitsReplaceTheNaturalRange) {
 }
 
 TEST(ExternalVariable, HasWhatItsConstructorWasGiven) {
-  SilentOwner owner;
+  test::OwnerRecorder owner;
   const KQExternalVariable variable(0x2100, 5, "external", STORAGE_TYPE_STRING, -7, 7, 3, "hello", 24, true, &owner);
   EXPECT_EQ(0x21000005U, variable.getVariableID());
   EXPECT_EQ("external", variable.getName());

@@ -1,5 +1,9 @@
-// What this file covers:
-//   KQMutex   | create, lock, unlock, tryLock, taken again by its holder, exclusion of threads | functional
+// Covers: KQMutex.
+//
+// | subject | functional                                                                     | robustness |
+// |---------|--------------------------------------------------------------------------------|------------|
+// | KQMutex | create, lock, unlock, tryLock, taken again by its holder, exclusion of threads |            |
+
 #include "KQMutex.h"
 
 #include <gtest/gtest.h>
@@ -16,16 +20,16 @@ protected:
   bool isFreeForOthers() {
     bool taken = false;
     std::thread other([&] {
-      taken = mutex_->tryLock();
+      taken = mutex->tryLock();
       if (taken) {
-        mutex_->unlock();
+        mutex->unlock();
       }
     });
     other.join();
     return taken;
   }
 
-  std::unique_ptr<KQMutex> mutex_{KQMutex::create()};
+  std::unique_ptr<KQMutex> mutex{KQMutex::create()};
 };
 
 TEST_F(Mutex, IsFreeWhenCreated) {
@@ -33,47 +37,47 @@ TEST_F(Mutex, IsFreeWhenCreated) {
 }
 
 TEST_F(Mutex, KeepsOthersOutWhileItIsHeld) {
-  mutex_->lock();
+  mutex->lock();
   EXPECT_FALSE(isFreeForOthers());
-  mutex_->unlock();
+  mutex->unlock();
   EXPECT_TRUE(isFreeForOthers());
 }
 
 TEST_F(Mutex, IsGivenBackAsOftenAsItsHolderTookIt) {
-  mutex_->lock();
-  EXPECT_TRUE(mutex_->tryLock());
-  mutex_->unlock();
+  mutex->lock();
+  EXPECT_TRUE(mutex->tryLock());
+  mutex->unlock();
   EXPECT_FALSE(isFreeForOthers());
-  mutex_->unlock();
+  mutex->unlock();
   EXPECT_TRUE(isFreeForOthers());
 }
 
 TEST_F(Mutex, WorksWithLockGuard) {
   {
-    const std::lock_guard<KQMutex> guard(*mutex_);
+    const std::lock_guard<KQMutex> guard(*mutex);
     EXPECT_FALSE(isFreeForOthers());
   }
   EXPECT_TRUE(isFreeForOthers());
 }
 
 TEST_F(Mutex, WorksWithUniqueLock) {
-  std::unique_lock<KQMutex> lock(*mutex_, std::try_to_lock);
+  std::unique_lock<KQMutex> lock(*mutex, std::try_to_lock);
   EXPECT_TRUE(lock.owns_lock());
 }
 
 TEST_F(Mutex, LetsOneThreadInAtATime) {
-  constexpr int rounds = 10000;
+  constexpr int ROUNDS = 10000;
   int count = 0;
   const auto increment = [&] {
-    for (int round = 0; round < rounds; ++round) {
-      const std::lock_guard<KQMutex> guard(*mutex_);
+    for (int round = 0; round < ROUNDS; ++round) {
+      const std::lock_guard<KQMutex> guard(*mutex);
       ++count;
     }
   };
   std::thread other(increment);
   increment();
   other.join();
-  EXPECT_EQ(2 * rounds, count);
+  EXPECT_EQ(2 * ROUNDS, count);
 }
 
 }  // namespace

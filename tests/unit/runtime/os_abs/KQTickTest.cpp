@@ -1,5 +1,9 @@
-// What this file covers:
-//   clock   | own clock of a test, wrap of 32 bits, back to the monotonic clock | functional
+// Covers: KQTick.
+//
+// | subject | functional                                                        | robustness |
+// |---------|-------------------------------------------------------------------|------------|
+// | clock   | own clock of a test, wrap of 32 bits, back to the monotonic clock |            |
+
 #include "KQTick.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +24,7 @@ protected:
   ~Tick() override { KQTick::setSource(nullptr); }
 };
 
-/// Milliseconds of the monotonic clock as the standard library gives them.
+// Milliseconds of the monotonic clock as the standard library gives them.
 unsigned int steadyMilliseconds() {
   using std::chrono::duration_cast;
   const auto now = std::chrono::steady_clock::now().time_since_epoch();

@@ -1,7 +1,11 @@
-// What this file covers:
-//   sections   | one number a name, unknown sections                              | functional, robustness
-//   levels     | default, set, boundary from both sides, switched off             | functional
-//   the line   | section name, arguments, line end, long texts, several threads   | functional
+// Covers: KQDebug.
+//
+// | subject  | functional                                                     | robustness |
+// |----------|----------------------------------------------------------------|------------|
+// | sections | one number a name, unknown sections                            | x          |
+// | levels   | default, set, boundary from both sides, switched off           |            |
+// | the line | section name, arguments, line end, long texts, several threads |            |
+
 #include "KQDebug.h"
 
 #include <gtest/gtest.h>
@@ -16,61 +20,61 @@ namespace {
 
 class Debug : public testing::Test {
 protected:
-  ~Debug() override { KQDebug::setLevel(section_, KQDebug::defaultLevel); }
+  ~Debug() override { KQDebug::setLevel(section, KQDebug::DEFAULT_LEVEL); }
 
   std::string printed(int level) const {
     testing::internal::CaptureStderr();
-    KQDebug::debugPrintError(level, section_, "level %d", level);
+    KQDebug::debugPrintError(level, section, "level %d", level);
     return testing::internal::GetCapturedStderr();
   }
 
-  const int section_{KQDebug::insertNewDebugSection("debug_test")};
+  const int section{KQDebug::insertNewDebugSection("debug_test")};
 };
 
 TEST_F(Debug, SameNameIsTheSameSection) {
-  EXPECT_EQ(section_, KQDebug::insertNewDebugSection("debug_test"));
-  EXPECT_GE(section_, 0);
+  EXPECT_EQ(section, KQDebug::insertNewDebugSection("debug_test"));
+  EXPECT_GE(section, 0);
 }
 
 TEST_F(Debug, AnotherNameIsAnotherSection) {
-  EXPECT_NE(section_, KQDebug::insertNewDebugSection("debug_test_other"));
+  EXPECT_NE(section, KQDebug::insertNewDebugSection("debug_test_other"));
 }
 
 TEST_F(Debug, ShowsErrorsByDefault) {
-  EXPECT_EQ(1, KQDebug::getLevel(section_));
+  EXPECT_EQ(1, KQDebug::getLevel(section));
   EXPECT_EQ("debug_test: level 0\n", printed(0));
   EXPECT_EQ("debug_test: level 1\n", printed(1));
   EXPECT_EQ("", printed(2));
 }
 
 TEST_F(Debug, ShowsUpToTheLevelOfTheSection) {
-  EXPECT_EQ(0, KQDebug::setLevel(section_, 3));
-  EXPECT_EQ(3, KQDebug::getLevel(section_));
+  EXPECT_EQ(0, KQDebug::setLevel(section, 3));
+  EXPECT_EQ(3, KQDebug::getLevel(section));
   EXPECT_EQ("debug_test: level 3\n", printed(3));
   EXPECT_EQ("", printed(4));
 }
 
 TEST_F(Debug, ShowsNothingWhenSwitchedOff) {
-  KQDebug::setLevel(section_, -1);
+  KQDebug::setLevel(section, -1);
   EXPECT_EQ("", printed(0));
 }
 
 TEST_F(Debug, LevelOfOneSectionLeavesOthersAlone) {
   const int other = KQDebug::insertNewDebugSection("debug_test_other");
-  KQDebug::setLevel(section_, 5);
+  KQDebug::setLevel(section, 5);
   EXPECT_EQ(1, KQDebug::getLevel(other));
 }
 
 TEST_F(Debug, PrintsItsArguments) {
   testing::internal::CaptureStderr();
-  KQDebug::debugPrintError(1, section_, "%s%X%s%X%s", "Variable 0x", 0x20FFU, ", 0x", 0xAU, " is missing");
+  KQDebug::debugPrintError(1, section, "%s%X%s%X%s", "Variable 0x", 0x20FFU, ", 0x", 0xAU, " is missing");
   EXPECT_EQ("debug_test: Variable 0x20FF, 0xA is missing\n", testing::internal::GetCapturedStderr());
 }
 
 TEST_F(Debug, PrintsLongTextsWhole) {
   const std::string text(5000, 'x');
   testing::internal::CaptureStderr();
-  KQDebug::debugPrintError(1, section_, "%s", text.c_str());
+  KQDebug::debugPrintError(1, section, "%s", text.c_str());
   EXPECT_EQ("debug_test: " + text + "\n", testing::internal::GetCapturedStderr());
 }
 
@@ -87,10 +91,10 @@ TEST_P(UnknownSection, PrintsNothingAndHasNoLevel) {
 INSTANTIATE_TEST_SUITE_P(Numbers, UnknownSection, testing::Values(-1, 1000000));
 
 TEST_F(Debug, LinesOfThreadsDoNotMix) {
-  constexpr int lines = 200;
+  constexpr int LINES = 200;
   const auto print = [this](const char* text) {
-    for (int line = 0; line < lines; ++line) {
-      KQDebug::debugPrintError(0, section_, "%s", text);
+    for (int line = 0; line < LINES; ++line) {
+      KQDebug::debugPrintError(0, section, "%s", text);
     }
   };
   testing::internal::CaptureStderr();
@@ -99,7 +103,7 @@ TEST_F(Debug, LinesOfThreadsDoNotMix) {
   other.join();
   const std::string output = testing::internal::GetCapturedStderr();
   const std::string oneLine = "debug_test: aaaaaaaaaaaaaaaa\n";
-  ASSERT_EQ(2 * lines * oneLine.size(), output.size());
+  ASSERT_EQ(2 * LINES * oneLine.size(), output.size());
   for (std::size_t at = 0; at < output.size(); at += oneLine.size()) {
     std::string line = output.substr(at, oneLine.size());
     std::replace(line.begin() + 12, line.end(), 'b', 'a');

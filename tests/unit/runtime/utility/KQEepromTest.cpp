@@ -1,7 +1,14 @@
-// What this file covers:
-//   sources         | defaults, file, environment, in this order of precedence         | functional
-//   product type    | decimal, hexadecimal, octal, limits of 32 bits, not a number      | functional, robustness
-//   file            | missing, other lines, blanks, carriage returns, first line counts | robustness
+// Covers: KQEeprom: the data of the device.
+//
+// | subject      | functional                                      | robustness                                      |
+// |--------------|-------------------------------------------------|-------------------------------------------------|
+// | sources      | defaults, file, environment, in this order of   |                                                 |
+// |              | precedence                                      |                                                 |
+// | product type | decimal, hexadecimal, octal, limits of 32 bits, | x                                               |
+// |              | not a number                                    |                                                 |
+// | file         |                                                 | missing, other lines, blanks, carriage returns, |
+// |              |                                                 | first line counts                               |
+
 #include "KQEeprom.h"
 
 #include <gtest/gtest.h>
@@ -15,13 +22,13 @@
 namespace KQ {
 namespace {
 
-/// Starts without any of the variables, writes files to a name of its own, and puts everything back.
+// Starts without any of the variables, writes files to a name of its own, and puts everything back.
 class Eeprom : public testing::Test {
 protected:
   Eeprom() {
     for (const char* name : {"KQ_PRODUCT_TYPE", "KQ_SERIAL_NUMBER", "KQ_EEPROM_FILE"}) {
       if (const char* value = getenv(name)) {
-        before_[name] = value;
+        before[name] = value;
       }
       unsetenv(name);
     }
@@ -31,20 +38,20 @@ protected:
     for (const char* name : {"KQ_PRODUCT_TYPE", "KQ_SERIAL_NUMBER", "KQ_EEPROM_FILE"}) {
       unsetenv(name);
     }
-    for (const auto& [name, value] : before_) {
+    for (const auto& [name, value] : before) {
       setenv(name.c_str(), value.c_str(), 1);
     }
-    unlink(fileName_.c_str());
+    unlink(fileName.c_str());
   }
 
   void writeFile(const std::string& text) {
-    std::ofstream(fileName_, std::ios::binary) << text;
-    setenv("KQ_EEPROM_FILE", fileName_.c_str(), 1);
+    std::ofstream(fileName, std::ios::binary) << text;
+    setenv("KQ_EEPROM_FILE", fileName.c_str(), 1);
   }
 
 private:
-  const std::string fileName_{testing::TempDir() + "kq_eeprom_test_" + std::to_string(getpid())};
-  std::map<std::string, std::string> before_;
+  const std::string fileName{testing::TempDir() + "kq_eeprom_test_" + std::to_string(getpid())};
+  std::map<std::string, std::string> before;
 };
 
 TEST_F(Eeprom, HasDefaults) {

@@ -1,7 +1,11 @@
-// What this file covers:
-//   parts   | noon, midnight, first and last moment of a year, leap day | functional
-//   now     | argument 0, own clock of a test, back to the system clock | functional
-//   zone    | parts are local time                                      | functional
+// Covers: KQTime.
+//
+// | subject | functional                                                | robustness |
+// |---------|-----------------------------------------------------------|------------|
+// | parts   | noon, midnight, first and last moment of a year, leap day |            |
+// | now     | argument 0, own clock of a test, back to the system clock |            |
+// | zone    | parts are local time                                      |            |
+
 #include "KQTime.h"
 
 #include <gtest/gtest.h>
@@ -14,26 +18,26 @@
 namespace KQ {
 namespace {
 
-constexpr long noonOfLeapDay = 1709208000;  // 2024-02-29 12:00:00 UTC
+constexpr long NOON_OF_LEAP_DAY = 1709208000;  // 2024-02-29 12:00:00 UTC
 
 long readLeapDay() {
-  return noonOfLeapDay;
+  return NOON_OF_LEAP_DAY;
 }
 
-/// Runs with a time zone of its own and puts the process's back.
+// Runs with a time zone of its own and puts the process's back.
 class Time : public testing::Test {
 protected:
   Time() {
     if (const char* zone = getenv("TZ")) {
-      zoneBefore_ = zone;
+      zoneBefore = zone;
     }
     useZone("UTC0");
   }
 
   ~Time() override {
     KQTime::setSource(nullptr);
-    if (zoneBefore_) {
-      useZone(zoneBefore_->c_str());
+    if (zoneBefore) {
+      useZone(zoneBefore->c_str());
     } else {
       unsetenv("TZ");
       tzset();
@@ -46,7 +50,7 @@ protected:
   }
 
 private:
-  std::optional<std::string> zoneBefore_;
+  std::optional<std::string> zoneBefore;
 };
 
 struct Moment {
@@ -69,14 +73,14 @@ TEST_P(TimeParts, AreThoseOfTheMoment) {
 
 INSTANTIATE_TEST_SUITE_P(Moments, TimeParts,
                          testing::Values(Moment{"SecondOne", 1, 1970, 1, 1, 0, 0, 1},
-                                         Moment{"LeapDay", noonOfLeapDay, 2024, 2, 29, 12, 0, 0},
+                                         Moment{"LeapDay", NOON_OF_LEAP_DAY, 2024, 2, 29, 12, 0, 0},
                                          Moment{"LastOfYear", 1704067199, 2023, 12, 31, 23, 59, 59},
                                          Moment{"FirstOfYear", 1704067200, 2024, 1, 1, 0, 0, 0}),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Time, IsLocal) {
   useZone("TST-5:30");
-  const KQTime time(noonOfLeapDay);
+  const KQTime time(NOON_OF_LEAP_DAY);
   EXPECT_EQ(17, time.getHours());
   EXPECT_EQ(30, time.getMinutes());
 }

@@ -8,12 +8,10 @@
 
 namespace KQ {
 
-/**
- * The lines of the raw mode of the TCP line protocol, as text and back. A line begins with '<' and ends with '>';
- * nothing stands between two lines. An identifier of more than three digits is an extended one.
- * Without state; any thread.
- */
-class KQSocketcandCodec {
+/// The lines of the raw mode of the TCP line protocol, as text and back. A line begins with '<' and ends with '>';
+/// nothing stands between two lines. An identifier of more than three digits is an extended one.
+/// Without state; any thread.
+class SocketcandCodec {
 public:
   /// The longest line that a peer may send, brackets included; a longer one is not of this protocol.
   static constexpr std::size_t MAXIMUM_LINE = 1024;
@@ -25,12 +23,10 @@ public:
     ENDLESS   ///< more than MAXIMUM_LINE bytes without an end
   };
 
-  /**
-   * Finds the first line of the text. What stands before its last '<' is rubbish and left out.
-   * @param text bytes received
-   * @param content receives what stands between the brackets, without blanks around it; points into text
-   * @param used receives the number of bytes that the line takes up, rubbish before it included
-   */
+  /// Finds the first line of the text. What stands before its last '<' is rubbish and left out.
+  /// @param text bytes received
+  /// @param content receives what stands between the brackets, without blanks around it; points into text
+  /// @param used receives the number of bytes that the line takes up, rubbish before it included
   static Split nextLine(std::string_view text, std::string_view& content, std::size_t& used);
 
   /// Takes the first blank-separated word off a text; empty when there is none left.

@@ -1,4 +1,4 @@
-#include "KQNetwork.h"
+#include "Network.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -9,7 +9,7 @@
 
 namespace KQ {
 
-void KQNetworkAddress::setPort(unsigned short port) {
+void NetworkAddress::setPort(unsigned short port) {
   if (getFamily() == AF_INET6) {
     reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port = htons(port);
   } else {
@@ -17,20 +17,20 @@ void KQNetworkAddress::setPort(unsigned short port) {
   }
 }
 
-unsigned short KQNetworkAddress::getPort() const {
+unsigned short NetworkAddress::getPort() const {
   const bool isVersion6 = getFamily() == AF_INET6;
   return ntohs(isVersion6 ? reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_port
                           : reinterpret_cast<const sockaddr_in*>(&storage)->sin_port);
 }
 
-std::string KQNetworkAddress::toString() const {
+std::string NetworkAddress::toString() const {
   char host[NI_MAXHOST] = "?";
   getnameinfo(get(), size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
   const std::string name = getFamily() == AF_INET6 ? "[" + std::string(host) + "]" : std::string(host);
   return name + ":" + std::to_string(getPort());
 }
 
-std::vector<KQNetworkAddress> resolveHost(const std::string& host, unsigned short port, std::string& error) {
+std::vector<NetworkAddress> resolveHost(const std::string& host, unsigned short port, std::string& error) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_NUMERICSERV;
@@ -41,9 +41,9 @@ std::vector<KQNetworkAddress> resolveHost(const std::string& host, unsigned shor
     error = "unknown host '" + host + "': " + gai_strerror(result);
     return {};
   }
-  std::vector<KQNetworkAddress> addresses;
+  std::vector<NetworkAddress> addresses;
   for (const addrinfo* each = list; each != nullptr; each = each->ai_next) {
-    KQNetworkAddress address{};
+    NetworkAddress address{};
     std::memcpy(&address.storage, each->ai_addr, each->ai_addrlen);
     address.size = each->ai_addrlen;
     addresses.push_back(address);
@@ -57,15 +57,15 @@ void disableDelay(int socket) {
   setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-KQNetworkAddress getLocalAddress(int socket) {
-  KQNetworkAddress address{};
+NetworkAddress getLocalAddress(int socket) {
+  NetworkAddress address{};
   address.size = sizeof address.storage;
   getsockname(socket, reinterpret_cast<sockaddr*>(&address.storage), &address.size);
   return address;
 }
 
-KQNetworkAddress getPeerAddress(int socket) {
-  KQNetworkAddress address{};
+NetworkAddress getPeerAddress(int socket) {
+  NetworkAddress address{};
   address.size = sizeof address.storage;
   getpeername(socket, reinterpret_cast<sockaddr*>(&address.storage), &address.size);
   return address;

@@ -1,3 +1,4 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <atomic>

@@ -8,7 +8,7 @@
 namespace KQ {
 
 /// One TCP address of a host.
-struct KQNetworkAddress {
+struct NetworkAddress {
   sockaddr_storage storage;
   socklen_t size;
 
@@ -21,19 +21,17 @@ struct KQNetworkAddress {
   std::string toString() const;
 };
 
-/**
- * Looks a host up; may take as long as the resolver does.
- * @param host name or address, IPv4 or IPv6; empty: the loopback addresses
- * @param error receives one line when there is none
- * @return its addresses, in the resolver's order; empty when there is none
- */
-std::vector<KQNetworkAddress> resolveHost(const std::string& host, unsigned short port, std::string& error);
+/// Looks a host up; may take as long as the resolver does.
+/// @param host name or address, IPv4 or IPv6; empty: the loopback addresses
+/// @param error receives one line when there is none
+/// @return its addresses, in the resolver's order; empty when there is none
+std::vector<NetworkAddress> resolveHost(const std::string& host, unsigned short port, std::string& error);
 
 /// Lets lines leave at once, each in its own segment.
 void disableDelay(int socket);
 
 /// The address of this end or of the other end of a socket.
-KQNetworkAddress getLocalAddress(int socket);
-KQNetworkAddress getPeerAddress(int socket);
+NetworkAddress getLocalAddress(int socket);
+NetworkAddress getPeerAddress(int socket);
 
 }  // namespace KQ

@@ -1,3 +1,4 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <algorithm>
@@ -26,10 +27,10 @@ public:
   void follow(const int* cobID);
 
   /// In ascending order, each once.
-  const std::vector<unsigned int>& getIdentifiers() const { return identifiers; }
+  [[nodiscard]] const std::vector<unsigned int>& getIdentifiers() const { return identifiers; }
   bool contains(unsigned int cobID) const { return std::binary_search(identifiers.begin(), identifiers.end(), cobID); }
   /// @return where the followed identifier stands, or null
-  const int* getFollowed() const { return followed; }
+  [[nodiscard]] const int* getFollowed() const { return followed; }
 
   /// Changes whenever a declaration of any handler in the process does. Any thread.
   static unsigned int getChanges() { return changes.load(std::memory_order_acquire); }

@@ -1,11 +1,11 @@
 // Covers: two nodes in the loop of a program, one of them asked without end, all over the tick's 32 bits.
 //
-// | parameter | functional                          | robustness                                                     |
-// |-----------|-------------------------------------|----------------------------------------------------------------|
-// | tick      | as anywhere else                    | beyond 0x80000000; the wrap: what shows, and for how long      |
-// | flood     | a bus of 1 Mbit/s full of requests  | and the loop away for seconds                                  |
-// | answers   | one for each request                | what the port had no room for is counted                       |
-// | turns     | one for what came in a millisecond  | in the upper half one for each frame                           |
+// | subject | functional                         | robustness                                                |
+// |---------|------------------------------------|-----------------------------------------------------------|
+// | tick    | as anywhere else                   | beyond 0x80000000; the wrap: what shows, and for how long |
+// | flood   | a bus of 1 Mbit/s full of requests | and the loop away for seconds                             |
+// | answers | one for each request               | what the port had no room for is counted                  |
+// | turns   | one for what came in a millisecond | in the upper half one for each frame                      |
 
 #include <algorithm>
 #include <map>
@@ -22,21 +22,21 @@ constexpr unsigned int ANYWHERE = 0x20000000;
 constexpr unsigned int MIDDLE = 0x80000000;
 constexpr unsigned int WRAP = 0;
 constexpr unsigned int HEARTBEAT_MS = 100;
-/// So many frames of eight bytes a bus of 1 Mbit/s carries in a millisecond.
+// So many frames of eight bytes a bus of 1 Mbit/s carries in a millisecond.
 constexpr unsigned int REQUESTS_IN_A_MS = 8;
-/// The longest run here is 1000 ms in front of the tick in question, and as much after it.
+// The longest run here is 1000 ms in front of the tick in question, and as much after it.
 constexpr unsigned int BEFORE = 1000;
 constexpr unsigned int AFTER = 1000;
 const std::string REQUEST = "605#40 18 10 01 00 00 00 00";
 
 class FloodedLoop : public test::NodeLoop {
 protected:
-  /// What has come of a run.
+  // What has come of a run.
   struct Result {
     unsigned int answers = 0;
-    /// Of node 5 and of node 6, each by the number of the millisecond.
+    // Of node 5 and of node 6, each by the number of the millisecond.
     std::vector<unsigned int> heartbeats[2];
-    /// How many turns had something to read, in each millisecond.
+    // How many turns had something to read, in each millisecond.
     std::vector<unsigned int> turns;
   };
 
@@ -52,19 +52,19 @@ protected:
 
   void startBefore(unsigned int tick) {
     clock.set(tick - BEFORE);
-    EXPECT_EQ(add(five, 5, HEARTBEAT_MS), KQ::KQ_OK);
-    EXPECT_EQ(add(six, 6, HEARTBEAT_MS), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, add(five, 5, HEARTBEAT_MS));
+    EXPECT_EQ(KQ::KQ_OK, add(six, 6, HEARTBEAT_MS));
     turn();
-    EXPECT_EQ(take(*master), (Frames{"705#00", "706#00"}));
+    EXPECT_EQ((Frames{"705#00", "706#00"}), take(*master));
   }
 
   void flood(unsigned int requests) {
     for (unsigned int i = 0; i < requests; ++i) {
-      EXPECT_EQ(master->writeMessage(test::frame(REQUEST)), KQ::KQ_OK);
+      EXPECT_EQ(KQ::KQ_OK, master->writeMessage(test::frame(REQUEST)));
     }
   }
 
-  /// Turns until nothing waits. @return how many had something to read
+  // Turns until nothing waits. @return how many had something to read
   unsigned int settle() {
     unsigned int turns = 0;
     while (turn() > 0) {
@@ -95,9 +95,9 @@ protected:
   }
 
   void expectNothingLost(const Result& result) {
-    EXPECT_EQ(result.answers, (BEFORE + AFTER) * REQUESTS_IN_A_MS);
-    EXPECT_EQ(five->getEndPoint()->getStatistics().overruns, 0U);
-    EXPECT_EQ(output.takeErrors(), "");
+    EXPECT_EQ((BEFORE + AFTER) * REQUESTS_IN_A_MS, result.answers);
+    EXPECT_EQ(0U, five->getEndPoint()->getStatistics().overruns);
+    EXPECT_EQ("", output.takeErrors());
   }
 
   KQ::KQCANopen* five = nullptr;
@@ -105,7 +105,7 @@ protected:
   std::unique_ptr<KQ::KQVirtualEndPoint> master;
 };
 
-/// The milliseconds in which a heartbeat is due, from the boot-up on.
+// The milliseconds in which a heartbeat is due, from the boot-up on.
 std::vector<unsigned int> everyPeriod() {
   std::vector<unsigned int> times;
   for (unsigned int now = HEARTBEAT_MS; now < BEFORE + AFTER; now += HEARTBEAT_MS) {
@@ -118,9 +118,9 @@ TEST_F(FloodedLoop, AnywhereTakesATurnForAllThatCame) {
   startBefore(ANYWHERE);
   const Result result = run();
   expectNothingLost(result);
-  EXPECT_EQ(result.turns, std::vector<unsigned int>(BEFORE + AFTER, 1));
-  EXPECT_EQ(result.heartbeats[0], everyPeriod());
-  EXPECT_EQ(result.heartbeats[1], everyPeriod());
+  EXPECT_EQ(std::vector<unsigned int>(BEFORE + AFTER, 1), result.turns);
+  EXPECT_EQ(everyPeriod(), result.heartbeats[0]);
+  EXPECT_EQ(everyPeriod(), result.heartbeats[1]);
 }
 
 // The budget of a drain lies in the past there: each turn reads a frame.
@@ -128,15 +128,15 @@ TEST_F(FloodedLoop, InTheUpperHalfTakesATurnForEachFrameAndLosesNoneAndNoHeartbe
   startBefore(MIDDLE);
   const Result result = run();
   expectNothingLost(result);
-  EXPECT_EQ(std::vector<unsigned int>(result.turns.begin() + BEFORE, result.turns.end()),
-            std::vector<unsigned int>(AFTER, REQUESTS_IN_A_MS));
-  EXPECT_EQ(result.heartbeats[0], everyPeriod());
-  EXPECT_EQ(result.heartbeats[1], everyPeriod());
+  EXPECT_EQ(std::vector<unsigned int>(AFTER, REQUESTS_IN_A_MS),
+            std::vector<unsigned int>(result.turns.begin() + BEFORE, result.turns.end()));
+  EXPECT_EQ(everyPeriod(), result.heartbeats[0]);
+  EXPECT_EQ(everyPeriod(), result.heartbeats[1]);
 }
 
 class FloodedLoopAtTheWrap : public FloodedLoop {
 protected:
-  /// A run over the wrap with the heartbeats not due in the same moment as the wrap itself.
+  // A run over the wrap with the heartbeats not due in the same moment as the wrap itself.
   Result runOverTheWrap() {
     startBefore(WRAP + SHIFT);
     return run();
@@ -144,7 +144,7 @@ protected:
 
   static constexpr unsigned int SHIFT = 50;
   static constexpr unsigned int WRAPS_AT = BEFORE - SHIFT;
-  /// The one that finds nothing to read.
+  // The one that finds nothing to read.
   static constexpr unsigned int LAST_TURN = 1;
 };
 
@@ -164,13 +164,13 @@ TEST_F(FloodedLoopAtTheWrap, SendsAHeartbeatInEveryTurnForTheRestOfThePeriodAndN
     }
     for (const auto& [now, number] : perMillisecond) {
       const bool isInThatTime = now >= LAST_DUE && now < WRAPS_AT;
-      EXPECT_EQ(number, isInThatTime ? result.turns[now] + LAST_TURN : 1) << "in millisecond " << now;
+      EXPECT_EQ(isInThatTime ? result.turns[now] + LAST_TURN : 1, number) << "in millisecond " << now;
     }
-    EXPECT_EQ(perMillisecond[LAST_DUE], REQUESTS_IN_A_MS + LAST_TURN);
-    EXPECT_EQ(perMillisecond.count(LAST_DUE - 1), 0U);
-    EXPECT_EQ(perMillisecond.count(WRAPS_AT), 0U);
+    EXPECT_EQ(REQUESTS_IN_A_MS + LAST_TURN, perMillisecond[LAST_DUE]);
+    EXPECT_EQ(0U, perMillisecond.count(LAST_DUE - 1));
+    EXPECT_EQ(0U, perMillisecond.count(WRAPS_AT));
     // The next one comes a period after the last of these.
-    EXPECT_EQ(perMillisecond.count(WRAPS_AT - 1 + HEARTBEAT_MS), 1U);
+    EXPECT_EQ(1U, perMillisecond.count(WRAPS_AT - 1 + HEARTBEAT_MS));
   }
 }
 
@@ -187,14 +187,14 @@ TEST_P(LateLoop, AnswersWhatThePortKeptCountsTheRestAndGoesOn) {
   Result result;
   note(0, result);
   const unsigned int overruns = five->getEndPoint()->getStatistics().overruns;
-  EXPECT_EQ(result.answers, static_cast<unsigned int>(KQ::KQVirtualEndPoint::DEFAULT_CAPACITY));
-  EXPECT_EQ(result.answers + overruns, AWAY_MS * REQUESTS_IN_A_MS);
-  EXPECT_EQ(result.heartbeats[0].size(), 1U) << "those that were due meanwhile are of the past";
-  EXPECT_EQ(result.heartbeats[1].size(), 1U);
+  EXPECT_EQ(static_cast<unsigned int>(KQ::KQVirtualEndPoint::DEFAULT_CAPACITY), result.answers);
+  EXPECT_EQ(AWAY_MS * REQUESTS_IN_A_MS, result.answers + overruns);
+  EXPECT_EQ(1U, result.heartbeats[0].size()) << "those that were due meanwhile are of the past";
+  EXPECT_EQ(1U, result.heartbeats[1].size());
   result = run();
-  EXPECT_EQ(result.answers, (BEFORE + AFTER) * REQUESTS_IN_A_MS);
-  EXPECT_EQ(result.heartbeats[0], everyPeriod());
-  EXPECT_EQ(five->getEndPoint()->getStatistics().overruns, overruns);
+  EXPECT_EQ((BEFORE + AFTER) * REQUESTS_IN_A_MS, result.answers);
+  EXPECT_EQ(everyPeriod(), result.heartbeats[0]);
+  EXPECT_EQ(overruns, five->getEndPoint()->getStatistics().overruns);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ticks, LateLoop, testing::Values(ANYWHERE, MIDDLE), [](const auto& row) {

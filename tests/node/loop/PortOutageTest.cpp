@@ -1,12 +1,12 @@
 // Covers: a whole node in the loop of a program while the bus that others serve is not there, goes and returns, and
 // while nobody else is on its own bus.
 //
-// | parameter    | functional                         | robustness                                                    |
-// |--------------|------------------------------------|---------------------------------------------------------------|
-// | served bus   | there                              | missing at the start; its server killed again and again       |
-// | own bus      | with a master                      | alone for a while                                             |
-// | what is sent | heartbeats, answers, PDOs          | a PDO that is held back while the port goes is not lost       |
-// | said         | nothing                            | one line each way, one for each frame that was given up       |
+// | subject      | functional                | robustness                                              |
+// |--------------|---------------------------|---------------------------------------------------------|
+// | served bus   | there                     | missing at the start; its server killed again and again |
+// | own bus      | with a master             | alone for a while                                       |
+// | what is sent | heartbeats, answers, PDOs | a PDO that is held back while the port goes is not lost |
+// | said         | nothing                   | one line each way, one for each frame that was given up |
 
 #include <algorithm>
 #include <atomic>
@@ -24,7 +24,7 @@ namespace {
 using test::Frames;
 
 constexpr int HEARTBEAT_MS = 100;
-/// How often a frame is offered to the port before it is given up.
+// How often a frame is offered to the port before it is given up.
 constexpr unsigned int ATTEMPTS = 26;
 const std::string GIVEN_UP = "CANopen: Error sending CAN message\n";
 
@@ -35,8 +35,8 @@ protected:
     master = KQ::KQVirtualEndPoint::open("bus0", error);
   }
 
-  /// Turns of a millisecond each, until something is true. What the master sees is kept.
-  /// @return false: it did not become true for a long time
+  // Turns of a millisecond each, until something is true. What the master sees is kept.
+  // @return false: it did not become true for a long time
   template <class Predicate>
   bool runUntil(Predicate predicate) {
     constexpr int PATIENCE = 50000;
@@ -62,7 +62,7 @@ protected:
   void expectHealthy(const std::string& heartbeat) {
     seen.clear();
     EXPECT_TRUE(runUntil([&] { return hasSeen(heartbeat); }));
-    EXPECT_EQ(master->writeMessage(test::frame("605#40 00 10 00 00 00 00 00")), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, master->writeMessage(test::frame("605#40 00 10 00 00 00 00 00")));
     EXPECT_TRUE(runUntil([&] {
       return std::any_of(seen.begin(), seen.end(),
                          [](const auto& frame) { return frame.rfind("585#43 00 10", 0) == 0; });
@@ -80,11 +80,11 @@ class ServedBusOutage : public PortOutage {
 protected:
   void serve() {
     std::string error;
-    ASSERT_EQ(server.listen("127.0.0.1", tcpPort, "bus0", endPoints, error), KQ::KQ_OK) << error;
+    ASSERT_EQ(KQ::KQ_OK, server.listen("127.0.0.1", tcpPort, "bus0", endPoints, error)) << error;
     tcpPort = server.getPort();
   }
 
-  /// Opening waits for the server, which this thread serves meanwhile.
+  // Opening waits for the server, which this thread serves meanwhile.
   template <class Open>
   void openBesideTheServer(Open open) {
     std::atomic<bool> isDone{false};
@@ -103,7 +103,7 @@ protected:
     return KQ::KQSocketcandEndPoint::open("127.0.0.1", tcpPort, "bus0", error);
   }
 
-  /// An operational node with a PDO that may go out every 300 ms.
+  // An operational node with a PDO that may go out every 300 ms.
   void start() {
     serve();
     std::unique_ptr<KQ::KQEndPoint> connection;
@@ -111,13 +111,13 @@ protected:
     test::edition::bindPort(PORT, [&] { return std::move(connection); });
     KQ::KQVariable variable(0x2000, 0, "value", KQ::STORAGE_TYPE_INTEGER, 8);
     KQ::KQDEI::instance()->addVariable(&variable);
-    EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, add(node, 5, HEARTBEAT_MS));
     node->getApplicationVariables();
     constexpr unsigned short INHIBIT_TIME = 300;
-    EXPECT_EQ(node->addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, INHIBIT_TIME, 255, true, nullptr), KQ::KQ_OK);
-    EXPECT_EQ(node->addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 0, 8), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, node->addPDO(KQ::PDO_TYPE_TRANSMIT, 0, 0x185, 0, INHIBIT_TIME, 255, true, nullptr));
+    EXPECT_EQ(KQ::KQ_OK, node->addPDOMapping(0, KQ::PDO_TYPE_TRANSMIT, 0x2000, 0, 8));
     EXPECT_TRUE(runUntil([this] { return hasSeen("705#7F"); }));
-    EXPECT_EQ(master->writeMessage(test::frame("000#01 05")), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, master->writeMessage(test::frame("000#01 05")));
     EXPECT_TRUE(runUntil([this] { return hasSeen("185#00"); }));
     run(2 * INHIBIT_TIME);
   }
@@ -131,7 +131,7 @@ protected:
     }
   }
 
-  /// How many frames the node has said to have given up since the last call, and that it has said nothing else.
+  // How many frames the node has said to have given up since the last call, and that it has said nothing else.
   unsigned int takeGivenUp() {
     const std::string lines = output.takeErrors();
     const auto number = static_cast<unsigned int>(std::count(lines.begin(), lines.end(), '\n'));
@@ -139,7 +139,7 @@ protected:
     for (unsigned int i = 0; i < number; ++i) {
       expected += GIVEN_UP;
     }
-    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(expected, lines);
     return number;
   }
 
@@ -161,15 +161,15 @@ TEST_F(ServedBusOutage, ServerThatIsKilledAgainAndAgainCostsNothingThatWasAccept
     serve();
     expectHealthy("705#05");
     const std::string lines = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(seen.begin(), seen.end(), "185#2" + std::to_string(kills)), 1);
+    EXPECT_EQ(1, std::count(seen.begin(), seen.end(), "185#2" + std::to_string(kills)));
     givenUp += takeGivenUp();
     const std::string& uri = node->getEndPoint()->getURI();
-    EXPECT_EQ(lines, uri + ": the server closed the connection\n" + uri + ": connected again\n");
+    EXPECT_EQ(uri + ": the server closed the connection\n" + uri + ": connected again\n", lines);
     const KQ::KQEndPointStatistics statistics = node->getEndPoint()->getStatistics();
-    EXPECT_EQ(statistics.disconnects, kills);
-    EXPECT_EQ(statistics.reconnects, kills);
-    EXPECT_EQ(statistics.discarded, 0U);
-    EXPECT_EQ(statistics.refused, givenUp * ATTEMPTS) << "every frame that was refused was given up with a line";
+    EXPECT_EQ(kills, statistics.disconnects);
+    EXPECT_EQ(kills, statistics.reconnects);
+    EXPECT_EQ(0U, statistics.discarded);
+    EXPECT_EQ(givenUp * ATTEMPTS, statistics.refused) << "every frame that was refused was given up with a line";
   }
   EXPECT_GE(givenUp, KILLS * 9) << "the heartbeats of the outages, or nothing was refused here";
 }
@@ -178,15 +178,15 @@ TEST_F(ServedBusOutage, MissingAtTheStartIsAPortThatCanBeOpenedLater) {
   serve();
   server.close();
   test::edition::bindPort(PORT, [this] { return connect(); });
-  EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_NOT_AVAILABLE);
-  EXPECT_EQ(node->getEndPoint(), nullptr);
+  EXPECT_EQ(KQ::KQ_NOT_AVAILABLE, add(node, 5, HEARTBEAT_MS));
+  EXPECT_EQ(nullptr, node->getEndPoint());
   run(500);
   EXPECT_GT(takeGivenUp(), 0U);
   serve();
-  openBesideTheServer([this] { EXPECT_EQ(node->reset(), KQ::KQ_OK); });
-  EXPECT_EQ(node->subscribeToEndpointManager(&endPoints), KQ::KQ_OK);
+  openBesideTheServer([this] { EXPECT_EQ(KQ::KQ_OK, node->reset()); });
+  EXPECT_EQ(KQ::KQ_OK, node->subscribeToEndpointManager(&endPoints));
   expectHealthy("705#7F");
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ("", output.takeErrors());
 }
 
 // ---- Its own bus
@@ -198,7 +198,7 @@ protected:
       std::string error;
       return KQ::KQVirtualEndPoint::open("bus0", error);
     });
-    EXPECT_EQ(add(node, 5, HEARTBEAT_MS), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, add(node, 5, HEARTBEAT_MS));
   }
 };
 
@@ -210,13 +210,13 @@ TEST_F(LonelyNode, GoesOnAloneAndGivesWhoeverComesNothingOfThePast) {
     clock.advance(1);
     turn();
   }
-  EXPECT_EQ(node->getEndPoint()->getStatistics().unacknowledged, PERIODS_ALONE);
-  EXPECT_EQ(node->getEndPoint()->getStatistics().refused, 0U);
-  EXPECT_EQ(output.takeErrors(), "");
+  EXPECT_EQ(PERIODS_ALONE, node->getEndPoint()->getStatistics().unacknowledged);
+  EXPECT_EQ(0U, node->getEndPoint()->getStatistics().refused);
+  EXPECT_EQ("", output.takeErrors());
   std::string error;
   master = KQ::KQVirtualEndPoint::open("bus0", error);
   turn();
-  EXPECT_EQ(take(*master), Frames{});
+  EXPECT_EQ(Frames{}, take(*master));
   expectHealthy("705#7F");
 }
 

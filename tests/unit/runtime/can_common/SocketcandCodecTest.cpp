@@ -1,15 +1,15 @@
-// KQSocketcandCodec: the bytes of the line protocol
+// Covers: SocketcandCodec: the bytes of the line protocol.
 //
-// | what        | cases                                                                                      |
-// |-------------|--------------------------------------------------------------------------------------------|
-// | frame lines | 11 bits without, 29 bits with leading zeros; no data: two blanks; microseconds in full          |
-// | send lines  | as clients write them                                                                         |
-// | parsing     | every field at and beyond its limit; one digit data; more or fewer bytes than said              |
-// | splitting   | one, several, part of a line; rubbish before; no end                                            |
+// | subject     | functional                                                                             | robustness |
+// |-------------|----------------------------------------------------------------------------------------|------------|
+// | frame lines | 11 bits without, 29 bits with leading zeros; no data: two blanks; microseconds in full |            |
+// | send lines  | as clients write them                                                                  |            |
+// | parsing     | every field at and beyond its limit; one digit data; more or fewer bytes than said     |            |
+// | splitting   | one, several, part of a line; rubbish before; no end                                   |            |
 
 #include <gtest/gtest.h>
 
-#include "KQSocketcandCodec.h"
+#include "SocketcandCodec.h"
 
 namespace KQ::test {
 namespace {
@@ -34,28 +34,28 @@ class CodecText : public testing::TestWithParam<TextCase> {};
 
 TEST_P(CodecText, FrameLineHasTheExactBytes) {
   std::string text;
-  KQSocketcandCodec::appendFrameLine(text, GetParam().frame, 1700000000123456);
-  EXPECT_EQ(text, GetParam().frameLine);
+  SocketcandCodec::appendFrameLine(text, GetParam().frame, 1700000000123456);
+  EXPECT_EQ(GetParam().frameLine, text);
 }
 
 TEST_P(CodecText, SendLineHasTheExactBytes) {
   std::string text;
-  KQSocketcandCodec::appendSendLine(text, GetParam().frame);
-  EXPECT_EQ(text, GetParam().sendLine);
+  SocketcandCodec::appendSendLine(text, GetParam().frame);
+  EXPECT_EQ(GetParam().sendLine, text);
 }
 
 TEST_P(CodecText, BothAreReadAsTheSameFrame) {
   std::string_view line;
   std::size_t used = 0;
   for (const std::string_view text : {GetParam().frameLine, GetParam().sendLine}) {
-    ASSERT_EQ(KQSocketcandCodec::nextLine(text, line, used), KQSocketcandCodec::Split::LINE);
+    ASSERT_EQ(SocketcandCodec::Split::LINE, SocketcandCodec::nextLine(text, line, used));
     KQBusFrame frame;
-    const bool isFrame = KQSocketcandCodec::nextWord(line) == "frame";
-    ASSERT_TRUE(isFrame ? KQSocketcandCodec::parseFrame(line, frame) : KQSocketcandCodec::parseSend(line, frame));
-    EXPECT_EQ(frame.identifier, GetParam().frame.identifier);
-    EXPECT_EQ(frame.extended, GetParam().frame.extended);
-    EXPECT_EQ(frame.length, GetParam().frame.length);
-    EXPECT_EQ(std::memcmp(frame.data, GetParam().frame.data, sizeof frame.data), 0);
+    const bool isFrame = SocketcandCodec::nextWord(line) == "frame";
+    ASSERT_TRUE(isFrame ? SocketcandCodec::parseFrame(line, frame) : SocketcandCodec::parseSend(line, frame));
+    EXPECT_EQ(GetParam().frame.identifier, frame.identifier);
+    EXPECT_EQ(GetParam().frame.extended, frame.extended);
+    EXPECT_EQ(GetParam().frame.length, frame.length);
+    EXPECT_EQ(0, std::memcmp(frame.data, GetParam().frame.data, sizeof frame.data));
   }
 }
 
@@ -74,16 +74,16 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CodecText, TimeHasSixDecimals) {
   std::string text;
-  KQSocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 5000007);
-  EXPECT_EQ(text, "< frame 1 5.000007  >");
+  SocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 5000007);
+  EXPECT_EQ("< frame 1 5.000007  >", text);
   text.clear();
-  KQSocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 0);
-  EXPECT_EQ(text, "< frame 1 0.000000  >");
+  SocketcandCodec::appendFrameLine(text, makeFrame(1, false, {}), 0);
+  EXPECT_EQ("< frame 1 0.000000  >", text);
 }
 
 TEST(CodecText, WallClockIsOfThisCentury) {
-  EXPECT_GT(KQSocketcandCodec::getWallClock(), 1600000000LL * 1000000);
-  EXPECT_LT(KQSocketcandCodec::getWallClock(), 4000000000LL * 1000000);
+  EXPECT_GT(SocketcandCodec::getWallClock(), 1600000000LL * 1000000);
+  EXPECT_LT(SocketcandCodec::getWallClock(), 4000000000LL * 1000000);
 }
 
 struct ParseCase {
@@ -95,9 +95,9 @@ class CodecSend : public testing::TestWithParam<ParseCase> {};
 
 TEST_P(CodecSend, IsReadOrRefused) {
   KQBusFrame frame = makeFrame(0x123, false, {9});
-  EXPECT_EQ(KQSocketcandCodec::parseSend(GetParam().arguments, frame), GetParam().isFrame);
+  EXPECT_EQ(GetParam().isFrame, SocketcandCodec::parseSend(GetParam().arguments, frame));
   if (!GetParam().isFrame) {
-    EXPECT_EQ(frame.identifier, 0x123U) << "a refused line leaves the frame alone";
+    EXPECT_EQ(0x123U, frame.identifier) << "a refused line leaves the frame alone";
   }
 }
 
@@ -116,7 +116,7 @@ class CodecFrame : public testing::TestWithParam<ParseCase> {};
 
 TEST_P(CodecFrame, IsReadOrRefused) {
   KQBusFrame frame = makeFrame(0x123, false, {9});
-  EXPECT_EQ(KQSocketcandCodec::parseFrame(GetParam().arguments, frame), GetParam().isFrame);
+  EXPECT_EQ(GetParam().isFrame, SocketcandCodec::parseFrame(GetParam().arguments, frame));
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, CodecFrame,
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(Arguments, CodecFrame,
 
 struct SplitCase {
   std::string text;
-  KQSocketcandCodec::Split split;
+  SocketcandCodec::Split split;
   std::string content;
   std::size_t used;
 };
@@ -138,12 +138,12 @@ class CodecSplit : public testing::TestWithParam<SplitCase> {};
 TEST_P(CodecSplit, FindsTheFirstLine) {
   std::string_view content = "";
   std::size_t used = 0;
-  EXPECT_EQ(KQSocketcandCodec::nextLine(GetParam().text, content, used), GetParam().split);
-  EXPECT_EQ(content, GetParam().content);
-  EXPECT_EQ(used, GetParam().used);
+  EXPECT_EQ(GetParam().split, SocketcandCodec::nextLine(GetParam().text, content, used));
+  EXPECT_EQ(GetParam().content, content);
+  EXPECT_EQ(GetParam().used, used);
 }
 
-using Split = KQSocketcandCodec::Split;
+using Split = SocketcandCodec::Split;
 INSTANTIATE_TEST_SUITE_P(
     Texts, CodecSplit,
     testing::Values(SplitCase{"", Split::PARTIAL, "", 0}, SplitCase{"< send 1 0", Split::PARTIAL, "", 0},

@@ -11,7 +11,7 @@ namespace KQ {
 ///
 /// @tparam keyOf  the key of a node; it must not change while the node is in the table
 template <typename Node, unsigned int (*keyOf)(const Node&)>
-class KQKeyTable {
+class KeyTable {
 public:
   /// @return the node with that key, or null
   Node* find(unsigned int key) const {

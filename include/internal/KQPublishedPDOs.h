@@ -1,3 +1,4 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <atomic>
@@ -27,7 +28,7 @@ public:
   std::shared_ptr<const PDOTable> get() const;
 
   /// Keeps the table of the moment at which it begins, and the PDOs in it. Any thread; within another one, too.
-  class Walk {
+  class [[nodiscard]] Walk {
   public:
     /// Begins with the table of this moment. Any thread.
     explicit Walk(KQPublishedPDOs& publishedPDOs) : published(publishedPDOs) {

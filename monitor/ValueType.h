@@ -15,13 +15,13 @@ enum class Form : unsigned char {
   BYTES       ///< octets, a file, or whatever else has no other form
 };
 
-/// The data type of an object.
-struct DataType {
+/// The data type of an object, as far as its values are to be shown.
+struct ValueType {
   Form form = Form::PATTERN;
   unsigned short bits = 0;  ///< 1 to 64; 0 when the type does not say: texts, octets, and what is not known
 
   /// The type that the standard gives a code in 0x0001 to 0x001B; PATTERN of no bits for any other code.
-  static DataType fromCode(unsigned int code);
+  static ValueType fromCode(unsigned int code);
 };
 
 }  // namespace monitor

@@ -1,9 +1,10 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <array>
 #include <cstddef>
 
-#include "KQServedCOBIDs.h"
+#include "internal/KQServedCOBIDs.h"
 
 namespace KQ {
 
@@ -37,11 +38,11 @@ public:
     }
   }
   /// Changes whenever what is served does.
-  unsigned int getRevision() const { return revision; }
+  [[nodiscard]] unsigned int getRevision() const { return revision; }
   /// Whether frames with that identifier are offered to anybody, as of the last renewal. @param identifier below 0x800
   bool serves(unsigned int identifier) const { return table[identifier] != 0; }
   /// Whether there is a handler that has declared nothing.
-  bool servesEveryFrame() const { return hasUndeclaredHandler; }
+  [[nodiscard]] bool servesEveryFrame() const { return hasUndeclaredHandler; }
 
 private:
   using Table = std::array<HandlerSet, KQServedCOBIDs::COUNT>;

@@ -1,3 +1,4 @@
+// Internal: here because public headers need it; it may change without notice.
 #pragma once
 
 #include <linux/can.h>
@@ -6,10 +7,8 @@
 
 namespace KQ {
 
-/**
- * The system calls of a raw CAN socket, so that every answer of a kernel can be had without one.
- * Each operation answers with a value that is not negative, or with a negated errno value. Any thread.
- */
+/// The system calls of a raw CAN socket, so that every answer of a kernel can be had without one.
+/// Each operation answers with a value that is not negative, or with a negated errno value. Any thread.
 class KQCANSocketCalls {
 public:
   /// One received frame with what the kernel says about it.

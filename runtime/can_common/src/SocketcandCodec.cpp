@@ -1,4 +1,4 @@
-#include "KQSocketcandCodec.h"
+#include "SocketcandCodec.h"
 
 #include <chrono>
 
@@ -14,7 +14,7 @@ constexpr const char* UPPER_DIGITS = "0123456789ABCDEF";
 constexpr const char* LOWER_DIGITS = "0123456789abcdef";
 constexpr const char* BLANKS = " \t\r\n";
 
-/// Appends a number in hexadecimal, with leading zeros up to that many digits.
+// Appends a number in hexadecimal, with leading zeros up to that many digits.
 void appendHex(std::string& output, unsigned value, std::size_t minimumDigits, const char* digits) {
   char text[8];
   std::size_t count = 0;
@@ -26,7 +26,7 @@ void appendHex(std::string& output, unsigned value, std::size_t minimumDigits, c
   }
 }
 
-/// Appends a number in decimal, with leading zeros up to that many digits.
+// Appends a number in decimal, with leading zeros up to that many digits.
 void appendDecimal(std::string& output, unsigned long long value, std::size_t minimumDigits) {
   char text[24];
   std::size_t count = 0;
@@ -55,7 +55,7 @@ int hexDigit(char character) {
   return -1;
 }
 
-/// Reads a hexadecimal number of 1 to maximumDigits digits. @return false: it is none
+// Reads a hexadecimal number of 1 to maximumDigits digits. @return false: it is none
 bool parseHex(std::string_view text, std::size_t maximumDigits, unsigned& value) {
   if (text.empty() || text.size() > maximumDigits) {
     return false;
@@ -80,7 +80,7 @@ bool parseIdentifier(std::string_view word, KQBusFrame& frame) {
   return frame.identifier <= (frame.extended ? MAXIMUM_EXTENDED : MAXIMUM_STANDARD);
 }
 
-/// Appends the bytes of one word of unspaced data. @return false: not such data, or too much of it
+// Appends the bytes of one word of unspaced data. @return false: not such data, or too much of it
 bool appendData(std::string_view word, KQBusFrame& frame) {
   if (word.size() % 2 != 0 || word.size() / 2 + frame.length > sizeof frame.data) {
     return false;
@@ -105,8 +105,7 @@ std::string_view trim(std::string_view text) {
 
 }  // namespace
 
-KQSocketcandCodec::Split KQSocketcandCodec::nextLine(std::string_view text, std::string_view& content,
-                                                     std::size_t& used) {
+SocketcandCodec::Split SocketcandCodec::nextLine(std::string_view text, std::string_view& content, std::size_t& used) {
   const std::size_t end = text.substr(0, MAXIMUM_LINE).find('>');
   if (end == text.npos) {
     return text.size() >= MAXIMUM_LINE ? Split::ENDLESS : Split::PARTIAL;
@@ -118,14 +117,14 @@ KQSocketcandCodec::Split KQSocketcandCodec::nextLine(std::string_view text, std:
   return Split::LINE;
 }
 
-std::string_view KQSocketcandCodec::nextWord(std::string_view& text) {
+std::string_view SocketcandCodec::nextWord(std::string_view& text) {
   text = trim(text);
   const std::string_view word = text.substr(0, text.find_first_of(BLANKS));
   text.remove_prefix(word.size());
   return word;
 }
 
-void KQSocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& frame, long long microseconds) {
+void SocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& frame, long long microseconds) {
   const auto time = static_cast<unsigned long long>(microseconds);
   output += "< frame ";
   appendIdentifier(output, frame);
@@ -140,7 +139,7 @@ void KQSocketcandCodec::appendFrameLine(std::string& output, const KQBusFrame& f
   output += " >";
 }
 
-void KQSocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& frame) {
+void SocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& frame) {
   output += "< send ";
   appendIdentifier(output, frame);
   output.push_back(' ');
@@ -152,7 +151,7 @@ void KQSocketcandCodec::appendSendLine(std::string& output, const KQBusFrame& fr
   output += " >";
 }
 
-bool KQSocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame) {
+bool SocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame) {
   KQBusFrame result;
   const bool hasIdentifier = parseIdentifier(nextWord(arguments), result);
   const bool hasTime = !nextWord(arguments).empty();
@@ -168,7 +167,7 @@ bool KQSocketcandCodec::parseFrame(std::string_view arguments, KQBusFrame& frame
   return true;
 }
 
-bool KQSocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame) {
+bool SocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame) {
   KQBusFrame result;
   unsigned length = 0;
   const bool hasIdentifier = parseIdentifier(nextWord(arguments), result);
@@ -190,7 +189,7 @@ bool KQSocketcandCodec::parseSend(std::string_view arguments, KQBusFrame& frame)
   return true;
 }
 
-long long KQSocketcandCodec::getWallClock() {
+long long SocketcandCodec::getWallClock() {
   const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }

@@ -48,7 +48,7 @@ protected:
     node->subscribeToEndpointManager(&endPoints);
     node->setNodeID(nodeID);
     node->setHeartbeatProducerTime(heartbeatMs);
-    EXPECT_EQ(node->init(), KQ::KQ_OK);
+    EXPECT_EQ(KQ::KQ_OK, node->init());
     nodes.addCANopenInstance(node);
     return result;
   }
