@@ -60,7 +60,8 @@ def main():
     ]
     if len(classes) < 50:
         problems.append("the headers were not understood")
-    print("\n".join(problems), file=sys.stderr)
+    for problem in problems:
+        print(problem, file=sys.stderr)
     return 1 if problems else 0
 
 
