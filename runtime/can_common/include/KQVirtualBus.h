@@ -37,7 +37,7 @@ public:
 
   /// Name, and how many are attached at this moment. Any thread.
   const std::string& getName() const { return name; }
-  [[nodiscard]] std::size_t getParticipantCount() const;
+  std::size_t getParticipantCount() const;
 
   /// Puts a participant on the bus. Not owned; to be detached before it is deleted.
   void attach(KQBusParticipant* participant);
@@ -59,14 +59,10 @@ public:
   void stopWaitingForRoom();
 
   /// Number of frames that were sent so far, wrapping at 2^32.
-  [[nodiscard]] unsigned getFrameCount() const;
+  unsigned getFrameCount() const;
 
   /// Forgets an eventfd given to sendWhenRoom; to be called before it is closed.
   void removeRoomDescriptor(int roomDescriptor);
-
-private:
-  friend class KQVirtualEndPoint;
-  friend class SocketcandClient;
 
   /// The lock of the bus, for the state that participants share with takeFrame.
   std::mutex& getMutex() const { return mutex; }
@@ -74,6 +70,7 @@ private:
   /// To be called with the bus locked by a participant that is not nearly full any more.
   void announceRoom();
 
+private:
   struct Seat {
     KQBusParticipant* participant;
     bool hasSent;     ///< its first frame is over
