@@ -541,7 +541,7 @@ TEST_F(VariableStore, KeptVariableKnowsItsOwner) {
 }
 
 TEST_F(VariableStore, KeptVariableHasNoOwnerWhenItsOwnerGoes) {
-  auto leaving = std::make_unique<RecordingOwner>("leaving");
+  auto leaving = std::make_unique<test::OwnerRecorder>("leaving");
   add(20, STORAGE_TYPE_INTEGER, leaving.get());
   KQStoredVariable* const kept = dei->findVariable(INDEX, 20);
   EXPECT_EQ(leaving.get(), kept->getVariableOwnerPointer());
