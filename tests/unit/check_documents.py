@@ -17,6 +17,8 @@ import sys
 BACKQUOTED = re.compile(r"`([^`]+)`")
 LINK = re.compile(r"\]\(([^)#:\s]+)(?:#[^)\s]*)?\)")
 FENCED = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
+# A block that is a file of the reader's own: ```python client.py
+OWN_FILE = re.compile(r"^```\w+ ([\w-]+\.\w+)$", re.MULTILINE)
 TEST = re.compile(r"^([A-Z]\w+)\.[A-Z]\w+$")
 # With a slash, and nothing that no path of this project has. What is built is not looked for.
 PATH = re.compile(r"^(?!build/)[\w.*-]+(/[\w.*-]+)+/?$")
@@ -27,6 +29,10 @@ FILE = re.compile(r"^[\w-]+\.(md|h|cpp|py|sh|cmake|txt)$")
 def documents(root):
     found = [root / name for name in ("README.md", "CONTRIBUTING.md")] + sorted((root / "docs").rglob("*.md"))
     return [(path, FENCED.sub("", path.read_text(encoding="utf-8"))) for path in found]
+
+
+def own_files(path):
+    return set(OWN_FILE.findall(path.read_text(encoding="utf-8")))
 
 
 def cells_of_tests(text):
@@ -86,7 +92,8 @@ def exists(root, folder, name):
 def check_paths(root):
     problems = []
     for path, text in documents(root):
-        names = [name for name in BACKQUOTED.findall(text) if PATH.match(name) or FILE.match(name)]
+        named = set(BACKQUOTED.findall(text)) - own_files(path)
+        names = sorted(name for name in named if PATH.match(name) or FILE.match(name))
         for name in names + LINK.findall(text):
             known = exists(root, path.parent, name)
             # A header or source may be named alone.
