@@ -262,6 +262,11 @@ TEST_F(Reception, PausedMachineGives0AndReadsNothing) {
   EXPECT_EQ(1U, node.port().waitingFrames());
 }
 
+TEST_F(Reception, PausedMachineDrainsNoPort) {
+  machine.pauseMachine(true);
+  EXPECT_EQ(machine.drainPort(0), KQ::KQ_OK);
+}
+
 TEST_F(Reception, PausedComesBeforeAnythingMissing) {
   KQ::KQCANopenStateMachine bare(&node.canopen());
   bare.pauseMachine(true);
