@@ -414,7 +414,7 @@ TEST_F(Configuration, UpdateOfAHeartbeatConsumerKeepsTheirNumber) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(6, 2000);
   canopen().addHeartbeatConsumer(5, 500);
-  EXPECT_EQ(valueOf(0x1016, 0), 2);
+  EXPECT_EQ(2, valueOf(0x1016, 0));
 }
 
 TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsDefault) {

@@ -264,7 +264,7 @@ TEST_F(Reception, PausedMachineGives0AndReadsNothing) {
 
 TEST_F(Reception, PausedMachineDrainsNoPort) {
   machine.pauseMachine(true);
-  EXPECT_EQ(machine.drainPort(0), KQ::KQ_OK);
+  EXPECT_EQ(KQ::KQ_OK, machine.drainPort(0));
 }
 
 TEST_F(Reception, PausedComesBeforeAnythingMissing) {

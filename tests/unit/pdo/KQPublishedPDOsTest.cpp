@@ -89,7 +89,7 @@ class PublishedPDOsThreads : public testing::Test {
 protected:
   static constexpr std::size_t ROUNDS = 100000;
 
-  /// Stands for a table, which nobody looks into: whether it exists.
+  // Stands for a table, which nobody looks into: whether it exists.
   static Table tableThatTells(std::atomic<bool>& exists) {
     exists = true;
     return Table(reinterpret_cast<const PDOTable*>(&exists), [&exists](const PDOTable*) { exists = false; });

@@ -112,7 +112,7 @@ TEST_F(PDOSchedule, EventTimerSurvivesTheWrapOfTheTick) {
   EXPECT_EQ(Frames{}, node.run(99));
 }
 
-/// Expects the event timers of before to go on after weeks outside OPERATIONAL, from the present tick on.
+// Expects the event timers of before to go on after weeks outside OPERATIONAL, from the present tick on.
 class PDOScheduleAfterWeeks : public PDOSchedule {
 protected:
   void expectEventTimersToGoOn() {

@@ -56,7 +56,10 @@ public:
     socket = -1;
   }
   int findInterface(int, const std::string& name) override { return name == "can0" && exists ? index : -ENODEV; }
-  int getInterfaceFlags(int, const std::string&) override { return exists ? flags : -ENODEV; }
+  int getInterfaceFlags(int, const std::string&) override {
+    ++questions;
+    return exists ? flags : -ENODEV;
+  }
   int bindSocket(int, int interfaceIndex) override {
     ++binds;
     boundIndex = interfaceIndex;
@@ -135,6 +138,7 @@ public:
   int flags{IFF_UP | IFF_RUNNING};
   int socket{-1};
   int boundIndex{0};
+  unsigned questions{0};
   unsigned binds{0};
   unsigned receives{0};
   unsigned sends{0};
@@ -537,13 +541,25 @@ TEST_F(SocketCAN, InterfaceDownSeenByWritingDiscardsWhatWaits) {
   EXPECT_TRUE(kernel.sent.empty()) << "values of the past";
 }
 
+TEST_F(SocketCAN, InterfaceThatIsDownIsLookedAtNowAndThen) {
+  kernel.receiveError = -ENETDOWN;
+  kernel.flags = 0;
+  announce();
+  pass(100);
+  const unsigned before = kernel.questions;
+  pass(99);
+  EXPECT_EQ(before, kernel.questions);
+  pass(1);
+  EXPECT_EQ(before + 1, kernel.questions);
+}
+
 TEST_F(SocketCAN, InterfaceIsAskedForOnlyInAnOutage) {
   kernel.room = 0;
   port->writeMessage(makeMessage(1));
   kernel.flags = 0;  // of which the next transfer will tell
   pass(1000);
   EXPECT_TRUE(port->isConnected());
-  EXPECT_EQ(kernel.binds, 1U);
+  EXPECT_EQ(1U, kernel.binds);
 }
 
 TEST_F(SocketCAN, UnpluggedInterfaceIsBoundAgainUnderItsNewIndex) {
@@ -658,8 +674,8 @@ TEST_F(SocketCAN, ErrorPassiveIsSaidOnceEachWayAndTransfersGoOn) {
 TEST_F(SocketCAN, ErrorFrameOfAnotherClassSaysNothingOfTheController) {
   kernel.giveError(CAN_ERR_ACK, CAN_ERR_CRTL_TX_PASSIVE | CAN_ERR_CRTL_RX_OVERFLOW);
   announce();
-  EXPECT_EQ(port->getStatistics().errorPassive, 0U);
-  EXPECT_EQ(port->getStatistics().overruns, 0U);
+  EXPECT_EQ(0U, port->getStatistics().errorPassive);
+  EXPECT_EQ(0U, port->getStatistics().overruns);
 }
 
 TEST_F(SocketCAN, RestartedControllerIsErrorActive) {
@@ -667,11 +683,12 @@ TEST_F(SocketCAN, RestartedControllerIsErrorActive) {
   kernel.giveError(CAN_ERR_BUSOFF);
   kernel.giveError(CAN_ERR_RESTARTED);
   announce();
-  EXPECT_EQ(takeStderr(),
-            "socketcan:can0: the controller is error-passive\n"
-            "socketcan:can0: the controller is bus-off\n"
-            "socketcan:can0: the controller is error-active again\n"
-            "socketcan:can0: the controller was restarted after bus-off\n");
+  EXPECT_EQ(
+      "socketcan:can0: the controller is error-passive\n"
+      "socketcan:can0: the controller is bus-off\n"
+      "socketcan:can0: the controller is error-active again\n"
+      "socketcan:can0: the controller was restarted after bus-off\n",
+      takeStderr());
 }
 
 TEST_F(SocketCAN, OverrunsAreCountedAndSaidOnceUntilQuiet) {

@@ -99,17 +99,17 @@ protected:
     frame.identifier = 0x181;
     frame.length = static_cast<unsigned char>(dataBytes);
     std::string line;
-    KQSocketcandCodec::appendFrameLine(line, frame, KQSocketcandCodec::getWallClock());
+    SocketcandCodec::appendFrameLine(line, frame, SocketcandCodec::getWallClock());
     return line.size();
   }
 
   void writeFrame(std::size_t dataBytes) {
     KQCANMessage message = makeMessage(0x181);
     message.length = static_cast<unsigned>(dataBytes);
-    EXPECT_EQ(node->writeMessage(message), KQ_OK);
+    EXPECT_EQ(KQ_OK, node->writeMessage(message));
   }
 
-  /// Sends frames whose lines have so many bytes together, an even number.
+  // Sends frames whose lines have so many bytes together, an even number.
   void fill(std::size_t bytes) {
     const std::size_t longest = lineSize(8);
     for (; bytes >= 3 * longest; bytes -= longest) {
@@ -154,9 +154,9 @@ TEST_F(SocketcandServer, SaysThatThePortIsInUse) {
 TEST_F(SocketcandServer, PortInUseAtOneOfTwoAddressesIsAFailure) {
   KQSocketcandServer second;
   std::string error;
-  EXPECT_EQ(second.listen("", server.getPort(), "bus0", manager, error), KQ_NOT_AVAILABLE);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, second.listen("", server.getPort(), "bus0", manager, error));
   EXPECT_NE(error.find("Address already in use"), std::string::npos) << error;
-  EXPECT_EQ(second.getPort(), 0U);
+  EXPECT_EQ(0U, second.getPort());
 }
 
 TEST_F(SocketcandServer, SaysThatTheHostIsUnknown) {
@@ -553,7 +553,7 @@ TEST_F(SocketcandServer, ClientIsDroppedOnceTheLimitWaitsForIt) {
   fill(KQSocketcandServer::OUTPUT_LIMIT);
   writeFrame(0);
   manager.wait(0);
-  EXPECT_EQ(server.getClientCount(), 0U);
+  EXPECT_EQ(0U, server.getClientCount());
   testing::internal::GetCapturedStderr();
 }
 
@@ -563,7 +563,7 @@ TEST_F(SocketcandServer, ClientIsNotDroppedBelowTheLimit) {
   fill(KQSocketcandServer::OUTPUT_LIMIT - 2);
   writeFrame(0);
   manager.wait(0);
-  EXPECT_EQ(server.getClientCount(), 1U);
+  EXPECT_EQ(1U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, WhatHasLeftDoesNotCountAsWaiting) {
@@ -579,7 +579,7 @@ TEST_F(SocketcandServer, WhatHasLeftDoesNotCountAsWaiting) {
   }
   fill(5 * EIGHTH);
   manager.wait(0);
-  EXPECT_EQ(server.getClientCount(), 1U);
+  EXPECT_EQ(1U, server.getClientCount());
 }
 
 TEST_F(SocketcandServer, NobodyWaitsForAClientThatIsAboutToBeDropped) {
@@ -592,9 +592,9 @@ TEST_F(SocketcandServer, NobodyWaitsForAClientThatIsAboutToBeDropped) {
   bus->attach(&sender);
   testing::internal::CaptureStderr();
   fill(KQSocketcandServer::OUTPUT_LIMIT);
-  EXPECT_EQ(bus->sendWhenRoom(&sender, KQBusFrame(), -1), KQVirtualBus::SEND_NO_ROOM);
+  EXPECT_EQ(KQVirtualBus::SEND_NO_ROOM, bus->sendWhenRoom(&sender, KQBusFrame(), -1));
   writeFrame(0);
-  EXPECT_EQ(bus->sendWhenRoom(&sender, KQBusFrame(), -1), KQVirtualBus::SEND_DELIVERED);
+  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, bus->sendWhenRoom(&sender, KQBusFrame(), -1));
   bus->detach(&sender);
   manager.wait(0);
   testing::internal::GetCapturedStderr();

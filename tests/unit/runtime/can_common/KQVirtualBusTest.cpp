@@ -133,6 +133,14 @@ TEST(VirtualEndPoint, FullQueueLosesTheNewestAndCounts) {
   EXPECT_EQ(Frames{"004#"}, readAll(*receiver));
 }
 
+TEST(VirtualEndPoint, HasRoomForOneFrameAtLeast) {
+  auto sender = openVirtual("least");
+  auto receiver = openVirtual("least", 0);
+  sender->writeMessage(makeMessage(1));
+  sender->writeMessage(makeMessage(2));
+  EXPECT_EQ(Frames{"001#"}, readAll(*receiver));
+}
+
 TEST(VirtualEndPoint, WhatIsNotWantedNeitherWaitsNorWakes) {
   auto sender = openVirtual("filter");
   auto receiver = openVirtual("filter");
