@@ -184,7 +184,7 @@ TEST(SocketcandEndPointOpen, AddressWithNobodyThereIsFollowedByTheNext) {
   int descriptor = -1;
   std::thread play([&] { descriptor = playHandshake(server); });
   std::string error;
-  EXPECT_NE(KQSocketcandEndPoint::open("", server.getPort(), "bus0", error), nullptr) << error;
+  EXPECT_NE(nullptr, KQSocketcandEndPoint::open("", server.getPort(), "bus0", error)) << error;
   play.join();
   close(descriptor);
 }
