@@ -262,11 +262,6 @@ TEST_F(Reception, PausedMachineGives0AndReadsNothing) {
   EXPECT_EQ(1U, node.port().waitingFrames());
 }
 
-TEST_F(Reception, PausedMachineDrainsNoPort) {
-  machine.pauseMachine(true);
-  EXPECT_EQ(KQ::KQ_OK, machine.drainPort(0));
-}
-
 TEST_F(Reception, PausedComesBeforeAnythingMissing) {
   KQ::KQCANopenStateMachine bare(&node.canopen());
   bare.pauseMachine(true);

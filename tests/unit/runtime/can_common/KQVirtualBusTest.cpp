@@ -361,16 +361,30 @@ struct BusOperation : ::test::NamedCase {
 
 class VirtualBusLock : public testing::TestWithParam<BusOperation> {};
 
+// A participant that does something when it is given a frame, which the bus does with its lock held.
+class Holder : public KQBusParticipant {
+public:
+  void takeFrame(const KQBusFrame& /*frame*/) override { onFrame(); }
+  std::function<void()> onFrame;
+};
+
 TEST_P(VirtualBusLock, IsWaitedFor) {
-  auto bus = KQVirtualBus::get("locks");
-  auto port = openVirtual("locks");
+  const auto bus = KQVirtualBus::get("locks");
+  const auto port = openVirtual("locks");
   Witness participant;
+  Holder holder;
   bus->attach(&participant);
+  bus->attach(&holder);
+  std::unique_ptr<::test::OtherThread> other;
+  bool waits = false;
+  holder.onFrame = [&] {
+    if (other == nullptr) {
+      other = std::make_unique<::test::OtherThread>([&] { GetParam().run(*bus, participant, *port); });
+      waits = other->waits();
+    }
+  };
   bus->send(&participant, makeFrame(1));
-  std::unique_lock<std::mutex> lock(bus->getMutex());
-  const ::test::OtherThread other([&] { GetParam().run(*bus, participant, *port); });
-  EXPECT_TRUE(other.waits());
-  lock.unlock();
+  EXPECT_TRUE(waits);
 }
 
 const BusOperation BUS_OPERATIONS[] = {
