@@ -246,7 +246,7 @@ coverage:
 COUNT ?= 400
 mutants:
 	@scripts/setup.sh test
-	$(call timed,build,$(call build,debug,unit_tests node_tests))
+	$(call timed,build,$(call build,debug,unit_tests node_tests model_tests))
 	@scripts/mutants --count $(COUNT) --seed $(SEED) --jobs $(JOBS) build/debug
 
 trust:

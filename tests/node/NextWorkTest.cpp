@@ -235,6 +235,15 @@ TEST_F(NextWork, OfAnIdleNodeIsItsHeartbeat) {
   EXPECT_LE(drive.cycles, 12U);
 }
 
+TEST_F(NextWork, OfAMissingHeartbeatIsNow) {
+  node.canopen().addHeartbeatConsumer(0x21, 50);
+  start();
+  node.receive("721#05");
+  EXPECT_EQ(51U, node.canopen().getTimeToNextWork());
+  node.clock.advance(51);
+  EXPECT_EQ(0U, node.canopen().getTimeToNextWork());
+}
+
 TEST_F(NextWork, OfANodeWithNothingToDoIsNever) {
   start();
   EXPECT_EQ(0xFFFFFFFFU, node.canopen().getTimeToNextWork());

@@ -148,8 +148,6 @@ void KQSocketcandEndPoint::finishConnecting() {
     return;
   }
   stage = Stage::AWAIT_HI;
-  const std::lock_guard<std::mutex> lock(mutex);
-  watchSocket(false);
 }
 
 // Goes as far as it goes without waiting.

@@ -410,6 +410,13 @@ TEST_F(Configuration, HeartbeatConsumerOfAListedNodeIsUpdatedInPlace) {
   EXPECT_FALSE(node.dictionary().subObjectExists(0x1016, 3));
 }
 
+TEST_F(Configuration, UpdateOfAHeartbeatConsumerKeepsTheirNumber) {
+  canopen().addHeartbeatConsumer(5, 1000);
+  canopen().addHeartbeatConsumer(6, 2000);
+  canopen().addHeartbeatConsumer(5, 500);
+  EXPECT_EQ(2, valueOf(0x1016, 0));
+}
+
 TEST_F(Configuration, UpdatedHeartbeatConsumerKeepsItsDefault) {
   canopen().addHeartbeatConsumer(5, 1000);
   canopen().addHeartbeatConsumer(5, 500);

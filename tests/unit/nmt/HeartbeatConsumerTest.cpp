@@ -10,6 +10,9 @@
 // | frames            | any byte on a watched COB-ID                  | other lengths, other COB-IDs                 |
 // | several nodes     | ascending order                               |                                              |
 
+#include <functional>
+#include <utility>
+
 #include "KQCANopenStateMachine.h"
 #include "KQErrorCodes.h"
 #include "KQNMTHandler.h"
@@ -219,6 +222,33 @@ TEST_F(HeartbeatConsumer, ReReadTakesTheNewTime) {
   receive("705#05");
   take();
   advanceAndCheck(2000);
+  EXPECT_EQ(Events{}, take());
+  advanceAndCheck(1);
+  EXPECT_EQ(Events{"all timeout 5 17"}, take());
+}
+
+TEST_F(HeartbeatConsumer, TimeThatAListenerChangesCountsFromTheFrameItHearsOf) {
+  class Changing : public KQ::KQSignalListener {
+  public:
+    explicit Changing(std::function<void()> changeOfTime) : change(std::move(changeOfTime)) {}
+    int signalOccurred(KQ::KQSignal& /*signal*/) override {
+      change();
+      return 0;
+    }
+
+  private:
+    std::function<void()> change;
+  };
+  Changing listener([this] {
+    write(1, 0x000503E8);
+    nmt.updateHeartbeatConsumerSettings();
+  });
+  watchNode5();
+  enter(4);
+  nmt.addHeartbeatListener(&listener);
+  receive("705#05");
+  nmt.addHeartbeatListener(&forAll);
+  advanceAndCheck(1000);
   EXPECT_EQ(Events{}, take());
   advanceAndCheck(1);
   EXPECT_EQ(Events{"all timeout 5 17"}, take());

@@ -1,11 +1,11 @@
 // Covers: the ordered set of PDOs.
 //
-// | subject       | functional                          | robustness                                   |
-// |---------------|-------------------------------------|----------------------------------------------|
-// | insert, erase | order by communication index        | twice, not contained, equal indexes, retired |
-// | eraseIndex    | every PDO with the index            | none                                         |
-// | clear, copyTo | nothing is left; what the set holds | what the copy held before                    |
-// | threads       |                                     | each finds what it has put in                |
+// | subject       | functional                                 | robustness                                   |
+// |---------------|--------------------------------------------|----------------------------------------------|
+// | insert, erase | order by communication index               | twice, not contained, equal indexes, retired |
+// | eraseIndex    | every PDO with the index                   | none                                         |
+// | clear, copyTo | nothing is left; what the set holds        | what the copy held before                    |
+// | threads       | each operation waits for the one under way | each finds what it has put in                |
 
 #include "internal/KQPDOSet.h"
 
@@ -13,10 +13,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "KQPDO.h"
+#include "NamedCase.h"
+#include "OtherThread.h"
 #include "PDOInternals.h"
 
 using namespace KQ;
@@ -163,5 +167,38 @@ TEST_F(PDOSetThreads, LoseNothingToOnesThatTakeOutAnIndex) {
   EXPECT_EQ(0, losses);
   EXPECT_EQ(PDOs{}, contents());
 }
+
+struct SetOperation : test::NamedCase {
+  std::function<void(KQPDOSet&, KQPDO&)> run;
+};
+
+class PDOSetLock : public PDOSet, public testing::WithParamInterface<SetOperation> {};
+
+TEST_P(PDOSetLock, IsWaitedFor) {
+  set.insert(&a);
+  std::unique_ptr<test::OtherThread> other;
+  bool waits = false;
+  // Whoever visits the PDOs holds the lock meanwhile.
+  set.forEach([&](const KQPDO& /*pdo*/) {
+    other = std::make_unique<test::OtherThread>([this] { GetParam().run(set, b); });
+    waits = other->waits();
+  });
+  EXPECT_TRUE(waits);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Operations, PDOSetLock,
+    testing::Values(SetOperation{{"Insert"}, [](KQPDOSet& set, KQPDO& pdo) { set.insert(&pdo); }},
+                    SetOperation{{"Erase"}, [](KQPDOSet& set, KQPDO& pdo) { set.erase(&pdo); }},
+                    SetOperation{{"EraseIndex"}, [](KQPDOSet& set, KQPDO&) { set.eraseIndex(0x1801); }},
+                    SetOperation{{"Clear"}, [](KQPDOSet& set, KQPDO&) { set.clear(); }},
+                    SetOperation{{"Reserve"}, [](KQPDOSet& set, KQPDO&) { set.reserve(8); }},
+                    SetOperation{{"Copy"},
+                                 [](KQPDOSet& set, KQPDO&) {
+                                   PDOs copy;
+                                   set.copyTo(copy);
+                                 }},
+                    SetOperation{{"Visit"}, [](KQPDOSet& set, KQPDO&) { set.forEach([](const KQPDO&) {}); }}),
+    test::caseName<SetOperation>);
 
 }  // namespace

@@ -450,6 +450,19 @@ TEST_F(SyncHandler, EveryTPDOOfTheIndexIsRemoved) {
   EXPECT_EQ(Frames{}, syncNow());
 }
 
+TEST_F(SyncHandler, InvalidTPDOIsRemovedWhenAllAreBuilt) {
+  addTransmitPDO(0, {0x185, 1}, {});
+  node.dictionary().getSubentry(0x1800, 1)->value = static_cast<int>(0x80000185);
+  start();
+  KQPDO pdo(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);
+  pdo.setCommunicationIndex(0x1800);
+  pdo.setCOBID(0x1AB);
+  sync().addTxPDO(&pdo);
+  handler().init();
+  EXPECT_EQ(Frames{"1AB#"}, syncNow());  // it was queued, too
+  EXPECT_EQ(Frames{}, syncNow());
+}
+
 TEST_F(SyncHandler, RemovedTPDOComesBackWhenItIsAddedAgain) {
   start();
   KQPDO pdo(0, TRANSMIT_ON_CHANGE, 0, 0, nullptr, PDO_TRANSMISSION_SYNC_CYCLIC_FIRST);

@@ -60,6 +60,8 @@ TEST_F(PDOBuild, WithoutDictionaryThereIsNothingToBuild) {
 TEST_F(PDOBuild, HandlerOfItsOwnBuildsWithoutSyncHandlerAndStateMachine) {
   addTransmitPDO(0, {0x185, 1}, {});
   addTransmitPDO(1, {0x186, 255}, {});
+  addTransmitPDO(2, {0x187, 1}, {});
+  node.dictionary().getSubentry(0x1802, 1)->value = static_cast<int>(0x80000187);
   addReceivePDO(0, {0x205}, {});
   KQPDOHandler alone(nullptr);
   alone.setObjectDictionary(&node.dictionary());

@@ -112,20 +112,33 @@ TEST_F(PDOSchedule, EventTimerSurvivesTheWrapOfTheTick) {
   EXPECT_EQ(Frames{}, node.run(99));
 }
 
-TEST_F(PDOSchedule, EventTimersGoOnAfterWeeksOutsideOperational) {
-  constexpr unsigned int WEEKS = 0x80000000U;  // half of the range of ticks: what was due then seems to lie ahead
-  addTransmitPDO(0, {0x185, 255, 1000}, {});
-  addTransmitPDO(1, {0x186, 255, 3000}, {});
-  startAndSettle();
-  node.receive("000#80 00");
-  node.clock.advance(WEEKS + 2000);
-  node.receive("000#01 00");
-  node.cycle();
-  EXPECT_EQ(Frames{"185#"}, node.run(1000));
-  EXPECT_EQ(Frames{"185#"}, node.run(1000));
-  Frames both = node.run(1000);
-  std::sort(both.begin(), both.end());
-  EXPECT_EQ((Frames{"185#", "186#"}), both);
+// Expects the event timers of before to go on after weeks outside OPERATIONAL, from the present tick on.
+class PDOScheduleAfterWeeks : public PDOSchedule {
+protected:
+  void expectEventTimersToGoOn() {
+    constexpr unsigned int WEEKS = 0x80000000U;  // half of the range of ticks: what was due then seems to lie ahead
+    addTransmitPDO(0, {0x185, 255, 1000}, {});
+    addTransmitPDO(1, {0x186, 255, 3000}, {});
+    startAndSettle();
+    node.receive("000#80 00");
+    node.clock.advance(WEEKS + 2000);
+    node.receive("000#01 00");
+    node.cycle();
+    EXPECT_EQ(Frames{"185#"}, node.run(1000));
+    EXPECT_EQ(Frames{"185#"}, node.run(1000));
+    Frames both = node.run(1000);
+    std::sort(both.begin(), both.end());
+    EXPECT_EQ((Frames{"185#", "186#"}), both);
+  }
+};
+
+TEST_F(PDOScheduleAfterWeeks, EventTimersGoOn) {
+  expectEventTimersToGoOn();
+}
+
+TEST_F(PDOScheduleAfterWeeks, EventTimersGoOnBehindTheWrapOfTheTick) {
+  node.clock.set(0x90000000U);
+  expectEventTimersToGoOn();
 }
 
 // ---- wait hint

@@ -163,6 +163,25 @@ TEST_F(PDOTransmission, ChangeWithoutSyncHandlerHasNowhereToWait) {
   handler().setSyncHandler(&sync());
 }
 
+TEST_F(PDOTransmission, ChangeOfATPDOThatIsReplacedMeanwhileIsItsSuccessors) {
+  addVariable(0x2001, 1, 8);
+  addTransmitPDO(0, {0x185}, {0x20010108});
+  addTransmitPDO(1, {0x186, 0}, {0x20010108});
+  startAndSettle();
+  node.receive("080#");
+  sent();
+  bool isReplaced = false;
+  node.port().onWrite = [&] {  // the first one goes out while the walk is on its way to the second
+    if (!isReplaced) {
+      isReplaced = true;
+      handler().signalPDOChange(0x1801);
+    }
+  };
+  change(0x2001, 1, 7);
+  EXPECT_EQ(Frames{"185#07"}, sent());
+  EXPECT_EQ(Frames{"186#07"}, node.receive("080#"));
+}
+
 TEST_F(PDOTransmission, RefusedChangeIsNotTriedAgain) {
   addVariable(0x2001, 1, 8);
   addTransmitPDO(0, {0x185}, {0x20010108});

@@ -16,7 +16,7 @@
 // | controller            | bus-off and its three ways back, error-passive, overruns, lost  |                         |
 // |                       | in the socket buffer                                            |                         |
 // | without a manager     | comes back by reading                                           |                         |
-// | threads               |                                                                 | writers and the manager |
+// | threads               | each operation waits for a transmission under way               | writers and the manager |
 
 #include <gtest/gtest.h>
 #include <linux/can/error.h>
@@ -25,12 +25,16 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "CANTestSupport.h"
 #include "KQSocketCANEndPoint.h"
+#include "NamedCase.h"
+#include "OtherThread.h"
 
 namespace KQ::test {
 namespace {
@@ -52,7 +56,10 @@ public:
     socket = -1;
   }
   int findInterface(int, const std::string& name) override { return name == "can0" && exists ? index : -ENODEV; }
-  int getInterfaceFlags(int, const std::string&) override { return exists ? flags : -ENODEV; }
+  int getInterfaceFlags(int, const std::string&) override {
+    ++questions;
+    return exists ? flags : -ENODEV;
+  }
   int bindSocket(int, int interfaceIndex) override {
     ++binds;
     boundIndex = interfaceIndex;
@@ -88,6 +95,7 @@ public:
     return number == 0 ? -EAGAIN : static_cast<int>(number);
   }
   int send(int, const can_frame& frame) override {
+    onSend();
     const std::lock_guard<std::mutex> lock(mutex);
     ++sends;
     if (sendError != 0) {
@@ -117,6 +125,7 @@ public:
     give(CAN_ERR_FLAG | classes, {0, controller, 0, 0, 0, 0, 0, 0});
   }
 
+  std::function<void()> onSend = [] {};
   int openError{0};
   int bindError{0};
   int receiveError{0};
@@ -129,6 +138,7 @@ public:
   int flags{IFF_UP | IFF_RUNNING};
   int socket{-1};
   int boundIndex{0};
+  unsigned questions{0};
   unsigned binds{0};
   unsigned receives{0};
   unsigned sends{0};
@@ -531,6 +541,27 @@ TEST_F(SocketCAN, InterfaceDownSeenByWritingDiscardsWhatWaits) {
   EXPECT_TRUE(kernel.sent.empty()) << "values of the past";
 }
 
+TEST_F(SocketCAN, InterfaceThatIsDownIsLookedAtNowAndThen) {
+  kernel.receiveError = -ENETDOWN;
+  kernel.flags = 0;
+  announce();
+  pass(100);
+  const unsigned before = kernel.questions;
+  pass(99);
+  EXPECT_EQ(before, kernel.questions);
+  pass(1);
+  EXPECT_EQ(before + 1, kernel.questions);
+}
+
+TEST_F(SocketCAN, InterfaceIsAskedForOnlyInAnOutage) {
+  kernel.room = 0;
+  port->writeMessage(makeMessage(1));
+  kernel.flags = 0;  // of which the next transfer will tell
+  pass(1000);
+  EXPECT_TRUE(port->isConnected());
+  EXPECT_EQ(1U, kernel.binds);
+}
+
 TEST_F(SocketCAN, UnpluggedInterfaceIsBoundAgainUnderItsNewIndex) {
   kernel.receiveError = -ENODEV;
   kernel.exists = false;
@@ -558,7 +589,10 @@ TEST_F(SocketCAN, WithoutManagerReadingBringsItBack) {
   KQCANMessage message;
   EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
   EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
-  TestClock::advance(100);
+  TestClock::advance(99);
+  EXPECT_EQ(KQ_NOT_AVAILABLE, port->readMessage(message));
+  EXPECT_FALSE(port->isConnected());
+  TestClock::advance(1);
   kernel.give(4);
   EXPECT_EQ(KQ_OK, port->readMessage(message));
   EXPECT_TRUE(port->isConnected());
@@ -637,6 +671,26 @@ TEST_F(SocketCAN, ErrorPassiveIsSaidOnceEachWayAndTransfersGoOn) {
       takeStderr());
 }
 
+TEST_F(SocketCAN, ErrorFrameOfAnotherClassSaysNothingOfTheController) {
+  kernel.giveError(CAN_ERR_ACK, CAN_ERR_CRTL_TX_PASSIVE | CAN_ERR_CRTL_RX_OVERFLOW);
+  announce();
+  EXPECT_EQ(0U, port->getStatistics().errorPassive);
+  EXPECT_EQ(0U, port->getStatistics().overruns);
+}
+
+TEST_F(SocketCAN, RestartedControllerIsErrorActive) {
+  kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_TX_PASSIVE);
+  kernel.giveError(CAN_ERR_BUSOFF);
+  kernel.giveError(CAN_ERR_RESTARTED);
+  announce();
+  EXPECT_EQ(
+      "socketcan:can0: the controller is error-passive\n"
+      "socketcan:can0: the controller is bus-off\n"
+      "socketcan:can0: the controller is error-active again\n"
+      "socketcan:can0: the controller was restarted after bus-off\n",
+      takeStderr());
+}
+
 TEST_F(SocketCAN, OverrunsAreCountedAndSaidOnceUntilQuiet) {
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
   kernel.giveError(CAN_ERR_CRTL, CAN_ERR_CRTL_RX_OVERFLOW);
@@ -695,6 +749,46 @@ TEST_F(SocketCAN, WritersOfSeveralThreadsLoseNothing) {
     EXPECT_EQ(FRAMES, next);
   }
 }
+
+struct PortOperation : ::test::NamedCase {
+  std::function<void(KQSocketCANEndPoint& port, FakeKernel& kernel)> run;
+};
+
+class SocketCANLock : public SocketCAN, public testing::WithParamInterface<PortOperation> {};
+
+TEST_P(SocketCANLock, IsHeldWhileAFrameIsSent) {
+  kernel.room = 0;
+  port->writeMessage(makeMessage(1));
+  TestClock::advance(1);
+  std::unique_ptr<::test::OtherThread> other;
+  bool waits = false;
+  kernel.room = 100;
+  kernel.onSend = [&] {
+    if (other != nullptr) {
+      return;
+    }
+    other = std::make_unique<::test::OtherThread>([this] { GetParam().run(*port, kernel); });
+    waits = other->waits();
+  };
+  port->flush();
+  EXPECT_TRUE(waits);
+}
+
+const PortOperation PORT_OPERATIONS[] = {
+    {{"Write"}, [](auto& port, auto&) { port.writeMessage(makeMessage(2)); }},
+    {{"Flush"}, [](auto& port, auto&) { port.flush(); }},
+    {{"WantsWritable"}, [](auto& port, auto&) { port.wantsWritable(); }},
+    {{"ServiceDelay"}, [](auto& port, auto&) { port.getServiceDelay(); }},
+    {{"Service"}, [](auto& port, auto&) { port.service(); }},
+    {{"ReadThatFindsItDown"},
+     [](auto& port, auto& kernel) {
+       kernel.receiveError = -ENETDOWN;
+       readAll(port);
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Operations, SocketCANLock, testing::ValuesIn(PORT_OPERATIONS),
+                         ::test::caseName<PortOperation>);
 
 }  // namespace
 }  // namespace KQ::test

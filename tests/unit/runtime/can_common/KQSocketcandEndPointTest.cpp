@@ -31,27 +31,47 @@ using Frames = std::vector<std::string>;
 class PlayedServer {
 public:
   explicit PlayedServer(unsigned short port = 0) : listening(socket(AF_INET, SOCK_STREAM, 0)) {
-    const int on = 1;
-    setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(0, bind(listening, reinterpret_cast<sockaddr*>(&address), sizeof address));
-    EXPECT_EQ(0, listen(listening, 4));
+    listenOn(address);
     socklen_t size = sizeof address;
     getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
     boundPort = ntohs(address.sin_port);
+  }
+  // Listens on ::1.
+  static std::unique_ptr<PlayedServer> ofVersion6(unsigned short port) {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_port = htons(port);
+    address.sin6_addr = in6addr_loopback;
+    auto server = std::make_unique<PlayedServer>();
+    close(server->listening);
+    server->listening = socket(AF_INET6, SOCK_STREAM, 0);
+    server->listenOn(address);
+    return server;
   }
   ~PlayedServer() { close(listening); }
   PlayedServer(const PlayedServer&) = delete;
   PlayedServer& operator=(const PlayedServer&) = delete;
 
   unsigned short getPort() const { return boundPort; }
+  bool isListening() const { return listens; }
+  bool hasVisitor() const { return isReadable(listening); }
   int accept() const { return ::accept(listening, nullptr, nullptr); }
 
 private:
+  template <class Address>
+  void listenOn(const Address& address) {
+    const int on = 1;
+    setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    listens =
+        bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 && listen(listening, 4) == 0;
+  }
+
   int listening;
+  bool listens{false};
   unsigned short boundPort{0};
 };
 
@@ -155,6 +175,34 @@ TEST(SocketcandEndPointOpen, ServerOfAnotherProtocolIsGivenUp) {
       "socketcand:127.0.0.1:" + std::to_string(server.getPort()) + "/bus0: the server does not speak this protocol",
       failureOf(server.getPort()));
   play.join();
+}
+
+// A host without name has two addresses, ::1 and 127.0.0.1, where there is IPv6.
+
+TEST(SocketcandEndPointOpen, AddressWithNobodyThereIsFollowedByTheNext) {
+  const PlayedServer server;
+  int descriptor = -1;
+  std::thread play([&] { descriptor = playHandshake(server); });
+  std::string error;
+  EXPECT_NE(nullptr, KQSocketcandEndPoint::open("", server.getPort(), "bus0", error)) << error;
+  play.join();
+  close(descriptor);
+}
+
+TEST(SocketcandEndPointOpen, AnswerOfTheFirstServerHolds) {
+  const PlayedServer second;
+  const auto first = PlayedServer::ofVersion6(second.getPort());
+  if (!first->isListening()) {
+    GTEST_SKIP() << "this machine has no IPv6";
+  }
+  std::thread play([&] {
+    const int descriptor = first->accept();
+    sendAll(descriptor, "< error not here >");
+    close(descriptor);
+  });
+  EXPECT_NE(failureOf(second.getPort(), "bus0", "").find("not here"), std::string::npos);
+  play.join();
+  EXPECT_FALSE(second.hasVisitor());
 }
 
 TEST(SocketcandEndPointOpen, FactoryReachesTheOwnServer) {
@@ -264,11 +312,15 @@ TEST_F(PlayedConnection, FullOutputRefusesAndDrains) {
   }
   EXPECT_EQ(KQ_DEFERRED, result);
   EXPECT_EQ(KQ_NO_DATA, flushed);
-  const std::size_t expected = std::string("< send 181 8 1 2 3 4 5 6 7 8 >").size() * written;
+  std::string expected;
+  for (unsigned i = 0; i < written; ++i) {
+    expected += "< send 181 8 1 2 3 4 5 6 7 8 >";
+  }
   EXPECT_TRUE(waitUntil(manager, [&] {
     peer->collect();
-    return peer->received.size() == expected;
+    return peer->received.size() == expected.size();
   }));
+  EXPECT_TRUE(peer->received == expected) << "each line as a whole, and once";
   EXPECT_EQ(KQ_OK, endPoint->flush());
   EXPECT_EQ(KQ_OK, endPoint->writeMessage(makeMessage(0x181)));
 }

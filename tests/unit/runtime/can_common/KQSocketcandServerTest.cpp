@@ -94,6 +94,35 @@ protected:
     return peer;
   }
 
+  static std::size_t lineSize(unsigned dataBytes) {
+    KQBusFrame frame;
+    frame.identifier = 0x181;
+    frame.length = static_cast<unsigned char>(dataBytes);
+    std::string line;
+    SocketcandCodec::appendFrameLine(line, frame, SocketcandCodec::getWallClock());
+    return line.size();
+  }
+
+  void writeFrame(std::size_t dataBytes) {
+    KQCANMessage message = makeMessage(0x181);
+    message.length = static_cast<unsigned>(dataBytes);
+    EXPECT_EQ(KQ_OK, node->writeMessage(message));
+  }
+
+  // Sends frames whose lines have so many bytes together, an even number.
+  void fill(std::size_t bytes) {
+    const std::size_t longest = lineSize(8);
+    for (; bytes >= 3 * longest; bytes -= longest) {
+      writeFrame(8);
+    }
+    std::size_t data = (bytes - 3 * lineSize(0)) / 2;
+    for (int i = 0; i < 3; ++i) {
+      const std::size_t part = std::min<std::size_t>(data, 8);
+      writeFrame(part);
+      data -= part;
+    }
+  }
+
   bool waitForLines(TcpPeer& peer, std::size_t number) {
     return waitUntil(manager, [&] {
       peer.collect();
@@ -119,6 +148,14 @@ TEST_F(SocketcandServer, SaysThatThePortIsInUse) {
   std::string error;
   EXPECT_EQ(KQ_NOT_AVAILABLE, second.listen("127.0.0.1", server.getPort(), "bus0", manager, error));
   EXPECT_EQ("cannot listen on 127.0.0.1:" + std::to_string(server.getPort()) + ": Address already in use", error);
+  EXPECT_EQ(0U, second.getPort());
+}
+
+TEST_F(SocketcandServer, PortInUseAtOneOfTwoAddressesIsAFailure) {
+  KQSocketcandServer second;
+  std::string error;
+  EXPECT_EQ(KQ_NOT_AVAILABLE, second.listen("", server.getPort(), "bus0", manager, error));
+  EXPECT_NE(error.find("Address already in use"), std::string::npos) << error;
   EXPECT_EQ(0U, second.getPort());
 }
 
@@ -507,6 +544,60 @@ TEST_F(SocketcandServer, ClientThatNeverReadsIsDroppedWithOneLine) {
     reader->collect();
   }
   EXPECT_EQ(sent, linesOf(reader->received).size()) << "the other one loses nothing";
+}
+
+TEST_F(SocketcandServer, ClientIsDroppedOnceTheLimitWaitsForIt) {
+  const TestClock clock;
+  auto deaf = connectRaw();
+  testing::internal::CaptureStderr();
+  fill(KQSocketcandServer::OUTPUT_LIMIT);
+  writeFrame(0);
+  manager.wait(0);
+  EXPECT_EQ(0U, server.getClientCount());
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(SocketcandServer, ClientIsNotDroppedBelowTheLimit) {
+  const TestClock clock;
+  auto slow = connectRaw();
+  fill(KQSocketcandServer::OUTPUT_LIMIT - 2);
+  writeFrame(0);
+  manager.wait(0);
+  EXPECT_EQ(1U, server.getClientCount());
+}
+
+TEST_F(SocketcandServer, WhatHasLeftDoesNotCountAsWaiting) {
+  constexpr std::size_t EIGHTH = KQSocketcandServer::OUTPUT_LIMIT / 8;
+  const TestClock clock;
+  auto reader = connectRaw();
+  TestClock::advance(20);
+  fill(6 * EIGHTH);
+  for (int i = 0; i < 2000 && reader->received.size() < 4 * EIGHTH; ++i) {
+    TestClock::advance(2);
+    manager.wait(0);
+    reader->collect();
+  }
+  fill(5 * EIGHTH);
+  manager.wait(0);
+  EXPECT_EQ(1U, server.getClientCount());
+}
+
+TEST_F(SocketcandServer, NobodyWaitsForAClientThatIsAboutToBeDropped) {
+  const TestClock clock;
+  struct Sender : KQBusParticipant {
+    void takeFrame(const KQBusFrame& /*frame*/) override {}
+  } sender;
+  const auto bus = KQVirtualBus::get("bus0");
+  auto deaf = connectRaw();
+  bus->attach(&sender);
+  testing::internal::CaptureStderr();
+  fill(KQSocketcandServer::OUTPUT_LIMIT);
+  EXPECT_EQ(KQVirtualBus::SEND_NO_ROOM, bus->sendWhenRoom(&sender, KQBusFrame(), -1));
+  writeFrame(0);
+  EXPECT_EQ(KQVirtualBus::SEND_DELIVERED, bus->sendWhenRoom(&sender, KQBusFrame(), -1));
+  bus->detach(&sender);
+  manager.wait(0);
+  testing::internal::GetCapturedStderr();
 }
 
 TEST_F(SocketcandServer, BurstLeavesInBlocksOfWholeLines) {

@@ -5,7 +5,7 @@
 // | delivery      | to all others, in order, not to the sender; not to other     |                                    |
 // |               | buses                                                        |                                    |
 // | descriptor    | readable exactly while frames wait                           |                                    |
-// | receive queue | full: the newest is lost and counted; usable again; extended |                                    |
+// | receive queue | full: the newest is lost and counted; usable again; extended | room for none                      |
 // |               | frames never enter                                           |                                    |
 // | filter        | what is not wanted neither waits nor wakes; frames that wait |                                    |
 // |               | stay; acknowledged all the same                              |                                    |
@@ -13,15 +13,20 @@
 // |               | not again; not after company                                 |                                    |
 // | backpressure  | nearly full refuses and announces room; ignored end point;   |                                    |
 // |               | detached end point                                           |                                    |
-// | threads       |                                                              | several writers, one order for all |
+// | threads       | each operation waits for the bus                             | several writers, one order for all |
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <thread>
 
 #include "CANTestSupport.h"
 #include "KQVirtualEndPoint.h"
+#include "NamedCase.h"
+#include "OtherThread.h"
 
 namespace KQ::test {
 namespace {
@@ -126,6 +131,14 @@ TEST(VirtualEndPoint, FullQueueLosesTheNewestAndCounts) {
   EXPECT_EQ((Frames{"001#", "002#"}), readAll(*receiver));
   sender->writeMessage(makeMessage(4));
   EXPECT_EQ(Frames{"004#"}, readAll(*receiver));
+}
+
+TEST(VirtualEndPoint, HasRoomForOneFrameAtLeast) {
+  auto sender = openVirtual("least");
+  auto receiver = openVirtual("least", 0);
+  sender->writeMessage(makeMessage(1));
+  sender->writeMessage(makeMessage(2));
+  EXPECT_EQ(Frames{"001#"}, readAll(*receiver));
 }
 
 TEST(VirtualEndPoint, WhatIsNotWantedNeitherWaitsNorWakes) {
@@ -341,6 +354,53 @@ TEST(VirtualBus, WritersOfSeveralThreadsGiveOneOrderToAll) {
   }
   EXPECT_EQ(seen, readAll(*second));
 }
+
+struct BusOperation : ::test::NamedCase {
+  std::function<void(KQVirtualBus& bus, Witness& participant, KQVirtualEndPoint& port)> run;
+};
+
+class VirtualBusLock : public testing::TestWithParam<BusOperation> {};
+
+// A participant that does something when it is given a frame, which the bus does with its lock held.
+class Holder : public KQBusParticipant {
+public:
+  void takeFrame(const KQBusFrame& /*frame*/) override { onFrame(); }
+  std::function<void()> onFrame;
+};
+
+TEST_P(VirtualBusLock, IsWaitedFor) {
+  const auto bus = KQVirtualBus::get("locks");
+  const auto port = openVirtual("locks");
+  Witness participant;
+  Holder holder;
+  bus->attach(&participant);
+  bus->attach(&holder);
+  std::unique_ptr<::test::OtherThread> other;
+  bool waits = false;
+  holder.onFrame = [&] {
+    if (other == nullptr) {
+      other = std::make_unique<::test::OtherThread>([&] { GetParam().run(*bus, participant, *port); });
+      waits = other->waits();
+    }
+  };
+  bus->send(&participant, makeFrame(1));
+  EXPECT_TRUE(waits);
+}
+
+const BusOperation BUS_OPERATIONS[] = {
+    {{"Attach"}, [](auto& bus, auto& participant, auto&) { bus.attach(&participant); }},
+    {{"Detach"}, [](auto& bus, auto& participant, auto&) { bus.detach(&participant); }},
+    {{"Participants"}, [](auto& bus, auto&, auto&) { bus.getParticipantCount(); }},
+    {{"Frames"}, [](auto& bus, auto&, auto&) { bus.getFrameCount(); }},
+    {{"Send"}, [](auto& bus, auto& participant, auto&) { bus.send(&participant, makeFrame(2)); }},
+    {{"SendWhenRoom"}, [](auto& bus, auto& participant, auto&) { bus.sendWhenRoom(&participant, makeFrame(2), -1); }},
+    {{"StopWaiting"}, [](auto& bus, auto&, auto&) { bus.stopWaitingForRoom(); }},
+    {{"ForgetRoom"}, [](auto& bus, auto&, auto&) { bus.removeRoomDescriptor(-1); }},
+    {{"Read"}, [](auto&, auto&, auto& port) { readAll(port); }},
+    {{"Filter"}, [](auto&, auto&, auto& port) { port.setReceptionFilter(nullptr); }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Operations, VirtualBusLock, testing::ValuesIn(BUS_OPERATIONS), ::test::caseName<BusOperation>);
 
 }  // namespace
 }  // namespace KQ::test
