@@ -30,7 +30,7 @@ public:
   /// The bus of that name in this process, made when nobody holds it yet.
   [[nodiscard]] static std::shared_ptr<KQVirtualBus> get(const std::string& name);
 
-  /// A bus that get() does not know. @param name what getName() answers
+  /// A bus that get() does not know. @param busName what getName() answers
   explicit KQVirtualBus(std::string busName);
   KQVirtualBus(const KQVirtualBus&) = delete;
   KQVirtualBus& operator=(const KQVirtualBus&) = delete;
