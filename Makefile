@@ -181,21 +181,21 @@ format-check:
 	@scripts/setup.sh check
 	$(call timed,format-check,$(SOURCES) | xargs -0 clang-format --dry-run --Werror)
 
-# $(call clang-tidy,FOLDERS,REPORT) over what the configuration for clang++, all of whose flags it understands, has of these.
-clang-tidy = run-clang-tidy -quiet -p build/tidy -j $(JOBS) '^$(subst +,\+,$(CURDIR))/($(1))/' >build/tidy/$(2) 2>&1 || \
-  { grep -E 'warning:|error:' -A 3 build/tidy/$(2); exit 1; }
+# $(call clang-tidy,PRESET,FOLDERS) over what a configuration for clang++, all of whose flags it understands, has of these.
+clang-tidy = run-clang-tidy -quiet -p build/$(1) -j $(JOBS) '^$(subst +,\+,$(CURDIR))/($(2))/' >build/$(1)/report.txt 2>&1 || \
+  { grep -E 'warning:|error:' -A 3 build/$(1)/report.txt; exit 1; }
 
 tidy:
-	@scripts/setup.sh run test check
-	@cmake --preset tidy -DTAVO_BUILD_TESTS=ON >/dev/null
-	$(call timed,tidy,$(call clang-tidy,bench|canopen|device_description|monitor|panel|runtime|tools,report.txt))
+	@scripts/setup.sh run bench check
+	@[ -f build/tidy/build.ninja ] || cmake --preset tidy
+	$(call timed,tidy,$(call clang-tidy,tidy,bench|canopen|device_description|monitor|panel|runtime|tools))
 
 # With the checks of tests/.clang-tidy. The test framework is read once for all tests.
 tidy-tests:
 	@scripts/setup.sh run test check
-	@cmake --preset tidy -DTAVO_BUILD_TESTS=ON >/dev/null
-	@cmake --build build/tidy --target tests/CMakeFiles/test_support.dir/cmake_pch.hxx.pch
-	$(call timed,tidy-tests,$(call clang-tidy,tests,tests.txt))
+	@[ -f build/tidy-tests/build.ninja ] || cmake --preset tidy-tests
+	@cmake --build build/tidy-tests --target tests/CMakeFiles/test_support.dir/cmake_pch.hxx.pch
+	$(call timed,tidy-tests,$(call clang-tidy,tidy-tests,tests))
 
 # Fresh random numbers, which are printed; SEED=... takes others. Drawn once, since each use of a variable would do so.
 ifndef SEED

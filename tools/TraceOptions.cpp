@@ -55,7 +55,7 @@ struct CommandLine {
     app.add_option("--time", options.time,
                    "Times: logged, date (UTC), relative (to the first frame), delta (to the last line)")
         ->type_name("FORM")
-        ->transform(CLI::CheckedTransformer(TIME_FORMS, CLI::ignore_case).description(""))
+        ->transform(CLI::CheckedTransformer(timeForms, CLI::ignore_case).description(""))
         ->default_str("logged");
     app.add_option("--bit-rate", options.bitRate, "Bit rate of the bus, for its load")
         ->check(CLI::Range(1, 1000000).description(""))
@@ -99,10 +99,10 @@ struct CommandLine {
         [&filter](const std::string& text) { filter.setEnd(Moment::parse(text)); });
   }
 
-  const std::map<std::string, TimeForm> TIME_FORMS{{"logged", TimeForm::AS_LOGGED},
-                                                   {"date", TimeForm::DATE},
-                                                   {"relative", TimeForm::RELATIVE},
-                                                   {"delta", TimeForm::DELTA}};
+  const std::map<std::string, TimeForm> timeForms{{"logged", TimeForm::AS_LOGGED},
+                                                  {"date", TimeForm::DATE},
+                                                  {"relative", TimeForm::RELATIVE},
+                                                  {"delta", TimeForm::DELTA}};
   CLI::App app{DESCRIPTION, "tavo-trace"};
 };
 
