@@ -402,7 +402,7 @@ TEST_F(TransmissionCounter, ListenerThatChangesWhatManyCountedTPDOsMapIsBounded)
     count(i, 0x20010002);
   }
   int changes = 0;
-  test::SignalRecorder listener([this, &changes] { change(0x2001, 3, ++changes & 0x7F); });
+  test::SignalRecorder listener([&changes] { change(0x2001, 3, ++changes & 0x7F); });
   startAndSettle();
   node.run(20);
   KQVariableEventDispatcher::instance()->addMapping(0x2001, 2, &listener);
