@@ -22,13 +22,19 @@ after(() => browser.stop());
 
 /** A panel, one more participant on its bus and the page in a browser, for the length of one test. */
 async function open(t, { look, options = ['--autostart'], view = 'Values' } = {}) {
+    // What came last goes first: a page would complain of a panel that has gone.
+    const inReverse = [];
+    t.after(async () => {
+        for (const end of inReverse.reverse())
+            await end();
+    });
     const panel = await Panel.start(...options);
-    t.after(() => panel.stop());
+    inReverse.push(() => panel.stop());
     const bus = await panel.attach();
-    t.after(() => bus.close());
+    inReverse.push(() => bus.close());
     const page = await browser.open(panel.url, look);
-    t.after(() => page.context().close());
-    t.after(() => assert.deepEqual(page.complaints, [], 'messages in the console of the browser'));
+    inReverse.push(() => assert.deepEqual(page.complaints, [], 'messages in the console of the browser'));
+    inReverse.push(() => page.context().close());
     await page.getByRole('tab', { name: view }).click();
     return { panel, bus, page };
 }
