@@ -48,14 +48,14 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--nm", default="nm")
     parser.add_argument("--headers", action="append", type=pathlib.Path, required=True)
-    parser.add_argument("library", nargs="+")
+    parser.add_argument("libraries", metavar="LIBRARY", nargs="+")
     arguments = parser.parse_args()
     headers = [path for folder in arguments.headers for path in sorted(folder.rglob("*.h"))]
     text = "\n".join(path.read_text(encoding="utf-8") for path in headers)
     classes, free = set(CLASS.findall(text)), set(FREE.findall(text))
     problems = [
         f"{library}: {problem}"
-        for library in arguments.library
+        for library in arguments.libraries
         for problem in problems_of(shown_symbols(arguments.nm, library), classes, free)
     ]
     if len(classes) < 50:
