@@ -374,7 +374,9 @@ void FuzzedNode::control(Input& input) {
       node->setPaused((choice & 0x40) != 0);
       break;
     case 1:
-      node->setCANopenState(choice >> 4 & 7);
+      if (node->setCANopenState(choice >> 4 & 7) == KQ::KQ_OK) {
+        stateOfApplication = choice >> 4 & 7;
+      }
       break;
     case 2:
       node->setOption(choice >> 4 & 7, (choice & 0x80) != 0);
@@ -467,9 +469,8 @@ bool FuzzedNode::isOwnHeartbeat(const SentFrame& sent) const {
 
 void FuzzedNode::check() {
   const int state = node->getCANopenState();
-  const bool mayBeSet = node->getOption(KQ::KQCANopen::OPTION_ALLOW_STATE_CHANGE);
-  require(mayBeSet || (state >= KQ::CANOPEN_STATE_INIT && state <= KQ::CANOPEN_STATE_FATAL_ERROR), "an unknown state",
-          static_cast<unsigned int>(state));
+  const bool isKnown = state >= KQ::CANOPEN_STATE_INIT && state <= KQ::CANOPEN_STATE_FATAL_ERROR;
+  require(isKnown || state == stateOfApplication, "an unknown state", static_cast<unsigned int>(state));
   KQ::KQCANopenObjectDictionary& dictionary = *node->getObjectDictionary();
   int value = 0;
   require(dictionary.getValue(0x1001, 0, value) == KQ::KQ_OK, "the error register cannot be read");

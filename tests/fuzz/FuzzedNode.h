@@ -97,6 +97,7 @@ private:
   std::unique_ptr<KQ::KQCANopen> node;
   std::vector<Parameter> parameters;  ///< COB-IDs in the dictionary
   std::bitset<0x800> pdos;            ///< identifiers that TPDOs have had
+  int stateOfApplication = 0;         ///< which the application has set last: any number is one
   std::bitset<0x800> sdoSent;         ///< identifiers that SDO channels may send on
   std::bitset<0x800> sdoReceived;     ///< and receive on
   KQ::KQCANMessage lastOfClient;
